@@ -1,0 +1,60 @@
+/* Text-keyed hash tables, queues and the fatal assertion.
+ *
+ * Threads: a table or queue belongs to one thread at a time.
+ */
+#ifndef INFRA_INFRA_H
+#define INFRA_INFRA_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* One line on standard error that names the missing thing, then abort(), also in release builds. */
+void zu_assert_fail(const char *name) __attribute__((noreturn, cold));
+
+/* ---- Hash tables from NUL-terminated text to a pointer ----
+ * The table keeps the key pointer that it is given (the caller's block) and the value; it frees neither. */
+typedef struct ht_table ht_table;
+
+/* A new empty table; the argument is a sizing hint that is always 0 here. None when memory is exhausted. */
+ht_table *htMake(int hint);
+/* Adds an entry; a key that is there already is accepted and gives a second entry. 0 on success. */
+int htAdd(ht_table *table, char *key, void *value);
+/* The value of the oldest entry under the key, or none; none for a table that is none. */
+void *htFind(ht_table *table, const char *key);
+/* The stored key of the oldest entry, or none when the key is absent; agrees with htFind. */
+const char *htFindKey(ht_table *table, const char *key);
+/* Removes the oldest entry under the key: non-zero when it removed one, with the stored key, which the
+ * caller now owns, in `*stored_key`. */
+int htRemove2(ht_table *table, const char *key, char **stored_key);
+/* How many entries the table holds; 0 for none. */
+uint32_t htSize(ht_table *table);
+/* Calls `entry` (may be none) with every entry's key and value, then destroys the table. None is ignored. */
+void htCloseWithFunction2(ht_table *table, void (*entry)(char *key, void *value));
+
+/* ---- Queues of items whose first field is the link ---- */
+typedef struct queue_item {
+  struct queue_item *next;
+} queue_item;
+
+typedef struct queue {
+  queue_item *head; /* none when the queue is empty */
+  queue_item *tail;
+  uint32_t count;
+  uint32_t bound; /* 0: none */
+} queue;
+
+/* Makes a queue record empty; `bound` 0 means that it takes any number of items. */
+void queue_init(queue *q, uint32_t bound);
+/* Appends the item (a record that begins with a queue_item): 0, or non-zero when the bound is reached. */
+int queue_enqueue(queue *q, void *item);
+/* Takes the head item, or none when the queue is empty. */
+void *queue_dequeue(queue *q);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

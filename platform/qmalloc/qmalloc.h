@@ -1,0 +1,63 @@
+/* Named memory: every block is charged to a 32-bit area id, so that a process can tell who holds what.
+ *
+ * Threads: every function may be called from any thread; a block may be freed by another thread than the
+ * one that allocated it. Counting costs no atomic operation a call: counters are kept per thread and
+ * summed when they are read.
+ */
+#ifndef QMALLOC_QMALLOC_H
+#define QMALLOC_QMALLOC_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The area of all data objects (zuapi, store rows and cursors, conditions). */
+#define ZU_DO_AREA 0x2900000u
+
+/* Gives the printable name of an area; the text lives as long as the process. */
+typedef const char *(*qmalloc_area_name_fn)(uint32_t area);
+
+/* Registers an area with its name callback. 0 on success; non-zero when `name` is none or no more areas
+ * can be told apart (64). Registering an area again replaces its callback. */
+int qmalloc_init(uint32_t area, qmalloc_area_name_fn name);
+
+/* Allocation. The block is aligned for any type. None when memory is exhausted, when the size (or the
+ * product of count and size) is above PTRDIFF_MAX, and when an armed failure strikes. Size 0 gives a block. */
+void *qmalloc_named(uint32_t area, size_t size);
+void *qcalloc_named(uint32_t area, size_t count, size_t size);
+/* As realloc: none leaves `block` valid and owned by the caller. A `block` of none allocates. */
+void *qrealloc_named(uint32_t area, void *block, size_t size);
+/* A copy of `text`; none is given for none. */
+char *qstrdup_named(uint32_t area, const char *text);
+
+/* Frees a block of this allocator, whichever area it is charged to; none is ignored. The two differ in
+ * nothing but the callers' habits: "unnamed" frees what a formatting function gave. */
+void qfree_named(void *block);
+void qfree_unnamed(void *block);
+
+/* Counters of one area, summed over all threads. Exact when no other thread allocates meanwhile. */
+typedef struct qmalloc_counters {
+  int64_t live_blocks;
+  int64_t live_bytes;   /* as asked for, without the allocator's own overhead */
+  int64_t total_blocks; /* allocated since the process started; a moved block counts once */
+} qmalloc_counters;
+
+qmalloc_counters qmalloc_count(uint32_t area);
+/* The name the area was registered with, or none. */
+const char *qmalloc_area_name(uint32_t area);
+
+/* Fault injection, for tests. Arms the calling process to fail the n-th allocation from now (n from 1),
+ * that one only or it and all later ones; areas do not matter, a reallocation counts. n = 0 disarms. */
+void qmalloc_fail_nth(uint64_t n, bool all_later);
+/* How often a failure fired since it was armed last. */
+uint64_t qmalloc_fail_fired(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,59 @@
+/* The embedded data store: an immutable snapshot of the records of one JSON file, behind a data interface.
+ *
+ * Threads: a snapshot is read-only; any number of threads may read it, each through interfaces of its own.
+ */
+#ifndef STORE_STORE_H
+#define STORE_STORE_H
+
+#include "cli_exec/interfaces.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Loads a data file whole: one reference on its data interface, freed by the interface's `free`; the
+ * snapshot lives until the last reference goes. A bad file gives none and an error object with a message
+ * `FILE:LINE:COLUMN: MESSAGE` (`FILE: MESSAGE` when it cannot be read; ZU_CANNOT_OPEN). */
+data_ifc *zu_store_load_file(const char *path, zu_do_error **error);
+/* The same from memory; `name` stands for the file in messages. */
+data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error);
+
+/* ---- A forwarding wrapper: counts every call, and can be told to fail one ---- */
+
+typedef enum zu_store_call {
+  ZU_CALL_GET_COLL_IFC,
+  ZU_CALL_GET_CRUDX_IFC,
+  ZU_CALL_OPEN_CURSOR,
+  ZU_CALL_FETCH,
+  ZU_CALL_GET,
+  ZU_CALL_COUNT
+} zu_store_call;
+
+/* Told of every open_cursor and get, before it is forwarded: the URI's text and the flag word. */
+typedef void (*zu_store_watch_fn)(void *context, zu_store_call call, const char *uri, uint64_t flags);
+
+typedef struct zu_store_wrapper zu_store_wrapper;
+
+/* Wraps a data interface (shared). The wrapper's own interface, borrowed, is what a render is given; all
+ * interfaces and cursors reached through it are wrapped too. Belongs to one thread. None when memory is
+ * exhausted. */
+zu_store_wrapper *zu_store_wrapper_new(data_ifc *inner);
+data_ifc *zu_store_wrapper_ifc(zu_store_wrapper *wrapper);
+void zu_store_wrapper_free(zu_store_wrapper *wrapper); /* none is ignored */
+
+uint64_t zu_store_wrapper_calls(zu_store_wrapper *wrapper, zu_store_call call);
+uint64_t zu_store_wrapper_rows(zu_store_wrapper *wrapper); /* rows fetched */
+void zu_store_wrapper_reset(zu_store_wrapper *wrapper);    /* counts back to 0 */
+void zu_store_wrapper_watch(zu_store_wrapper *wrapper, zu_store_watch_fn watch, void *context);
+/* Fails the n-th call of a kind from now (n from 1) with `code`, without forwarding it; n = 0 disarms. */
+void zu_store_wrapper_fail(zu_store_wrapper *wrapper, zu_store_call call, uint64_t n, int code);
+/* Fails the n-th call of any kind from now, with `code`. */
+void zu_store_wrapper_fail_any(zu_store_wrapper *wrapper, uint64_t n, int code);
+/* How often an armed failure fired since it was armed last. */
+uint64_t zu_store_wrapper_fired(zu_store_wrapper *wrapper);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
