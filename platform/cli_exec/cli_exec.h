@@ -13,7 +13,7 @@ extern "C" {
 /* What keeps the errors of a request together with its result interface. None when memory is exhausted or
  * the interface is none. */
 typedef struct zu_results_array zu_results_array;
-zu_results_array *zu_results_array_new(result_ifc *results);
+zu_results_array *zu_results_array_new(zu_result_ifc *results);
 void zu_results_array_free(zu_results_array *array); /* none is ignored */
 
 /* Reports (context, code, message). */
@@ -63,7 +63,7 @@ void zu_cli_cmd_op_free(zu_cli_cmd_op *op); /* none is ignored */
 
 /* Evaluates the operation's conditions over the condition properties: true, and the answer in `*holds`;
  * false only when memory is exhausted. Any number of threads may evaluate one operation. */
-bool zu_cli_exec_resolve_cond(cli_context *cli, zu_results_array *results, const char *command,
+bool zu_cli_exec_resolve_cond(zu_cli_context *cli, zu_results_array *results, const char *command,
                               zu_cli_cmd_op *op, zu_do_properties *properties, bool *holds);
 
 /* ---- What a host needs to make requests ---- */
@@ -74,10 +74,10 @@ typedef void (*zu_cli_on_error_fn)(void *context, int32_t code, const char *mess
 /* A CLI context over a data interface (shared), with a result interface that hands every error to
  * `on_error` (may be none), and a configuration interface without configurations. None when memory is
  * exhausted. */
-cli_context *zu_cli_context_new(data_ifc *data, zu_cli_on_error_fn on_error, void *error_context);
+zu_cli_context *zu_cli_context_new(zu_data_ifc *data, zu_cli_on_error_fn on_error, void *error_context);
 /* Registers a named configuration (shared); a name that is there already is replaced. 0 or a code. */
-int zu_cli_context_add_config(cli_context *cli, const char *name, data_ifc *data);
-void zu_cli_context_free(cli_context *cli); /* none is ignored */
+int zu_cli_context_add_config(zu_cli_context *cli, const char *name, zu_data_ifc *data);
+void zu_cli_context_free(zu_cli_context *cli); /* none is ignored */
 
 #ifdef __cplusplus
 }

@@ -13,41 +13,41 @@
 extern "C" {
 #endif
 
-typedef struct data_ifc data_ifc;
-typedef struct coll_ifc coll_ifc;
+typedef struct zu_data_ifc zu_data_ifc;
+typedef struct zu_coll_ifc zu_coll_ifc;
 typedef struct zu_cursor zu_cursor;
-typedef struct crudx_ifc crudx_ifc;
+typedef struct zu_crudx_ifc zu_crudx_ifc;
 typedef struct zu_status zu_status;
-typedef struct result_ifc result_ifc;
-typedef struct config_ifc config_ifc;
-typedef struct cli_context cli_context;
-typedef struct tovra_context tovra_context;
+typedef struct zu_result_ifc zu_result_ifc;
+typedef struct zu_config_ifc zu_config_ifc;
+typedef struct zu_cli_context zu_cli_context;
+typedef struct zu_tovra_context zu_tovra_context;
 
 /* Where records come from. Counted: ref takes a reference, free releases it. */
-typedef struct data_ifc_ops {
+typedef struct zu_data_ifc_ops {
   void *unused;
-  int (*ref)(data_ifc *ifc);
-  int (*free)(data_ifc *ifc);
+  int (*ref)(zu_data_ifc *ifc);
+  int (*free)(zu_data_ifc *ifc);
   /* Give a new interface, freed by its own operation; it must not outlive the data interface. */
-  int (*get_coll_ifc)(data_ifc *ifc, coll_ifc **coll);
-  int (*get_crudx_ifc)(data_ifc *ifc, crudx_ifc **crudx);
-} data_ifc_ops;
-struct data_ifc {
-  const data_ifc_ops *ops;
+  int (*get_coll_ifc)(zu_data_ifc *ifc, zu_coll_ifc **coll);
+  int (*get_crudx_ifc)(zu_data_ifc *ifc, zu_crudx_ifc **crudx);
+} zu_data_ifc_ops;
+struct zu_data_ifc {
+  const zu_data_ifc_ops *ops;
 };
 
 /* Reads collections. */
-typedef struct coll_ifc_ops {
+typedef struct zu_coll_ifc_ops {
   void *unused;
-  int (*ref)(coll_ifc *ifc);
-  int (*free)(coll_ifc *ifc);
+  int (*ref)(zu_coll_ifc *ifc);
+  int (*free)(zu_coll_ifc *ifc);
   /* Opens a cursor on the instances of a collection URI. An empty name list asks for all fields; `query`
    * and `order_by` may be none. The cursor is freed by its own operation. */
-  int (*open_cursor)(coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
+  int (*open_cursor)(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
                      zu_do_nlist *order_by, uint64_t flags, zu_cursor **cursor);
-} coll_ifc_ops;
-struct coll_ifc {
-  const coll_ifc_ops *ops;
+} zu_coll_ifc_ops;
+struct zu_coll_ifc {
+  const zu_coll_ifc_ops *ops;
 };
 
 typedef struct zu_cursor_ops {
@@ -64,18 +64,18 @@ struct zu_cursor {
 };
 
 /* Reads single records. */
-typedef struct crudx_ifc_ops {
+typedef struct zu_crudx_ifc_ops {
   void *unused;
-  int (*ref)(crudx_ifc *ifc);
-  int (*free)(crudx_ifc *ifc);
+  int (*ref)(zu_crudx_ifc *ifc);
+  int (*free)(zu_crudx_ifc *ifc);
   /* Adds the properties of the record of that URI to `record`, whose `_uri` stays as the caller set it.
    * ZU_NOT_FOUND when there is none. The configuration name may be none. */
-  int (*get)(crudx_ifc *ifc, zu_do_uri *uri, const char *config_name, uint64_t flags,
+  int (*get)(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *config_name, uint64_t flags,
              zu_do_properties *record);
-  zu_status *(*status)(crudx_ifc *ifc); /* borrowed, never none */
-} crudx_ifc_ops;
-struct crudx_ifc {
-  const crudx_ifc_ops *ops;
+  zu_status *(*status)(zu_crudx_ifc *ifc); /* borrowed, never none */
+} zu_crudx_ifc_ops;
+struct zu_crudx_ifc {
+  const zu_crudx_ifc_ops *ops;
 };
 
 typedef struct zu_status_ops {
@@ -86,46 +86,46 @@ struct zu_status {
 };
 
 /* Takes what a request has to report. */
-typedef struct result_ifc_ops {
+typedef struct zu_result_ifc_ops {
   void *unused0;
   void *unused1;
-  int (*set_error)(result_ifc *ifc, int32_t code, const char *message); /* copies the message */
+  int (*set_error)(zu_result_ifc *ifc, int32_t code, const char *message); /* copies the message */
   void *unused3;
-  int (*set_error_object)(result_ifc *ifc, zu_do_error *error); /* takes a reference of its own */
-} result_ifc_ops;
-struct result_ifc {
-  const result_ifc_ops *ops;
+  int (*set_error_object)(zu_result_ifc *ifc, zu_do_error *error); /* takes a reference of its own */
+} zu_result_ifc_ops;
+struct zu_result_ifc {
+  const zu_result_ifc_ops *ops;
 };
 
 /* Finds named configurations. */
-typedef struct config_ifc_ops {
+typedef struct zu_config_ifc_ops {
   void *unused;
   /* 0 and one reference on the configuration's data interface, which the caller frees; ZU_NOT_FOUND for an
    * unknown name. The third argument is 0. */
-  int (*get_config)(config_ifc *ifc, const char *name, int reserved, data_ifc **data);
-} config_ifc_ops;
-struct config_ifc {
-  const config_ifc_ops *ops;
+  int (*get_config)(zu_config_ifc *ifc, const char *name, int reserved, zu_data_ifc **data);
+} zu_config_ifc_ops;
+struct zu_config_ifc {
+  const zu_config_ifc_ops *ops;
 };
 
 /* The CLI context of a request. */
-struct cli_context {
+struct zu_cli_context {
   void *unused;
-  config_ifc *config_ifc; /* of named configurations */
-  result_ifc *result_ifc;
-  data_ifc *data_ifc;       /* the default data interface */
+  zu_config_ifc *config_ifc; /* of named configurations */
+  zu_result_ifc *result_ifc;
+  zu_data_ifc *data_ifc;       /* the default data interface */
   void *user_data;          /* the host's own */
   uint8_t render_defaults;  /* non-zero: render default commands too */
   uint8_t tag_submodes;     /* non-zero: render submode tags */
 };
 
 /* The render context of a request. */
-struct tovra_context {
+struct zu_tovra_context {
   void *unused;
   void *cleanup_ctx; /* set by the library; none when there is nothing to clean up */
-  void (*cleanup_fn)(tovra_context *context); /* set by the library; called once the output is done with */
+  void (*cleanup_fn)(zu_tovra_context *context); /* set by the library; called once the output is done with */
   /* True when it took the text, which is borrowed for the call. False ends the render. */
-  bool (*output_fn)(tovra_context *context, cli_context *cli, const char *text);
+  bool (*output_fn)(zu_tovra_context *context, zu_cli_context *cli, const char *text);
 };
 
 #ifdef __cplusplus

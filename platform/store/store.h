@@ -14,9 +14,9 @@ extern "C" {
 /* Loads a data file whole: one reference on its data interface, freed by the interface's `free`; the
  * snapshot lives until the last reference goes. A bad file gives none and an error object with a message
  * `FILE:LINE:COLUMN: MESSAGE` (`FILE: MESSAGE` when it cannot be read; ZU_CANNOT_OPEN). */
-data_ifc *zu_store_load_file(const char *path, zu_do_error **error);
+zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error);
 /* The same from memory; `name` stands for the file in messages. */
-data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error);
+zu_data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error);
 
 /* ---- A forwarding wrapper: counts every call, and can be told to fail one ---- */
 
@@ -37,8 +37,8 @@ typedef struct zu_store_wrapper zu_store_wrapper;
 /* Wraps a data interface (shared). The wrapper's own interface, borrowed, is what a render is given; all
  * interfaces and cursors reached through it are wrapped too. Belongs to one thread. None when memory is
  * exhausted. */
-zu_store_wrapper *zu_store_wrapper_new(data_ifc *inner);
-data_ifc *zu_store_wrapper_ifc(zu_store_wrapper *wrapper);
+zu_store_wrapper *zu_store_wrapper_new(zu_data_ifc *inner);
+zu_data_ifc *zu_store_wrapper_ifc(zu_store_wrapper *wrapper);
 void zu_store_wrapper_free(zu_store_wrapper *wrapper); /* none is ignored */
 
 uint64_t zu_store_wrapper_calls(zu_store_wrapper *wrapper, zu_store_call call);

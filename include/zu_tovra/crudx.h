@@ -1,0 +1,24 @@
+/* The data of a get-one node, which reads one record and walks its children with it in scope. */
+#ifndef ZU_TOVRA_CRUDX_H
+#define ZU_TOVRA_CRUDX_H
+
+#include "zu_tovra/uri.h"
+
+ZU_TVR_BEGIN
+
+typedef struct zu_tvr_crudx_data zu_tvr_crudx_data;
+struct zu_tvr_crudx_data {
+  zu_tvr_uri *uri; /* owned */
+  /* Reads and pushes the record: ZU_TVR_STEP_*. */
+  int32_t (*walk)(zu_tvr_crudx_data *data, zu_tvr_walk_ctx *ctx);
+};
+
+/* Takes the URI template over; on failure (none, traced) it is still the caller's. */
+ZU_TVR_API zu_tvr_crudx_data *zu_tvr_crudx_data_new(zu_tvr_uri *uri) ZU_TVR_NOEXCEPT;
+ZU_TVR_API void zu_tvr_crudx_data_delete(zu_tvr_crudx_data *data) ZU_TVR_NOEXCEPT; /* none is ignored */
+ZU_TVR_API void zu_tvr_crudx_data_print(FILE *stream, uint32_t indentation,
+                                        zu_tvr_crudx_data *data) ZU_TVR_NOEXCEPT;
+
+ZU_TVR_END
+
+#endif

@@ -1,0 +1,75 @@
+/* The library's face towards its host: initialise, render, reload, stop.
+ *
+ * Threads: renders may run at the same time on any threads; each has its own contexts. The host does not
+ * reload or stop while a render's walk runs, and makes no call after stop.
+ */
+#ifndef ZU_TOVRA_ENTRY_H
+#define ZU_TOVRA_ENTRY_H
+
+#include "infra/infra.h"
+#include "zu_tovra/export.h"
+
+ZU_TVR_BEGIN
+
+typedef void (*zu_tvr_trace_msg_fn)(void);
+typedef int (*zu_tvr_trace_test_fn)(void);
+
+extern ZU_TVR_API uint16_t g_zu_tovra_trace_module_id;    /* given by the trace service */
+extern ZU_TVR_API zu_tvr_trace_msg_fn zu_tvr_trace_msg;   /* by default does nothing */
+extern ZU_TVR_API zu_tvr_trace_test_fn zu_tvr_trace_test; /* by default gives 1 */
+
+/* A render request's own record. */
+typedef struct external_ctx {
+  zu_tovra_context *tovra_context; /* borrowed */
+  zu_cli_context *cli_context;     /* borrowed */
+  zu_tvr_walk_ctx *walk_ctx;       /* owned; none until it exists */
+  zu_data_ifc *config_data_ifc;    /* one reference: of a named configuration, or none */
+} external_ctx;
+
+/* What a walk carries for its conditions. */
+struct zu_tvr_cond_args {
+  zu_cli_context *cli_context; /* borrowed */
+  zu_results_array *results;   /* owned */
+  zu_cli_cmd *cmd;             /* owned */
+  zu_cli_user_io *user_io;     /* owned, not initialised */
+};
+
+/* Registers the allocator area; true on success. */
+ZU_TVR_API bool zu_tovra_init(void) ZU_TVR_NOEXCEPT;
+/* Registers the trace module: the trace service's result, 0 on success. */
+ZU_TVR_API int zu_tovra_trace_init(void) ZU_TVR_NOEXCEPT;
+/* Stores the hook and registers the trace module, as zu_tovra_trace_init. */
+ZU_TVR_API int register_libzu_tvr_trace(zu_tvr_trace_msg_fn hook) ZU_TVR_NOEXCEPT;
+/* Stores the hook; the address of zu_tvr_trace_test. */
+ZU_TVR_API zu_tvr_trace_test_fn *register_libzu_tvr_trace_test(zu_tvr_trace_test_fn hook) ZU_TVR_NOEXCEPT;
+
+/* Renders the configuration, or the part under one node, as CLI text: pieces leave through the render
+ * context's output_fn while it runs. The first request loads the templates.
+ *  - when: not 0; 2 ignores the node id;
+ *  - node_id: the node to start from, or none ("config");
+ *  - config_name: a named configuration, or none for the context's default data;
+ *  - run_props: the walk arguments; op_props: reserved; both must be given.
+ * True when the whole text was handed out; false after a failure, which is recorded in the CLI context's
+ * result interface. When the render context's cleanup_fn is set after the call, the host calls it once with
+ * the render context to free what the request holds. */
+ZU_TVR_API bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tovra_context,
+                                         int32_t when, const char *node_id, const char *config_name,
+                                         zu_do_properties *run_props,
+                                         zu_do_properties *op_props) ZU_TVR_NOEXCEPT;
+/* Loads the templates anew: none on success, else an error object that the caller releases. */
+ZU_TVR_API zu_do_error *render_tovra_reload_func(void) ZU_TVR_NOEXCEPT;
+/* Frees the templates and the lock; true on success. */
+ZU_TVR_API bool zu_tovra_stop(void) ZU_TVR_NOEXCEPT;
+
+/* Frees a request once its output is done with; set as the render context's cleanup_fn. */
+ZU_TVR_API void tovra_cleanup_hook(zu_tovra_context *cleanup_context) ZU_TVR_NOEXCEPT;
+/* Frees a queue of property items with the records that they hold; none is ignored. */
+ZU_TVR_API void cleanup_props_list(queue *props_list) ZU_TVR_NOEXCEPT;
+
+/* New condition arguments for a request, or none (traced). */
+ZU_TVR_API zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) ZU_TVR_NOEXCEPT;
+ZU_TVR_API void zu_tvr_cond_args_delete(zu_tvr_cond_args *cond_args) ZU_TVR_NOEXCEPT;
+
+ZU_TVR_END
+
+#endif

@@ -1,0 +1,133 @@
+// Ownership inside the library: blocks of the named allocator and references on data objects, each in a
+// handle that lets go by itself. Raw allocation, ref and deref appear here and nowhere else.
+#pragma once
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "qmalloc/qmalloc.h"
+#include "zu_tovra/export.h"
+
+namespace tvr {
+
+// ---- Blocks ----
+
+struct free_block {
+  void operator()(const void *block) const noexcept { qfree_named(const_cast<void *>(block)); }
+};
+
+// A block of plain data, freed with it.
+template <class T>
+using block = std::unique_ptr<T, free_block>;
+// An owned NUL-terminated text.
+using text = block<char>;
+
+// A zeroed T, or none.
+template <class T>
+[[nodiscard]] block<T> make_zeroed() noexcept {
+  static_assert(std::is_trivially_destructible_v<T>);
+  return block<T>(static_cast<T *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(T))));
+}
+
+// `count` zeroed Ts, or none.
+template <class T>
+[[nodiscard]] block<T> make_zeroed_array(size_t count) noexcept {
+  static_assert(std::is_trivially_destructible_v<T>);
+  return block<T>(static_cast<T *>(qcalloc_named(ZU_TVR_AREA, count, sizeof(T))));
+}
+
+// A copy of a text, or none.
+[[nodiscard]] inline text copy_text(const char *source) noexcept {
+  return text(qstrdup_named(ZU_TVR_AREA, source));
+}
+
+// Room for a text of `length` bytes and its NUL, zeroed; or none.
+[[nodiscard]] inline text make_text(size_t length) noexcept {
+  return text(static_cast<char *>(qcalloc_named(ZU_TVR_AREA, 1, length + 1)));
+}
+
+// Something that one call frees: unique<zu_tvr_uri, zu_tvr_uri_delete>.
+template <auto Free>
+struct free_with {
+  template <class T>
+  void operator()(T *thing) const noexcept {
+    Free(thing);
+  }
+};
+template <class T, auto Free>
+using unique = std::unique_ptr<T, free_with<Free>>;
+
+using string_buffer = unique<zu_do_strbuf, zu_do_strbuf_deref>;
+using iterator = unique<zu_do_iter, zu_do_iter_deref>;
+using error_object = unique<zu_do_error, zu_do_error_deref>;
+
+// ---- References ----
+
+template <class T>
+struct counted; // one line a data object
+
+#define TVR_COUNTED(type)                                                   \
+  template <>                                                               \
+  struct counted<type> {                                                    \
+    static type *take(type *object) noexcept { return type##_ref(object); } \
+    static void drop(type *object) noexcept { type##_deref(object); }       \
+  }
+TVR_COUNTED(zu_do_name);
+TVR_COUNTED(zu_do_value);
+TVR_COUNTED(zu_do_uri);
+TVR_COUNTED(zu_do_properties);
+TVR_COUNTED(zu_do_properties_list);
+TVR_COUNTED(zu_do_nlist);
+TVR_COUNTED(zu_do_nvlist);
+TVR_COUNTED(zu_do_ntlist);
+TVR_COUNTED(zu_do_vlist);
+TVR_COUNTED(zu_do_vtable);
+#undef TVR_COUNTED
+
+// One reference on a data object. `adopt` takes over a reference that the caller holds, `share` takes a new
+// one; `release` hands the reference on.
+template <class T>
+class ref {
+public:
+  ref() noexcept = default;
+  ref(ref &&other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  ref &operator=(ref &&other) noexcept {
+    if (this != &other) reset(std::exchange(other.object_, nullptr));
+    return *this;
+  }
+  ref(const ref &) = delete;
+  ref &operator=(const ref &) = delete;
+  ~ref() { reset(nullptr); }
+
+  [[nodiscard]] static ref adopt(T *object) noexcept { return ref(object); }
+  [[nodiscard]] static ref share(T *object) noexcept {
+    return ref(object != nullptr ? counted<T>::take(object) : nullptr);
+  }
+
+  T *get() const noexcept { return object_; }
+  explicit operator bool() const noexcept { return object_ != nullptr; }
+  [[nodiscard]] T *release() noexcept { return std::exchange(object_, nullptr); }
+  void reset() noexcept { reset(nullptr); }
+
+private:
+  explicit ref(T *object) noexcept : object_(object) {}
+  void reset(T *object) noexcept {
+    T *old = std::exchange(object_, object);
+    if (old != nullptr) counted<T>::drop(old);
+  }
+
+  T *object_ = nullptr;
+};
+
+// For the reference that a record's field holds.
+template <class T>
+[[nodiscard]] T *share_into_field(T *object) noexcept {
+  return ref<T>::share(object).release();
+}
+template <class T>
+void drop_field(T *&field) noexcept {
+  auto dropped = ref<T>::adopt(std::exchange(field, nullptr));
+}
+
+} // namespace tvr

@@ -1,0 +1,40 @@
+// Traces, and the one place where a failure of a walk is traced and reported.
+#pragma once
+
+#include "infra/infra.h"
+#include "qtrace/qtrace.h"
+#include "zu_tovra/entry.h"
+#include "zu_tovra/walk_ctx.h"
+
+// Messages are literal, so that a message that is read in a trace is found by searching for it.
+#define TVR_ERROR(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 3, 0, "(ERR): " __VA_ARGS__)
+#define TVR_WARN(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 4, 0, "(warn): " __VA_ARGS__)
+#define TVR_INFO(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 6, 0, "(info): " __VA_ARGS__)
+#define TVR_DEBUG(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 7, 0, "(debug): " __VA_ARGS__)
+
+// A mandatory argument that is missing ends the process, naming the argument.
+#define TVR_ASSERT_NAMED(given, name)   \
+  do {                                  \
+    if (!(given)) zu_assert_fail(name); \
+  } while (0)
+#define TVR_ASSERT(argument) TVR_ASSERT_NAMED(argument, #argument)
+
+namespace tvr {
+
+// While this is true every step is the plain one, so that the traces tell all of it.
+inline bool debugging() noexcept {
+  return qtrace_module_test(g_zu_tovra_trace_module_id, 7);
+}
+
+// Reports a failure that has been traced.
+inline void report(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
+  ctx->error_cb(ctx->cb_ctx, code, message);
+}
+
+// Traces a failure and reports it with the same words.
+inline void fail(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
+  TVR_ERROR("%s", message);
+  report(ctx, code, message);
+}
+
+} // namespace tvr
