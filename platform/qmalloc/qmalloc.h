@@ -29,7 +29,8 @@ int qmalloc_init(uint32_t area, qmalloc_area_name_fn name);
  * product of count and size) is above PTRDIFF_MAX, and when an armed failure strikes. Size 0 gives a block. */
 void *qmalloc_named(uint32_t area, size_t size);
 void *qcalloc_named(uint32_t area, size_t count, size_t size);
-/* As realloc: none leaves `block` valid and owned by the caller. A `block` of none allocates. */
+/* As realloc: none leaves `block` valid and owned by the caller. A `block` of none allocates; size 0 gives a
+ * block too. The block is then charged to `area`, whichever it was charged to. */
 void *qrealloc_named(uint32_t area, void *block, size_t size);
 /* A copy of `text`; none is given for none. */
 char *qstrdup_named(uint32_t area, const char *text);
@@ -39,7 +40,8 @@ char *qstrdup_named(uint32_t area, const char *text);
 void qfree_named(void *block);
 void qfree_unnamed(void *block);
 
-/* Counters of one area, summed over all threads. Exact when no other thread allocates meanwhile. */
+/* Counters of one area, summed over all threads. Exact when no other thread allocates meanwhile. An area
+ * needs no registration to be counted; beyond 64 areas, the later ones are not. */
 typedef struct qmalloc_counters {
   int64_t live_blocks;
   int64_t live_bytes;   /* as asked for, without the allocator's own overhead */
