@@ -20,18 +20,20 @@ typedef struct ht_table ht_table;
 
 /* A new empty table; the argument is a sizing hint that is always 0 here. None when memory is exhausted. */
 ht_table *htMake(int hint);
-/* Adds an entry; a key that is there already is accepted and gives a second entry. 0 on success. */
+/* Adds an entry; a key that is there already is accepted and gives a second entry. 0 on success;
+ * non-zero when memory is exhausted or the table or key is none, and the key stays the caller's. */
 int htAdd(ht_table *table, char *key, void *value);
 /* The value of the oldest entry under the key, or none; none for a table that is none. */
 void *htFind(ht_table *table, const char *key);
 /* The stored key of the oldest entry, or none when the key is absent; agrees with htFind. */
 const char *htFindKey(ht_table *table, const char *key);
 /* Removes the oldest entry under the key: non-zero when it removed one, with the stored key, which the
- * caller now owns, in `*stored_key`. */
+ * caller now owns, in `*stored_key` (which may be none). 0 changes nothing. */
 int htRemove2(ht_table *table, const char *key, char **stored_key);
 /* How many entries the table holds; 0 for none. */
 uint32_t htSize(ht_table *table);
-/* Calls `entry` (may be none) with every entry's key and value, then destroys the table. None is ignored. */
+/* Calls `entry` (may be none) with every entry's key and value, the oldest first, and destroys the table,
+ * which `entry` must not touch. A table of none is ignored. */
 void htCloseWithFunction2(ht_table *table, void (*entry)(char *key, void *value));
 
 /* ---- Queues of items whose first field is the link ---- */
@@ -48,7 +50,8 @@ typedef struct queue {
 
 /* Makes a queue record empty; `bound` 0 means that it takes any number of items. */
 void queue_init(queue *q, uint32_t bound);
-/* Appends the item (a record that begins with a queue_item): 0, or non-zero when the bound is reached. */
+/* Appends the item (a record that begins with a queue_item and stays the caller's memory): 0, or non-zero
+ * when the bound is reached. */
 int queue_enqueue(queue *q, void *item);
 /* Takes the head item, or none when the queue is empty. */
 void *queue_dequeue(queue *q);

@@ -1,0 +1,10 @@
+// The fatal assertion.
+#include "infra/infra.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" void zu_assert_fail(const char *name) {
+  fprintf(stderr, "zu_tovra: missing mandatory argument: %s\n", name != nullptr ? name : "(null)");
+  abort();
+}
