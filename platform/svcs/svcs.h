@@ -20,7 +20,8 @@ typedef struct tarvo_location {
 
 /* One to four decimal numbers separated by '/', '.' or '-' are rack, slot, subslot, port; what is missing
  * is rack 0, slot 0xffff, subslot 0xffff, port 0. A text of any other form (none and a number too large
- * for its field included) gives just those four. */
+ * for its field included) gives just those four. A slot or subslot is at most 65534: 0xffff would read as
+ * missing. The separators of one text may differ; leading zeros are accepted. */
 void tarvo_location_from_str(const char *text, tarvo_location *location);
 
 /* Fills `index` with the positions 0 to count - 1 of the locations, ordered by rack, slot, subslot, port,
@@ -29,10 +30,12 @@ void tarvo_location_from_str(const char *text, tarvo_location *location);
 int tarvo_location_sort(const tarvo_location *locations, uint32_t count, uint32_t *index, int reserved);
 
 /* Schemes: 0 DEFAULT `rack[/slot[/subslot[/port]]]` with missing ends left out, 1 SLOT `rack/slot`,
- * 2 PORT `rack/slot/subslot/port`; 0 for missing parts in the last two. */
+ * 2 PORT `rack/slot/subslot/port`; 0 for missing parts in the last two, and in the first for one that
+ * stands before a part that is not missing. A port of 0 counts as missing. */
 enum { TARVO_SCHEME_DEFAULT = 0, TARVO_SCHEME_SLOT = 1, TARVO_SCHEME_PORT = 2 };
 
-/* Writes the location's text, NUL-terminated. 0, or non-zero for an unknown scheme or a buffer too small. */
+/* Writes the location's text, NUL-terminated. 0, or non-zero for an unknown scheme or a buffer too small,
+ * which is then untouched. */
 int tarvo_location_to_str_scheme(uint32_t scheme, const tarvo_location *location, char *buffer, size_t size);
 
 enum { LOCSVCS_NV_UINT32 = 1, LOCSVCS_NV_INT32 = 2, LOCSVCS_NV_TEXT = 3, LOCSVCS_NV_CHAR = 4 };
@@ -54,7 +57,8 @@ typedef struct locsvcs_nvlist {
 } locsvcs_nvlist;
 
 /* Fills `list` with `rack`, `slot`, `subslot`, `port` as unsigned numbers, 0 for missing ones. The caller
- * frees what it holds with locsvcs_free_nvlist. 0, or non-zero (the list is then empty). */
+ * frees what it holds with locsvcs_free_nvlist; the names live as long as the process. 0, or non-zero for
+ * an unknown scheme and when memory is exhausted (the list is then empty). */
 int tarvo_location_to_nv_scheme(uint32_t scheme, const tarvo_location *location, locsvcs_nvlist *list);
 /* Frees what the list holds and empties it; an empty list and none are accepted. */
 void locsvcs_free_nvlist(locsvcs_nvlist *list);
