@@ -1,0 +1,37 @@
+// The condition arguments of a request: what the framework wants to be given with every condition.
+#include "request.hpp"
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+extern "C" zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcept {
+  using namespace tvr;
+  condition_arguments cond_args(make_zeroed<zu_tvr_cond_args>().release());
+  if (!cond_args) {
+    TVR_ERROR("Failed to allocate condition arguments");
+    return nullptr;
+  }
+  cond_args->cli_context = context->cli_context;
+  cond_args->results = zu_results_array_new(context->cli_context->result_ifc);
+  if (cond_args->results == nullptr) {
+    TVR_ERROR("Failed to construct results array");
+    return nullptr;
+  }
+  cond_args->cmd = zu_cli_cmd_new(context, tovra_report_error, "TOVRA");
+  if (cond_args->cmd == nullptr) {
+    TVR_ERROR("Failed to construct command");
+    return nullptr;
+  }
+  cond_args->user_io = static_cast<zu_cli_user_io *>(qmalloc_named(ZU_TVR_AREA, sizeof(zu_cli_user_io)));
+  if (cond_args->user_io == nullptr) {
+    TVR_ERROR("Failed to allocate user IO");
+    return nullptr;
+  }
+  return cond_args.release();
+}
+
+extern "C" void zu_tvr_cond_args_delete(zu_tvr_cond_args *cond_args) noexcept {
+  if (cond_args->results != nullptr) zu_results_array_free(cond_args->results);
+  if (cond_args->cmd != nullptr) zu_cli_cmd_deref(cond_args->cmd);
+  const tvr::block<zu_cli_user_io> user_io(cond_args->user_io);
+  const tvr::block<zu_tvr_cond_args> record(cond_args);
+}

@@ -1,0 +1,83 @@
+// Initialise, reload, stop: what a host calls around its renders.
+#include "qmalloc/qmalloc.h"
+#include "tree_holder.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+uint16_t g_zu_tovra_trace_module_id = 0;
+
+namespace {
+
+constexpr uint32_t area_mask = 0x7ff00000u; // the bits of an area id that name its owner
+
+uintptr_t trace_control; // the trace service's; only its address is ours
+
+const char *tovra_area_name(uint32_t area) {
+  return (area & area_mask) == ZU_TVR_AREA ? "zu-tovra" : "zu-tovra-unknown";
+}
+
+void no_trace_msg() {}
+int always_trace() {
+  return 1;
+}
+
+} // namespace
+
+zu_tvr_trace_msg_fn zu_tvr_trace_msg = no_trace_msg;
+zu_tvr_trace_test_fn zu_tvr_trace_test = always_trace;
+
+extern "C" bool zu_tovra_init() noexcept {
+  return qmalloc_init(ZU_TVR_AREA, tovra_area_name) == 0;
+}
+
+extern "C" int zu_tovra_trace_init() noexcept {
+  return qtrace_module_init_fn("zu_tovra", &g_zu_tovra_trace_module_id, &trace_control);
+}
+
+extern "C" int register_libzu_tvr_trace(zu_tvr_trace_msg_fn hook) noexcept {
+  zu_tvr_trace_msg = hook;
+  return zu_tovra_trace_init();
+}
+
+extern "C" zu_tvr_trace_test_fn *register_libzu_tvr_trace_test(zu_tvr_trace_test_fn hook) noexcept {
+  zu_tvr_trace_test = hook;
+  return &zu_tvr_trace_test;
+}
+
+extern "C" zu_do_error *render_tovra_reload_func() noexcept {
+  using namespace tvr;
+  TVR_INFO("Received a reload request, triggering tree rebuild");
+  if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
+    TVR_ERROR("Failed to obtain lock on tovra tree");
+    return zu_do_error_new(ZU_EXHAUSTED, "Failed to obtain lock on tovra tree");
+  }
+  tovra_tree_drop();
+  build_result built = tovra_tree_build();
+  if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
+    TVR_ERROR("Failed to release lock on tovra tree");
+    if (!built.failed) {
+      built = build_failure(ZU_EXHAUSTED, "Failed to release lock on tovra tree");
+      tovra_tree_drop();
+    }
+  }
+  // Deleting the old tree gave memory back, so that an error object that could not be made may be now.
+  if (built.failed && built.error == nullptr) built.error = zu_do_error_new(built.code, built.message);
+  return built.error;
+}
+
+extern "C" bool zu_tovra_stop() noexcept {
+  using namespace tvr;
+  if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
+    TVR_ERROR("Failed to lock tovra tree");
+    return false;
+  }
+  tovra_tree_drop();
+  if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
+    TVR_ERROR("Failed to unlock tovra tree");
+    return false;
+  }
+  if (pthread_mutex_destroy(&g_tovra_tree_lock) != 0) {
+    TVR_ERROR("Failed to destroy lock on tovra tree");
+    return false;
+  }
+  return true;
+}

@@ -1,0 +1,120 @@
+// The render request: from the framework's contexts to a walk of the template tree.
+#include "request.hpp"
+#include "tree_holder.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+namespace {
+
+using namespace tvr;
+
+constexpr int32_t when_whole = 2;             // a request for the whole configuration, whatever node it names
+constexpr uint64_t request_flags = 0x1010000; // what collection and single requests ask the data store for
+
+void set_error(zu_cli_context *cli_context, int32_t code, const char *message) noexcept {
+  zu_result_ifc *results = cli_context->result_ifc;
+  results->ops->set_error(results, code, message);
+}
+
+// Hands a failed build to the framework and lets go of its error object.
+void report_build(zu_cli_context *cli_context, const build_result &built) noexcept {
+  const error_object error(built.error);
+  if (!error) return set_error(cli_context, built.code, built.message);
+  zu_result_ifc *results = cli_context->result_ifc;
+  results->ops->set_error_object(results, error.get());
+}
+
+// Sees to it that there is a tree. False after a failure, which is reported.
+bool have_tree(zu_cli_context *cli_context) noexcept {
+  if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
+    TVR_ERROR("Failed to obtain lock on tovra tree");
+    report_build(cli_context, build_failure(ZU_EXHAUSTED, "Failed to obtain lock on tovra tree"));
+    return false;
+  }
+  build_result built;
+  if (g_tovra_tree == nullptr) built = tovra_tree_build();
+  if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
+    TVR_ERROR("Failed to release lock on tovra tree");
+    if (!built.failed) {
+      built = build_failure(ZU_EXHAUSTED, "Failed to release lock on tovra tree");
+      tovra_tree_drop();
+    }
+  }
+  if (built.failed) report_build(cli_context, built);
+  return !built.failed;
+}
+
+// Finds the data of a named configuration. False after a failure, which is reported.
+bool find_config(external_ctx *request, const char *config_name) noexcept {
+  zu_config_ifc *configs = request->cli_context->config_ifc;
+  zu_data_ifc *data = nullptr;
+  const int rc = configs->ops->get_config(configs, config_name, 0, &data);
+  if (rc != 0 || data == nullptr) {
+    TVR_ERROR("Failed to get config: %s", config_name);
+    set_error(request->cli_context, rc != 0 ? rc : ZU_FAILED, "Failed to get config");
+    return false;
+  }
+  request->config_data_ifc = data;
+  return true;
+}
+
+// A flag byte of the CLI context, told to the trace.
+bool read_flag(uint8_t flag, const char *on, const char *off) noexcept {
+  TVR_INFO("%s", flag != 0 ? on : off);
+  return flag != 0;
+}
+
+// Gives the request its walk context. False after a failure, which is reported.
+bool prepare_walk(external_ctx *request, zu_do_properties *run_props) noexcept {
+  zu_cli_context *cli_context = request->cli_context;
+  const bool render_defaults = read_flag(cli_context->render_defaults, "Render default commands too",
+                                         "Do not render default commands");
+  const bool tag_submodes =
+      read_flag(cli_context->tag_submodes, "Render submode tagging", "Do not render submode tagging");
+  condition_arguments cond_args(zu_tvr_cond_args_new(request));
+  if (!cond_args) {
+    set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate condition arguments");
+    return false;
+  }
+  // A named configuration is read instead of the default data, not beside it.
+  zu_data_ifc *data = request->config_data_ifc != nullptr ? request->config_data_ifc : cli_context->data_ifc;
+  request->walk_ctx = zu_tvr_walk_ctx_new(data, nullptr, run_props, render_defaults, request_flags,
+                                          static_cast<uint32_t>(g_tovra_coll_fetch_count), tag_submodes,
+                                          cond_args.get(), request, tovra_report_error, tovra_send_output);
+  if (request->walk_ctx == nullptr) {
+    set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate context object");
+    return false;
+  }
+  (void)cond_args.release(); // the cleanup hook frees them before the walk context
+  return true;
+}
+
+} // namespace
+
+extern "C" bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tovra_context,
+                                         int32_t when, const char *node_id, const char *config_name,
+                                         zu_do_properties *run_props, zu_do_properties *op_props) noexcept {
+  TVR_ASSERT(cli_context);
+  TVR_ASSERT(tovra_context);
+  TVR_ASSERT(when);
+  TVR_ASSERT(run_props);
+  TVR_ASSERT(op_props);
+  const char *start_id = when == when_whole ? nullptr : node_id;
+  if (start_id != nullptr) TVR_INFO("TOVRA render request for %s", start_id);
+  if (!have_tree(cli_context)) return false;
+
+  request_handle request(make_zeroed<external_ctx>().release());
+  if (!request) {
+    TVR_ERROR("Failed to allocate context object");
+    set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate context object");
+    return false;
+  }
+  request->tovra_context = tovra_context;
+  request->cli_context = cli_context;
+  if (config_name != nullptr && !find_config(request.get(), config_name)) return false;
+  if (!prepare_walk(request.get(), run_props)) return false;
+
+  zu_tvr_walk_ctx *walk_ctx = request->walk_ctx;
+  tovra_context->cleanup_ctx = request.release();
+  tovra_context->cleanup_fn = tovra_cleanup_hook;
+  return g_tovra_tree->walk(g_tovra_tree, start_id, walk_ctx);
+}
