@@ -10,15 +10,21 @@ extern "C" {
 
 /* ---- Small things of a request ---- */
 
-/* What keeps the errors of a request together with its result interface. None when memory is exhausted or
- * the interface is none. */
+/* Keeps what its result interface records while it lives: how many errors, and the last one. An interface
+ * that was not made by zu_cli_context_new shows nothing of what others report to it; of such a one the array
+ * keeps what this library reports. The interface is borrowed; one that goes first, with its context, is let
+ * go of. None when memory is exhausted or the interface is none. */
 typedef struct zu_results_array zu_results_array;
 zu_results_array *zu_results_array_new(zu_result_ifc *results);
 void zu_results_array_free(zu_results_array *array); /* none is ignored */
+uint32_t zu_results_array_get_len(zu_results_array *array);
+/* Borrowed until the next error; none when there is none, or there was no memory to copy it. */
+zu_do_error *zu_results_array_get_last(zu_results_array *array);
 
 /* Reports (context, code, message). */
 typedef int (*zu_cli_error_fn)(void *context, int32_t code, const char *message);
 
+/* A command: a copy of its name, and whom it reports to. None without a name and when memory is exhausted. */
 typedef struct zu_cli_cmd zu_cli_cmd;
 zu_cli_cmd *zu_cli_cmd_new(void *context, zu_cli_error_fn error, const char *name);
 void zu_cli_cmd_deref(zu_cli_cmd *command);
@@ -36,7 +42,8 @@ typedef struct zu_cli_user_io {
  * or a negative result and none in `*text`. "%s" of none is "(null)". */
 int zu_printf(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-/* The number of a location scheme name ("DEFAULT", "SLOT", "PORT"): 0 on success, else non-zero. */
+/* The number of a location scheme name ("DEFAULT", "SLOT", "PORT"; exactly so): 0, or non-zero and `*scheme`
+ * as it was. */
 int zu_exec_str_to_location_scheme(const char *text, uint32_t *scheme);
 
 /* ---- Conditions ----
@@ -46,11 +53,21 @@ int zu_exec_str_to_location_scheme(const char *text, uint32_t *scheme);
  *     arg       = operand / group
  *     operand   = "(" "eval" string ")" / "$" name / JSON number, string, true, false, null
  *     op        = and / or / not / eq / ne / lt / le / gt / ge / set
+ *
+ * Blanks separate; groups nest at most 64 deep. An eval string that starts with '$' names a property, one
+ * that starts with '{' is a value from JSON (zu_do_value_from_json), any other is that string. A property
+ * name has no blanks, control bytes, quotes or parentheses.
+ *
+ * A property that is absent, without value or null is null. `eq` and `ne` compare values, numbers by size;
+ * `lt`, `le`, `gt`, `ge` compare numbers by size and anything else by display text, byte by byte, and are
+ * false when either side is null; `set` is true for what is not null. A group in the place of a value is a
+ * boolean; an operand in the place of a truth is true unless it is null, false, 0 or shows as no text.
  */
 typedef struct zu_cond_list zu_cond_list;
 
 /* Parses a whole condition text: true, and a list that the caller frees or hands over. False after one call
- * of `error` (may be none) with `context`, ZU_FAILED (or ZU_EXHAUSTED) and a message with the column. */
+ * of `error` (may be none) with `context`, ZU_FAILED (or ZU_EXHAUSTED) and a message that ends with the
+ * column, in bytes from 1; `*list` is none then. A text that is none is empty, which is no condition. */
 bool parse_cond_expr_no_trailing(void *context, zu_cli_error_fn error, const char *command,
                                  const char *text, zu_cond_list **list);
 void zu_cond_list_free(zu_cond_list *list); /* none is ignored */
@@ -61,8 +78,10 @@ zu_cli_cmd_op *zu_cli_cmd_op_new(uintptr_t context, zu_cli_error_fn error, int k
                                  const char *text2, zu_cond_list *conditions, int b, int c, int d, int e);
 void zu_cli_cmd_op_free(zu_cli_cmd_op *op); /* none is ignored */
 
-/* Evaluates the operation's conditions over the condition properties: true, and the answer in `*holds`;
- * false only when memory is exhausted. Any number of threads may evaluate one operation. */
+/* Evaluates the operation's conditions over the condition properties (none: no property is set): true, and
+ * the answer in `*holds`, which is true for an operation without conditions. False only when memory is
+ * exhausted, which is reported through `results` (may be none); the other arguments are not read. Any number
+ * of threads may evaluate one operation, each with its own results and properties. */
 bool zu_cli_exec_resolve_cond(zu_cli_context *cli, zu_results_array *results, const char *command,
                               zu_cli_cmd_op *op, zu_do_properties *properties, bool *holds);
 
@@ -71,11 +90,13 @@ bool zu_cli_exec_resolve_cond(zu_cli_context *cli, zu_results_array *results, co
 /* Called with every error that is recorded, in order; the message is borrowed for the call. */
 typedef void (*zu_cli_on_error_fn)(void *context, int32_t code, const char *message);
 
-/* A CLI context over a data interface (shared), with a result interface that hands every error to
- * `on_error` (may be none), and a configuration interface without configurations. None when memory is
- * exhausted. */
+/* A CLI context over a data interface (shared; may be none), with a result interface that hands every error
+ * to `on_error` (may be none), and a configuration interface without configurations. The host may set the
+ * other members, and put interfaces of its own in the place of these. None when memory is exhausted or the
+ * data interface refuses the reference. */
 zu_cli_context *zu_cli_context_new(zu_data_ifc *data, zu_cli_on_error_fn on_error, void *error_context);
-/* Registers a named configuration (shared); a name that is there already is replaced. 0 or a code. */
+/* Registers a named configuration (shared) with a context made by zu_cli_context_new; a name that is there
+ * already is replaced. 0, or a code and no change. */
 int zu_cli_context_add_config(zu_cli_context *cli, const char *name, zu_data_ifc *data);
 void zu_cli_context_free(zu_cli_context *cli); /* none is ignored */
 
