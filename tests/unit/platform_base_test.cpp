@@ -1,0 +1,409 @@
+// Named memory, fault injection, the trace service, hash tables and queues.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "infra/infra.h"
+#include "qmalloc/qmalloc.h"
+#include "qtrace/qtrace.h"
+#include "support.h"
+
+namespace {
+
+constexpr uint32_t test_area = 0x1234;
+constexpr uint32_t other_area = 0;
+
+// What the counters of an area changed by since the object was made.
+class area_change {
+public:
+  explicit area_change(uint32_t area) : area_(area), before_(qmalloc_count(area)) {}
+  std::vector<int64_t> now() const {
+    const auto after = qmalloc_count(area_);
+    return {after.live_blocks - before_.live_blocks, after.live_bytes - before_.live_bytes,
+            after.total_blocks - before_.total_blocks};
+  }
+
+private:
+  uint32_t area_;
+  qmalloc_counters before_;
+};
+
+using change = std::vector<int64_t>;
+
+struct disarm {
+  ~disarm() { qmalloc_fail_nth(0, false); }
+};
+
+// ---- Memory ----
+
+TEST(memory, every_call_is_counted_as_asked_for) {
+  area_change counted(test_area);
+  area_change other(other_area);
+  char *text = qstrdup_named(test_area, "abc");
+  ASSERT_STREQ(text, "abc");
+  EXPECT_EQ(counted.now(), (change{1, 4, 1}));
+  auto *zeroed = static_cast<char *>(qcalloc_named(test_area, 3, 50));
+  for (int i = 0; i < 150; ++i) ASSERT_EQ(zeroed[i], 0);
+  void *empty = qmalloc_named(test_area, 0);
+  EXPECT_NE(empty, nullptr);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(empty) % alignof(max_align_t), 0u);
+  EXPECT_EQ(counted.now(), (change{3, 154, 3}));
+
+  text = static_cast<char *>(qrealloc_named(test_area, text, 100000));
+  ASSERT_STREQ(text, "abc");
+  EXPECT_EQ(counted.now(), (change{3, 150 + 100000, 3})) << "a moved block counts once";
+  text = static_cast<char *>(qrealloc_named(other_area, text, 0));
+  EXPECT_EQ(counted.now(), (change{2, 150, 3}));
+  EXPECT_EQ(other.now(), (change{1, 0, 0}));
+  empty = qrealloc_named(test_area, empty, 7);
+  void *fresh = qrealloc_named(test_area, nullptr, 9);
+  EXPECT_EQ(counted.now(), (change{3, 166, 4}));
+
+  qfree_named(nullptr);
+  EXPECT_EQ(qstrdup_named(test_area, nullptr), nullptr);
+  qfree_named(text);
+  qfree_unnamed(zeroed);
+  qfree_named(empty);
+  qfree_named(fresh);
+  EXPECT_EQ(counted.now(), (change{0, 0, 4}));
+  EXPECT_EQ(other.now(), (change{0, 0, 0}));
+}
+
+TEST(memory, sizes_that_no_object_can_have_give_none) {
+  area_change counted(test_area);
+  void *block = qstrdup_named(test_area, "kept");
+  const volatile size_t huge[] = {SIZE_MAX, SIZE_MAX - 15, size_t{PTRDIFF_MAX} + 1, PTRDIFF_MAX};
+  for (const size_t size : huge) {
+    EXPECT_EQ(qmalloc_named(test_area, size), nullptr);
+    EXPECT_EQ(qcalloc_named(test_area, 1, size), nullptr);
+    EXPECT_EQ(qrealloc_named(test_area, block, size), nullptr);
+  }
+  // Products that wrap to something small.
+  EXPECT_EQ(qcalloc_named(test_area, SIZE_MAX / 8 + 2, 8), nullptr);
+  EXPECT_EQ(qcalloc_named(test_area, size_t{1} << 32, size_t{1} << 32), nullptr);
+  EXPECT_STREQ(static_cast<char *>(block), "kept");
+  EXPECT_EQ(counted.now(), (change{1, 5, 1}));
+  qfree_named(block);
+}
+
+TEST(memory, sums_are_right_across_threads_that_live_and_that_ended) {
+  constexpr int threads = 4;
+  constexpr int blocks = 2000;
+  area_change counted(test_area);
+  std::vector<void *> made[threads];
+  std::atomic<int> ready{0};
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> workers;
+  for (auto &own : made) {
+    workers.emplace_back([&own, &ready, &stop] {
+      for (int i = 0; i < blocks; ++i) own.push_back(qmalloc_named(test_area, 10));
+      ready.fetch_add(1);
+      while (!stop.load()) {
+        qfree_named(qmalloc_named(other_area, 1)); // counting goes on while others read
+        std::this_thread::yield();
+      }
+    });
+  }
+  while (ready.load() < threads) qmalloc_count(test_area);
+  EXPECT_EQ(counted.now(), (change{threads * blocks, threads * blocks * 10, threads * blocks}));
+  stop.store(true);
+  for (auto &worker : workers) worker.join();
+  EXPECT_EQ(counted.now(), (change{threads * blocks, threads * blocks * 10, threads * blocks}));
+  std::thread([&made] {
+    for (auto &own : made) {
+      for (void *block : own) qfree_named(block);
+    }
+  }).join();
+  EXPECT_EQ(counted.now(), (change{0, 0, threads * blocks}));
+}
+
+TEST(memory, what_a_thread_frees_after_its_counters_ended_is_counted) {
+  struct holder {
+    void *block = nullptr;
+    ~holder() { qfree_named(block); }
+  };
+  area_change counted(test_area);
+  std::thread([] {
+    static thread_local holder outlives; // made before the thread's counters, so destroyed after them
+    outlives.block = nullptr;
+    outlives.block = qmalloc_named(test_area, 33);
+  }).join();
+  EXPECT_EQ(counted.now(), (change{0, 0, 1}));
+}
+
+TEST(memory, an_area_has_the_name_registered_last) {
+  EXPECT_EQ(qmalloc_area_name(0x77), nullptr);
+  EXPECT_NE(qmalloc_init(0x77, nullptr), 0);
+  ASSERT_EQ(qmalloc_init(0x77, [](uint32_t) { return "first"; }), 0);
+  EXPECT_STREQ(qmalloc_area_name(0x77), "first");
+  ASSERT_EQ(qmalloc_init(0x77, [](uint32_t area) { return area == 0x77 ? "second" : "wrong"; }), 0);
+  EXPECT_STREQ(qmalloc_area_name(0x77), "second");
+}
+
+TEST(memory, an_area_beyond_the_limit_is_refused_and_harms_no_other) {
+  // In a process of its own: areas are never forgotten.
+  const auto fill = [] {
+    qmalloc_area_name_fn name = [](uint32_t) { return "area"; };
+    void *known = qmalloc_named(0x500000, 5);
+    uint32_t accepted = 0;
+    while (accepted < 1000 && qmalloc_init(0x500000 + accepted, name) == 0) ++accepted;
+    const uint32_t refused = 0x500000 + accepted;
+    void *block = qmalloc_named(refused, 100);
+    const bool right = accepted > 32 && accepted <= 64 && qmalloc_count(refused).live_blocks == 0 &&
+                       qmalloc_area_name(refused) == nullptr && qmalloc_count(0x500000).live_bytes == 5 &&
+                       qmalloc_init(0x500000, name) == 0;
+    qfree_named(block);
+    qfree_named(known);
+    exit(right && qmalloc_count(0x500000).live_bytes == 0 ? 0 : 1);
+  };
+  EXPECT_EXIT(fill(), testing::ExitedWithCode(0), "");
+}
+
+// ---- Fault injection ----
+
+// Which of ten allocations failed, as a text of '.' and 'x'; every operation takes its turn.
+std::string ten_allocations() {
+  std::string answer;
+  for (int i = 0; i < 10; ++i) {
+    void *block = i % 4 == 0   ? qmalloc_named(test_area, 8)
+                  : i % 4 == 1 ? qcalloc_named(test_area, 2, 8)
+                  : i % 4 == 2 ? qstrdup_named(test_area, "text")
+                               : qrealloc_named(test_area, nullptr, 8);
+    answer += block == nullptr ? 'x' : '.';
+    qfree_named(block);
+  }
+  return answer;
+}
+
+TEST(faults, the_nth_allocation_fails_alone_or_with_all_later) {
+  const struct {
+    uint64_t n;
+    bool all_later;
+    const char *expected;
+  } cases[] = {{1, false, "x........."},  {3, false, "..x......."}, {10, false, ".........x"},
+               {11, false, ".........."}, {1, true, "xxxxxxxxxx"},  {4, true, "...xxxxxxx"},
+               {0, true, ".........."}};
+  disarm after;
+  for (const auto &c : cases) {
+    area_change counted(test_area);
+    qmalloc_fail_nth(c.n, c.all_later);
+    EXPECT_EQ(ten_allocations(), c.expected) << c.n << (c.all_later ? " and later" : "");
+    qmalloc_fail_nth(0, false);
+    if (c.n != 0) {
+      const std::string expected = c.expected;
+      EXPECT_EQ(qmalloc_fail_fired(),
+                static_cast<uint64_t>(std::count(expected.begin(), expected.end(), 'x')));
+    }
+    EXPECT_EQ(ten_allocations(), "..........");
+    EXPECT_EQ(counted.now()[0], 0);
+  }
+}
+
+TEST(faults, a_failed_reallocation_leaves_the_block) {
+  disarm after;
+  area_change counted(test_area);
+  char *text = qstrdup_named(test_area, "stays");
+  qmalloc_fail_nth(1, false);
+  EXPECT_EQ(qrealloc_named(test_area, text, 1000), nullptr);
+  EXPECT_STREQ(text, "stays");
+  EXPECT_EQ(counted.now(), (change{1, 6, 1}));
+  qfree_named(text);
+}
+
+// ---- Trace ----
+
+TEST(trace, nothing_is_evaluated_while_the_level_is_off) {
+  int evaluated = 0;
+  const auto touch = [&evaluated] { return ++evaluated; };
+  qtrace_wrapper(1, 3, 0, "%d", touch());
+  EXPECT_EQ(evaluated, 0);
+  test::trace_log log(4);
+  qtrace_wrapper(1, 3, 0, "error %d", touch());
+  qtrace_wrapper(1, 4, 0, "warning %d", touch());
+  qtrace_wrapper(1, 6, 0, "information %d", touch());
+  EXPECT_EQ(log.lines(), (std::vector<std::string>{"3 error 1", "4 warning 2"}));
+}
+
+TEST(trace, long_messages_arrive_whole_and_consume_no_injected_failure) {
+  test::trace_log log(7);
+  disarm after;
+  qmalloc_fail_nth(1, true);
+  for (const size_t length : {size_t{1022}, size_t{1023}, size_t{1024}, size_t{100000}}) {
+    const std::string text(length, 'a');
+    qtrace_wrapper(1, 7, 0, "%s|", text.c_str());
+    EXPECT_EQ(log.lines().back(), "7 " + text + "|");
+  }
+  EXPECT_EQ(qmalloc_fail_fired(), 0u);
+}
+
+TEST(trace, the_default_sink_writes_visible_lines) {
+  qtrace_set_level(7);
+  testing::internal::CaptureStderr();
+  const std::string controls(600, '\n'); // four times as long when shown
+  qtrace_wrapper(1, 3, 0, "a\nb\tc\x01\x1f\x7f~ \xc3\xa9%s", "");
+  qtrace_wrapper(1, 7, 0, "%s", "");
+  qtrace_wrapper(1, 6, 0, "%s", controls.c_str());
+  const std::string seen = testing::internal::GetCapturedStderr();
+  qtrace_set_level(0);
+  std::string shown;
+  for (int i = 0; i < 600; ++i) shown += "\\x0A";
+  EXPECT_EQ(seen,
+            "zu_tovra[3] a\\x0Ab\\x09c\\x01\\x1F\\x7F~ \xc3\xa9\nzu_tovra[7] \nzu_tovra[6] " + shown + "\n");
+}
+
+TEST(trace, a_module_keeps_its_id) {
+  uint16_t first = 0;
+  uint16_t second = 0;
+  uint16_t again = 0;
+  uintptr_t control = 0;
+  ASSERT_EQ(qtrace_module_init_fn("one", &first, &control), 0);
+  ASSERT_EQ(qtrace_module_init_fn("two", &second, &control), 0);
+  ASSERT_EQ(qtrace_module_init_fn(std::string("one").c_str(), &again, &control), 0);
+  EXPECT_GE(first, 1);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(first, again);
+  EXPECT_NE(qtrace_module_init_fn(nullptr, &first, &control), 0);
+  EXPECT_NE(qtrace_module_init_fn("one", nullptr, &control), 0);
+  EXPECT_NE(qtrace_module_init_fn("one", &first, nullptr), 0);
+}
+
+TEST(assertion, names_what_is_missing_and_aborts) {
+  EXPECT_DEATH(zu_assert_fail("tree"), "^zu_tovra: missing mandatory argument: tree\n");
+}
+
+// ---- Hash tables and queues ----
+
+std::vector<std::string> closed; // what the close function was called with
+
+void note_closed(char *key, void *value) {
+  closed.push_back(std::string(key) + "=" + static_cast<const char *>(value));
+}
+
+char *as_key(const char *text) {
+  return const_cast<char *>(text);
+}
+void *as_value(const char *text) {
+  return const_cast<char *>(text);
+}
+
+TEST(hash_table, equal_keys_are_found_and_removed_oldest_first) {
+  test::balanced_memory balanced;
+  ht_table *table = htMake(0);
+  char first[] = "key";
+  char second[] = "key";
+  char third[] = "key";
+  EXPECT_EQ(htAdd(table, first, as_value("1")), 0);
+  EXPECT_EQ(htAdd(table, as_key("else"), as_value("2")), 0);
+  EXPECT_EQ(htAdd(table, second, as_value("3")), 0);
+  for (int i = 0; i < 100; ++i) htAdd(table, as_key("filler"), as_value("f")); // grows in between
+  EXPECT_EQ(htAdd(table, third, as_value("4")), 0);
+  char *stored = nullptr;
+  for (char *expected : {first, second, third}) {
+    EXPECT_EQ(htFindKey(table, "key"), expected);
+    EXPECT_STREQ(static_cast<char *>(htFind(table, "key")), expected == first    ? "1"
+                                                            : expected == second ? "3"
+                                                                                 : "4");
+    EXPECT_NE(htRemove2(table, "key", &stored), 0);
+    EXPECT_EQ(stored, expected);
+  }
+  EXPECT_EQ(htFindKey(table, "key"), nullptr);
+  EXPECT_EQ(htFind(table, "key"), nullptr);
+  stored = nullptr;
+  EXPECT_EQ(htRemove2(table, "key", &stored), 0);
+  EXPECT_EQ(stored, nullptr);
+  EXPECT_EQ(htSize(table), 101u);
+  EXPECT_EQ(htAdd(table, first, as_value("5")), 0) << "the chain's end moved back";
+  EXPECT_EQ(htFindKey(table, "key"), first);
+  htCloseWithFunction2(table, nullptr);
+}
+
+TEST(hash_table, closing_calls_every_entry_in_order_of_insertion) {
+  test::balanced_memory balanced;
+  ht_table *table = htMake(0);
+  for (const char *key : {"d", "", "c", "d", "a"}) htAdd(table, as_key(key), as_value(key));
+  htRemove2(table, "c", nullptr);
+  htAdd(table, as_key("c"), as_value("last"));
+  closed.clear();
+  htCloseWithFunction2(table, note_closed);
+  EXPECT_EQ(closed, (std::vector<std::string>{"d=d", "=", "d=d", "a=a", "c=last"}));
+  htCloseWithFunction2(nullptr, note_closed);
+  EXPECT_EQ(closed.size(), 5u);
+  EXPECT_EQ(htFind(nullptr, "a"), nullptr);
+  EXPECT_EQ(htSize(nullptr), 0u);
+}
+
+// Adds `count` keys of several lengths, then finds every one and no other.
+void fill_and_find(ht_table *table, std::vector<std::string> &keys, size_t count) {
+  for (size_t i = 0; i < count; ++i) keys.push_back(std::string(i % 19, 'k') + std::to_string(i));
+  for (auto &key : keys) ASSERT_EQ(htAdd(table, key.data(), &key), 0);
+  for (auto &key : keys) {
+    ASSERT_EQ(htFind(table, std::string(key).c_str()), &key);
+    ASSERT_EQ(htFind(table, (key + "x").c_str()), nullptr);
+  }
+  ASSERT_EQ(htSize(table), count);
+}
+
+TEST(hash_table, holds_a_hundred_thousand_keys) {
+  test::balanced_memory balanced;
+  ht_table *table = htMake(0);
+  std::vector<std::string> keys;
+  fill_and_find(table, keys, 100000);
+  for (size_t i = 0; i < keys.size(); i += 2) {
+    char *stored = nullptr;
+    ASSERT_NE(htRemove2(table, keys[i].c_str(), &stored), 0);
+    ASSERT_EQ(stored, keys[i].data());
+  }
+  for (size_t i = 0; i < keys.size(); ++i) {
+    ASSERT_EQ(htFind(table, keys[i].c_str()), i % 2 == 0 ? nullptr : &keys[i]);
+  }
+  htCloseWithFunction2(table, nullptr);
+}
+
+TEST(hash_table, exhausted_memory_refuses_an_entry_but_not_longer_chains) {
+  test::balanced_memory balanced;
+  disarm after;
+  qmalloc_fail_nth(1, false);
+  EXPECT_EQ(htMake(0), nullptr);
+  ht_table *table = htMake(0);
+  qmalloc_fail_nth(1, false);
+  EXPECT_NE(htAdd(table, as_key("a"), nullptr), 0);
+  EXPECT_EQ(htSize(table), 0u);
+  EXPECT_EQ(htFindKey(table, "a"), nullptr);
+  std::vector<std::string> keys;
+  qmalloc_fail_nth(10, false); // the ninth entry, then the wider buckets
+  fill_and_find(table, keys, 1000);
+  EXPECT_EQ(qmalloc_fail_fired(), 1u);
+  htCloseWithFunction2(table, nullptr);
+}
+
+TEST(queues, first_in_first_out_up_to_the_bound) {
+  struct entry {
+    queue_item link;
+    int number;
+  } entries[3] = {{{}, 0}, {{}, 1}, {{}, 2}};
+  for (const uint32_t bound : {0u, 2u}) {
+    queue q;
+    queue_init(&q, bound);
+    for (int round = 0; round < 2; ++round) {
+      EXPECT_EQ(queue_dequeue(&q), nullptr);
+      EXPECT_EQ(queue_enqueue(&q, &entries[0]), 0);
+      EXPECT_EQ(queue_enqueue(&q, &entries[1]), 0);
+      EXPECT_EQ(queue_enqueue(&q, &entries[2]) != 0, bound == 2);
+      EXPECT_EQ(q.count, bound == 2 ? 2u : 3u);
+      int expected = 0;
+      while (auto *item = static_cast<entry *>(queue_dequeue(&q))) EXPECT_EQ(item->number, expected++);
+      EXPECT_EQ(expected, bound == 2 ? 2 : 3);
+      EXPECT_EQ(q.head, nullptr);
+      EXPECT_EQ(q.tail, nullptr);
+    }
+  }
+}
+
+} // namespace
