@@ -31,10 +31,10 @@ uint64_t mixed(uint64_t value) {
   return value ^ (value >> 29);
 }
 
-// Eight bytes a step; the length keeps apart what differs only in the padding of the last step.
+// Eight bytes a step; the last one is padded with zeros, which no key contains.
 uint64_t hash_of(const char *key) {
   size_t length = strlen(key);
-  uint64_t hash = 0x9e3779b97f4a7c15u ^ length;
+  uint64_t hash = 0x9e3779b97f4a7c15u;
   for (; length >= sizeof(uint64_t); length -= sizeof(uint64_t), key += sizeof(uint64_t)) {
     uint64_t word = 0;
     memcpy(&word, key, sizeof word);
