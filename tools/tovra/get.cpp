@@ -1,0 +1,110 @@
+// `tovra get`: the records that a URI names, one JSON object a line.
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "commands.hpp"
+#include "output.hpp"
+#include "store/store.h"
+#include "zuapi/zuapi.h"
+
+namespace tovra {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+ordered_json to_json(zu_do_value *value) {
+  const char *typedef_name = zu_do_value_get_typedef_name(value);
+  if (typedef_name != nullptr && std::string_view(typedef_name) == "PasswordString") return "<removed>";
+  switch (zu_do_value_get_type(value)) {
+  case ZU_DO_TYPE_BOOL:
+    return zu_do_value_get_bool(value, nullptr);
+  case ZU_DO_TYPE_INT:
+    return zu_do_value_get_int(value, nullptr);
+  case ZU_DO_TYPE_UINT:
+    return zu_do_value_get_uint(value, nullptr);
+  case ZU_DO_TYPE_DOUBLE:
+    return zu_do_value_get_double(value, nullptr);
+  case ZU_DO_TYPE_STRING:
+    return zu_do_value_get_string(value, nullptr);
+  case ZU_DO_TYPE_MR_URI:
+    return zu_do_uri_get_uri_str(zu_do_value_get_mr_uri(value, nullptr));
+  case ZU_DO_TYPE_COLL_URI:
+    return zu_do_uri_get_uri_str(zu_do_value_get_coll_uri(value, nullptr));
+  case ZU_DO_TYPE_ARRAY: {
+    ordered_json elements = ordered_json::array();
+    zu_do_vlist *list = zu_do_value_get_array(value, nullptr);
+    for (size_t i = 0; i < zu_do_vlist_get_len(list); ++i) {
+      elements.push_back(to_json(zu_do_vlist_get_value(list, i)));
+    }
+    return elements;
+  }
+  default:
+    return nullptr;
+  }
+}
+
+void show(zu_do_ntlist *columns, zu_do_vlist *row) {
+  ordered_json record = ordered_json::object();
+  for (size_t i = 0; i < zu_do_ntlist_get_len(columns); ++i) {
+    zu_do_value *value = zu_do_vlist_get_value(row, i);
+    if (zu_do_value_get_type(value) == ZU_DO_TYPE_NONE) continue; // a record shows what it has
+    record[zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, i)))] =
+        to_json(value);
+  }
+  std::puts(record.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
+}
+
+// Reads every instance into the table: 0 or the store's code.
+int read_all(zu_data_ifc *data, zu_do_uri *uri, zu_do_vtable *table) {
+  zu_coll_ifc *collections = nullptr;
+  if (const int rc = data->ops->get_coll_ifc(data, &collections); rc != 0) return rc;
+  zu_do_nlist *all_fields = zu_do_nlist_new();
+  zu_cursor *cursor = nullptr;
+  int rc = collections->ops->open_cursor(collections, uri, all_fields, nullptr, nullptr, 0, &cursor);
+  if (rc == 0) {
+    rc = cursor->ops->fetch(cursor, 0, table);
+    if (rc == 1) rc = 0;
+    cursor->ops->free(cursor);
+  }
+  zu_do_nlist_deref(all_fields);
+  collections->ops->free(collections);
+  return rc;
+}
+
+int show_all(zu_data_ifc *data, zu_do_uri *uri) {
+  const std::unique_ptr<zu_do_vtable, decltype(&zu_do_vtable_deref)> table(zu_do_vtable_new(),
+                                                                           zu_do_vtable_deref);
+  if (const int rc = read_all(data, uri, table.get()); rc != 0) {
+    say("error " + std::to_string(rc) + ": the URI cannot be read");
+    return failed;
+  }
+  zu_do_ntlist *columns = zu_do_vtable_get_ntlist(table.get());
+  for (size_t i = 0; i < zu_do_vtable_get_len(table.get()); ++i) {
+    show(columns, zu_do_vtable_get(table.get(), i));
+  }
+  return done;
+}
+
+} // namespace
+
+int get(const options &asked) {
+  const char *reason = nullptr;
+  zu_do_uri *uri = zu_do_uri_parse(asked.uri.data(), asked.uri.size(), &reason);
+  if (uri == nullptr) {
+    say("tovra: " + asked.uri + " is not a URI: " + (reason != nullptr ? reason : "out of memory"));
+    say("Run with --help for more information.");
+    return wrong_usage;
+  }
+  zu_do_error *error = nullptr;
+  zu_data_ifc *data = zu_store_load_file(asked.data.c_str(), &error);
+  if (data == nullptr) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
+  zu_do_error_deref(error);
+  const int status = data != nullptr ? show_all(data, uri) : failed;
+  if (data != nullptr) data->ops->free(data);
+  zu_do_uri_deref(uri);
+  return status;
+}
+
+} // namespace tovra

@@ -1,0 +1,183 @@
+// `tovra render`: the configuration, or the part under one node, as CLI text.
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <sys/resource.h>
+
+#include "commands.hpp"
+#include "output.hpp"
+#include "qtrace/qtrace.h"
+#include "store/store.h"
+#include "templates.hpp"
+
+namespace tovra {
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+struct data_deleter {
+  void operator()(zu_data_ifc *data) const { data->ops->free(data); }
+};
+using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
+template <auto Free>
+struct free_with {
+  template <class T>
+  void operator()(T *thing) const {
+    Free(thing);
+  }
+};
+template <class T, auto Free>
+using handle = std::unique_ptr<T, free_with<Free>>;
+using properties_handle = handle<zu_do_properties, zu_do_properties_deref>;
+using value_handle = handle<zu_do_value, zu_do_value_deref>;
+using wrapper_handle = handle<zu_store_wrapper, zu_store_wrapper_free>;
+using context_handle = handle<zu_cli_context, zu_cli_context_free>;
+
+// One render request: the framework's side of it.
+struct request {
+  zu_tovra_context context = {}; // first, so that the library's context leads back here
+  output text;
+  bool errors = false;
+};
+
+bool take_text(zu_tovra_context *context, zu_cli_context *, const char *text) {
+  return reinterpret_cast<request *>(context)->text.write(text);
+}
+
+void take_error(void *context, int32_t code, const char *message) {
+  auto &asked = *static_cast<request *>(context);
+  asked.errors = true;
+  asked.text.flush();
+  say("error " + std::to_string(code) + ": " + (message != nullptr ? message : ""));
+}
+
+data_handle load_data(const std::string &path) {
+  zu_do_error *error = nullptr;
+  data_handle data(zu_store_load_file(path.c_str(), &error));
+  if (!data) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
+  zu_do_error_deref(error);
+  return data;
+}
+
+// The walk arguments; none after wrong usage, which is said.
+properties_handle walk_arguments(const options &asked) {
+  properties_handle arguments(zu_do_properties_new());
+  for (const auto &[name, text] : asked.arguments) {
+    zu_do_properties_set_string(arguments.get(), name.c_str(), text.c_str());
+  }
+  for (const auto &[name, text] : asked.json_arguments) {
+    zu_do_error *error = nullptr;
+    const value_handle value(zu_do_value_from_json(text.data(), text.size(), &error));
+    if (!value) {
+      say("tovra: --arg-json " + name + ": " + (error != nullptr ? zu_do_error_get_msg(error) : "no value"));
+      say("Run with --help for more information.");
+      zu_do_error_deref(error);
+      return nullptr;
+    }
+    zu_do_properties_set_value(arguments.get(), name.c_str(), value.get());
+  }
+  if (asked.show_tech) zu_do_properties_set_int(arguments.get(), "_in_show_tech", 1);
+  return arguments;
+}
+
+// Below a node that repeats its children, a partial render narrows the first instance only.
+void warn_below_repeating(const zu_tvr_tree &tree, const std::string &id) {
+  const zu_tvr_node *node = find_node(tree, id);
+  if (node == nullptr) return;
+  const auto ids = node_ids(tree);
+  for (const zu_tvr_node *above = node->parent; above != nullptr; above = above->parent) {
+    if (above->type != TVR_NODE_COLL && above->type != TVR_NODE_ITER) continue;
+    const auto found = ids.find(above);
+    say("warning: " + id + " is below " + (found != ids.end() ? found->second : "a node") +
+        ", which repeats: only its first instance is narrowed to " + id + ", later ones are rendered whole");
+    return;
+  }
+}
+
+double seconds(clock::duration elapsed) {
+  return std::chrono::duration<double>(elapsed).count();
+}
+
+struct timings {
+  double data = 0;
+  double templates = 0;
+  double render = 0;
+};
+
+void say_stats(const output &text, zu_store_wrapper *wrapper, const timings &took) {
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  char line[400];
+  std::snprintf(line, sizeof line,
+                "stats: lines=%llu bytes=%llu cursors=%llu records=%llu rows=%llu data_seconds=%.6f "
+                "template_seconds=%.6f render_seconds=%.6f peak_kib=%ld",
+                static_cast<unsigned long long>(text.lines()), static_cast<unsigned long long>(text.bytes()),
+                static_cast<unsigned long long>(zu_store_wrapper_calls(wrapper, ZU_CALL_OPEN_CURSOR)),
+                static_cast<unsigned long long>(zu_store_wrapper_calls(wrapper, ZU_CALL_GET)),
+                static_cast<unsigned long long>(zu_store_wrapper_rows(wrapper)), took.data, took.templates,
+                took.render, usage.ru_maxrss);
+  say(line);
+}
+
+bool run(const options &asked, zu_cli_context *cli, zu_do_properties *arguments, request &made) {
+  const properties_handle reserved(zu_do_properties_new());
+  made.context.output_fn = take_text;
+  cli->render_defaults = asked.defaults;
+  cli->tag_submodes = asked.tag_submodes;
+  constexpr int32_t whole = 2;
+  constexpr int32_t one_node = 1;
+  const bool rendered =
+      render_tovra_config_func(cli, &made.context, asked.node.empty() ? whole : one_node,
+                               asked.node.empty() ? nullptr : asked.node.c_str(),
+                               asked.config ? asked.config->c_str() : nullptr, arguments, reserved.get());
+  if (made.context.cleanup_fn != nullptr) made.context.cleanup_fn(&made.context);
+  return rendered;
+}
+
+} // namespace
+
+int render(const options &asked) {
+  if (!start_library()) return failed;
+  if (asked.templates) setenv("ZU_TVR_DIR", asked.templates->c_str(), 1);
+  if (asked.fetch_count) setenv("ZU_TVR_COLL_FETCH_COUNT", std::to_string(*asked.fetch_count).c_str(), 1);
+  const properties_handle arguments = walk_arguments(asked);
+  if (!arguments) return wrong_usage;
+
+  timings took;
+  auto start = clock::now();
+  {
+    const tree_handle tree = load_templates(asked.templates);
+    if (!tree) return failed;
+    took.templates = seconds(clock::now() - start);
+    if (!asked.node.empty()) warn_below_repeating(*tree, asked.node);
+  }
+
+  start = clock::now();
+  const data_handle data = load_data(asked.data);
+  if (!data) return failed;
+  request made;
+  wrapper_handle wrapper(asked.stats ? zu_store_wrapper_new(data.get()) : nullptr);
+  const context_handle cli(
+      zu_cli_context_new(wrapper ? zu_store_wrapper_ifc(wrapper.get()) : data.get(), take_error, &made));
+  for (const auto &[name, path] : asked.named) {
+    const data_handle named = load_data(path);
+    if (!named) return failed;
+    zu_cli_context_add_config(cli.get(), name.c_str(), named.get());
+  }
+  took.data = seconds(clock::now() - start);
+
+  qtrace_set_level(asked.trace);
+  start = clock::now();
+  const bool rendered = run(asked, cli.get(), arguments.get(), made);
+  const bool written = made.text.finish();
+  took.render = seconds(clock::now() - start);
+  qtrace_set_level(0);
+
+  if (!rendered && !made.errors) take_error(&made, ZU_FAILED, "render failed, see --trace 3");
+  if (wrapper) say_stats(made.text, wrapper.get(), took);
+  zu_tovra_stop();
+  return rendered && written && !made.errors ? done : failed;
+}
+
+} // namespace tovra

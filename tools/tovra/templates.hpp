@@ -1,0 +1,31 @@
+// The templates as the host sees them: loaded once into a tree of its own before anything is rendered, so
+// that a fault in them is told with its file and line.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "zu_tovra/zu_tovra.h"
+
+namespace tovra {
+
+struct tree_deleter {
+  void operator()(zu_tvr_tree *tree) const { zu_tvr_tree_delete(tree); }
+};
+using tree_handle = std::unique_ptr<zu_tvr_tree, tree_deleter>;
+
+// Registers the library with its allocator and its trace service. False (said on standard error) on failure.
+bool start_library();
+
+// Loads the templates and resolves their links; none after a failure, which is said on standard error as
+// `FILE:LINE: MESSAGE`, as far as file and line are known. Writes no trace.
+tree_handle load_templates(const std::optional<std::string> &directories);
+
+// The id of every node of a tree.
+std::map<const zu_tvr_node *, std::string> node_ids(const zu_tvr_tree &tree);
+// The node of an id, or none.
+zu_tvr_node *find_node(const zu_tvr_tree &tree, const std::string &id);
+
+} // namespace tovra
