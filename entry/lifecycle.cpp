@@ -1,6 +1,7 @@
 // Initialise, reload, stop: what a host calls around its renders.
-#include "qmalloc/qmalloc.h"
 #include "tree_holder.hpp"
+
+#include "qmalloc/qmalloc.h"
 #include "zu_tovra/internal/report.hpp"
 
 uint16_t g_zu_tovra_trace_module_id = 0;
