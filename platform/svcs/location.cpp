@@ -36,7 +36,7 @@ bool read_number(const char *&text, uint64_t largest, uint32_t &number) {
 }
 
 bool read_location(const char *text, tarvo_location &location) {
-  static constexpr uint64_t largest[4] = {UINT32_MAX, missing - 1, missing - 1, UINT16_MAX};
+  static constexpr uint64_t largest[4] = {UINT32_MAX, UINT16_MAX, UINT16_MAX, UINT16_MAX};
   uint32_t parts[4] = {0, missing, missing, 0};
   for (int part = 0;; ++text) {
     if (part == 4 || !read_number(text, largest[part], parts[part])) {

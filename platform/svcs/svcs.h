@@ -20,7 +20,7 @@ typedef struct tarvo_location {
 
 /* One to four decimal numbers separated by '/', '.' or '-' are rack, slot, subslot, port; what is missing
  * is rack 0, slot 0xffff, subslot 0xffff, port 0. A text of any other form (none and a number too large
- * for its field included) gives just those four. A slot or subslot is at most 65534: 0xffff would read as
+ * for its field included) gives just those four. A slot or subslot of 65535 reads as
  * missing. The separators of one text may differ; leading zeros are accepted. */
 void tarvo_location_from_str(const char *text, tarvo_location *location);
 
