@@ -1,0 +1,168 @@
+// Interned names: one object for each text, found through a sharded table.
+#include <mutex>
+#include <shared_mutex>
+
+#include "zuapi/objects.hpp"
+
+using namespace zuapi;
+
+namespace {
+
+constexpr uint32_t shard_count = 64;
+constexpr uint32_t bucket_count = 16384;
+
+struct known_name {
+  zu_do_name name;
+  char text[16];
+};
+
+// Static, so that they cost no memory and are never released.
+constinit known_name known_uri{{1, 0, 4, 0, 1, nullptr}, ZU_DO_NAME_URI};
+constinit known_name known_coll_uri{{1, 0, 9, 0, 1, nullptr}, ZU_DO_NAME_COLL_URI};
+constinit known_name known_pending{{1, 0, 14, 0, 1, nullptr}, ZU_DO_NAME_PENDING_ATTRS};
+static_assert(offsetof(known_name, text) == sizeof(zu_do_name));
+
+// The fixed number of buckets keeps the table itself out of the counted memory.
+struct name_table {
+  std::shared_mutex locks[shard_count];
+  zu_do_name *buckets[bucket_count] = {};
+
+  name_table() {
+    for (known_name *known : {&known_uri, &known_coll_uri, &known_pending}) {
+      zu_do_name &name = known->name;
+      name.hash = hash_text(known->text, name.length);
+      name.next = bucket(name.hash);
+      bucket(name.hash) = &name;
+    }
+  }
+  zu_do_name *&bucket(uint32_t hash) { return buckets[hash % bucket_count]; }
+  std::shared_mutex &lock(uint32_t hash) { return locks[hash % shard_count]; }
+};
+
+// Never destroyed: names may be released while the process ends.
+name_table &table() {
+  alignas(name_table) static unsigned char room[sizeof(name_table)];
+  static name_table *made = new (room) name_table;
+  return *made;
+}
+
+// A new reference on the name of that text. Whoever holds the shard's lock may raise the count of a name
+// that is in the table: a name whose count falls to 0 leaves it under the exclusive lock.
+zu_do_name *find(name_table &names, uint32_t hash, std::string_view text) {
+  for (zu_do_name *name = names.bucket(hash); name != nullptr; name = name->next) {
+    if (name->hash != hash || name->view() != text) continue;
+    if (name->permanent == 0) count_up(name->count);
+    return name;
+  }
+  return nullptr;
+}
+
+zu_do_name *make(uint32_t hash, std::string_view text) {
+  auto *name = allocate<zu_do_name>(text.size() + 1);
+  if (name == nullptr) return nullptr;
+  const size_t colon = text.rfind(':');
+  name->count = 1;
+  name->hash = hash;
+  name->length = static_cast<uint32_t>(text.size());
+  name->unqualified = colon == text.npos ? 0 : static_cast<uint32_t>(colon + 1) & 0x7fffffffu;
+  name->permanent = 0;
+  put_text(reinterpret_cast<char *>(name + 1), text);
+  return name;
+}
+
+zu_do_name *intern(std::string_view text) {
+  constexpr size_t longest_name = 0x7ffffff0u;
+  if (text.empty() || text.size() > longest_name) return nullptr;
+  name_table &names = table();
+  const uint32_t hash = hash_text(text.data(), text.size());
+  {
+    std::shared_lock reading(names.lock(hash));
+    if (zu_do_name *name = find(names, hash, text)) return name;
+  }
+  std::unique_lock writing(names.lock(hash));
+  if (zu_do_name *name = find(names, hash, text)) return name;
+  zu_do_name *name = make(hash, text);
+  if (name == nullptr) return nullptr;
+  name->next = names.bucket(hash);
+  names.bucket(hash) = name;
+  return name;
+}
+
+void release_last(zu_do_name *name) {
+  name_table &names = table();
+  {
+    std::unique_lock writing(names.lock(name->hash));
+    if (name->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    zu_do_name **link = &names.bucket(name->hash);
+    while (*link != name) link = &(*link)->next;
+    *link = name->next;
+  }
+  release(name);
+}
+
+} // namespace
+
+namespace zuapi {
+
+uint32_t hash_text(const char *text, size_t length) {
+  constexpr uint64_t factor = 0x9e3779b97f4a7c15u;
+  uint64_t hash = length * factor;
+  for (; length >= 8; text += 8, length -= 8) {
+    uint64_t word;
+    memcpy(&word, text, 8);
+    hash = (hash ^ word) * factor;
+    hash ^= hash >> 32;
+  }
+  uint64_t rest = 0;
+  if (length != 0) memcpy(&rest, text, length);
+  hash = (hash ^ rest) * factor;
+  hash ^= hash >> 29;
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
+}
+
+zu_do_name *name_of_uri() {
+  table();
+  return &known_uri.name;
+}
+
+zu_do_name *name_of_coll_uri() {
+  table();
+  return &known_coll_uri.name;
+}
+
+} // namespace zuapi
+
+zu_do_name *zu_do_name_new(const char *text) {
+  return text == nullptr ? nullptr : zu_do_name_new_l(text, strlen(text));
+}
+
+zu_do_name *zu_do_name_new_l(const char *text, size_t length) {
+  if (text == nullptr || memchr(text, 0, length) != nullptr) return nullptr;
+  return intern(trimmed(text, length));
+}
+
+zu_do_name *zu_do_name_ref(zu_do_name *name) {
+  if (name != nullptr && name->permanent == 0) count_up(name->count);
+  return name;
+}
+
+void zu_do_name_deref(zu_do_name *name) {
+  if (name == nullptr || name->permanent != 0) return;
+  uint32_t count = name->count.load(std::memory_order_relaxed);
+  while (count > 1) {
+    if (name->count.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel)) return;
+  }
+  release_last(name);
+}
+
+const char *zu_do_name_get_strname(zu_do_name *name) {
+  return name == nullptr ? nullptr : name->text();
+}
+
+const char *zu_do_name_get_unqualified(zu_do_name *name) {
+  return name == nullptr ? nullptr : name->text() + name->unqualified;
+}
+
+int zu_do_name_equals_w_strname(zu_do_name *name, const char *text) {
+  return name != nullptr && text != nullptr && strcmp(name->text(), text) == 0 ? 1 : 0;
+}

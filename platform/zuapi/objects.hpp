@@ -1,0 +1,149 @@
+// What the sources of this folder share: allocation, counting, growing, and the records of counted objects.
+#pragma once
+
+#include <cstring>
+
+#include "qmalloc/qmalloc.h"
+#include "zuapi/layout.hpp"
+
+namespace zuapi {
+
+// ---- Memory ----
+
+// A block for a T with `extra` bytes behind it, or none. The caller fills it.
+template <class T>
+T *allocate(size_t extra = 0) {
+  void *block = qmalloc_named(ZU_DO_AREA, sizeof(T) + extra);
+  return block == nullptr ? nullptr : new (block) T;
+}
+
+inline void release(void *block) {
+  qfree_named(block);
+}
+
+// Makes room for `wanted` items; false leaves the array as it was.
+template <class T>
+bool grow(T *&items, uint32_t &capacity, size_t wanted) {
+  if (wanted <= capacity) return true;
+  if (wanted > UINT32_MAX / 2) return false;
+  size_t room = capacity < 4 ? 4 : capacity * size_t{2};
+  if (room < wanted) room = wanted;
+  void *block = qrealloc_named(ZU_DO_AREA, items, room * sizeof(T));
+  if (block == nullptr) return false;
+  items = static_cast<T *>(block);
+  capacity = static_cast<uint32_t>(room);
+  return true;
+}
+
+// ---- Counting ----
+
+inline void count_up(std::atomic<uint32_t> &count) {
+  count.fetch_add(1, std::memory_order_relaxed);
+}
+
+// True when that was the last reference. A count of one is the caller's own: nobody can raise it meanwhile.
+inline bool count_down(std::atomic<uint32_t> &count) {
+  return count.load(std::memory_order_acquire) == 1 || count.fetch_sub(1, std::memory_order_acq_rel) == 1;
+}
+
+// ---- Walks over lists ----
+
+inline void iter_start(void *list, zu_do_iter *it) {
+  it->list = list;
+  it->position = 0;
+}
+
+// ---- Values ----
+
+inline constexpr std::string_view no_typedef{};
+
+// A counted value with the content of an untyped cell, whose text is copied and whose URI or list is shared.
+zu_do_value *value_make(const zu_do_value &content, std::string_view typedef_name, bool is_default);
+// A new reference for a container: a cell inside a record is copied, so that records never hold each other.
+inline zu_do_value *value_share(zu_do_value *value);
+zu_do_value *value_copy(zu_do_value *value);
+
+inline zu_do_value *value_share(zu_do_value *value) {
+  return (value->flags & value_in_record) != 0 ? value_copy(value) : zu_do_value_ref(value);
+}
+
+inline const char *typedef_name_of(const zu_do_value *value) {
+  return (value->flags & value_typed) != 0 ? value->as.typed->typedef_name : nullptr;
+}
+
+// As zu_do_value_to_strbuf, for debug texts: what is of typedef PasswordString shows as `<removed>`.
+int value_to_debug_text(zu_do_value *value, zu_do_strbuf *buffer);
+
+// ---- Texts ----
+
+inline bool is_blank(char c) {
+  return c == ' ' || c == '\t';
+}
+
+inline std::string_view trimmed(const char *text, size_t length) {
+  while (length > 0 && is_blank(text[length - 1])) --length;
+  while (length > 0 && is_blank(*text)) ++text, --length;
+  return {text, length};
+}
+
+// Bytes of names of URIs and of values in key form.
+enum byte_class : uint8_t {
+  byte_in_name = 1,   // may stand in the name of a segment, a key or a query
+  byte_plain = 2,     // stands for itself in key form
+  byte_control = 4,   // below 0x20, and 0x7f
+  byte_ends_value = 8 // / ; ?
+};
+struct byte_class_table {
+  uint8_t of[256];
+};
+extern const byte_class_table byte_classes;
+inline bool byte_is(char c, byte_class wanted) {
+  return (byte_classes.of[static_cast<uint8_t>(c)] & wanted) != 0;
+}
+inline constexpr char hex_digits[] = "0123456789ABCDEF";
+
+// Appends a NUL-terminated copy at `at`; gives the end.
+inline char *put_text(char *at, std::string_view text) {
+  if (!text.empty()) memcpy(at, text.data(), text.size());
+  at[text.size()] = '\0';
+  return at + text.size() + 1;
+}
+
+// ---- Name/value lists ----
+
+int nvlist_add(zu_do_nvlist *list, std::string_view name, zu_do_value *value);
+
+} // namespace zuapi
+
+struct zu_do_nlist {
+  std::atomic<uint32_t> count;
+  uint32_t length;
+  uint32_t capacity;
+  zu_do_name **items;
+};
+
+// One property of a record that is not a view, or one set over a view.
+struct zu_do_entry {
+  zu_do_name *name;
+  zu_do_value *value;
+};
+
+// A record. Without a shape, its entries are its properties. With one, it is a view: the shape's names over
+// `cells`, and the entries are what was set later, over a slot or beside them.
+struct zu_do_properties {
+  static constexpr uint32_t own_count = 2;
+
+  std::atomic<uint32_t> count;
+  uint32_t width; // slots of the shape; 0 without one
+  const zuapi::shape *form;
+  zu_do_value *cells;
+  uint64_t overlaid; // bit (slot % 64): an entry may stand over the slot
+  zu_do_entry *entries;
+  uint32_t length; // of the entries
+  uint32_t capacity;
+  uint32_t own_used;
+  // Values of `_coll_uri` and `_uri` without an allocation; each is filled once, so that it never changes.
+  zu_do_value own[own_count];
+
+  zu_do_entry *first_entries() { return reinterpret_cast<zu_do_entry *>(this + 1); }
+};
