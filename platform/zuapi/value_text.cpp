@@ -1,0 +1,164 @@
+// Values as text: display, debug text and key form.
+#include <charconv>
+
+#include "zuapi/objects.hpp"
+#include "zuapi/uri_text.hpp"
+
+using namespace zuapi;
+
+namespace {
+
+constexpr uint64_t every_byte(uint8_t byte) {
+  return 0x0101010101010101u * byte;
+}
+
+// True when one of the eight bytes may be a control: never false for one that is.
+bool may_hold_control(uint64_t word) {
+  const uint64_t below_space = (word - every_byte(0x20)) & ~word;
+  const uint64_t delete_bytes = word ^ every_byte(0x7f);
+  const uint64_t is_delete = (delete_bytes - every_byte(1)) & ~delete_bytes;
+  return ((below_space | is_delete) & every_byte(0x80)) != 0;
+}
+
+bool is_escaped(char c, bool keep_lines) {
+  return byte_is(c, byte_control) && c != '\t' && !(c == '\n' && keep_lines);
+}
+
+int add_escaped(zu_do_strbuf *buffer, std::string_view text, bool keep_lines) {
+  int code = ZU_OK;
+  for (size_t at = 0; code == ZU_OK && at < text.size();) {
+    size_t stop = at;
+    while (stop < text.size() && !is_escaped(text[stop], keep_lines)) ++stop;
+    code = zu_do_strbuf_add_bytes(buffer, text.data() + at, stop - at);
+    if (code == ZU_OK && stop < text.size()) {
+      const auto byte = static_cast<uint8_t>(text[stop++]);
+      const char escape[4] = {'\\', 'x', hex_digits[byte >> 4], hex_digits[byte & 15]};
+      code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
+    }
+    at = stop;
+  }
+  return code;
+}
+
+bool has_typedef(const zu_do_value *value, const char *name) {
+  const char *own = typedef_name_of(value);
+  return own != nullptr && strcmp(own, name) == 0;
+}
+
+int add_display(zu_do_value *value, bool hide_secrets, zu_do_strbuf *buffer);
+
+int add_elements(const zu_do_vlist *list, bool hide_secrets, zu_do_strbuf *buffer) {
+  int code = ZU_OK;
+  for (uint32_t i = 0; code == ZU_OK && i < list->length; ++i) {
+    if (i > 0) code = zu_do_strbuf_add_char(buffer, ',');
+    zu_do_value *element = (list->flags & list_frozen) != 0 ? &list->cells[i] : list->items[i];
+    if (code == ZU_OK) code = add_display(element, hide_secrets, buffer);
+  }
+  return code;
+}
+
+int add_display(zu_do_value *value, bool hide_secrets, zu_do_strbuf *buffer) {
+  if (hide_secrets && value != nullptr && has_typedef(value, "PasswordString")) {
+    return zu_do_strbuf_add_string(buffer, "<removed>");
+  }
+  char room[ZU_DO_VALUE_ROOM];
+  size_t length = 0;
+  if (const char *text = zu_do_value_display(value, room, &length)) {
+    return zu_do_strbuf_add_bytes(buffer, text, length);
+  }
+  if (value->type == ZU_DO_TYPE_ARRAY) return add_elements(value->content().list, hide_secrets, buffer);
+  return add_escaped(buffer, value->text(), has_typedef(value, "Text"));
+}
+
+template <class Number>
+const char *print(Number number, char *room, size_t *length) {
+  const auto result = std::to_chars(room, room + ZU_DO_VALUE_ROOM - 1, number);
+  *result.ptr = '\0';
+  *length = static_cast<size_t>(result.ptr - room);
+  return room;
+}
+
+const char *give(std::string_view text, size_t *length) {
+  *length = text.size();
+  return text.data();
+}
+
+} // namespace
+
+namespace zuapi {
+
+bool text_is_clean(const char *text, size_t length, bool keep_lines) {
+  const char *const end = text + length;
+  for (; end - text >= 8; text += 8) {
+    uint64_t word;
+    memcpy(&word, text, 8);
+    if (!may_hold_control(word)) continue;
+    for (int i = 0; i < 8; ++i) {
+      if (is_escaped(text[i], keep_lines)) return false;
+    }
+  }
+  for (; text < end; ++text) {
+    if (is_escaped(*text, keep_lines)) return false;
+  }
+  return true;
+}
+
+int value_to_debug_text(zu_do_value *value, zu_do_strbuf *buffer) {
+  return add_display(value, true, buffer);
+}
+
+} // namespace zuapi
+
+int zu_do_value_to_strbuf(zu_do_value *value, int mode, zu_do_strbuf *buffer) {
+  (void)mode;
+  return buffer == nullptr ? ZU_FAILED : add_display(value, false, buffer);
+}
+
+const char *zu_do_value_display(zu_do_value *value, char *room, size_t *length) {
+  if (value == nullptr) return give("", length);
+  switch (value->type) {
+  case ZU_DO_TYPE_STRING:
+    return (value->flags & value_clean) != 0 ? give(value->text(), length) : nullptr;
+  case ZU_DO_TYPE_INT:
+    return print(value->content().integer, room, length);
+  case ZU_DO_TYPE_BOOL:
+    return value->content().boolean ? give("true", length) : give("false", length);
+  case ZU_DO_TYPE_UINT:
+    return print(value->content().whole, room, length);
+  case ZU_DO_TYPE_DOUBLE:
+    return print(value->content().number, room, length);
+  case ZU_DO_TYPE_MR_URI:
+  case ZU_DO_TYPE_COLL_URI:
+    return give(value->content().uri->view(), length);
+  case ZU_DO_TYPE_ARRAY:
+    return nullptr;
+  default:
+    return give("", length);
+  }
+}
+
+int zu_do_uri_value_to_keystr(zu_do_value *value, zu_do_strbuf *buffer) {
+  if (buffer == nullptr || zu_do_value_is_null(value) || value->type == ZU_DO_TYPE_ARRAY) return ZU_FAILED;
+  char room[ZU_DO_VALUE_ROOM];
+  std::string_view raw;
+  if (value->type == ZU_DO_TYPE_STRING) {
+    raw = value->text();
+  } else {
+    size_t length = 0;
+    const char *text = zu_do_value_display(value, room, &length);
+    raw = {text, length};
+  }
+  int code = ZU_OK;
+  for (size_t at = 0; code == ZU_OK && at < raw.size();) {
+    size_t stop = at;
+    while (stop < raw.size() && byte_is(raw[stop], byte_plain)) ++stop;
+    code = zu_do_strbuf_add_bytes(buffer, raw.data() + at, stop - at);
+    if (code == ZU_OK && stop < raw.size()) {
+      char escape[3];
+      put_key_byte(escape, raw[stop++]);
+      code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
+    }
+    at = stop;
+  }
+  return code;
+}
