@@ -1,0 +1,258 @@
+// Checks a URI's text against the grammar and writes its canonical form.
+#include "zuapi/objects.hpp"
+#include "zuapi/uri_text.hpp"
+
+using namespace zuapi;
+
+namespace {
+
+constexpr size_t longest_uri = 65536;
+
+constexpr bool among(uint8_t byte, std::string_view set) {
+  return set.find(static_cast<char>(byte)) != set.npos;
+}
+
+constexpr byte_class_table make_classes() {
+  byte_class_table table{};
+  for (int i = 0; i < 256; ++i) {
+    const auto byte = static_cast<uint8_t>(i);
+    const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+    const bool digit = byte >= '0' && byte <= '9';
+    const bool control = byte < 0x20 || byte == 0x7f;
+    uint8_t classes = 0;
+    if (control) classes |= byte_control;
+    if (letter || digit || among(byte, "-._~:@+,*()[]|")) classes |= byte_plain;
+    if (among(byte, "/;?")) classes |= byte_ends_value;
+    if (!control && byte != ' ' && !among(byte, "/;?=%$!#\"")) classes |= byte_in_name;
+    table.of[i] = classes;
+  }
+  return table;
+}
+
+int hex_value(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+// Walks the source once: each take_ moves over a part and counts what it will take in the canonical text.
+class scanner {
+public:
+  scanner(const char *at, const char *end, uint32_t out) : at_(at), end_(end), out_(out) {}
+
+  bool done() const { return at_ == end_; }
+  bool next_is(char c) const { return at_ < end_ && *at_ == c; }
+  void skip() { ++at_, ++out_; }
+  uint32_t out() const { return out_; }
+  bool verbatim() const { return verbatim_; }
+  const char *at() const { return at_; }
+
+  bool take_name() {
+    const char *start = at_;
+    while (at_ < end_ && byte_is(*at_, byte_in_name)) ++at_;
+    out_ += static_cast<uint32_t>(at_ - start);
+    return at_ > start;
+  }
+
+  // None, or why the value is refused.
+  const char *take_value() {
+    for (; at_ < end_ && !byte_is(*at_, byte_ends_value); ++at_) {
+      if (byte_is(*at_, byte_plain)) {
+        ++out_;
+      } else if (byte_is(*at_, byte_control)) {
+        return "control byte in a value";
+      } else if (*at_ != '%') {
+        take_encoded();
+      } else if (const char *reason = take_escape()) {
+        return reason;
+      }
+    }
+    return nullptr;
+  }
+
+  // None, or why the segment is refused; where its name ends in the canonical text.
+  const char *take_segment(uint32_t &name_end) {
+    if (!take_name()) return done() || next_is('/') || next_is('?') ? "empty segment" : "bad segment name";
+    name_end = out_;
+    const char *keys = at_;
+    while (next_is(';')) {
+      skip();
+      const char *key = at_;
+      if (!take_name()) return "bad key name";
+      if (!next_is('=')) return "key without a value";
+      if (repeats(keys, key)) return "key given twice";
+      skip();
+      if (const char *reason = take_value()) return reason;
+    }
+    return done() || next_is('/') || next_is('?') ? nullptr : "bad byte in a segment";
+  }
+
+private:
+  void take_encoded() {
+    out_ += 3;
+    verbatim_ = false;
+  }
+
+  const char *take_escape() {
+    const int high = end_ - at_ > 2 ? hex_value(at_[1]) : -1;
+    const int low = end_ - at_ > 2 ? hex_value(at_[2]) : -1;
+    if (high < 0 || low < 0) return "malformed % in a value";
+    const auto byte = static_cast<char>(high * 16 + low);
+    if (byte == '\0') return "%00 in a value";
+    const bool plain = byte_is(byte, byte_plain);
+    if (plain || at_[1] != hex_digits[high] || at_[2] != hex_digits[low]) verbatim_ = false;
+    out_ += plain ? 1 : 3;
+    at_ += 2;
+    return nullptr;
+  }
+
+  // True when a key before `key`, from `keys` on, has the same name. The current name ends at `at_`.
+  bool repeats(const char *keys, const char *key) const {
+    const std::string_view name(key, static_cast<size_t>(at_ - key) + 1); // with its '='
+    while (keys + 1 < key) {
+      const auto rest = static_cast<size_t>(key - (keys + 1));
+      if (rest > name.size() && name == std::string_view(keys + 1, name.size())) return true;
+      keys = static_cast<const char *>(memchr(keys + 1, ';', rest));
+      if (keys == nullptr) return false;
+    }
+    return false;
+  }
+
+  const char *at_;
+  const char *end_;
+  uint32_t out_;
+  bool verbatim_ = true;
+};
+
+const char *scan_path(scanner &text, uri_scan &scan) {
+  uint32_t count = 0;
+  while (!text.done() && !text.next_is('?')) {
+    if (count > 0) text.skip(); // the '/' that ended the segment before
+    scan.parent = count == 0 ? text.out() : text.out() - 1;
+    scan.name = text.out();
+    if (const char *reason = text.take_segment(scan.name_end)) return reason;
+    const uint32_t first_in_path = (scan.flags & uri_absolute) != 0 ? 1 : 0;
+    if (count > first_in_path && text.out() > scan.name_end) scan.flags |= uri_keyed_below_first;
+    if (count++ == 0) scan.first_end = text.out();
+  }
+  scan.segment_count = static_cast<uint16_t>(count);
+  scan.end = text.out();
+  return nullptr;
+}
+
+const char *scan_query(scanner &text, uri_scan &scan) {
+  if (text.done()) return nullptr;
+  text.skip();
+  if (!text.take_name()) return "query without a name";
+  scan.coll_type = 1;
+  scan.parent = scan.end;
+  if (text.next_is('=')) {
+    scan.coll_type = 2;
+    text.skip();
+    if (const char *reason = text.take_value()) return reason;
+  }
+  return text.done() ? nullptr : "bad byte in a query";
+}
+
+// Where the relative form starts, when it is a slice of the text.
+void find_relative(uri_scan &scan) {
+  if ((scan.flags & uri_absolute) == 0) {
+    scan.flags |= uri_relative_ok;
+  } else if (scan.segment_count == 0) {
+    scan.relative = 1;
+    if (scan.coll_type != 0) scan.flags |= uri_relative_ok;
+  } else if (scan.segment_count > 1) {
+    scan.relative = scan.first_end;
+    scan.flags |= uri_relative_ok;
+  }
+}
+
+} // namespace
+
+namespace zuapi {
+
+constinit const byte_class_table byte_classes = make_classes();
+
+const char *uri_scan_text(const char *text, size_t length, uri_scan *scan) {
+  if (text == nullptr) return "no text";
+  const std::string_view source = trimmed(text, length);
+  if (source.size() > longest_uri) return "longer than 64 KiB";
+  *scan = {};
+  scan->source = source.data();
+  scan->source_length = static_cast<uint32_t>(source.size());
+  scan->add_slash = !source.starts_with('/');
+  const uint32_t slashes = source.starts_with("//") ? 2 : scan->add_slash ? 0 : 1;
+  if (slashes == 2) scan->flags |= uri_absolute;
+  const uint32_t root = slashes == 2 ? 2 : 1;
+  scanner walk(source.data() + slashes, source.data() + source.size(), root);
+  if (const char *reason = scan_path(walk, *scan)) return reason;
+  if (const char *reason = scan_query(walk, *scan)) return reason;
+  scan->length = walk.out();
+  scan->verbatim = walk.verbatim();
+  if (scan->length > longest_uri) return "longer than 64 KiB";
+  find_relative(*scan);
+  return nullptr;
+}
+
+void uri_write_text(char *at, const uri_scan &scan) {
+  if (scan.add_slash) *at++ = '/';
+  if (scan.verbatim) {
+    put_text(at, {scan.source, scan.source_length});
+    return;
+  }
+  const char *const end = scan.source + scan.source_length;
+  bool in_value = false;
+  for (const char *from = scan.source; from < end; ++from) {
+    char byte = *from;
+    if (byte_is(byte, byte_ends_value)) in_value = false;
+    if (!in_value || byte_is(byte, byte_plain)) {
+      *at++ = byte;
+      if (byte == '=') in_value = true;
+      continue;
+    }
+    if (byte == '%') {
+      byte = static_cast<char>(hex_value(from[1]) * 16 + hex_value(from[2]));
+      from += 2;
+    }
+    at = put_key_byte(at, byte);
+  }
+  *at = '\0';
+}
+
+char *put_key_byte(char *at, char byte) {
+  if (byte_is(byte, byte_plain)) {
+    *at++ = byte;
+    return at;
+  }
+  const auto code = static_cast<uint8_t>(byte);
+  *at++ = '%';
+  *at++ = hex_digits[code >> 4];
+  *at++ = hex_digits[code & 15];
+  return at;
+}
+
+bool uri_next_key(std::string_view text, uint32_t &at, uri_key &key) {
+  if (at >= text.size() || text[at] != ';') return false;
+  const size_t equals = text.find('=', at);
+  const size_t end = text.find_first_of("/;?", equals);
+  key.name = text.substr(at + size_t{1}, equals - at - 1);
+  key.value = text.substr(equals + 1, end == text.npos ? end : end - equals - 1);
+  at = static_cast<uint32_t>(end == text.npos ? text.size() : end);
+  return true;
+}
+
+size_t uri_decode_value(std::string_view value, char *out) {
+  char *const start = out;
+  for (size_t i = 0; i < value.size(); ++i) {
+    if (value[i] != '%') {
+      *out++ = value[i];
+    } else {
+      *out++ = static_cast<char>(hex_value(value[i + 1]) * 16 + hex_value(value[i + 2]));
+      i += 2;
+    }
+  }
+  return static_cast<size_t>(out - start);
+}
+
+} // namespace zuapi
