@@ -1,0 +1,150 @@
+// Reading records: look-ups, walks, slots and debug texts.
+#include "zuapi/objects.hpp"
+#include "zuapi/record.hpp"
+
+using namespace zuapi;
+
+namespace {
+
+// The entries of a view that stand over no slot; those of any other record are all its properties.
+bool is_beside(zu_do_properties *record, const zu_do_entry &entry) {
+  return record->form == nullptr || shape_find(record->form, entry.name) < 0;
+}
+
+// The first entry from `index` on that is a property of its own; the number of entries when there is none.
+uint32_t next_beside(zu_do_properties *record, uint32_t index) {
+  while (index < record->length && !is_beside(record, record->entries[index])) ++index;
+  return index;
+}
+
+} // namespace
+
+size_t zu_do_properties_get_len(zu_do_properties *record) {
+  if (record == nullptr) return 0;
+  if (record->form == nullptr) return record->length;
+  size_t count = record->width;
+  for (uint32_t i = 0; i < record->length; ++i) count += is_beside(record, record->entries[i]) ? 1 : 0;
+  return count;
+}
+
+zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *name) {
+  if (record == nullptr || name == nullptr) return nullptr;
+  const std::string_view text = name;
+  if (record->form != nullptr) {
+    const int32_t slot = shape_find_text(record->form, text.data(), text.size());
+    if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
+  }
+  for (uint32_t i = 0; i < record->length; ++i) {
+    if (record->entries[i].name->view() == text) return record->entries[i].value;
+  }
+  return nullptr;
+}
+
+zu_do_value *zu_do_properties_get_value_n(zu_do_properties *record, zu_do_name *name) {
+  if (record == nullptr || name == nullptr) return nullptr;
+  if (record->form != nullptr) {
+    const int32_t slot = shape_find(record->form, name);
+    if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
+  }
+  const zu_do_entry *entry = find_entry(record, name);
+  return entry == nullptr ? nullptr : entry->value;
+}
+
+// A property is handed out as its value: nothing more is asked of it.
+zu_do_property *zu_do_properties_get_prop(zu_do_properties *record, const char *name) {
+  return reinterpret_cast<zu_do_property *>(zu_do_properties_get_value(record, name));
+}
+
+zu_do_value *zu_do_property_get_value(zu_do_property *property) {
+  return reinterpret_cast<zu_do_value *>(property);
+}
+
+const char *zu_do_properties_get_string(zu_do_properties *record, const char *name, int *code) {
+  return zu_do_value_get_string(zu_do_properties_get_value(record, name), code);
+}
+
+int64_t zu_do_properties_get_int(zu_do_properties *record, const char *name, int *code) {
+  return zu_do_value_get_int(zu_do_properties_get_value(record, name), code);
+}
+
+zu_do_uri *zu_do_properties_get_mr_uri(zu_do_properties *record, const char *name, int *code) {
+  return zu_do_value_get_mr_uri(zu_do_properties_get_value(record, name), code);
+}
+
+zu_do_uri *zu_do_properties_get_coll_uri(zu_do_properties *record, const char *name, int *code) {
+  return zu_do_value_get_coll_uri(zu_do_properties_get_value(record, name), code);
+}
+
+// The positions of a view: its slots, then its entries.
+void zu_do_properties_iter(zu_do_properties *record, zu_do_iter *it) {
+  iter_start(record, it);
+}
+
+bool zu_do_properties_has_next(zu_do_properties *record, zu_do_iter *it) {
+  if (record == nullptr) return false;
+  if (it->position < record->width) return true;
+  return next_beside(record, static_cast<uint32_t>(it->position - record->width)) < record->length;
+}
+
+zu_do_value *zu_do_properties_get_next(zu_do_properties *record, zu_do_iter *it, zu_do_name **name) {
+  if (record == nullptr) return nullptr;
+  if (it->position < record->width) {
+    const auto slot = static_cast<uint32_t>(it->position++);
+    if (name != nullptr) *name = record->form->columns.items[slot].name;
+    return value_at(record, slot);
+  }
+  const uint32_t index = next_beside(record, static_cast<uint32_t>(it->position - record->width));
+  if (index >= record->length) return nullptr;
+  it->position = size_t{record->width} + index + 1;
+  if (name != nullptr) *name = record->entries[index].name;
+  return record->entries[index].value;
+}
+
+const void *zu_do_properties_get_shape(zu_do_properties *record) {
+  return record == nullptr ? nullptr : record->form;
+}
+
+int32_t zu_do_properties_find_slot(zu_do_properties *record, zu_do_name *name) {
+  if (record == nullptr || name == nullptr || record->form == nullptr) return -1;
+  return shape_find(record->form, name);
+}
+
+zu_do_value *zu_do_properties_get_at(zu_do_properties *record, int32_t slot) {
+  if (record == nullptr || static_cast<uint32_t>(slot) >= record->width) return nullptr;
+  return value_at(record, static_cast<uint32_t>(slot));
+}
+
+int zu_do_properties_to_strbuf(zu_do_properties *record, int mode, zu_do_strbuf *buffer) {
+  (void)mode;
+  if (buffer == nullptr) return ZU_FAILED;
+  zu_do_iter it;
+  zu_do_name *name = nullptr;
+  int code = ZU_OK;
+  zu_do_properties_iter(record, &it);
+  while (code == ZU_OK && zu_do_properties_has_next(record, &it)) {
+    if (it.position > 0) zu_do_strbuf_add_string(buffer, ", ");
+    zu_do_value *value = zu_do_properties_get_next(record, &it, &name);
+    zu_do_strbuf_add_bytes(buffer, name->text(), name->length);
+    zu_do_strbuf_add_char(buffer, '=');
+    code = value_to_debug_text(value, buffer);
+  }
+  return code;
+}
+
+void zu_do_print_properties(FILE *stream, uint32_t indentation, zu_do_properties *record) {
+  zu_do_strbuf *buffer = zu_do_strbuf_new();
+  zu_do_iter it;
+  zu_do_name *name = nullptr;
+  zu_do_properties_iter(record, &it);
+  while (zu_do_properties_has_next(record, &it)) {
+    zu_do_value *value = zu_do_properties_get_next(record, &it, &name);
+    zu_do_strbuf_clear(buffer);
+    zu_do_strbuf_add_tab(buffer, indentation);
+    zu_do_strbuf_add_bytes(buffer, name->text(), name->length);
+    zu_do_strbuf_add_string(buffer, ": ");
+    value_to_debug_text(value, buffer);
+    zu_do_strbuf_add_char(buffer, '\n');
+    zu_do_strbuf_print_fp(buffer, stream);
+  }
+  zu_do_strbuf_deref(buffer);
+}

@@ -1,0 +1,29 @@
+// Look-ups in records, shared by the sources about records.
+#pragma once
+
+#include "zuapi/objects.hpp"
+
+namespace zuapi {
+
+inline uint64_t slot_bit(uint32_t slot) {
+  return uint64_t{1} << (slot % 64);
+}
+
+inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name) {
+  for (zu_do_entry *entry = record->entries, *end = entry + record->length; entry != end; ++entry) {
+    if (entry->name == name) return entry;
+  }
+  return nullptr;
+}
+
+// The value at a slot of a view.
+inline zu_do_value *value_at(zu_do_properties *record, uint32_t slot) {
+  if ((record->overlaid & slot_bit(slot)) != 0) {
+    if (const zu_do_entry *entry = find_entry(record, record->form->columns.items[slot].name)) {
+      return entry->value;
+    }
+  }
+  return &record->cells[slot];
+}
+
+} // namespace zuapi
