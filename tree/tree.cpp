@@ -1,0 +1,253 @@
+// The template tree: its tables, the nodes added to it, the links between them.
+#include "zu_tovra/tree.h"
+
+#include <glib.h>
+
+#include <cstring>
+
+#include "node.hpp"
+#include "tree_walk.hpp"
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/jump.h"
+
+namespace {
+
+using tvr::text;
+using table = tvr::unique<GHashTable, g_hash_table_destroy>;
+
+constexpr const char *root_id = "ROOT";
+
+// Who waits for a parent that has not arrived.
+struct tvr_orphan {
+  zu_tvr_node *node;   // the first; it heads the chain of all, in arrival order
+  const char *node_id; // its id, borrowed from the nodes table
+};
+
+// ---- The tables ----
+
+void free_key(void *key) noexcept {
+  TVR_ASSERT(key);
+  qfree_named(key);
+}
+void delete_node(void *value) noexcept {
+  TVR_ASSERT(value);
+  zu_tvr_node_delete(static_cast<zu_tvr_node *>(value));
+}
+void free_orphan(void *value) noexcept {
+  TVR_ASSERT(value);
+  qfree_named(value);
+}
+
+table new_nodes_table() noexcept {
+  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, delete_node));
+}
+table new_orphans_table() noexcept {
+  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, free_orphan));
+}
+
+zu_tvr_node *find_node(zu_tvr_tree *tree, const char *id) noexcept {
+  return static_cast<zu_tvr_node *>(g_hash_table_lookup(tree->nodes, id));
+}
+tvr_orphan *find_orphan(zu_tvr_tree *tree, const char *parent_id) noexcept {
+  if (tree->orphans == nullptr) return nullptr;
+  return static_cast<tvr_orphan *>(g_hash_table_lookup(tree->orphans, parent_id));
+}
+
+// ---- Adding a node ----
+
+// The anchors that every template file may define anew.
+bool is_anchor(const char *id) noexcept {
+  return std::strcmp(id, "config") == 0 || std::strcmp(id, "interface") == 0;
+}
+
+// A new node can only close a circle by naming itself, or by adopting the chain from which its parent
+// descends.
+bool would_be_own_ancestor(zu_tvr_tree *tree, const char *id, const char *parent_id) noexcept {
+  if (std::strcmp(id, parent_id) == 0) return true;
+  const tvr_orphan *waiting = find_orphan(tree, id);
+  zu_tvr_node *oldest = waiting != nullptr ? find_node(tree, parent_id) : nullptr;
+  if (oldest == nullptr) return false;
+  while (oldest->parent != nullptr) oldest = oldest->parent;
+  if (oldest == tree->root) return false;
+  for (const zu_tvr_node *node = waiting->node; node != nullptr; node = node->next_sibling) {
+    if (node == oldest) return true;
+  }
+  return false;
+}
+
+// Makes the node that was entered under `id` the parent of all who wait for it.
+void adopt_waiting(zu_tvr_tree *tree, zu_tvr_node *node, const char *id) noexcept {
+  void *key = nullptr;
+  void *value = nullptr;
+  if (tree->orphans == nullptr || !g_hash_table_lookup_extended(tree->orphans, id, &key, &value)) return;
+  g_hash_table_steal(tree->orphans, id);
+  const text owned_key(static_cast<char *>(key));
+  const tvr::block<tvr_orphan> orphan(static_cast<tvr_orphan *>(value));
+  zu_tvr_node_connect_parent(node, orphan->node);
+}
+
+// What a node needs in order to be the first that waits for its parent.
+struct waiting_place {
+  text parent_id;
+  tvr::block<tvr_orphan> orphan;
+
+  bool make(zu_tvr_node *node, const char *node_id, const char *missing_parent) noexcept {
+    parent_id = tvr::copy_text(missing_parent);
+    if (!parent_id) {
+      TVR_ERROR("Failed to allocate parent id");
+      return false;
+    }
+    orphan = tvr::make_zeroed<tvr_orphan>();
+    if (!orphan) {
+      TVR_ERROR("Failed to allocate orphan node");
+      return false;
+    }
+    orphan->node = node;
+    orphan->node_id = node_id;
+    return true;
+  }
+};
+
+bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *parent_id) noexcept {
+  TVR_ASSERT(tree);
+  TVR_ASSERT(node);
+  TVR_ASSERT(id);
+  if (find_node(tree, id) != nullptr) {
+    if (!is_anchor(id)) {
+      TVR_ERROR("Attempting to add a duplicate node in tree: %s", id);
+      return false;
+    }
+    zu_tvr_node_delete(node);
+    return true;
+  }
+  if (parent_id == nullptr || *parent_id == '\0') parent_id = root_id;
+  if (would_be_own_ancestor(tree, id, parent_id)) {
+    TVR_ERROR("Node would be its own ancestor: %s", id);
+    return false;
+  }
+  TVR_DEBUG("tree: adding node %s", id);
+  text key = tvr::copy_text(id);
+  if (!key) {
+    TVR_ERROR("Failed to allocate id");
+    return false;
+  }
+  // All that can fail comes before the first change: a refused node must not leave children behind.
+  const tvr_orphan *siblings = find_orphan(tree, parent_id);
+  zu_tvr_node *parent = find_node(tree, parent_id);
+  waiting_place place;
+  if (siblings == nullptr && parent == nullptr && !place.make(node, key.get(), parent_id)) return false;
+
+  g_hash_table_insert(tree->nodes, key.release(), node);
+  node->slot = ++tree->slots;
+  adopt_waiting(tree, node, id);
+  if (siblings != nullptr) {
+    zu_tvr_node_connect_siblings(siblings->node, node);
+  } else if (parent != nullptr) {
+    zu_tvr_node_connect_parent(parent, node);
+  } else {
+    if (tree->orphans == nullptr) tree->orphans = new_orphans_table().release();
+    g_hash_table_insert(tree->orphans, place.parent_id.release(), place.orphan.release());
+  }
+  return true;
+}
+
+// ---- Resolving links ----
+
+void trace_orphan(void *, void *value, void *) noexcept {
+  TVR_ERROR("%s%s", "Unable to find parent for node: ", static_cast<tvr_orphan *>(value)->node_id);
+}
+
+void link_jump(void *, void *value, void *tree) noexcept {
+  auto *node = static_cast<zu_tvr_node *>(value);
+  if (node->type != TVR_NODE_JUMP) return;
+  auto *jump = static_cast<zu_tvr_jump_data *>(node->data);
+  zu_tvr_node *dest = find_node(static_cast<zu_tvr_tree *>(tree), jump->dest_id);
+  if (dest == nullptr) {
+    TVR_ERROR("Unresolved jump link to node: %s", jump->dest_id);
+    return;
+  }
+  TVR_DEBUG("tree: jump from node %ld to node %ld (%s) resolved", tvr::node_number(node),
+            tvr::node_number(dest), jump->dest_id);
+  jump->dest = dest;
+}
+
+bool resolve_links(zu_tvr_tree *tree) noexcept {
+  TVR_ASSERT(tree);
+  TVR_INFO("tree: resolving links");
+  if (tree->orphans != nullptr && g_hash_table_size(tree->orphans) != 0) {
+    TVR_ERROR("zu_tvr_tree contains unresolved links");
+    g_hash_table_foreach(tree->orphans, trace_orphan, nullptr);
+    return false;
+  }
+  const table resolved(std::exchange(tree->orphans, nullptr));
+  g_hash_table_foreach(tree->nodes, link_jump, tree);
+  return true;
+}
+
+} // namespace
+
+extern "C" {
+
+zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
+  auto tree = tvr::make_zeroed<zu_tvr_tree>();
+  if (!tree) {
+    TVR_ERROR("Failed to allocate zu_tvr_tree");
+    return nullptr;
+  }
+  table nodes = new_nodes_table();
+  if (!nodes) {
+    TVR_ERROR("Failed to allocate tovra nodes hashtable");
+    return nullptr;
+  }
+  text key = tvr::copy_text(root_id);
+  if (!key) {
+    TVR_ERROR("Failed to allocate key for root");
+    return nullptr;
+  }
+  tree->root = zu_tvr_node_new_noop();
+  if (tree->root == nullptr) {
+    TVR_ERROR("Failed to allocate ROOT node");
+    return nullptr;
+  }
+  tree->root->slot = ++tree->slots;
+  g_hash_table_insert(nodes.get(), key.release(), tree->root);
+  table orphans = new_orphans_table();
+  if (!orphans) {
+    TVR_ERROR("Failed to allocate tovra orphans hashtable");
+    return nullptr;
+  }
+  tree->nodes = nodes.release();
+  tree->orphans = orphans.release();
+  tree->add_node = add_node;
+  tree->resolve_links = resolve_links;
+  tree->walk = tvr::walk_tree;
+  return tree.release();
+}
+
+void zu_tvr_tree_delete(zu_tvr_tree *tree) noexcept {
+  TVR_ASSERT(tree);
+  const tvr::block<zu_tvr_tree> owner(tree);
+  const table orphans(tree->orphans); // destroyed after the nodes, whose ids its records borrow
+  const table nodes(tree->nodes);
+}
+
+void zu_tvr_tree_print(FILE *fp, uint32_t indentation, zu_tvr_tree *tree) noexcept {
+  TVR_ASSERT(fp);
+  TVR_ASSERT(tree);
+  // Along the links, so that a deep tree needs no deep stack.
+  for (zu_tvr_node *node = tree->root; node != nullptr;) {
+    zu_tvr_node_print(fp, indentation, node);
+    if (node->first_child != nullptr) {
+      node = node->first_child;
+      ++indentation;
+      continue;
+    }
+    while (node->next_sibling == nullptr && node->parent != nullptr) {
+      node = node->parent;
+      --indentation;
+    }
+    node = node->next_sibling;
+  }
+}
+}
