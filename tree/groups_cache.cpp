@@ -1,0 +1,66 @@
+// The groups cache: opening a group of records, appending to it, popping it.
+#include "props_match.hpp"
+#include "stack.hpp"
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+namespace {
+
+using tvr::fail;
+using tvr::ref;
+
+bool make_cache(zu_tvr_walk_ctx *ctx) noexcept {
+  if (ctx->props_groups_cache != nullptr) return true;
+  ctx->props_groups_cache = zu_tvr_stack_new(tvr_props_group_match);
+  if (ctx->props_groups_cache != nullptr) return true;
+  fail(ctx, ZU_EXHAUSTED, "Failed to allocate property groups cache");
+  return false;
+}
+
+bool open_group(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
+  if (!make_cache(ctx)) return false;
+  auto group = ref<zu_do_properties_list>::adopt(zu_do_properties_list_new());
+  if (!group || zu_do_properties_list_add(group.get(), record) != ZU_OK) {
+    fail(ctx, ZU_FAILED, "Failed to allocate properties list");
+    return false;
+  }
+  if (tvr::push_entry(ctx->props_groups_cache, group.get()) == nullptr) {
+    tvr::report(ctx, ZU_FAILED, "Failed to property list to cache");
+    return false;
+  }
+  static_cast<void>(group.release()); // to the cache
+  return true;
+}
+
+bool append_to_group(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
+  zu_tvr_stack *cache = ctx->props_groups_cache;
+  if (cache == nullptr || cache->top == nullptr) {
+    fail(ctx, ZU_FAILED, "location prop cache corrupted");
+    return false;
+  }
+  if (zu_do_properties_list_add(static_cast<zu_do_properties_list *>(cache->top->item), record) != ZU_OK) {
+    fail(ctx, ZU_FAILED, "Failed to allocate properties list");
+    return false;
+  }
+  tvr::renew_top(cache);
+  return true;
+}
+
+} // namespace
+
+extern "C" {
+
+bool zu_tvr_push_props_group_to_cache(zu_tvr_walk_ctx *ctx, zu_do_properties *record,
+                                      uint8_t append) noexcept {
+  TVR_ASSERT(ctx);
+  return append != 0 ? append_to_group(ctx, record) : open_group(ctx, record);
+}
+
+void zu_tvr_pop_props_group_from_cache(zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(ctx);
+  TVR_ASSERT_NAMED(ctx->props_groups_cache, "stack");
+  auto group = ref<zu_do_properties_list>::adopt(
+      static_cast<zu_do_properties_list *>(zu_tvr_stack_pop(ctx->props_groups_cache)));
+  if (!group) fail(ctx, ZU_FAILED, "Failed to pop from properties group cache");
+}
+}

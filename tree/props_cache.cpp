@@ -1,0 +1,173 @@
+// The records cache: pushing a record, with its location and the members of the groups around it; popping it.
+#include <string_view>
+
+#include "props_match.hpp"
+#include "stack.hpp"
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+namespace {
+
+using tvr::fail;
+using tvr::ref;
+using tvr::report;
+
+bool make_cache(zu_tvr_walk_ctx *ctx) noexcept {
+  if (ctx->props_cache != nullptr) return true;
+  ctx->props_cache = zu_tvr_stack_new(tvr_props_match);
+  if (ctx->props_cache == nullptr) {
+    fail(ctx, ZU_EXHAUSTED, "Failed to allocate property cache");
+    return false;
+  }
+  ctx->props_cache->find_text = tvr::find_record;
+  return true;
+}
+
+// Puts a record on the cache with a reference of the cache's own; false (traced) without memory.
+bool push_record(zu_tvr_stack *cache, zu_do_properties *record) noexcept {
+  zu_tvr_stack_entry *entry = tvr::push_entry(cache, record);
+  if (entry == nullptr) return false;
+  entry->item = tvr::share_into_field(record);
+  tvr::note_keys(entry);
+  return true;
+}
+
+// Says, while debugging, which record is pushed: built only then, since it renders the whole record.
+void trace_record(const char *what, zu_do_properties *record) noexcept {
+  if (!tvr::debugging()) return;
+  const tvr::string_buffer buffer(zu_do_strbuf_new());
+  zu_do_properties_to_strbuf(record, 0, buffer.get());
+  TVR_DEBUG("stack%s: %s", what, zu_do_strbuf_to_string(buffer.get()));
+}
+
+// The record's own URI, borrowed; none (reported) when it has none.
+zu_do_uri *own_uri(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
+  zu_do_value *value = zu_do_properties_get_value(record, ZU_DO_NAME_URI);
+  if (value == nullptr) {
+    fail(ctx, ZU_FAILED, "Failed to find URI in props");
+    return nullptr;
+  }
+  int code = ZU_OK;
+  zu_do_uri *uri = zu_do_value_get_mr_uri(value, &code);
+  if (uri != nullptr && code == ZU_OK) return uri;
+  if (code == ZU_OK) code = ZU_FAILED;
+  TVR_ERROR("Failed to get URI from value of type %d (rc=%d)", zu_do_value_get_type(value), code);
+  report(ctx, code, "Failed to get URI from value");
+  return nullptr;
+}
+
+// Makes a record name the location of a root URI; false (reported) on failure.
+bool fill_location_instance(zu_tvr_walk_ctx *ctx, zu_do_properties *instance, zu_do_uri *locations,
+                            zu_do_uri *root) noexcept {
+  const int code = zu_do_properties_set_coll_uri(instance, ZU_DO_NAME_COLL_URI, locations);
+  if (code != ZU_OK) {
+    TVR_ERROR("Failed to add URI to props (rc=%d)", code);
+    report(ctx, code, "Failed to add URI to props");
+    return false;
+  }
+  zu_do_uri_segment *segment = zu_do_uri_get_segment(root, 0);
+  if (segment == nullptr) {
+    TVR_ERROR("Failed to get segment 0 from %s", zu_do_uri_get_uri_str(root));
+    report(ctx, ZU_FAILED, "Failed to get segment from URI");
+    return false;
+  }
+  zu_do_nvlist *keys = zu_do_uri_segment_get_keys(segment);
+  zu_do_iter it{};
+  zu_do_nvlist_iter(keys, &it);
+  while (zu_do_nvlist_has_next(keys, &it)) {
+    zu_do_nvpair *key = zu_do_nvlist_get_next(keys, &it);
+    if (zu_do_properties_set_value(instance, zu_do_nvpair_get_name(key), zu_do_nvpair_get_value(key)) !=
+        ZU_OK) {
+      fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
+      return false;
+    }
+  }
+  return true;
+}
+
+// Pushes the record that names the root's location; false (reported) on failure.
+bool push_location_instance(zu_tvr_walk_ctx *ctx, zu_do_uri *root) noexcept {
+  const auto locations = ref<zu_do_uri>::adopt(zu_do_uri_new("//?locations"));
+  const auto instance = ref<zu_do_properties>::adopt(zu_do_properties_new());
+  if (root == nullptr || !locations || !instance) {
+    fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
+    return false;
+  }
+  if (!fill_location_instance(ctx, instance.get(), locations.get(), root)) return false;
+  trace_record(": pushing location instance to cache", instance.get());
+  if (push_record(ctx->props_cache, instance.get())) return true;
+  fail(ctx, ZU_FAILED, "Failed to push location props to cache");
+  return false;
+}
+
+// Pushes the first member of a group that lives under the root, if any: how many, or -1 (reported).
+int32_t push_group_member(zu_tvr_walk_ctx *ctx, zu_do_properties_list *group,
+                          std::string_view root) noexcept {
+  zu_do_iter it{};
+  zu_do_properties_list_iter(group, &it);
+  while (zu_do_properties_list_has_next(group, &it)) {
+    zu_do_properties *member = zu_do_properties_list_get_next(group, &it);
+    int code = ZU_OK;
+    zu_do_uri *uri = zu_do_properties_get_mr_uri(member, ZU_DO_NAME_URI, &code);
+    if (uri == nullptr || code != ZU_OK) {
+      TVR_ERROR("Failed to extract URI from props");
+      report(ctx, code != ZU_OK ? code : ZU_FAILED, "Failed to extract URI from props");
+      return -1;
+    }
+    const std::string_view text(zu_do_uri_get_uri_str(uri), zu_do_uri_get_len(uri));
+    if (!text.starts_with(root)) continue;
+    trace_record(" push (from group)", member);
+    if (push_record(ctx->props_cache, member)) return 1;
+    report(ctx, ZU_FAILED, "Failed to add properties to cache");
+    return -1;
+  }
+  return 0;
+}
+
+// From the group at `entry` down to the outermost: the members pushed, or -1 (reported).
+int32_t push_group_members(zu_tvr_walk_ctx *ctx, zu_tvr_stack_entry *entry, zu_do_uri *root) noexcept {
+  const std::string_view root_text(zu_do_uri_get_uri_str(root), zu_do_uri_get_len(root));
+  int32_t members = 0;
+  for (; entry != nullptr; entry = entry->next) {
+    const int32_t pushed =
+        push_group_member(ctx, static_cast<zu_do_properties_list *>(entry->item), root_text);
+    if (pushed < 0) return -1;
+    members += pushed;
+  }
+  return members;
+}
+
+zu_tvr_stack_entry *first_group(zu_tvr_walk_ctx *ctx, bool skip_top) noexcept {
+  zu_tvr_stack_entry *top = ctx->props_groups_cache != nullptr ? ctx->props_groups_cache->top : nullptr;
+  return top != nullptr && skip_top ? top->next : top;
+}
+
+} // namespace
+
+extern "C" {
+
+uint32_t zu_tvr_push_props_to_cache(zu_tvr_walk_ctx *ctx, zu_do_properties *record, uint8_t with_location,
+                                    uint8_t skip_top_group) noexcept {
+  TVR_ASSERT(ctx);
+  if (!make_cache(ctx)) return 0;
+  if (!push_record(ctx->props_cache, record)) {
+    report(ctx, ZU_FAILED, "Failed to add properties to cache");
+    return 0;
+  }
+  if (with_location == 0) return 1;
+  zu_do_uri *uri = own_uri(ctx, record);
+  if (uri == nullptr) return 0;
+  const auto root = ref<zu_do_uri>::adopt(zu_do_uri_new_absolute_root_from_uri(uri));
+  if (!push_location_instance(ctx, root.get())) return 0;
+  const int32_t members = push_group_members(ctx, first_group(ctx, skip_top_group != 0), root.get());
+  return members < 0 ? 0 : 2 + static_cast<uint32_t>(members);
+}
+
+void zu_tvr_pop_props_from_cache(zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(ctx);
+  TVR_ASSERT_NAMED(ctx->props_cache, "stack");
+  auto record =
+      ref<zu_do_properties>::adopt(static_cast<zu_do_properties *>(zu_tvr_stack_pop(ctx->props_cache)));
+  if (!record) fail(ctx, ZU_FAILED, "Failed to pop from properties cache");
+}
+}

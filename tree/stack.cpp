@@ -1,0 +1,92 @@
+// The stack of a walk. Entries that are popped are kept and used again, since a walk pushes and pops all the
+// time.
+#include "stack.hpp"
+
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+namespace {
+
+bool is_same(void *key, void *item, void *) noexcept {
+  return key == item;
+}
+
+zu_tvr_stack_entry *take_entry(zu_tvr_stack *stack) noexcept {
+  zu_tvr_stack_entry *spare = stack->spare;
+  if (spare == nullptr) return tvr::make_zeroed<zu_tvr_stack_entry>().release();
+  stack->spare = spare->next;
+  *spare = {};
+  return spare;
+}
+
+void free_entries(zu_tvr_stack_entry *entry) noexcept {
+  while (entry != nullptr) {
+    const tvr::block<zu_tvr_stack_entry> freed(std::exchange(entry, entry->next));
+  }
+}
+
+} // namespace
+
+namespace tvr {
+
+zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept {
+  TVR_ASSERT(stack);
+  TVR_ASSERT(item);
+  zu_tvr_stack_entry *entry = take_entry(stack);
+  if (entry == nullptr) {
+    TVR_ERROR("Failed to allocate item in the stack");
+    return nullptr;
+  }
+  entry->item = item;
+  entry->next = stack->top;
+  stack->top = entry;
+  renew_top(stack);
+  return entry;
+}
+
+} // namespace tvr
+
+extern "C" {
+
+zu_tvr_stack *zu_tvr_stack_new(zu_tvr_stack_compare_fn compare) noexcept {
+  auto stack = tvr::make_zeroed<zu_tvr_stack>();
+  if (!stack) {
+    TVR_ERROR("Failed to allocate node stack");
+    return nullptr;
+  }
+  stack->compare = compare != nullptr ? compare : is_same;
+  return stack.release();
+}
+
+bool zu_tvr_stack_push(zu_tvr_stack *stack, void *item) noexcept {
+  return tvr::push_entry(stack, item) != nullptr;
+}
+
+void *zu_tvr_stack_pop(zu_tvr_stack *stack) noexcept {
+  TVR_ASSERT(stack);
+  zu_tvr_stack_entry *entry = stack->top;
+  if (entry == nullptr) return nullptr;
+  stack->top = entry->next;
+  entry->next = stack->spare;
+  stack->spare = entry;
+  return entry->item;
+}
+
+void *zu_tvr_stack_lookup(zu_tvr_stack *stack, void *key, void *extra) noexcept {
+  if (stack == nullptr) return nullptr;
+  for (zu_tvr_stack_entry *entry = stack->top; entry != nullptr; entry = entry->next) {
+    if (stack->compare(key, entry->item, extra)) return entry->item;
+  }
+  return nullptr;
+}
+
+void zu_tvr_stack_delete(zu_tvr_stack *stack, void (*release)(void *item)) noexcept {
+  TVR_ASSERT(stack);
+  const tvr::block<zu_tvr_stack> owner(stack);
+  for (zu_tvr_stack_entry *entry = stack->top; release != nullptr && entry != nullptr; entry = entry->next) {
+    release(entry->item);
+  }
+  free_entries(stack->top);
+  free_entries(stack->spare);
+}
+}
