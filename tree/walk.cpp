@@ -1,0 +1,185 @@
+// The walk engine: visits the tree depth first and calls the operations of each node's data in their order.
+#include "walk.hpp"
+
+#include "scratch.hpp"
+#include "zu_tovra/coll.h"
+#include "zu_tovra/crudx.h"
+#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/iter.h"
+#include "zu_tovra/jump.h"
+#include "zu_tovra/print.h"
+
+namespace {
+
+using tvr::fail;
+
+template <class Data>
+Data *data_of(zu_tvr_node *node) noexcept {
+  return static_cast<Data *>(node->data);
+}
+
+// The node's scratch data; a walk cannot go on without it.
+template <class Scratch>
+Scratch *scratch_of(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  void *scratch = tvr::scratch_data(node, ctx);
+  // What failed has been traced.
+  if (scratch == nullptr) tvr::report(ctx, ZU_EXHAUSTED, "Failed to allocate tovra node");
+  return static_cast<Scratch *>(scratch);
+}
+
+void trace_done(zu_tvr_node *node) noexcept {
+  TVR_DEBUG("node %p: done waolking (type %d)", static_cast<void *>(node), node->type);
+}
+
+// Batch by batch, while there are more. A batch that cannot be fetched ends the walk with the result so far.
+bool walk_collection(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *data = data_of<zu_tvr_coll_data>(node);
+  auto *scratch = scratch_of<zu_tvr_coll_scratch_data>(node, ctx);
+  if (scratch == nullptr) return false;
+  bool result = true;
+  int32_t step = ZU_TVR_STEP_WALK;
+  while (step == ZU_TVR_STEP_WALK) {
+    step = data->execute(data, scratch, ctx, ctx->starting_node == node ? 1 : 0);
+    if (step == ZU_TVR_STEP_FAILED) return result;
+    TVR_DEBUG("node %p: collection returned %d", static_cast<void *>(node), step);
+    result = tvr_node_walk_children(node, ctx);
+    if (result) {
+      TVR_DEBUG("node %p: children walk successful", static_cast<void *>(node));
+    } else {
+      TVR_WARN("node %p: children walk failed", static_cast<void *>(node));
+    }
+    data->cleanup(scratch, step);
+  }
+  trace_done(node);
+  return result;
+}
+
+// The record stays on the cache when the children fail.
+bool walk_get_one(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *data = data_of<zu_tvr_crudx_data>(node);
+  const int32_t step = data->walk(data, ctx);
+  if (step != ZU_TVR_STEP_WALK) return step != ZU_TVR_STEP_FAILED;
+  const bool result = tvr_node_walk_children(node, ctx);
+  if (result) zu_tvr_pop_props_from_cache(ctx);
+  return result;
+}
+
+bool walk_iteration(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *data = data_of<zu_tvr_iter_data>(node);
+  auto *scratch = scratch_of<zu_tvr_iter_scratch_data>(node, ctx);
+  if (scratch == nullptr) return false;
+  bool result = true;
+  int32_t step = data->next(scratch, ctx);
+  while (step == ZU_TVR_STEP_WALK && result) {
+    result = tvr_node_walk_children(node, ctx);
+    data->pop(scratch, ctx);
+    step = data->next(scratch, ctx);
+  }
+  if (step == ZU_TVR_STEP_FAILED) result = false;
+  data->cleanup(scratch);
+  return result;
+}
+
+bool walk_print(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *data = data_of<zu_tvr_print_data>(node);
+  auto *scratch = scratch_of<zu_tvr_print_scratch_data>(node, ctx);
+  if (scratch == nullptr) return false;
+  const int32_t step = data->walk(data, scratch, ctx);
+  if (step != ZU_TVR_STEP_WALK) return step != ZU_TVR_STEP_FAILED;
+  return tvr_node_walk_children(node, ctx);
+}
+
+bool walk_child(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
+  if (child->walk != nullptr) return child->walk(child, ctx);
+  fail(ctx, ZU_FAILED, "Walk callback not initialized");
+  return false;
+}
+
+// Below the starting node's ancestors only the next node of the path is walked.
+bool walk_path(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *next = static_cast<zu_tvr_node *>(zu_tvr_stack_pop(ctx->node_path));
+  if (ctx->node_path->top == nullptr) {
+    zu_tvr_stack_delete(ctx->node_path, nullptr);
+    ctx->node_path = nullptr;
+  }
+  if (next == nullptr) {
+    fail(ctx, ZU_FAILED, "Incomplete path for partial tovra");
+    return false;
+  }
+  TVR_DEBUG("node %p: walking %p (partial TOVRA)", static_cast<void *>(node), static_cast<void *>(next));
+  return walk_child(next, ctx);
+}
+
+bool walk_siblings(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_DEBUG("node %p: walking children", static_cast<void *>(node));
+  for (zu_tvr_node *child = node->first_child; child != nullptr; child = child->next_sibling) {
+    if (!walk_child(child, ctx)) return false;
+  }
+  return true;
+}
+
+// Once for every instance of the batch. After a failure the instances are still gone through, but no child is
+// walked for them.
+bool walk_instances(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *data = data_of<zu_tvr_coll_data>(node);
+  auto *scratch = scratch_of<zu_tvr_coll_scratch_data>(node, ctx);
+  if (scratch == nullptr) return false;
+  for (bool result = true;;) {
+    const int32_t step = data->iterate(data, scratch, ctx);
+    if (step != ZU_TVR_STEP_WALK) {
+      TVR_DEBUG("node %p: iteration returned %d: stopping", static_cast<void *>(node), step);
+      return step != ZU_TVR_STEP_FAILED && result;
+    }
+    if (ctx->node_path != nullptr) {
+      result = walk_path(node, ctx);
+    } else if (result) {
+      result = walk_siblings(node, ctx);
+    } else {
+      TVR_DEBUG("node %p: walking children", static_cast<void *>(node));
+    }
+    data->pop(scratch, ctx);
+  }
+}
+
+} // namespace
+
+extern "C" {
+
+bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
+  if (ctx->depth >= tvr::max_depth) {
+    fail(ctx, ZU_FAILED, "Template tree nested too deep");
+    return false;
+  }
+  const tvr::walk_level level(ctx, node);
+  bool result = true;
+  switch (node->type) {
+  case TVR_NODE_JUMP: {
+    auto *data = data_of<zu_tvr_jump_data>(node);
+    return data->walk(data, ctx);
+  }
+  case TVR_NODE_COLL:
+    return walk_collection(node, ctx);
+  case TVR_NODE_CRUDX:
+    result = walk_get_one(node, ctx);
+    break;
+  case TVR_NODE_ITER:
+    result = walk_iteration(node, ctx);
+    break;
+  case TVR_NODE_PRINT:
+    result = walk_print(node, ctx);
+    break;
+  default:
+    result = tvr_node_walk_children(node, ctx);
+    break;
+  }
+  trace_done(node);
+  return result;
+}
+
+bool tvr_node_walk_children(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(node);
+  if (node->type == TVR_NODE_COLL) return walk_instances(node, ctx);
+  return ctx->node_path != nullptr ? walk_path(node, ctx) : walk_siblings(node, ctx);
+}
+}

@@ -1,0 +1,157 @@
+// The walk context: made for one render, filled by its walk, cleared and freed after it.
+#include "zu_tovra/walk_ctx.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "node.hpp"
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/record_cache.h"
+
+namespace {
+
+using tvr::text;
+
+// Frees an interface through its table; a failure is only traced, since clearing goes on.
+template <class Interface>
+void free_interface(Interface *&field, const char *word) noexcept {
+  Interface *ifc = std::exchange(field, nullptr);
+  if (ifc != nullptr && ifc->ops->free(ifc) != 0) TVR_ERROR("Failed to free %s ifc", word);
+}
+
+void delete_stack(zu_tvr_stack *&field, void (*release)(void *item)) noexcept {
+  zu_tvr_stack *stack = std::exchange(field, nullptr);
+  if (stack != nullptr) zu_tvr_stack_delete(stack, release);
+}
+
+void release_record(void *item) noexcept {
+  tvr::ref<zu_do_properties>::adopt(static_cast<zu_do_properties *>(item)).reset();
+}
+void release_group(void *item) noexcept {
+  tvr::ref<zu_do_properties_list>::adopt(static_cast<zu_do_properties_list *>(item)).reset();
+}
+
+// ---- The tables' entries ----
+
+void free_cached_record(char *key, void *value) noexcept {
+  const text owned_key(key);
+  release_record(value);
+}
+
+void free_cached_queue(char *key, void *value) noexcept {
+  const text owned_key(key);
+  const tvr::block<cursor_cache_entry> entry(static_cast<cursor_cache_entry *>(value));
+  if (entry) cleanup_props_list(entry->props_list);
+}
+
+void free_scratch_node(char *key, void *value) noexcept {
+  const text owned_key(key);
+  auto *scratch_node = static_cast<zu_tvr_node *>(value);
+  TVR_INFO("Deleting scratch node %p %s %u", value, key, scratch_node->type);
+  zu_tvr_node_delete(scratch_node);
+}
+
+void close_table(ht_table *&field, void (*free_entry)(char *key, void *value)) noexcept {
+  htCloseWithFunction2(std::exchange(field, nullptr), free_entry);
+}
+
+void free_private(zu_tvr_walk_ctx *ctx) noexcept {
+  const tvr::block<zu_tvr_scratch_slot> slots(std::exchange(ctx->scratch_slots, nullptr));
+  ctx->scratch_slot_count = 0;
+  const tvr::string_buffer line(std::exchange(ctx->line, nullptr));
+  const tvr::string_buffer buffer(std::exchange(ctx->text, nullptr));
+  std::memset(ctx->found, 0, sizeof(ctx->found));
+}
+
+} // namespace
+
+extern "C" {
+
+zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_name,
+                                     zu_do_properties *arguments, int32_t render_defaults, uint64_t flags,
+                                     uint32_t fetch_count, uint8_t tag_submodes, zu_tvr_cond_args *cond_args,
+                                     void *cb_ctx, zu_tvr_error_fn error_cb,
+                                     zu_tvr_output_fn output_cb) noexcept {
+  auto ctx = tvr::make_zeroed<zu_tvr_walk_ctx>();
+  if (!ctx) {
+    TVR_ERROR("Failed to allocate tovra walk context");
+    return nullptr;
+  }
+  if (data_ifc == nullptr || data_ifc->ops->ref(data_ifc) != 0) {
+    TVR_ERROR("Failed to ref data_ifc");
+    return nullptr;
+  }
+  ctx->data_ifc = data_ifc;
+  ctx->config_name = config_name;
+  ctx->arguments = tvr::share_into_field(arguments);
+  ctx->render_defaults = static_cast<uint8_t>(render_defaults);
+  ctx->flags = flags;
+  ctx->fetch_count = fetch_count;
+  ctx->tag_submodes = tag_submodes;
+  ctx->cond_args = cond_args;
+  ctx->cb_ctx = cb_ctx;
+  ctx->error_cb = error_cb;
+  ctx->output_cb = output_cb;
+  ctx->scratch_nodes = htMake(0);
+  if (ctx->scratch_nodes == nullptr) {
+    TVR_ERROR("Failed to allocate tovra walk context");
+    zu_tvr_walk_ctx_delete(ctx.release());
+    return nullptr;
+  }
+  return ctx.release();
+}
+
+void zu_tvr_walk_ctx_clear(zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(ctx);
+  free_interface(ctx->coll_ifc, "coll");
+  free_interface(ctx->crudx_ifc, "crudx");
+  delete_stack(ctx->node_path, nullptr);
+  tvr::drop_field(ctx->arguments);
+  delete_stack(ctx->props_cache, release_record);
+  delete_stack(ctx->props_groups_cache, release_group);
+  close_table(ctx->mr_cache, free_cached_record);
+  close_table(ctx->mr_cache_cursor, free_cached_queue);
+  ctx->indentation = 0;
+  ctx->starting_node = nullptr;
+  close_table(ctx->scratch_nodes, free_scratch_node);
+  free_private(ctx);
+}
+
+void zu_tvr_walk_ctx_delete(zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(ctx);
+  const tvr::block<zu_tvr_walk_ctx> owner(ctx);
+  zu_tvr_walk_ctx_clear(ctx);
+  free_interface(ctx->data_ifc, "data");
+}
+
+void zu_tvr_walk_ctx_print(FILE *stream, int32_t indentation, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(ctx);
+  const auto tabs = static_cast<uint32_t>(std::max(indentation, 0));
+  const auto put_tabs = [&] {
+    for (uint32_t i = 0; i < tabs; ++i) std::fputc('\t', stream);
+  };
+  put_tabs();
+  std::fprintf(stream, "config_name: %s\n", ctx->config_name != nullptr ? ctx->config_name : "(null)");
+  put_tabs();
+  std::fprintf(stream, "indentation: %d\n", static_cast<int>(ctx->indentation));
+  if (ctx->node_path != nullptr) {
+    std::fputs("node path:", stream);
+    for (zu_tvr_stack_entry *entry = ctx->node_path->top; entry != nullptr; entry = entry->next) {
+      std::fprintf(stream, " %ld ", tvr::node_number(static_cast<zu_tvr_node *>(entry->item)));
+    }
+    std::fputc('\n', stream);
+  }
+  put_tabs();
+  std::fputs("arguments:\n", stream);
+  zu_do_print_properties(stream, tabs + 1, ctx->arguments);
+  if (ctx->props_cache != nullptr) {
+    for (zu_tvr_stack_entry *entry = ctx->props_cache->top; entry != nullptr; entry = entry->next) {
+      zu_do_print_properties(stream, tabs + 1, static_cast<zu_do_properties *>(entry->item));
+    }
+    std::fputc('\n', stream);
+  }
+  put_tabs();
+  std::fprintf(stream, "starting node: %ld\n", tvr::node_number(ctx->starting_node));
+}
+}
