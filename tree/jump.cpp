@@ -1,0 +1,84 @@
+// The jump node: walks its destination one CLI mode deeper, between submode tags when asked.
+#include "zu_tovra/jump.h"
+
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+namespace {
+
+using tvr::fail;
+
+// A node that is walked again within itself would overwrite what it remembers, and might never end.
+bool is_being_walked(const zu_tvr_node *node, const zu_tvr_walk_ctx *ctx) noexcept {
+  for (const zu_tvr_walk_frame *frame = ctx->frame; frame != nullptr; frame = frame->above) {
+    if (frame->node == node) return true;
+  }
+  return false;
+}
+
+// False when the output refuses the tag; a tag that cannot be built is only lost.
+bool write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept {
+  if (submode == nullptr || ctx->tag_submodes == 0) return true;
+  const tvr::string_buffer buffer(zu_do_strbuf_new());
+  if (buffer) {
+    zu_do_strbuf_add_char(buffer.get(), '\n');
+    zu_do_strbuf_add_fill(buffer.get(), ' ', ctx->indentation);
+    zu_do_strbuf_add_string(buffer.get(), closing ? "! </submode> \"" : "! <submode> \"");
+    zu_do_strbuf_add_string(buffer.get(), submode);
+    zu_do_strbuf_add_char(buffer.get(), '"');
+  }
+  const char *tag = zu_do_strbuf_to_string(buffer.get());
+  if (tag == nullptr) {
+    TVR_ERROR("Failed to allocate buffer");
+    return true;
+  }
+  if (ctx->output_cb(ctx->cb_ctx, tag)) return true;
+  TVR_ERROR("Failed to execute output function");
+  return false;
+}
+
+bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
+  if (data->dest == nullptr) {
+    fail(ctx, ZU_EXHAUSTED, "Unable to find destination for jump node");
+    return false;
+  }
+  if (is_being_walked(data->dest, ctx)) {
+    fail(ctx, ZU_FAILED, "Jump into a node that is being walked");
+    return false;
+  }
+  ++ctx->indentation;
+  // Output that has been refused once takes no more, so nothing is walked for it.
+  bool result = write_tag(data->dest_id, ctx, false);
+  if (result) {
+    result = data->dest->walk(data->dest, ctx);
+    if (!write_tag(data->dest_id, ctx, true)) result = false;
+  }
+  --ctx->indentation;
+  return result;
+}
+
+} // namespace
+
+extern "C" {
+
+zu_tvr_jump_data *zu_tvr_jump_data_new(const char *dest_id) noexcept {
+  auto data = tvr::make_zeroed<zu_tvr_jump_data>();
+  if (!data) {
+    TVR_ERROR("Failed to allocate tovra node data");
+    return nullptr;
+  }
+  data->dest_id = tvr::copy_text(dest_id).release();
+  if (data->dest_id == nullptr) {
+    TVR_ERROR("Failed to allocate key in node data");
+    return nullptr;
+  }
+  data->walk = walk_jump;
+  return data.release();
+}
+
+void zu_tvr_jump_data_delete(zu_tvr_jump_data *data) noexcept {
+  if (data == nullptr) return;
+  const tvr::block<zu_tvr_jump_data> owner(data);
+  const tvr::text dest_id(data->dest_id);
+}
+}
