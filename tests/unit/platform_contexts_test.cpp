@@ -1,0 +1,205 @@
+// A host's CLI context: errors handed on, named configurations, results arrays, and the small things.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli_exec/cli_exec.h"
+#include "qmalloc/qmalloc.h"
+#include "support.h"
+#include "svcs/svcs.h"
+
+namespace {
+
+// A data interface that only counts its references; every one must be back when it goes.
+struct counted_data {
+  zu_data_ifc ifc{&ops};
+  int references = 1;
+  bool refuses = false;
+
+  ~counted_data() { EXPECT_EQ(references, 1); }
+
+  static counted_data *of(zu_data_ifc *ifc) { return reinterpret_cast<counted_data *>(ifc); }
+  static int ref(zu_data_ifc *ifc) {
+    if (of(ifc)->refuses) return ZU_CANNOT_OPEN;
+    ++of(ifc)->references;
+    return 0;
+  }
+  static int free(zu_data_ifc *ifc) {
+    --of(ifc)->references;
+    return 0;
+  }
+  static const zu_data_ifc_ops ops;
+};
+const zu_data_ifc_ops counted_data::ops = {nullptr, ref, free, nullptr, nullptr};
+
+using recorded = std::vector<std::pair<int32_t, std::string>>;
+
+void record(void *to, int32_t code, const char *message) {
+  static_cast<recorded *>(to)->emplace_back(code, message);
+}
+
+struct releaser {
+  void operator()(zu_cli_context *cli) const { zu_cli_context_free(cli); }
+  void operator()(zu_results_array *array) const { zu_results_array_free(array); }
+  void operator()(zu_cli_cmd *command) const { zu_cli_cmd_deref(command); }
+};
+using owned_context = std::unique_ptr<zu_cli_context, releaser>;
+using owned_results = std::unique_ptr<zu_results_array, releaser>;
+using owned_command = std::unique_ptr<zu_cli_cmd, releaser>;
+
+void set_error(zu_result_ifc *results, int32_t code, const char *message) {
+  EXPECT_EQ(results->ops->set_error(results, code, message), 0);
+}
+
+void set_error_object(zu_result_ifc *results, int32_t code, const char *message) {
+  zu_do_error *error = zu_do_error_new(code, message);
+  EXPECT_EQ(results->ops->set_error_object(results, error), 0);
+  zu_do_error_deref(error);
+}
+
+zu_data_ifc *config_of(const owned_context &cli, const char *name, int code) {
+  zu_data_ifc *data = nullptr;
+  EXPECT_EQ(cli->config_ifc->ops->get_config(cli->config_ifc, name, 0, &data), code) << name;
+  return data;
+}
+
+TEST(contexts, hand_on_errors_in_order) {
+  const test::balanced_memory balanced;
+  counted_data data;
+  recorded errors;
+  owned_context cli(zu_cli_context_new(&data.ifc, record, &errors));
+  EXPECT_EQ(data.references, 2);
+  EXPECT_EQ(cli->data_ifc, &data.ifc);
+  EXPECT_EQ(cli->render_defaults + cli->tag_submodes, 0);
+  set_error(cli->result_ifc, 1, "one");
+  set_error_object(cli->result_ifc, -2, "two");
+  set_error(cli->result_ifc, 3, nullptr);
+  EXPECT_EQ(errors, (recorded{{1, "one"}, {-2, "two"}, {3, ""}}));
+  EXPECT_NE(cli->result_ifc->ops->set_error_object(cli->result_ifc, nullptr), 0);
+  EXPECT_EQ(errors.size(), 3u);
+  cli->data_ifc = nullptr; // the host's own business: the context still releases what it took
+  cli->result_ifc = nullptr;
+}
+
+TEST(contexts, results_arrays_keep_what_is_recorded) {
+  const test::balanced_memory balanced;
+  owned_context cli(zu_cli_context_new(nullptr, nullptr, nullptr));
+  set_error(cli->result_ifc, 1, "before");
+  const owned_results first(zu_results_array_new(cli->result_ifc));
+  owned_results middle(zu_results_array_new(cli->result_ifc));
+  const owned_results last(zu_results_array_new(cli->result_ifc));
+  set_error(cli->result_ifc, 2, "two");
+  middle.reset();
+  set_error_object(cli->result_ifc, 3, "three");
+  for (const auto *array : {&first, &last}) {
+    EXPECT_EQ(zu_results_array_get_len(array->get()), 2u);
+    EXPECT_EQ(zu_do_error_get_code(zu_results_array_get_last(array->get())), 3);
+    EXPECT_STREQ(zu_do_error_get_msg(zu_results_array_get_last(array->get())), "three");
+  }
+  EXPECT_EQ(zu_results_array_new(nullptr), nullptr);
+  cli.reset(); // the arrays may outlive it
+  EXPECT_EQ(zu_results_array_get_len(first.get()), 2u);
+}
+
+TEST(contexts, find_named_configurations) {
+  const test::balanced_memory balanced;
+  counted_data first, second;
+  {
+    const owned_context cli(zu_cli_context_new(nullptr, nullptr, nullptr));
+    EXPECT_EQ(config_of(cli, "running", ZU_NOT_FOUND), nullptr);
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), "running", &first.ifc), 0);
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), "startup", &second.ifc), 0);
+    EXPECT_EQ(config_of(cli, "running", 0), &first.ifc);
+    EXPECT_EQ(first.references, 3);
+    counted_data::free(&first.ifc);
+    EXPECT_EQ(config_of(cli, "Running", ZU_NOT_FOUND), nullptr);
+    EXPECT_EQ(config_of(cli, nullptr, ZU_NOT_FOUND), nullptr);
+
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), "running", &second.ifc), 0);
+    EXPECT_EQ(first.references, 1);
+    EXPECT_EQ(second.references, 3);
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), "running", &second.ifc), 0);
+    EXPECT_EQ(second.references, 3);
+
+    first.refuses = true;
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), "running", &first.ifc), ZU_CANNOT_OPEN);
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), "other", &first.ifc), ZU_CANNOT_OPEN);
+    EXPECT_EQ(config_of(cli, "other", ZU_NOT_FOUND), nullptr);
+    second.refuses = true;
+    EXPECT_EQ(config_of(cli, "running", ZU_CANNOT_OPEN), nullptr);
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), nullptr, &second.ifc), ZU_FAILED);
+    EXPECT_EQ(zu_cli_context_add_config(cli.get(), "none", nullptr), ZU_FAILED);
+  }
+  EXPECT_EQ(zu_cli_context_new(&first.ifc, nullptr, nullptr), nullptr);
+}
+
+TEST(contexts, survive_failed_allocations) {
+  counted_data data;
+  uint64_t fired = 1;
+  int n = 0;
+  while (fired > 0) {
+    const test::balanced_memory balanced;
+    qmalloc_fail_nth(static_cast<uint64_t>(++n), false);
+    const owned_context cli(zu_cli_context_new(&data.ifc, nullptr, nullptr));
+    if (cli != nullptr) {
+      const int code = zu_cli_context_add_config(cli.get(), "running", &data.ifc);
+      EXPECT_TRUE(code == 0 || code == ZU_EXHAUSTED) << code;
+      const owned_results array(zu_results_array_new(cli->result_ifc));
+      set_error(cli->result_ifc, 1, "recorded whatever memory is left");
+      EXPECT_EQ(zu_results_array_get_len(array.get()), array != nullptr ? 1u : 0u);
+      const owned_command command(zu_cli_cmd_new(nullptr, nullptr, "TEST"));
+      EXPECT_STREQ(zu_cli_cmd_get_name(command.get()), command != nullptr ? "TEST" : nullptr);
+    }
+    fired = qmalloc_fail_fired();
+    qmalloc_fail_nth(0, false);
+  }
+  EXPECT_GE(n, 6);
+}
+
+TEST(commands, copy_their_name) {
+  std::string name = "TEST";
+  const owned_command command(zu_cli_cmd_new(nullptr, nullptr, name.c_str()));
+  name = "gone";
+  EXPECT_STREQ(zu_cli_cmd_get_name(command.get()), "TEST");
+  EXPECT_EQ(zu_cli_cmd_new(nullptr, nullptr, nullptr), nullptr);
+}
+
+TEST(formatted_texts, are_charged_to_the_library) {
+  const test::balanced_memory balanced;
+  const int64_t before = qmalloc_count(0x2800000).live_blocks;
+  char *text = nullptr;
+  const char *volatile none = nullptr;
+  const std::string wide(5000, 'x');
+  EXPECT_EQ(zu_printf(&text, "%s %d %s", none, -7, wide.c_str()), 5010);
+  EXPECT_EQ(text, "(null) -7 " + wide);
+  EXPECT_EQ(qmalloc_count(0x2800000).live_blocks, before + 1);
+  qfree_named(text);
+  qmalloc_fail_nth(1, false);
+  EXPECT_LT(zu_printf(&text, "%d", 1), 0);
+  qmalloc_fail_nth(0, false);
+  EXPECT_EQ(text, nullptr);
+}
+
+TEST(location_schemes, exact_names_only) {
+  const struct {
+    const char *text;
+    int64_t number; // -1: refused
+  } rows[] = {{"DEFAULT", TARVO_SCHEME_DEFAULT},
+              {"SLOT", TARVO_SCHEME_SLOT},
+              {"PORT", TARVO_SCHEME_PORT},
+              {"slot", -1},
+              {"PORT ", -1},
+              {"POR", -1},
+              {"", -1},
+              {nullptr, -1}};
+  for (const auto &row : rows) {
+    uint32_t scheme = 99;
+    EXPECT_EQ(zu_exec_str_to_location_scheme(row.text, &scheme) == 0, row.number >= 0) << row.text;
+    EXPECT_EQ(scheme, row.number >= 0 ? row.number : 99);
+  }
+}
+
+} // namespace
