@@ -38,7 +38,7 @@ TEST(location, a_text_gives_its_parts_or_the_defaults) {
       {"4294967295/65534/65534/65535", {4294967295u, 65534, 65534, 65535, 0}},
       {"4294967296", defaults},
       {"18446744073709551617", defaults},
-      {"1/65535", {1, none, none, 0, 0}}, // the largest number of the field: missing,
+      {"1/65535", {1, none, none, 0, 0}}, // the largest number of the field: missing
       {"1/65536", defaults},
       {"1/1/65535", {1, 1, none, 0, 0}},
       {"1/1/1/65536", defaults},
