@@ -1,0 +1,96 @@
+// Renders through the exported functions, in process:
+// tovra_bench --templates DIR --data FILE --reps R [--out FILE] loads, renders once (writing to FILE what
+// `tovra render` prints), then R times; prints `load_ns T` and `render_ns T1 T2 ...`.
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <sys/resource.h>
+
+#include "store/store.h"
+#include "zu_tovra/zu_tovra.h"
+
+namespace {
+
+struct request {
+  zu_tovra_context context = {}; // first: the library's context leads back here
+  std::string text;
+  bool errors = false;
+};
+
+bool take_text(zu_tovra_context *context, zu_cli_context *, const char *text) {
+  reinterpret_cast<request *>(context)->text.append(text);
+  return true;
+}
+
+void take_error(void *context, int32_t code, const char *message) {
+  static_cast<request *>(context)->errors = true;
+  std::fprintf(stderr, "error %d: %s\n", code, message);
+}
+
+bool render(zu_cli_context *cli, request &made, zu_do_properties *arguments) {
+  made.text.clear();
+  made.context.cleanup_ctx = nullptr;
+  made.context.cleanup_fn = nullptr;
+  const bool rendered =
+      render_tovra_config_func(cli, &made.context, 2, nullptr, nullptr, arguments, arguments);
+  if (made.context.cleanup_fn != nullptr) made.context.cleanup_fn(&made.context);
+  return rendered && !made.errors;
+}
+
+bool write(const std::string &path, std::string_view text) {
+  std::FILE *file = std::fopen(path.c_str(), "w");
+  if (file == nullptr) return std::perror(path.c_str()), false;
+  if (text.starts_with('\n')) text.remove_prefix(1);
+  std::fwrite(text.data(), 1, text.size(), file);
+  if (!text.empty()) std::fputc('\n', file);
+  return std::fclose(file) == 0;
+}
+
+using clock = std::chrono::steady_clock;
+long long nanoseconds(clock::duration took) {
+  return std::chrono::nanoseconds(took).count();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  std::string templates, data_file, out;
+  uint32_t reps = 0;
+  CLI::App app("Measures renders in process.", "tovra_bench");
+  app.add_option("--templates", templates)->required();
+  app.add_option("--data", data_file)->required();
+  app.add_option("--reps", reps)->required();
+  app.add_option("--out", out);
+  CLI11_PARSE(app, argc, argv);
+  setenv("ZU_TVR_DIR", templates.c_str(), 1);
+
+  if (!zu_tovra_init() || zu_tovra_trace_init() != 0) return 1;
+  auto start = clock::now();
+  zu_do_error *error = nullptr;
+  zu_data_ifc *data = zu_store_load_file(data_file.c_str(), &error);
+  if (data == nullptr) return std::fprintf(stderr, "%s\n", zu_do_error_get_msg(error)), 1;
+  std::printf("load_ns %lld\n", nanoseconds(clock::now() - start));
+
+  request made;
+  made.context.output_fn = take_text;
+  zu_cli_context *cli = zu_cli_context_new(data, take_error, &made);
+  zu_do_properties *arguments = zu_do_properties_new();
+  bool good = render(cli, made, arguments) && (out.empty() || write(out, made.text));
+  std::printf("render_ns");
+  for (; good && reps > 0; --reps) {
+    start = clock::now();
+    good = render(cli, made, arguments);
+    std::printf(" %lld", nanoseconds(clock::now() - start));
+  }
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  std::printf("\npeak_kib %ld\n", usage.ru_maxrss);
+  zu_do_properties_deref(arguments);
+  zu_cli_context_free(cli);
+  data->ops->free(data);
+  zu_tovra_stop();
+  return good ? 0 : 1;
+}
