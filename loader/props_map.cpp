@@ -1,0 +1,107 @@
+// The properties map's life and its dump.
+#include "zu_tovra/props_map.h"
+
+#include <glib.h>
+
+#include "props_map_add.hpp"
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/uri.h"
+
+namespace {
+
+void free_fmt_item(zu_tvr_fmt_item *item) noexcept {
+  tvr::drop_field(item->name);
+  tvr::loader::free_item_data(*item);
+  if (item->value_map != nullptr) g_hash_table_destroy(item->value_map);
+  qfree_named(item);
+}
+
+void free_extra_props(zu_tvr_extra_prop *property) noexcept {
+  while (property != nullptr) {
+    zu_tvr_extra_prop *next = property->next;
+    tvr::drop_field(property->name);
+    qfree_named(property);
+    property = next;
+  }
+}
+
+void free_uri_items(zu_tvr_uri_item *item) noexcept {
+  while (item != nullptr) {
+    zu_tvr_uri_item *next = item->next;
+    tvr::loader::free_uri_item(item);
+    item = next;
+  }
+}
+
+// "-" stands for a slot without an item, and for an item that lost its name.
+void print_names(zu_do_strbuf *buffer, const zu_tvr_props_map &map) noexcept {
+  zu_do_strbuf_add_string(buffer, "Prop Names:");
+  for (int32_t i = 0; i < map.num_items; ++i) {
+    const zu_tvr_fmt_item *item = map.fmt_items[i];
+    const bool named = item != nullptr && item->name != nullptr;
+    zu_do_strbuf_add_char(buffer, ' ');
+    zu_do_strbuf_add_string(buffer, named ? zu_do_name_get_strname(item->name) : "-");
+  }
+}
+
+void print_indices(zu_do_strbuf *buffer, uint32_t indentation, const zu_tvr_uri_item &item) noexcept {
+  zu_do_strbuf_add_char(buffer, '\n');
+  zu_do_strbuf_add_tab(buffer, indentation);
+  zu_do_strbuf_add_char(buffer, '\n');
+  zu_do_strbuf_add_tab(buffer, indentation + 1);
+  zu_do_strbuf_add_string(buffer, "Props indices:");
+  for (int32_t i = 0; i < item.num_props; ++i) {
+    zu_do_strbuf_add_char(buffer, ' ');
+    zu_do_strbuf_add_long(buffer, item.indices[i]);
+  }
+}
+
+} // namespace
+
+extern "C" zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
+  if (num_items < 0) return nullptr;
+  auto map = tvr::make_zeroed<zu_tvr_props_map>();
+  if (map == nullptr) {
+    TVR_ERROR("Failed to allocate props map for print node");
+    return nullptr;
+  }
+  if (num_items > 0) {
+    map->fmt_items = tvr::make_zeroed_array<zu_tvr_fmt_item *>(static_cast<size_t>(num_items)).release();
+    if (map->fmt_items == nullptr) {
+      TVR_ERROR("Failed to allocate format items");
+      return nullptr;
+    }
+  }
+  map->num_items = num_items;
+  map->add_uri = tvr::loader::add_uri;
+  map->add_prop = tvr::loader::add_prop;
+  map->add_value_map = tvr::loader::add_value_map;
+  return map.release();
+}
+
+extern "C" void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
+  if (map == nullptr) return;
+  for (int32_t i = 0; i < map->num_items; ++i) {
+    if (map->fmt_items[i] != nullptr) free_fmt_item(map->fmt_items[i]);
+  }
+  qfree_named(map->fmt_items);
+  free_extra_props(map->extra_props);
+  free_uri_items(map->uri_items);
+  qfree_named(map);
+}
+
+extern "C" void zu_tvr_props_map_print(FILE *stream, uint32_t indentation, zu_tvr_props_map *map) noexcept {
+  if (map == nullptr) return;
+  const tvr::string_buffer buffer(zu_do_strbuf_new());
+  if (buffer == nullptr) {
+    TVR_ERROR("Failed to allocate buffer");
+    return;
+  }
+  zu_do_strbuf_add_tab(buffer.get(), indentation);
+  print_names(buffer.get(), *map);
+  for (const zu_tvr_uri_item *item = map->uri_items; item != nullptr; item = item->next) {
+    print_indices(buffer.get(), indentation, *item);
+  }
+  zu_do_strbuf_print_fp(buffer.get(), stream);
+}
