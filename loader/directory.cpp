@@ -1,0 +1,161 @@
+// Template directories: which ones, and every template file in them, by name.
+#include <dirent.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "text.hpp"
+#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/loader.h"
+
+namespace tvr::loader {
+
+namespace {
+
+constexpr size_t path_room = 4096;
+
+// The directory text of the environment, in `room` where it has to be put together; none (traced) when
+// there is none.
+const char *default_directory(char (&room)[path_room], zu_do_error **error) noexcept {
+  if (const char *given = std::getenv("ZU_TVR_DIR")) return given;
+  if (const char *prefix = std::getenv("ORLIX_INSTALL_PREFIX")) {
+    const int length = std::snprintf(room, sizeof room, "%s%s", prefix, "tvr");
+    if (length >= 0 && static_cast<size_t>(length) < sizeof room) return room;
+    static constexpr char message[] = "tvr dir path exceeds maximum path length";
+    TVR_ERROR("%s", message);
+    set_error(error, ZU_FAILED, message);
+    return nullptr;
+  }
+  if (const char *bay = std::getenv("TARVO_BAY_LOCAL"); bay != nullptr && *bay != '\0') {
+    std::snprintf(room, sizeof room, "%s/%s/%s", "/tmp/sw/cfg", bay, "tvr");
+    return room;
+  }
+  TVR_ERROR("tvr bay env var is not set");
+  return nullptr;
+}
+
+// The names of a directory's template files.
+class file_names {
+public:
+  file_names() noexcept = default;
+  file_names(const file_names &) = delete;
+  file_names &operator=(const file_names &) = delete;
+  ~file_names() {
+    for (size_t i = 0; i < count_; ++i) qfree_named(names_.get()[i]);
+  }
+
+  [[nodiscard]] bool add(const char *name) noexcept {
+    if (count_ == room_ && !make_room()) return false;
+    char *copy = copy_text(name).release();
+    if (copy == nullptr) return false;
+    names_.get()[count_++] = copy;
+    return true;
+  }
+
+  // By their bytes, so that a load is the same on every file system.
+  void sort() noexcept {
+    std::sort(begin(), end(), [](const char *a, const char *b) { return std::strcmp(a, b) < 0; });
+  }
+
+  char **begin() const noexcept { return names_.get(); }
+  char **end() const noexcept { return names_.get() + count_; }
+
+private:
+  bool make_room() noexcept {
+    const size_t room = room_ == 0 ? 16 : 2 * room_;
+    void *moved = qrealloc_named(ZU_TVR_AREA, names_.get(), room * sizeof(char *));
+    if (moved == nullptr) return false;
+    (void)names_.release();
+    names_.reset(static_cast<char **>(moved));
+    room_ = room;
+    return true;
+  }
+
+  block<char *> names_;
+  size_t count_ = 0;
+  size_t room_ = 0;
+};
+
+bool is_template_name(std::string_view name) noexcept {
+  return name.ends_with(".tvr");
+}
+
+void close_directory(DIR *directory) noexcept {
+  (void)closedir(directory);
+}
+
+bool no_buffer(zu_do_error **error) noexcept {
+  set_error(error, ZU_EXHAUSTED, "Failed to allocate buffer");
+  return false;
+}
+
+bool read_names(const char *path, file_names &names, zu_do_error **error) noexcept {
+  const unique<DIR, close_directory> directory(opendir(path));
+  if (directory == nullptr) {
+    TVR_ERROR("Unable to open dir %s", path);
+    set_error(error, ZU_CANNOT_OPEN, "Unable to open directory");
+    return false;
+  }
+  errno = 0;
+  while (const dirent *entry = readdir(directory.get())) {
+    if (is_template_name(entry->d_name) && !names.add(entry->d_name)) return no_buffer(error);
+    errno = 0;
+  }
+  if (errno != 0) {
+    TVR_ERROR("Unable to read dir %s", path);
+    set_error(error, ZU_CANNOT_OPEN, "Unable to read directory");
+    return false;
+  }
+  names.sort();
+  return true;
+}
+
+bool load_directory(zu_tvr_tree *tree, std::string_view directory, zu_do_error **error) noexcept {
+  growable path;
+  if (!make_buffer(path, directory.size() + 2)) return no_buffer(error);
+  std::memcpy(path.chars.get(), directory.data(), directory.size());
+  file_names names;
+  if (!read_names(path.chars.get(), names, error)) return false;
+
+  for (const char *name : names) {
+    const size_t name_size = std::strlen(name) + 1;
+    if (!grow(path, directory.size() + 1 + name_size, error)) return false;
+    path.chars.get()[directory.size()] = '/';
+    std::memcpy(path.chars.get() + directory.size() + 1, name, name_size);
+    const bool loaded = zu_tvr_load_file(tree, path.chars.get(), error);
+    if (!loaded || *error != nullptr) return loaded;
+  }
+  return true;
+}
+
+// Each directory of the list in turn; empty entries are skipped.
+bool load_list(zu_tvr_tree *tree, std::string_view list, zu_do_error **error) noexcept {
+  while (!list.empty()) {
+    const size_t length = std::min(list.find(':'), list.size());
+    if (length > 0) {
+      const bool loaded = load_directory(tree, list.substr(0, length), error);
+      if (!loaded || *error != nullptr) return loaded;
+    }
+    list.remove_prefix(std::min(length + 1, list.size()));
+  }
+  return true;
+}
+
+} // namespace
+
+} // namespace tvr::loader
+
+extern "C" bool zu_tvr_load_directory(zu_tvr_tree *tree, const char *directory,
+                                      zu_do_error **error) noexcept {
+  using namespace tvr::loader;
+  TVR_DEBUG("zu_tvr load dir %s", directory);
+  char room[path_room];
+  if (directory == nullptr) directory = default_directory(room, error);
+  if (directory == nullptr) return false;
+  TVR_INFO("loader loading from dir: %s", directory);
+  return load_list(tree, directory, error);
+}

@@ -1,0 +1,158 @@
+// The keyword lines of a template text.
+#include "keywords.hpp"
+
+#include <cstring>
+
+#include "cond.hpp"
+#include "property_lines.hpp"
+#include "version.hpp"
+#include "zu_tovra/internal/report.hpp"
+
+namespace tvr::loader {
+
+namespace {
+
+constexpr int32_t most_format_slots = 10000;
+
+// Stores a value without the blanks around it. A value of blanks alone is the default; one that is not there
+// at all is the empty text.
+bool store_trimmed(growable &field, const char *value, const char *otherwise, zu_do_error **error) noexcept {
+  const char *start = skip_blanks(value);
+  if (*start == '\0' && start != value) return store(field, otherwise, std::strlen(otherwise), error);
+  size_t length = std::strlen(start);
+  while (length > 0 && is_blank(start[length - 1])) --length;
+  return store(field, start, length, error);
+}
+
+bool take_cmd(parse_context &parse, const char *value) noexcept {
+  return complete_record(parse) && store_trimmed(parse.data->cmd_id, value, "", parse.error);
+}
+
+bool take_parent_cmd(parse_context &parse, const char *value) noexcept {
+  return store_trimmed(parse.data->parent_cmd_id, value, "", parse.error);
+}
+
+bool take_op(parse_context &parse, const char *value) noexcept {
+  return store_trimmed(parse.data->op, value, "no_op", parse.error);
+}
+
+bool take_uri(parse_context &parse, const char *value) noexcept {
+  const char *uri = skip_blanks(value);
+  if (*uri == '\0') uri = nullptr;
+  parse.data->uri.reset(zu_tvr_uri_new(uri));
+  if (parse.data->uri != nullptr) return true;
+  TVR_ERROR("Error creating the URI from %s", uri);
+  return refuse("Failed to allocate URI", nullptr, ZU_EXHAUSTED, parse.error);
+}
+
+bool take_query(parse_context &parse, const char *value) noexcept {
+  const char *start = skip_blanks(value);
+  const char *equals = std::strchr(start, '=');
+  const bool only_blanks = *start == '\0' && start != value;
+  if (only_blanks || (equals != nullptr && equals[1] == '\0')) {
+    return refuse("Malformed query: ", value, ZU_FAILED, parse.error);
+  }
+  text name;
+  if (!copy_range(name, start, equals, parse.error)) {
+    return refuse("Failed to parse query: ", value, ZU_FAILED, parse.error);
+  }
+  const auto wanted = ref<zu_do_value>::adopt(zu_do_value_new_string(equals + 1));
+  if (!wanted) return refuse("Failed to allocate value", nullptr, ZU_EXHAUSTED, parse.error);
+  ref<zu_do_nvlist> &query = parse.data->query;
+  if (!query) query = ref<zu_do_nvlist>::adopt(zu_do_nvlist_new());
+  if (!query || zu_do_nvlist_add(query.get(), name.get(), wanted.get()) != ZU_OK) {
+    return refuse("Failed to allocate nvlist", nullptr, ZU_EXHAUSTED, parse.error);
+  }
+  return true;
+}
+
+int32_t count_format_slots(const char *format) noexcept {
+  int32_t slots = 0;
+  while ((format = std::strstr(format, "%s")) != nullptr && slots <= most_format_slots) {
+    ++slots;
+    format += 2;
+  }
+  return slots;
+}
+
+// Gives how many slots the format has, or -1 when the line is refused.
+int32_t store_format(parse_context &parse, const char *value) noexcept {
+  growable &format = parse.data->format;
+  if (!store_trimmed(format, value, "%s", parse.error)) return -1;
+  const int32_t slots = count_format_slots(format.chars.get());
+  if (slots <= most_format_slots) return slots;
+  refuse("Too many slots in format: ", parse.data->cmd_id.chars.get(), ZU_FAILED, parse.error);
+  return -1;
+}
+
+bool take_fmt(parse_context &parse, const char *value) noexcept {
+  const int32_t slots = store_format(parse, value);
+  if (slots < 0) return false;
+  parse.data->format_slots = slots;
+  return true;
+}
+
+bool take_dest(parse_context &parse, const char *value) noexcept {
+  return store_format(parse, value) >= 0;
+}
+
+bool take_newline(parse_context &parse, const char *) noexcept {
+  parse.data->newline = 1;
+  return true;
+}
+
+bool take_group(parse_context &parse, const char *) noexcept {
+  parse.data->group = 1;
+  return true;
+}
+
+bool take_orderby(parse_context &parse, const char *value) noexcept {
+  ref<zu_do_nlist> &orderby = parse.data->orderby;
+  if (!orderby) orderby = ref<zu_do_nlist>::adopt(zu_do_nlist_new());
+  const char *name = skip_blanks(value);
+  const bool taken = orderby && (*name == '\0' || zu_do_nlist_add_string(orderby.get(), name) == ZU_OK);
+  if (!taken) TVR_ERROR("Failed to allocate orderby clause");
+  return taken;
+}
+
+bool take_location_scheme(parse_context &parse, const char *value) noexcept {
+  parse.data->location_scheme = copy_text(value);
+  if (parse.data->location_scheme != nullptr) return true;
+  return refuse("Failed to allocate string", nullptr, ZU_EXHAUSTED, parse.error);
+}
+
+struct keyword {
+  const char *word;
+  bool (*take)(parse_context &, const char *value) noexcept;
+};
+
+constexpr keyword keywords[] = {
+    {"Cmd:", take_cmd},
+    {"Parent Cmd:", take_parent_cmd},
+    {"Op:", take_op},
+    {"Uri:", take_uri},
+    {"Query:", take_query},
+    {"Fmt:", take_fmt},
+    {"Dest:", take_dest},
+    {"Props:", take_props},
+    {"Location:", take_location},
+    {"Newline:", take_newline},
+    {"Cond:", take_cond},
+    {"ValueMap:", take_value_map},
+    {"Orderby:", take_orderby},
+    {"Group:", take_group},
+    {"LocationScheme:", take_location_scheme},
+    {"TvrLangVersion:", take_version},
+};
+
+} // namespace
+
+bool take_keyword_line(parse_context &parse, const char *line) noexcept {
+  for (const keyword &keyword : keywords) {
+    const size_t length = std::strlen(keyword.word);
+    if (std::strncmp(line, keyword.word, length) == 0) return keyword.take(parse, line + length);
+  }
+  return true;
+}
+
+} // namespace tvr::loader

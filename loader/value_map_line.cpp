@@ -1,0 +1,64 @@
+// "ValueMap:" lines: replacement texts for the values of one format slot.
+#include <glib.h>
+
+#include "property_lines.hpp"
+
+namespace tvr::loader {
+
+namespace {
+
+void free_entry_text(void *entry) noexcept {
+  qfree_named(entry);
+}
+
+using value_map = unique<GHashTable, g_hash_table_destroy>;
+
+// The rest of the line, alternately a key and its value; a key that comes again has its last value.
+bool read_pairs(parse_context &parse, const char *value, const char *at, GHashTable *table) noexcept {
+  text key;
+  while (*at != '\0') {
+    const char *token = skip_blanks(at);
+    if (*token == '\0') return refuse("Error parsing value map in: ", value, ZU_FAILED, parse.error);
+    at = find_blank(token);
+    text copy;
+    const bool copied = copy_range(copy, token, at, parse.error);
+    if (key == nullptr) {
+      if (!copied) return refuse("Error processing value map in: ", value, ZU_FAILED, parse.error);
+      key = std::move(copy);
+      continue;
+    }
+    if (!copied) return refuse("Error processing value map in :", value, ZU_FAILED, parse.error);
+    g_hash_table_insert(table, key.release(), copy.release());
+  }
+  if (key == nullptr) return true;
+  return refuse("Error processing value map in :", value, ZU_FAILED, parse.error);
+}
+
+} // namespace
+
+bool take_value_map(parse_context &parse, const char *value) noexcept {
+  const char *start = skip_blanks(value);
+  if (*start == '\0' && start != value) {
+    return refuse("Unexpected line termination parsing value map on: ", value, ZU_FAILED, parse.error);
+  }
+  const char *rest = find_blank(start);
+  int32_t slot = 0;
+  if (!to_int32(start, *rest != '\0' ? rest : nullptr, slot, parse.error)) {
+    return refuse("Error parsing value map in: ", value, ZU_FAILED, parse.error);
+  }
+  zu_tvr_props_map *map = parse.data->props_map.get();
+  if (map == nullptr) {
+    return refuse("Error parsing value map: properties map not yet instantiated", nullptr, ZU_FAILED,
+                  parse.error);
+  }
+  value_map table(g_hash_table_new_full(g_str_hash, g_str_equal, free_entry_text, free_entry_text));
+  if (table == nullptr) return refuse("Failed to create hash table", nullptr, ZU_FAILED, parse.error);
+  if (!read_pairs(parse, value, rest, table.get())) return false;
+  if (!map->add_value_map(map, slot, table.get())) {
+    return refuse("Error adding value map to properties map", nullptr, ZU_FAILED, parse.error);
+  }
+  (void)table.release();
+  return true;
+}
+
+} // namespace tvr::loader
