@@ -28,6 +28,9 @@ struct zu_tvr_dyn_uri {
   /* Appends the resolved text, parents first: 0; 102 a key's value is missing; 10000 any other failure.
    * `relative` is the outermost template's. */
   int32_t (*resolve_keys)(zu_tvr_dyn_uri *uri, uint8_t relative, zu_tvr_walk_ctx *ctx, zu_do_strbuf *buffer);
+
+  /* Private. */
+  uint8_t direct; /* the text that is looked up is already the text of its URI */
 };
 
 struct zu_tvr_uri {
@@ -45,6 +48,8 @@ struct zu_tvr_uri {
   char *text; /* owned: the template text, by which equal templates are known */
   uint32_t length;
   uint32_t hash;
+  uint8_t direct;      /* dynamic: the resolved text is already the text of its URI */
+  uint8_t uses_groups; /* a segment may take its key from a group */
 };
 
 /* Parses a template text (copied where kept); none (traced) when it is none or refused. */

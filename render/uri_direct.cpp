@@ -1,0 +1,65 @@
+// Finds out, once per template, which resolved texts are those of their URIs: what a look-up needs to work on
+// texts alone. A key value is always written in key form, so that one sample value speaks for all.
+#include "uri_text.hpp"
+
+namespace tvr {
+namespace {
+
+constexpr char sample_value[] = "x";
+
+// True when the URI of `given` has the text `expected`.
+bool is_text_of_uri(const char *given, std::string_view expected) noexcept {
+  const auto uri = ref<zu_do_uri>::adopt(zu_do_uri_new(given));
+  const char *written = zu_do_uri_get_uri_str(uri.get());
+  return written != nullptr && expected == written;
+}
+
+bool look_up_is_direct(const zu_tvr_dyn_uri *segment, bool relative, zu_do_strbuf *buffer) noexcept {
+  const look_up wanted = write_look_up(segment, relative, buffer);
+  const char *written = zu_do_strbuf_to_string(buffer);
+  const bool direct =
+      wanted.possible && written != nullptr && is_text_of_uri(written + wanted.shown, written + wanted.start);
+  zu_do_strbuf_truncate(buffer, wanted.kept);
+  return direct;
+}
+
+// Writes what the template resolves to with sample values, and marks its segments.
+void write_sample(zu_tvr_uri *uri, bool relative, zu_do_strbuf *buffer) noexcept {
+  if (uri->is_dynamic == 0) {
+    zu_do_strbuf_add_string(buffer, zu_do_uri_get_uri_str(uri->data.uri));
+    return;
+  }
+  zu_tvr_dyn_uri *segment = uri->data.dyn;
+  bool root = false;
+  if (segment->parent != nullptr) {
+    write_sample(segment->parent, relative, buffer);
+    const char *before = zu_do_strbuf_to_string(buffer);
+    root = segment->parent->is_dynamic == 0 && before != nullptr && is_root(before);
+  }
+  segment->direct = segment->sep_type != DYN_KEY_GROUP && look_up_is_direct(segment, relative, buffer);
+
+  if (!root) zu_do_strbuf_add_char(buffer, '/');
+  zu_do_strbuf_add_string(buffer, zu_do_name_get_strname(segment->ref_name));
+  zu_do_iter it = {};
+  zu_do_nlist_iter(segment->keys, &it);
+  while (zu_do_nlist_has_next(segment->keys, &it)) {
+    zu_do_strbuf_add_char(buffer, ';');
+    zu_do_strbuf_add_string(buffer, zu_do_name_get_strname(zu_do_nlist_get_next(segment->keys, &it)));
+    zu_do_strbuf_add_char(buffer, '=');
+    zu_do_strbuf_add_string(buffer, sample_value);
+  }
+  zu_do_strbuf_add_string(buffer, segment->tail);
+}
+
+} // namespace
+
+void prepare_direct(zu_tvr_uri *uri) noexcept {
+  if (uri->is_dynamic == 0) return;
+  const string_buffer buffer(zu_do_strbuf_new());
+  if (!buffer) return; // the plain steps need nothing prepared
+  write_sample(uri, uri->relative != 0, buffer.get());
+  const char *written = zu_do_strbuf_to_string(buffer.get());
+  uri->direct = written != nullptr && is_text_of_uri(written, written) ? 1 : 0;
+}
+
+} // namespace tvr
