@@ -18,6 +18,9 @@ typedef struct zu_tvr_coll_scratch_data {
   zu_cursor *cursor;    /* owned: kept open between batches, or none */
   zu_do_vtable *vtable; /* one reference: the batch */
   zu_do_iter *iter;     /* owned: over the batch; none before its first row */
+
+  /* Private. */
+  uint8_t plain_rows; /* a column of the batch keeps its rows from being views */
 } zu_tvr_coll_scratch_data;
 
 typedef struct zu_tvr_coll_data zu_tvr_coll_data;
