@@ -1,0 +1,30 @@
+// Paths: the names of a URI's segments, without keys and location.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "zuapi/layout.hpp"
+
+namespace store {
+
+// Writes the path of a URI's text (leading slash included, the query left out) to `out`, which has room for
+// text.size() bytes: its length. "//locations;loc=1/sys/ifc;name=e0" gives "/sys/ifc", and a location record
+// itself, "//locations;loc=1", gives "//locations".
+size_t path_of(std::string_view text, bool absolute, char *out);
+
+// Whether a record's URI has the key values that a request gives; their paths are equal already. `asked` and
+// `stored` both start at the '/' of a segment. Keys that the request leaves out do not matter.
+bool keys_match(std::string_view asked, std::string_view stored);
+
+// Whether two texts of one path have the same key names in the same places. As above.
+bool same_key_names(std::string_view a, std::string_view b);
+
+// The location segment of an absolute text as "/name;key=value", and what follows it ("/...", or nothing).
+struct location_split {
+  std::string_view location;
+  std::string_view rest;
+};
+location_split split_location(std::string_view text);
+
+} // namespace store
