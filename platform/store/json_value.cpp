@@ -1,0 +1,143 @@
+// Reads the values of a data file into frozen cells.
+#include "store/json_value.hpp"
+
+namespace store {
+
+namespace {
+
+// The bytes up to the closing quote of a string that starts after `start`; none when something is escaped.
+// The parser has made sure that there is a closing quote.
+bool plain_string(const char *start, std::string_view &text) {
+  const char *end = start;
+  while (*end != '"' && *end != '\\') ++end;
+  text = {start, static_cast<size_t>(end - start)};
+  return *end == '"';
+}
+
+} // namespace
+
+std::string_view value_reader::name(json::field &field) {
+  const char *start = start_of(field);
+  std::string_view text;
+  if (!plain_string(start + 1, text)) {
+    text = field.unescaped_key().value();
+    if (text.find('\0') != std::string_view::npos) refuse(start, "a name holds a NUL");
+  }
+  return text;
+}
+
+std::string_view value_reader::string(json::value &value) {
+  const char *start = start_of(value);
+  std::string_view text;
+  if (plain_string(start + 1, text)) {
+    static_cast<void>(value.get_raw_json_string().value()); // takes the value off the document
+  } else {
+    text = value.get_string().value();
+    if (text.find('\0') != std::string_view::npos) refuse(start, "a string holds a NUL");
+  }
+  if (text.size() > zuapi::longest_text) refuse(start, "a string is too long");
+  return text;
+}
+
+const char *value_reader::intern_type(std::string_view name) {
+  const auto found = type_names_.find(name);
+  if (found != type_names_.end()) return found->second;
+  return type_names_.emplace(name, memory_.copy_text(name)).first->second;
+}
+
+zu_do_value value_reader::with_type(zu_do_value cell, const char *type) {
+  if (type == nullptr) return cell;
+  auto *payload = static_cast<zuapi::typed_payload *>(memory_.take(sizeof(zuapi::typed_payload)));
+  zuapi::cell_set_typedef(cell, payload, type);
+  return cell;
+}
+
+zu_do_value value_reader::string_cell(const char *text, size_t length, const char *type) {
+  const bool keep_lines = type != nullptr && std::string_view(type) == "Text";
+  return with_type(zuapi::cell_string(text, length, keep_lines), type);
+}
+
+zu_do_value value_reader::read(json::value value, const char *class_type, uint32_t depth) {
+  types type = {nullptr, class_type};
+  const zu_do_value cell = read_untyped(value, type, depth);
+  return with_type(cell, type.used());
+}
+
+zu_do_value value_reader::read_untyped(json::value &value, types &type, uint32_t depth) {
+  const char *start = start_of(value);
+  switch (*start) {
+  case '"': {
+    const std::string_view text = string(value);
+    const bool keep_lines = type.used() != nullptr && std::string_view(type.used()) == "Text";
+    return zuapi::cell_string(memory_.copy_text(text), text.size(), keep_lines);
+  }
+  case '{':
+  case '[':
+    if (depth >= deepest) refuse(start, "nested deeper than 64 levels");
+    return *start == '{' ? read_wrapped(value, type, depth + 1) : read_array(value, type, depth + 1);
+  case 't':
+  case 'f':
+    return zuapi::cell_bool(value.get_bool().value());
+  case 'n':
+    if (!value.is_null()) refuse(start, "expected a value");
+    return zuapi::cell_null();
+  default:
+    return read_number(value);
+  }
+}
+
+// An object gives its one member's value, and that member's name as typedef name unless it is "v" or a name
+// around it counts already.
+zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t depth) {
+  const char *start = start_of(value);
+  zu_do_value cell = {};
+  size_t members = 0;
+  for (json::field field : members_of(value)) {
+    if (members++ != 0) refuse(start, "an object as a value must have exactly one member");
+    const char *name_start = start_of(field);
+    const std::string_view type_name = name(field);
+    if (type_name.empty()) refuse(name_start, "a typedef name is empty");
+    if (type.own == nullptr && type_name != "v") type.own = intern_type(type_name);
+    cell = read_untyped(field.value(), type, depth);
+  }
+  if (members == 0) refuse(start, "an object as a value must have exactly one member");
+  return cell;
+}
+
+zu_do_value value_reader::read_array(json::value &value, const types &type, uint32_t depth) {
+  const char *start = start_of(value);
+  if (type.used() != nullptr && std::string_view(type.used()) == "PasswordString") {
+    refuse(start, "a PasswordString is an array");
+  }
+  const size_t first = elements_.size();
+  for (json::value element : elements_of(value)) {
+    const bool is_null = *start_of(element) == 'n';
+    zu_do_value cell = read(element, nullptr, depth);
+    elements_.push_back(is_null ? zuapi::cell_none() : cell);
+  }
+  // Elements without a value at the end are not elements.
+  while (elements_.size() > first && elements_.back().type == ZU_DO_TYPE_NONE) elements_.pop_back();
+  const size_t length = elements_.size() - first;
+  auto *cells = static_cast<zu_do_value *>(memory_.take(length * sizeof(zu_do_value)));
+  std::copy(elements_.begin() + static_cast<ptrdiff_t>(first), elements_.end(), cells);
+  elements_.resize(first);
+  return zuapi::cell_array(
+      zuapi::vlist_place(memory_.take(sizeof(zu_do_vlist)), cells, static_cast<uint32_t>(length)));
+}
+
+zu_do_value value_reader::read_number(json::value &value) {
+  const char *start = start_of(value);
+  json::number number;
+  // A malformed number is found again, with its place, by the syntax scan that follows every refusal.
+  if (value.get_number().get(number) != simdjson::SUCCESS) refuse(start, "a number out of range");
+  switch (number.get_number_type()) {
+  case json::number_type::signed_integer:
+    return zuapi::cell_int(number.get_int64());
+  case json::number_type::unsigned_integer:
+    return zuapi::cell_uint(number.get_uint64());
+  default:
+    return zuapi::cell_double(number.get_double());
+  }
+}
+
+} // namespace store

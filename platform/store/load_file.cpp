@@ -1,0 +1,177 @@
+// Loads data files: reads them whole, and turns every way to fail into an error object.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "store/interfaces.hpp"
+#include "store/loader.hpp"
+
+namespace store {
+
+namespace {
+
+// A text that can be read a little beyond its end, as the parser does.
+class padded_text {
+public:
+  padded_text() = default;
+  ~padded_text() { qfree_named(text_); }
+  padded_text(const padded_text &) = delete;
+  padded_text &operator=(const padded_text &) = delete;
+
+  // Throws std::bad_alloc.
+  void reserve(size_t length) {
+    if (length < room_ && text_ != nullptr) return;
+    void *grown = qrealloc_named(ZU_DO_AREA, text_, length + simdjson::SIMDJSON_PADDING);
+    if (grown == nullptr) throw std::bad_alloc();
+    text_ = static_cast<char *>(grown);
+    room_ = length;
+  }
+  char *end() { return text_ + length_; }
+  size_t room() const { return room_ - length_; }
+  void extend(size_t length) { length_ += length; }
+  void pad() { std::memset(end(), 0, simdjson::SIMDJSON_PADDING); }
+
+  std::string_view view() const { return {text_, length_}; }
+  size_t capacity() const { return room_ + simdjson::SIMDJSON_PADDING; }
+
+private:
+  char *text_ = nullptr;
+  size_t length_ = 0;
+  size_t room_ = 0; // without the padding
+};
+
+class file_handle {
+public:
+  explicit file_handle(const char *path) : number_(open(path, O_RDONLY | O_CLOEXEC)) {}
+  ~file_handle() {
+    if (number_ >= 0) close(number_);
+  }
+  file_handle(const file_handle &) = delete;
+  file_handle &operator=(const file_handle &) = delete;
+  int number() const { return number_; }
+
+private:
+  int number_;
+};
+
+// Reads a file or pipe to its end: 0 or the system's error number. Throws std::bad_alloc.
+int read_whole(const char *path, padded_text &text) {
+  const file_handle file(path);
+  if (file.number() < 0) return errno;
+  struct stat about = {};
+  if (fstat(file.number(), &about) != 0) return errno;
+  if (S_ISDIR(about.st_mode)) return EISDIR;
+  constexpr size_t least = size_t{64} << 10;
+  // One byte more than the file is said to have, so that its end is seen without growing.
+  text.reserve(S_ISREG(about.st_mode) ? static_cast<size_t>(about.st_size) + 1 : least);
+  for (;;) {
+    if (text.room() == 0) text.reserve(text.view().size() * 2 + least);
+    const ssize_t length = read(file.number(), text.end(), text.room());
+    if (length == 0) return 0;
+    if (length > 0) {
+      text.extend(static_cast<size_t>(length));
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+}
+
+void report(zu_do_error **error, int32_t code, const std::string &message) {
+  if (error != nullptr) *error = zu_do_error_new(code, message.c_str());
+}
+
+// A fault in the syntax before the place of the refusal is what is really wrong: the parser sees only what
+// it is asked for, and not always in the order of the text.
+refusal earliest(std::string_view text, refusal found) {
+  std::optional<refusal> fault = find_syntax_fault(text);
+  return fault && fault->offset <= found.offset ? std::move(*fault) : found;
+}
+
+std::string message_of(const char *name, std::string_view text, const refusal &refused) {
+  const place at = place_of(text, refused.offset);
+  return std::string(name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
+         refused.message;
+}
+
+bool is_memory(simdjson::error_code code) {
+  return code == simdjson::MEMALLOC;
+}
+
+// Throws refusal or std::bad_alloc.
+void load_into(snapshot &data, padded_text &text) {
+  text.pad();
+  const std::string_view view = text.view();
+  loader reader(view.data(), view.size(), text.capacity(), data);
+  try {
+    reader.load();
+  } catch (refusal &refused) {
+    throw earliest(view, std::move(refused));
+  } catch (const simdjson::simdjson_error &fault) {
+    if (is_memory(fault.error())) throw std::bad_alloc();
+    std::optional<refusal> found = find_syntax_fault(view);
+    if (found) throw std::move(*found);
+    throw refusal{reader.offset(), fault.what()};
+  }
+}
+
+zu_data_ifc *load(const char *name, padded_text &text, zu_do_error **error) {
+  data_object *object = data_object_new();
+  try {
+    load_into(object->data, text);
+    return &object->ifc;
+  } catch (const refusal &refused) {
+    data_object_release(object);
+    report(error, ZU_FAILED, message_of(name, text.view(), refused));
+    return nullptr;
+  } catch (...) {
+    data_object_release(object);
+    throw;
+  }
+}
+
+// Runs a way to load, which may throw std::bad_alloc.
+template <class Load>
+zu_data_ifc *guarded(const char *name, zu_do_error **error, Load &&load_it) noexcept {
+  if (error != nullptr) *error = nullptr;
+  try {
+    return load_it();
+  } catch (...) {
+    try {
+      report(error, ZU_EXHAUSTED, std::string(name) + ": out of memory");
+    } catch (...) {
+      // Not even the message: the caller gets none without an error object.
+    }
+    return nullptr;
+  }
+}
+
+} // namespace
+
+} // namespace store
+
+zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
+  if (path == nullptr) path = "";
+  return store::guarded(path, error, [&]() -> zu_data_ifc * {
+    store::padded_text text;
+    const int number = store::read_whole(path, text);
+    if (number == 0) return store::load(path, text, error);
+    store::report(error, ZU_CANNOT_OPEN, std::string(path) + ": " + std::generic_category().message(number));
+    return nullptr;
+  });
+}
+
+zu_data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error) {
+  if (name == nullptr) name = "";
+  return store::guarded(name, error, [&] {
+    store::padded_text copy;
+    copy.reserve(length);
+    if (length != 0) std::memcpy(copy.end(), text, length);
+    copy.extend(length);
+    return store::load(name, copy, error);
+  });
+}

@@ -1,0 +1,79 @@
+// The paths of a file while it is read: which properties the records of each have, and in what order.
+#include "store/path_builder.hpp"
+
+#include <algorithm>
+
+namespace store {
+
+uint32_t path_builder::find(std::string_view name, uint32_t expected) const {
+  constexpr uint32_t look_ahead = 4;
+  const auto size = static_cast<uint32_t>(properties_.size());
+  for (uint32_t i = expected; i < size && i < expected + look_ahead; ++i) {
+    if (properties_[i].name == name) return i;
+  }
+  const auto found = by_name_.find(name);
+  return found == by_name_.end() ? no_id : found->second;
+}
+
+uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t expected, arena &memory) {
+  uint32_t index = find(name, expected);
+  if (index == no_id) {
+    index = static_cast<uint32_t>(properties_.size());
+    const std::string_view kept(memory.copy_text(name), name.size());
+    const bool plain = name.find_first_of("\"\\") == std::string_view::npos;
+    properties_.push_back({kept, plain, order, ranks_[order]++, 0, nullptr, false, zuapi::cell_none()});
+    by_name_.emplace(kept, index);
+  } else if (order < properties_[index].order) {
+    properties_[index].order = order;
+    properties_[index].rank = ranks_[order]++;
+  }
+  return index;
+}
+
+void path_builder::finish(snapshot &data, size_t &name_count) {
+  std::vector<property *> sorted;
+  for (property &each : properties_) sorted.push_back(&each);
+  std::sort(sorted.begin(), sorted.end(), [](const property *a, const property *b) {
+    return std::pair(a->order, a->rank) < std::pair(b->order, b->rank);
+  });
+  std::vector<zu_do_name *> names = {zuapi::name_of_uri()};
+  for (property *each : sorted) {
+    zu_do_name *name = zu_do_name_new_l(each->name.data(), each->name.size());
+    if (name == nullptr) throw std::bad_alloc();
+    data.names[name_count++] = name;
+    each->slot = static_cast<uint32_t>(names.size());
+    names.push_back(name);
+    template_cells_.push_back(each->default_value);
+    if (each->has_default) zuapi::cell_set_default(template_cells_.back());
+  }
+  const auto width = static_cast<uint32_t>(names.size());
+  form_ = zuapi::shape_place(data.memory.take(zuapi::shape_size(width)), names.data(), nullptr, width);
+}
+
+uint32_t path_list::find_or_add(std::string_view text) {
+  if (last_ < paths_.size() && paths_[last_]->text() == text) return last_;
+  const auto found = by_text_.find(text);
+  if (found != by_text_.end()) return last_ = found->second;
+  paths_.push_back(std::make_unique<path_builder>(std::string(text)));
+  last_ = size() - 1;
+  by_text_.emplace(paths_.back()->text(), last_);
+  return last_;
+}
+
+void path_list::finish(snapshot &data) {
+  size_t properties = 0;
+  for (const auto &path : paths_) properties += path->properties().size();
+  data.names = array<zu_do_name *>(properties);
+  data.paths = array<path_entry>(paths_.size());
+  data.path_by_text.reserve(paths_.size());
+  size_t name_count = 0;
+  for (uint32_t i = 0; i < size(); ++i) {
+    path_builder &path = *paths_[i];
+    path.finish(data, name_count);
+    const std::string_view text(data.memory.copy_text(path.text()), path.text().size());
+    data.paths[i] = {text, path.form(), {nullptr, 0}, true, true};
+    data.path_by_text.insert(zuapi::hash_text(text.data(), text.size()), i);
+  }
+}
+
+} // namespace store

@@ -1,0 +1,76 @@
+// The paths of a file while it is read: which properties the records of each have, and in what order.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "store/snapshot.hpp"
+
+namespace store {
+
+// A property of the records of one path.
+struct property {
+  enum kind : uint8_t { key, declared, other };
+
+  std::string_view name; // in the arena
+  bool plain;            // it stands in a file as it is, without escapes
+  kind order;            // keys come first in a shape, then what the class declares
+  uint32_t rank;         // among those of its kind
+  uint32_t slot;         // in the shape, once that is made
+  const char *type;      // the class's typedef name, or none
+  bool has_default;
+  zu_do_value default_value; // of the class
+};
+
+// One path. Properties are found by walking along with a record, which mostly gives them in one order.
+class path_builder {
+public:
+  explicit path_builder(std::string text) : text_(std::move(text)) {}
+
+  const std::string &text() const { return text_; }
+  std::vector<property> &properties() { return properties_; }
+
+  // The index of a property, or no_id. `expected` is the index where it is looked for first.
+  uint32_t find(std::string_view name, uint32_t expected) const;
+  // The same, added when it is not there, and moved up when it was of a later kind.
+  uint32_t add(std::string_view name, property::kind order, uint32_t expected, arena &memory);
+
+  bool has_class = false;
+
+  // Makes the shape (`_uri` first) and the cells of a record that gives nothing. The names become the
+  // snapshot's: `names` takes one reference on each. Throws std::bad_alloc.
+  void finish(snapshot &data, size_t &name_count);
+  const zuapi::shape *form() const { return form_; }
+  uint32_t width() const { return form_->columns.length; }
+  const std::vector<zu_do_value> &template_cells() const { return template_cells_; }
+
+private:
+  std::string text_;
+  std::vector<property> properties_;
+  uint32_t ranks_[3] = {};
+  std::unordered_map<std::string_view, uint32_t> by_name_;
+  const zuapi::shape *form_ = nullptr;
+  std::vector<zu_do_value> template_cells_; // without `_uri`
+};
+
+// All paths of a file, by text.
+class path_list {
+public:
+  uint32_t find_or_add(std::string_view text);
+  path_builder &operator[](uint32_t id) { return *paths_[id]; }
+  uint32_t size() const { return static_cast<uint32_t>(paths_.size()); }
+
+  // Makes all shapes and the snapshot's table of paths. Throws std::bad_alloc.
+  void finish(snapshot &data);
+
+private:
+  std::vector<std::unique_ptr<path_builder>> paths_;
+  std::unordered_map<std::string_view, uint32_t> by_text_;
+  uint32_t last_ = 0; // records of a path mostly stand together
+};
+
+} // namespace store

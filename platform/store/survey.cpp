@@ -1,0 +1,184 @@
+// The first walk over a data file: its classes, its paths, and which properties the records of each give.
+#include "store/loader.hpp"
+#include "store/path.hpp"
+
+namespace store {
+
+namespace {
+
+std::string_view without_blanks(std::string_view text) {
+  const auto blank = [](char c) { return c == ' ' || c == '\t'; };
+  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+} // namespace
+
+void loader::expect_object(json::value &value, const std::string &what) {
+  const char *start = value_reader::start_of(value);
+  if (*start != '{') refuse(start, what + " must be an object");
+}
+
+void loader::survey(json::object file) {
+  bool has_classes = false;
+  bool has_records = false;
+  const char *start = at_;
+  for (json::field field : file) {
+    at_ = value_reader::start_of(field);
+    const std::string_view name = reader_.name(field);
+    if (name != "classes" && name != "records")
+      refuse(at_, "unknown member " + in_quotes(name) + " of the file");
+    bool &seen = name == "classes" ? has_classes : has_records;
+    if (seen) refuse(at_, "duplicate member " + in_quotes(name) + " of the file");
+    seen = true;
+    json::value value = field.value();
+    expect_object(value, "member " + in_quotes(name));
+    name == "classes" ? survey_classes(value) : survey_records(value);
+  }
+  if (!has_records) refuse(start, "the file has no member \"records\"");
+}
+
+void loader::survey_classes(json::value value) {
+  for (json::field field : members_of(value)) {
+    at_ = value_reader::start_of(field);
+    const std::string_view name = reader_.name(field);
+    path_builder &path = paths_[path_of_class(name, at_)];
+    if (path.has_class) refuse(at_, "duplicate class " + in_quotes(path.text()));
+    path.has_class = true;
+    json::value members = field.value();
+    expect_object(members, "class " + in_quotes(path.text()));
+    survey_class(path, members);
+  }
+}
+
+uint32_t loader::path_of_class(std::string_view text, const char *at) {
+  zuapi::uri_scan scan;
+  if (const char *reason = zuapi::uri_scan_text(text.data(), text.size(), &scan)) {
+    refuse(at, "bad path " + in_quotes(text) + " of a class: " + reason);
+  }
+  const bool absolute = (scan.flags & zuapi::uri_absolute) != 0;
+  const std::string_view source(scan.source, scan.source_length);
+  const bool is_path = scan.coll_type == 0 && source.find(';') == source.npos && scan.segment_count != 0;
+  if (!is_path || (absolute && scan.segment_count != 1)) {
+    refuse(at, "bad path " + in_quotes(text) + " of a class: a path has names only, without a location");
+  }
+  scratch_.assign(scan.add_slash ? "/" : "");
+  scratch_ += source;
+  return paths_.find_or_add(scratch_);
+}
+
+void loader::survey_class(path_builder &path, json::value value) {
+  std::vector<bool> seen;
+  for (json::field field : members_of(value)) {
+    at_ = value_reader::start_of(field);
+    const std::string_view name = property_name(field);
+    const uint32_t index = path.add(name, property::declared, 0, data_.memory);
+    seen.resize(std::max(seen.size(), path.properties().size()));
+    if (seen[index])
+      refuse(at_, "duplicate property " + in_quotes(name) + " of class " + in_quotes(path.text()));
+    seen[index] = true;
+    survey_declaration(path.properties()[index], field.value());
+  }
+}
+
+void loader::survey_declaration(property &declared, json::value value) {
+  const std::string of = " of property " + in_quotes(declared.name);
+  expect_object(value, "the declaration" + of);
+  json::object members = members_of(value);
+  bool has_type = false;
+  for (json::field field : members) {
+    at_ = value_reader::start_of(field);
+    const std::string_view name = reader_.name(field);
+    if (name != "type" && name != "default") refuse(at_, "unknown member " + in_quotes(name) + of);
+    bool &seen = name == "type" ? has_type : declared.has_default;
+    if (seen) refuse(at_, "duplicate member " + in_quotes(name) + of);
+    seen = true;
+    if (name != "type") continue;
+    json::value type = field.value();
+    const char *type_start = value_reader::start_of(type);
+    const std::string_view text = *type_start == '"' ? reader_.string(type) : std::string_view();
+    if (text.empty()) refuse(type_start, "the type" + of + " must be a string that is not empty");
+    declared.type = reader_.intern_type(text);
+  }
+  if (!declared.has_default) return;
+  // The default is read once the type is known, which may stand behind it.
+  members.reset().value();
+  for (json::field field : members) {
+    at_ = value_reader::start_of(field);
+    if (reader_.name(field) != "default") continue;
+    json::value given = field.value();
+    at_ = value_reader::start_of(given);
+    declared.default_value = reader_.read(given, declared.type, 4);
+    check_own_property(declared.name, declared.default_value);
+  }
+}
+
+std::string_view loader::property_name(json::field &field) {
+  const std::string_view name = without_blanks(reader_.name(field));
+  check_property_name(name);
+  return name;
+}
+
+void loader::check_property_name(std::string_view name) const {
+  if (name.empty()) refuse(at_, "a property name is empty");
+  if (name.find(':') != name.npos) refuse(at_, "property name " + in_quotes(name) + " has a ':'");
+  if (name == ZU_DO_NAME_URI || name == ZU_DO_NAME_COLL_URI) {
+    refuse(at_, "property name " + in_quotes(name) + " is the data store's own");
+  }
+}
+
+void loader::check_own_property(std::string_view name, const zu_do_value &value) const {
+  if (name == ZU_DO_NAME_PENDING_ATTRS && value.type != ZU_DO_TYPE_STRING) {
+    refuse(at_, "property " + in_quotes(name) + " must be a string");
+  }
+}
+
+void loader::survey_records(json::value value) {
+  for (json::field field : members_of(value)) {
+    at_ = value_reader::start_of(field);
+    const std::string_view uri = reader_.name(field);
+    zuapi::uri_scan scan;
+    const char *reason = zuapi::uri_scan_text(uri.data(), uri.size(), &scan);
+    if (reason != nullptr) refuse(at_, "bad URI " + in_quotes(uri) + ": " + reason);
+    if (scan.coll_type != 0) refuse(at_, "URI " + in_quotes(uri) + " of a record has a query");
+    path_builder &path = survey_uri(scan);
+    json::value members = field.value();
+    expect_object(members, "record " + in_quotes(uri));
+    uint32_t expected = 0;
+    for (json::field member : members_of(members)) {
+      // Most records of a path give the same properties in the same order: only new names cost more.
+      const std::vector<property> &known = path.properties();
+      if (expected < known.size() && known[expected].plain && is_named(member, known[expected].name)) {
+        ++expected;
+        continue;
+      }
+      at_ = value_reader::start_of(member);
+      expected = path.add(property_name(member), property::other, expected, data_.memory) + 1;
+    }
+  }
+}
+
+bool loader::is_named(const json::field &field, std::string_view name) {
+  return field.key().unsafe_is_equal(name.size(), name);
+}
+
+path_builder &loader::survey_uri(const zuapi::uri_scan &scan) {
+  scratch_.assign(scan.add_slash ? "/" : "");
+  scratch_.append(scan.source, scan.source_length);
+  path_text_.resize(scratch_.size());
+  path_text_.resize(path_of(scratch_, (scan.flags & zuapi::uri_absolute) != 0, path_text_.data()));
+  const uint32_t id = paths_.find_or_add(path_text_);
+  path_ids_.push_back(id);
+  if (scan.segment_count == 0) return paths_[id];
+  const std::string_view last = std::string_view(scratch_).substr(scratch_.rfind('/'));
+  auto at = static_cast<uint32_t>(std::min(last.find(';'), last.size()));
+  uint32_t expected = 0;
+  for (zuapi::uri_key key; zuapi::uri_next_key(last, at, key);) {
+    check_property_name(key.name);
+    expected = paths_[id].add(key.name, property::key, expected, data_.memory) + 1;
+  }
+  return paths_[id];
+}
+
+} // namespace store
