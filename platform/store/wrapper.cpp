@@ -1,0 +1,238 @@
+// A forwarding wrapper around a data interface: counts the calls, and fails one when it is told to.
+#include "qmalloc/qmalloc.h"
+#include "store/store.h"
+#include "zuapi/zuapi.h"
+
+// Everything reached through a wrapper holds on to it, so that it may be freed before them.
+struct zu_store_wrapper {
+  zu_data_ifc ifc; // first
+  uint32_t count;  // references: its owner's, and those of the objects made through it
+  zu_data_ifc *inner;
+  uint64_t calls[ZU_CALL_COUNT];
+  uint64_t rows;
+  uint64_t left[ZU_CALL_COUNT]; // calls of the kind until one fails; 0: none
+  int codes[ZU_CALL_COUNT];
+  uint64_t left_any;
+  int code_any;
+  uint64_t fired;
+  zu_store_watch_fn watch;
+  void *watch_context;
+};
+
+namespace {
+
+// A wrapped interface or cursor: all three have the same life.
+template <class Ifc>
+struct wrapped {
+  Ifc ifc; // first
+  uint32_t count;
+  zu_store_wrapper *wrapper;
+  Ifc *inner;
+};
+
+void release(zu_store_wrapper *wrapper) {
+  if (--wrapper->count != 0) return;
+  wrapper->inner->ops->free(wrapper->inner);
+  qfree_named(wrapper);
+}
+
+template <class Ifc>
+wrapped<Ifc> *object_of(Ifc *ifc) {
+  return reinterpret_cast<wrapped<Ifc> *>(ifc);
+}
+
+template <class Ifc>
+int wrapped_ref(Ifc *ifc) noexcept {
+  ++object_of(ifc)->count;
+  return ZU_OK;
+}
+
+template <class Ifc>
+int wrapped_free(Ifc *ifc) noexcept {
+  wrapped<Ifc> *object = object_of(ifc);
+  if (--object->count != 0) return ZU_OK;
+  object->inner->ops->free(object->inner);
+  release(object->wrapper);
+  qfree_named(object);
+  return ZU_OK;
+}
+
+// Wraps what a forwarded call gave, which it takes over in any case. Its memory is outside the area of data
+// objects, whose counts it must not touch.
+template <class Ifc, class Ops>
+int wrap(zu_store_wrapper *wrapper, const Ops *ops, Ifc *inner, Ifc **out) {
+  constexpr uint32_t area = 0;
+  auto *object = static_cast<wrapped<Ifc> *>(qmalloc_named(area, sizeof(wrapped<Ifc>)));
+  if (object == nullptr) {
+    inner->ops->free(inner);
+    return ZU_EXHAUSTED;
+  }
+  *object = {{ops}, 1, wrapper, inner};
+  ++wrapper->count;
+  *out = &object->ifc;
+  return ZU_OK;
+}
+
+// Steps an armed countdown; true when it has come to its end.
+bool strikes(uint64_t &left) {
+  return left != 0 && --left == 0;
+}
+
+// Counts a call: 0, or the code that it fails with.
+int count_call(zu_store_wrapper *wrapper, zu_store_call call) {
+  ++wrapper->calls[call];
+  const bool one = strikes(wrapper->left[call]);
+  const bool any = strikes(wrapper->left_any);
+  if (!one && !any) return ZU_OK;
+  ++wrapper->fired;
+  return one ? wrapper->codes[call] : wrapper->code_any;
+}
+
+void tell(zu_store_wrapper *wrapper, zu_store_call call, zu_do_uri *uri, uint64_t flags) {
+  if (wrapper->watch != nullptr) {
+    wrapper->watch(wrapper->watch_context, call, zu_do_uri_get_uri_str(uri), flags);
+  }
+}
+
+// ---- Cursors ----
+
+int cursor_fetch(zu_cursor *cursor, uint32_t count, zu_do_vtable *table) noexcept {
+  wrapped<zu_cursor> *object = object_of(cursor);
+  if (const int code = count_call(object->wrapper, ZU_CALL_FETCH)) return code;
+  const size_t before = zu_do_vtable_get_len(table);
+  const int code = object->inner->ops->fetch(object->inner, count, table);
+  object->wrapper->rows += zu_do_vtable_get_len(table) - before;
+  return code;
+}
+
+zu_status *cursor_status(zu_cursor *cursor) noexcept {
+  zu_cursor *inner = object_of(cursor)->inner;
+  return inner->ops->status(inner);
+}
+
+constexpr zu_cursor_ops cursor_ops = {nullptr, wrapped_ref<zu_cursor>, wrapped_free<zu_cursor>, cursor_fetch,
+                                      cursor_status};
+
+// ---- Collections ----
+
+int coll_open_cursor(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
+                     zu_do_nlist *order_by, uint64_t flags, zu_cursor **cursor) noexcept {
+  wrapped<zu_coll_ifc> *object = object_of(ifc);
+  tell(object->wrapper, ZU_CALL_OPEN_CURSOR, uri, flags);
+  if (const int code = count_call(object->wrapper, ZU_CALL_OPEN_CURSOR)) return code;
+  zu_cursor *inner = nullptr;
+  const int code =
+      object->inner->ops->open_cursor(object->inner, uri, fields, query, order_by, flags, &inner);
+  return code == ZU_OK ? wrap(object->wrapper, &cursor_ops, inner, cursor) : code;
+}
+
+constexpr zu_coll_ifc_ops coll_ops = {nullptr, wrapped_ref<zu_coll_ifc>, wrapped_free<zu_coll_ifc>,
+                                      coll_open_cursor};
+
+// ---- Single records ----
+
+int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *config_name, uint64_t flags,
+              zu_do_properties *record) noexcept {
+  wrapped<zu_crudx_ifc> *object = object_of(ifc);
+  tell(object->wrapper, ZU_CALL_GET, uri, flags);
+  if (const int code = count_call(object->wrapper, ZU_CALL_GET)) return code;
+  return object->inner->ops->get(object->inner, uri, config_name, flags, record);
+}
+
+zu_status *crudx_status(zu_crudx_ifc *ifc) noexcept {
+  zu_crudx_ifc *inner = object_of(ifc)->inner;
+  return inner->ops->status(inner);
+}
+
+constexpr zu_crudx_ifc_ops crudx_ops = {nullptr, wrapped_ref<zu_crudx_ifc>, wrapped_free<zu_crudx_ifc>,
+                                        crudx_get, crudx_status};
+
+// ---- The data interface ----
+
+zu_store_wrapper *wrapper_of(zu_data_ifc *ifc) {
+  return reinterpret_cast<zu_store_wrapper *>(ifc);
+}
+
+int data_ref(zu_data_ifc *ifc) noexcept {
+  ++wrapper_of(ifc)->count;
+  return ZU_OK;
+}
+
+int data_free(zu_data_ifc *ifc) noexcept {
+  release(wrapper_of(ifc));
+  return ZU_OK;
+}
+
+int data_get_coll_ifc(zu_data_ifc *ifc, zu_coll_ifc **coll) noexcept {
+  zu_store_wrapper *wrapper = wrapper_of(ifc);
+  if (const int code = count_call(wrapper, ZU_CALL_GET_COLL_IFC)) return code;
+  zu_coll_ifc *inner = nullptr;
+  const int code = wrapper->inner->ops->get_coll_ifc(wrapper->inner, &inner);
+  return code == ZU_OK ? wrap(wrapper, &coll_ops, inner, coll) : code;
+}
+
+int data_get_crudx_ifc(zu_data_ifc *ifc, zu_crudx_ifc **crudx) noexcept {
+  zu_store_wrapper *wrapper = wrapper_of(ifc);
+  if (const int code = count_call(wrapper, ZU_CALL_GET_CRUDX_IFC)) return code;
+  zu_crudx_ifc *inner = nullptr;
+  const int code = wrapper->inner->ops->get_crudx_ifc(wrapper->inner, &inner);
+  return code == ZU_OK ? wrap(wrapper, &crudx_ops, inner, crudx) : code;
+}
+
+constexpr zu_data_ifc_ops data_ops = {nullptr, data_ref, data_free, data_get_coll_ifc, data_get_crudx_ifc};
+
+} // namespace
+
+zu_store_wrapper *zu_store_wrapper_new(zu_data_ifc *inner) {
+  if (inner == nullptr) return nullptr;
+  auto *wrapper = static_cast<zu_store_wrapper *>(qcalloc_named(0, 1, sizeof(zu_store_wrapper)));
+  if (wrapper == nullptr) return nullptr;
+  wrapper->ifc.ops = &data_ops;
+  wrapper->count = 1;
+  wrapper->inner = inner;
+  inner->ops->ref(inner);
+  return wrapper;
+}
+
+zu_data_ifc *zu_store_wrapper_ifc(zu_store_wrapper *wrapper) {
+  return wrapper == nullptr ? nullptr : &wrapper->ifc;
+}
+
+void zu_store_wrapper_free(zu_store_wrapper *wrapper) {
+  if (wrapper != nullptr) release(wrapper);
+}
+
+uint64_t zu_store_wrapper_calls(zu_store_wrapper *wrapper, zu_store_call call) {
+  return call < ZU_CALL_COUNT ? wrapper->calls[call] : 0;
+}
+
+uint64_t zu_store_wrapper_rows(zu_store_wrapper *wrapper) {
+  return wrapper->rows;
+}
+
+void zu_store_wrapper_reset(zu_store_wrapper *wrapper) {
+  for (uint64_t &calls : wrapper->calls) calls = 0;
+  wrapper->rows = 0;
+}
+
+void zu_store_wrapper_watch(zu_store_wrapper *wrapper, zu_store_watch_fn watch, void *context) {
+  wrapper->watch = watch;
+  wrapper->watch_context = context;
+}
+
+void zu_store_wrapper_fail(zu_store_wrapper *wrapper, zu_store_call call, uint64_t n, int code) {
+  if (call >= ZU_CALL_COUNT) return;
+  wrapper->left[call] = n;
+  wrapper->codes[call] = code;
+  wrapper->fired = 0;
+}
+
+void zu_store_wrapper_fail_any(zu_store_wrapper *wrapper, uint64_t n, int code) {
+  wrapper->left_any = n;
+  wrapper->code_any = code;
+  wrapper->fired = 0;
+}
+
+uint64_t zu_store_wrapper_fired(zu_store_wrapper *wrapper) {
+  return wrapper->fired;
+}
