@@ -1,4 +1,5 @@
 // The records cache: pushing a record, with its location and the members of the groups around it; popping it.
+#include <cstring>
 #include <string_view>
 
 #include "props_match.hpp"
@@ -56,6 +57,11 @@ zu_do_uri *own_uri(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
   return nullptr;
 }
 
+// Whether the location segment of a root URI has keys; that of a relative URI's root always has.
+bool has_location_keys(zu_do_uri *root) noexcept {
+  return !zu_do_uri_is_absolute(root) || std::strchr(zu_do_uri_get_uri_str(root), ';') != nullptr;
+}
+
 // Makes a record name the location of a root URI; false (reported) on failure.
 bool fill_location_instance(zu_tvr_walk_ctx *ctx, zu_do_properties *instance, zu_do_uri *locations,
                             zu_do_uri *root) noexcept {
@@ -72,6 +78,10 @@ bool fill_location_instance(zu_tvr_walk_ctx *ctx, zu_do_properties *instance, zu
     return false;
   }
   zu_do_nvlist *keys = zu_do_uri_segment_get_keys(segment);
+  if (keys == nullptr && has_location_keys(root)) {
+    fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
+    return false;
+  }
   zu_do_iter it{};
   zu_do_nvlist_iter(keys, &it);
   while (zu_do_nvlist_has_next(keys, &it)) {
