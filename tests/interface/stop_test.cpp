@@ -7,7 +7,7 @@ TEST(stop, gives_back_everything) {
   templates.write("a.tvr", "Cmd: config\nCmd: hello\nParent Cmd: config\nOp: print_if\nFmt: hello\n");
   ASSERT_TRUE(zu_tovra_init());
   {
-    const host::store store("{}");
+    const host::store store(R"({"records": {}})");
     host::session session(store.get());
     EXPECT_TRUE(session.render());
     EXPECT_EQ(session.text, "hello");

@@ -9,8 +9,9 @@ static bool print(zu_tovra_context *context, zu_cli_context *cli, const char *te
 }
 
 int main(void) {
+  static const char empty[] = "{\"records\": {}}";
   if (!zu_tovra_init() || zu_tovra_trace_init() != 0) return 1;
-  zu_data_ifc *data = zu_store_load_text("empty", "{}", 2, NULL);
+  zu_data_ifc *data = zu_store_load_text("empty", empty, sizeof empty - 1, NULL);
   zu_cli_context *cli = zu_cli_context_new(data, NULL, NULL);
   zu_do_properties *arguments = zu_do_properties_new();
   zu_tovra_context context = {.output_fn = print};
