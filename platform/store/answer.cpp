@@ -60,7 +60,10 @@ bool gives_all_keys(const path_entry &path, const path_part &asked) {
   return false;
 }
 
+// The records of the path that a URI without a query, or with one of type 2, gives in full.
 int look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
+  if (uri->coll_type != 0) uri = zu_do_uri_get_parent_uri(uri);
+  if (uri == nullptr) return ZU_EXHAUSTED;
   if (!is_absolute(uri)) {
     bool good = true;
     data.find_all_relative(uri, [&](uint32_t id) { good = good && found.add(data.records[id]); });
