@@ -1,4 +1,6 @@
 // Checks a URI's text against the grammar and writes its canonical form.
+#include <algorithm>
+
 #include "zuapi/objects.hpp"
 #include "zuapi/uri_text.hpp"
 
@@ -34,6 +36,21 @@ int hex_value(char c) {
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   return -1;
+}
+
+// True when a key of a segment is given twice, for many keys; `keys` is a segment's text from its first ';'
+// on.
+[[gnu::noinline]] bool some_key_repeats(std::string_view keys) {
+  constexpr size_t most_keys = longest_uri / 3 + 1; // ";k=" is the shortest
+  uint16_t starts[most_keys];
+  size_t count = 0;
+  for (size_t at = 0; at != keys.npos; at = keys.find(';', at + 1)) {
+    starts[count++] = static_cast<uint16_t>(at + 1);
+  }
+  const auto name = [keys](uint16_t start) { return keys.substr(start, keys.find('=', start) - start); };
+  std::sort(starts, starts + count, [&name](uint16_t a, uint16_t b) { return name(a) < name(b); });
+  return std::adjacent_find(starts, starts + count,
+                            [&name](uint16_t a, uint16_t b) { return name(a) == name(b); }) != starts + count;
 }
 
 // Walks the source once: each take_ moves over a part and counts what it will take in the canonical text.
@@ -75,20 +92,25 @@ public:
   const char *take_segment(uint32_t &name_end) {
     if (!take_name()) return done() || next_is('/') || next_is('?') ? "empty segment" : "bad segment name";
     name_end = out_;
-    const char *keys = at_;
+    const char *const keys = at_;
+    uint32_t count = 0;
     while (next_is(';')) {
       skip();
       const char *key = at_;
       if (!take_name()) return "bad key name";
       if (!next_is('=')) return "key without a value";
-      if (repeats(keys, key)) return "key given twice";
+      if (++count <= few_keys && repeats(keys, key)) return "key given twice";
       skip();
       if (const char *reason = take_value()) return reason;
     }
+    if (count > few_keys && some_key_repeats({keys, static_cast<size_t>(at_ - keys)}))
+      return "key given twice";
     return done() || next_is('/') || next_is('?') ? nullptr : "bad byte in a segment";
   }
 
 private:
+  static constexpr uint32_t few_keys = 8; // up to so many, each is compared with all before it
+
   void take_encoded() {
     out_ += 3;
     verbatim_ = false;

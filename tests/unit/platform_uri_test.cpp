@@ -100,6 +100,16 @@ TEST(uris, refuse_what_does_not_fit) {
   EXPECT_NE(uri_of("/" + std::string(65535, 'a')), nullptr);
 }
 
+TEST(uris, take_many_keys_but_none_twice) {
+  std::string text = "/a";
+  for (int i = 0; text.size() < 65000; ++i) text += ";" + std::to_string(i) + "=";
+  own_uri uri = uri_of(text);
+  EXPECT_EQ(text_of(uri.get()), text);
+  EXPECT_EQ(uri_of(text + ";77="), nullptr);
+  EXPECT_EQ(uri_of("/a;1=;2=;3=;4=;5=;6=;7=;8=;9=;3="), nullptr);
+  EXPECT_NE(uri_of("/a;1=;2=;3=;4=;5=;6=;7=;8=;9=/b;3="), nullptr);
+}
+
 struct facts {
   const char *text;
   bool absolute;
