@@ -5,11 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <optional>
 
 #include "loader/text.hpp"
 #include "qmalloc/qmalloc.h"
@@ -312,6 +312,21 @@ TEST(Template, TakesLongLinesWhole) {
                                              name + "\nCmd: b\nOp: no_op\nFmt: " + name + "\n");
   EXPECT_TRUE(result.loaded) << result.message;
   EXPECT_EQ(tree.nodes, "a < : print '%s' [x:1{k=" + name + "}] /a<0>\nb < : no_op\n");
+}
+
+TEST(Template, IsReadInLinearTime) {
+  constexpr int count = 100000;
+  const auto repeat = [](std::string text, const char *part) {
+    for (int i = 0; i < count; ++i) text += part;
+    return text + "\n";
+  };
+  const std::string text = "Cmd: a\nFmt: %s\n" + repeat("Props: /a x:0", " y:1") +
+                           repeat("Location: /b l:SLOT", " f:2") + repeat("ValueMap: 0", " k v") +
+                           repeat("Cond: ", "(eval ") + repeat("", "Orderby: x\n") + repeat("", "#\n\n");
+  recording_tree tree;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(load_text(tree, text).loaded);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST(Buffers, GrowToTwiceTheNeed) {
