@@ -1,0 +1,185 @@
+// A data interface whose answers a test writes down row by row, with codes to answer instead. It records
+// every call made to it and to its interfaces and cursors.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli_exec/interfaces.h"
+#include "support/objects.hpp"
+#include "zuapi/zuapi.h"
+
+namespace test {
+
+// A column's cells are JSON; those of "_uri" are URI texts. A cell that is empty holds a value of no type.
+inline own_table make_table(const std::vector<std::string> &columns,
+                            const std::vector<std::vector<std::string>> &rows) {
+  own_columns list(zu_do_ntlist_new());
+  for (const auto &column : columns) {
+    own_name name(column.empty() ? nullptr : zu_do_name_new(column.c_str()));
+    zu_do_ntlist_add(list.get(), name.get(), ZU_DO_TYPE_NONE);
+  }
+  own_table table(zu_do_vtable_new_from_ntlist(list.get()));
+  for (const auto &cells : rows) {
+    own_list row(zu_do_vlist_new());
+    for (size_t at = 0; at < cells.size(); ++at) {
+      own_value value;
+      if (cells[at].empty()) {
+        value.reset(zu_do_value_new_none());
+      } else if (columns[at] == "_uri" && cells[at][0] == '/') {
+        own_uri uri(zu_do_uri_new(cells[at].c_str()));
+        value.reset(zu_do_value_new_mr_uri(uri.get()));
+      } else {
+        value = json(cells[at]);
+      }
+      EXPECT_NE(value, nullptr) << cells[at];
+      zu_do_vlist_add(row.get(), value.get());
+    }
+    zu_do_vtable_add(table.get(), row.get());
+  }
+  return table;
+}
+
+class scripted_data {
+public:
+  scripted_data() : data_{{&data_ops}, this}, coll_{{&coll_ops}, this}, crudx_{{&crudx_ops}, this} {}
+
+  zu_data_ifc *get() { return &data_.ifc; }
+
+  std::map<std::string, own_table> collections; // by URI text; others are empty
+  // By URI text; the first read's record is copied into the caller's. Others are not found.
+  std::map<std::string, std::string> records; // property "name"
+  // What calls answer instead; 0: what they should.
+  int get_coll_code = 0;
+  int get_crudx_code = 0;
+  int open_code = 0;
+  bool open_gives_cursor = true;
+  int fetch_code = 0;
+  int get_code = 0;
+  bool late_end = false; // the end of the data takes a fetch of its own
+
+  std::vector<std::string> calls;
+  int open_cursors = 0; // not freed
+
+private:
+  template <class Ifc>
+  struct object {
+    Ifc ifc;
+    scripted_data *self;
+  };
+  struct cursor : object<zu_cursor> {
+    zu_do_vtable *rows; // borrowed
+    size_t position;
+  };
+  template <class Ifc>
+  static scripted_data &of(Ifc *ifc) {
+    return *reinterpret_cast<object<Ifc> *>(ifc)->self;
+  }
+  template <class Ifc>
+  static int count_none(Ifc *) {
+    return 0;
+  }
+
+  static int get_coll(zu_data_ifc *ifc, zu_coll_ifc **coll) {
+    of(ifc).calls.push_back("get_coll_ifc");
+    if (of(ifc).get_coll_code == 0) *coll = &of(ifc).coll_.ifc;
+    return of(ifc).get_coll_code;
+  }
+  static int get_crudx(zu_data_ifc *ifc, zu_crudx_ifc **crudx) {
+    of(ifc).calls.push_back("get_crudx_ifc");
+    if (of(ifc).get_crudx_code == 0) *crudx = &of(ifc).crudx_.ifc;
+    return of(ifc).get_crudx_code;
+  }
+
+  static std::string request(zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query, zu_do_nlist *order_by,
+                             uint64_t flags) {
+    char word[32];
+    snprintf(word, sizeof word, " 0x%llx", static_cast<unsigned long long>(flags));
+    std::string text = std::string("open ") + zu_do_uri_get_uri_str(uri) + word;
+    EXPECT_EQ(zu_do_nlist_get_len(fields), 0u);
+    zu_do_iter it = {};
+    zu_do_nvlist_iter(query, &it);
+    while (zu_do_nvlist_has_next(query, &it)) {
+      zu_do_nvpair *pair = zu_do_nvlist_get_next(query, &it);
+      text += std::string(" ") + zu_do_nvpair_get_name(pair) + "=" + display(zu_do_nvpair_get_value(pair));
+    }
+    for (size_t at = 0; at < zu_do_nlist_get_len(order_by); ++at) {
+      text += std::string(" by ") + zu_do_name_get_strname(zu_do_nlist_get(order_by, at));
+    }
+    return text;
+  }
+  static int open(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
+                  zu_do_nlist *order_by, uint64_t flags, zu_cursor **opened) {
+    scripted_data &self = of(ifc);
+    self.calls.push_back(request(uri, fields, query, order_by, flags));
+    if (self.open_gives_cursor) {
+      const auto found = self.collections.find(zu_do_uri_get_uri_str(uri));
+      auto *made = new cursor;
+      made->ifc.ops = &cursor_ops;
+      made->self = &self;
+      made->rows = found != self.collections.end() ? found->second.get() : nullptr;
+      made->position = 0;
+      ++self.open_cursors;
+      *opened = &made->ifc;
+    }
+    return self.open_code;
+  }
+
+  static int fetch(zu_cursor *ifc, uint32_t count, zu_do_vtable *table) {
+    auto *self = reinterpret_cast<cursor *>(ifc);
+    self->self->calls.push_back("fetch " + std::to_string(count));
+    if (self->self->fetch_code != 0) return self->self->fetch_code;
+    if (self->rows == nullptr) return 1;
+    const size_t length = zu_do_vtable_get_len(self->rows);
+    const bool ended = self->position == length;
+    if (zu_do_vtable_set_ntlist(table, zu_do_vtable_get_ntlist(self->rows)) != 0) return ZU_EXHAUSTED;
+    for (uint32_t n = 0; self->position < length && (count == 0 || n < count); ++n) {
+      if (zu_do_vtable_add(table, zu_do_vtable_get(self->rows, self->position)) != 0) return ZU_EXHAUSTED;
+      ++self->position;
+    }
+    if (self->self->late_end) return ended ? 1 : 0;
+    return self->position == length ? 1 : 0;
+  }
+  static int free_cursor(zu_cursor *ifc) {
+    auto *self = reinterpret_cast<cursor *>(ifc);
+    self->self->calls.push_back("free");
+    --self->self->open_cursors;
+    delete self;
+    return 0;
+  }
+  static zu_status *cursor_status(zu_cursor *ifc) { return &of(ifc).status_.ifc; }
+  static zu_status *crudx_status(zu_crudx_ifc *ifc) { return &of(ifc).status_.ifc; }
+  static void clear(zu_status *ifc) { of(ifc).calls.push_back("clear"); }
+
+  static int get_record(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *config, uint64_t flags,
+                        zu_do_properties *record) {
+    scripted_data &self = of(ifc);
+    const std::string text = zu_do_uri_get_uri_str(uri);
+    char word[32];
+    snprintf(word, sizeof word, " 0x%llx", static_cast<unsigned long long>(flags));
+    self.calls.push_back("get " + text + word + (config != nullptr ? std::string(" of ") + config : ""));
+    if (self.get_code != 0) return self.get_code;
+    const auto found = self.records.find(text);
+    if (found == self.records.end()) return ZU_NOT_FOUND;
+    return zu_do_properties_set_string(record, "name", found->second.c_str());
+  }
+
+  static constexpr zu_data_ifc_ops data_ops{nullptr, count_none<zu_data_ifc>, count_none<zu_data_ifc>,
+                                            get_coll, get_crudx};
+  static constexpr zu_coll_ifc_ops coll_ops{nullptr, count_none<zu_coll_ifc>, count_none<zu_coll_ifc>, open};
+  static constexpr zu_cursor_ops cursor_ops{nullptr, count_none<zu_cursor>, free_cursor, fetch,
+                                            cursor_status};
+  static constexpr zu_crudx_ifc_ops crudx_ops{nullptr, count_none<zu_crudx_ifc>, count_none<zu_crudx_ifc>,
+                                              get_record, crudx_status};
+  static constexpr zu_status_ops status_ops{clear};
+
+  object<zu_data_ifc> data_;
+  object<zu_coll_ifc> coll_;
+  object<zu_crudx_ifc> crudx_;
+  object<zu_status> status_{{&status_ops}, this};
+};
+
+} // namespace test
