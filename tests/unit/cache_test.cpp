@@ -508,8 +508,14 @@ TEST(WalkContext, ReleasesWhatAFailedWalkLeft) {
       htAdd(walk->mr_cache, qstrdup_named(ZU_TVR_AREA, "/a"), record_of("/a").release());
       walk->mr_cache_cursor = htMake(0);
       htAdd(walk->mr_cache_cursor, qstrdup_named(ZU_TVR_AREA, "/?a"), nullptr);
-      htAdd(walk->mr_cache_cursor, qstrdup_named(ZU_TVR_AREA, "/?b"),
-            qcalloc_named(ZU_TVR_AREA, 1, sizeof(cursor_cache_entry)));
+      auto *waiting =
+          static_cast<cursor_cache_entry *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(cursor_cache_entry)));
+      waiting->props_list = static_cast<queue *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(queue)));
+      queue_init(waiting->props_list, 0);
+      auto *item = static_cast<props_item *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(props_item)));
+      item->props = record_of("/b").release();
+      queue_enqueue(waiting->props_list, item);
+      htAdd(walk->mr_cache_cursor, qstrdup_named(ZU_TVR_AREA, "/?b"), waiting);
       walk->line = zu_do_strbuf_new();
       walk->text = zu_do_strbuf_new();
       zu_do_strbuf_add_string(walk->line, "half a line");

@@ -35,7 +35,7 @@ public:
         instances_(std::move(instances)) {
     static uint32_t slots = 0;
     node_->type = type;
-    node_->slot = ++slots % 4 == 0 ? 0 : slots * 7; // some outside of any tree
+    node_->slot = ++slots % 4 == 0 ? 0 : slots / 2 * 7; // some outside of any tree, some of two trees
     switch (type) {
     case TVR_NODE_COLL:
       data_.coll.execute = [](zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *,
