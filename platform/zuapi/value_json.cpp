@@ -178,6 +178,14 @@ zu_do_value *json_reader::string(std::string_view typedef_name) {
               typedef_name);
 }
 
+// The quote that ends a string: the first, from the backslash `at` on, that no backslash escapes.
+const char *closing_quote(const char *at, const char *end) {
+  while (at < end && *at != '"') {
+    at += *at == '\\' && end - at > 1 ? 2 : 1;
+  }
+  return at < end ? at : nullptr;
+}
+
 // Reads a string; the text is in the document, or in the scratch block until the next string.
 bool json_reader::scan_string(std::string_view &text) {
   const char *const first = ++at_;
@@ -191,19 +199,12 @@ bool json_reader::scan_string(std::string_view &text) {
   if (at_ == end_) return fail("string without an end");
   // Decoded text is never longer than the text with its escapes.
   const char *const escape = at_;
-  const void *quote = memchr(at_, '"', static_cast<size_t>(end_ - at_));
-  while (quote != nullptr) { // the quote that ends it has an even number of backslashes before it
-    const char *back = static_cast<const char *>(quote);
-    while (back > first && back[-1] == '\\') --back;
-    const char *const after = static_cast<const char *>(quote) + 1;
-    if ((static_cast<const char *>(quote) - back) % 2 == 0) break;
-    quote = memchr(after, '"', static_cast<size_t>(end_ - after));
-  }
+  const char *const quote = closing_quote(escape, end_);
   if (quote == nullptr) {
     at_ = end_;
     return fail("string without an end");
   }
-  const auto room = static_cast<size_t>(static_cast<const char *>(quote) - first);
+  const auto room = static_cast<size_t>(quote - first);
   release(scratch_);
   scratch_ = static_cast<char *>(qmalloc_named(ZU_DO_AREA, room));
   if (scratch_ == nullptr) return exhaust();
