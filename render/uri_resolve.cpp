@@ -23,6 +23,12 @@ std::string_view text_of(zu_do_strbuf *buffer) noexcept {
   return written != nullptr ? std::string_view(written, zu_do_strbuf_get_len(buffer)) : std::string_view();
 }
 
+// Says that memory, and not the template, is why there is no URI: who asked would take it for a record that
+// is not in scope.
+void report_exhausted(zu_tvr_walk_ctx *ctx) noexcept {
+  report(ctx, ZU_EXHAUSTED, "Failed to allocate URI");
+}
+
 // ---- Look-ups ----
 
 void trace_look_up(const zu_tvr_dyn_uri *segment, zu_do_uri *uri) noexcept {
@@ -55,6 +61,7 @@ zu_do_properties *find_key_record(const resolution &now, const zu_tvr_dyn_uri *s
   const std::string_view written = text_of(now.buffer);
   if (written.data() == nullptr) {
     TVR_ERROR("Failed to allocate string");
+    report_exhausted(now.ctx);
     return nullptr;
   }
   const char *shown = written.data() + wanted.shown;
@@ -66,6 +73,7 @@ zu_do_properties *find_key_record(const resolution &now, const zu_tvr_dyn_uri *s
     const auto uri = ref<zu_do_uri>::adopt(zu_do_uri_new(shown));
     if (!uri) {
       TVR_ERROR("Failed to allocate string");
+      if (segment->direct != 0 && now.direct && written.size() < longest_direct) report_exhausted(now.ctx);
       return nullptr;
     }
     trace_look_up(segment, uri.get());
@@ -127,6 +135,7 @@ int32_t append_key(resolution &now, zu_do_properties *record, zu_do_name *key) n
   const size_t start = zu_do_strbuf_get_len(now.buffer);
   if (zu_do_uri_value_to_keystr(value, now.buffer) != 0) {
     TVR_ERROR("Failed to add key value to buffer");
+    if (text_of(now.buffer).data() == nullptr) report_exhausted(now.ctx);
     return ZU_FAILED;
   }
   const std::string_view written = text_of(now.buffer);
@@ -186,6 +195,7 @@ zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   const string_buffer buffer(zu_do_strbuf_new());
   if (!buffer) {
     TVR_ERROR("Failed to allocate URI buffer");
+    report_exhausted(ctx);
     return nullptr;
   }
   zu_tvr_dyn_uri *segment = uri->data.dyn;
@@ -193,13 +203,16 @@ zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
     TVR_ERROR("Failed to resolve one or more keys in URI");
     return nullptr;
   }
-  zu_do_uri *made = zu_do_uri_new(zu_do_strbuf_to_string(buffer.get()));
+  const std::string_view written = text_of(buffer.get());
+  zu_do_uri *made = zu_do_uri_new(written.data());
   if (made != nullptr) {
     TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made));
-  } else {
-    TVR_ERROR("Failed to allocate URI");
+    return made;
   }
-  return made;
+  TVR_ERROR("Failed to allocate URI");
+  const bool is_uri = uri->direct != 0 && written.size() < longest_direct && stands_as_it_is(written);
+  if (is_uri || written.data() == nullptr) report_exhausted(ctx);
+  return nullptr;
 }
 
 int32_t resolve_uri_keys(zu_tvr_dyn_uri *segment, uint8_t relative, zu_tvr_walk_ctx *ctx,
@@ -215,6 +228,7 @@ resolved_text resolve_to_text(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   if (ctx->text == nullptr) ctx->text = zu_do_strbuf_new();
   if (ctx->text == nullptr) {
     TVR_ERROR("Failed to allocate URI buffer");
+    report_exhausted(ctx);
     return {};
   }
   zu_do_strbuf_clear(ctx->text);
@@ -224,7 +238,10 @@ resolved_text resolve_to_text(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
     return {};
   }
   const std::string_view written = text_of(ctx->text);
-  if (written.data() == nullptr) TVR_ERROR("Failed to allocate URI");
+  if (written.data() == nullptr) {
+    TVR_ERROR("Failed to allocate URI");
+    report_exhausted(ctx);
+  }
   return {written.data(), written.size(), uri->direct != 0 && now.direct && written.size() < longest_direct};
 }
 

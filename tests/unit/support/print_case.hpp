@@ -1,0 +1,228 @@
+// A print node over records made by hand, walked in every way that must not make a difference: with records
+// of their own and with views of rows, with any trace level, and again with what the first walk remembered.
+#pragma once
+
+#include <glib.h>
+#include <gtest/gtest.h>
+
+#include "support.h"
+#include "support/fake_walk.hpp"
+#include "support/records.hpp"
+#include "zu_tovra/entry.h"
+#include "zu_tovra/print.h"
+#include "zu_tovra/uri.h"
+
+namespace test {
+
+// A property of a URI item, as a template's "Props:" line gives it.
+struct shown_property {
+  std::string name;
+  int32_t kind = TVR_KIND_PLAIN;
+  int32_t slot = 0;
+  const char *prefix = nullptr;
+  bool multiline = false;
+  bool independent = false;
+  int32_t partner = -1;
+  const char *scheme = "DEFAULT";
+  const char *field = nullptr;
+};
+
+struct uri_line {
+  std::string uri;
+  std::vector<shown_property> properties;
+  int32_t room = 0; // properties announced; 0: as many as there are
+};
+
+// What most cases leave as it is.
+struct print_options {
+  const char *condition = nullptr;
+  std::vector<property> eval = {};
+  std::vector<property> value_map = {}; // of slot 0
+  bool newline = false;
+  bool defaults = false;
+  uint32_t indentation = 0;
+  std::vector<property> arguments = {};
+  int slots = -1; // of the properties map; -1: as many as the format has
+  int refuse_nth = 0;
+  bool condition_arguments = true;
+};
+
+struct print_case {
+  std::string name;
+  std::string format;
+  std::vector<uri_line> uris; // none: a node without a properties map
+  std::vector<record_text> records;
+  std::string expected; // of the first walk, as outcome::text gives it
+  print_options with = {};
+};
+
+inline int count_slots(const std::string &format) {
+  int count = 0;
+  for (size_t at = format.find("%s"); at != format.npos; at = format.find("%s", at + 2)) ++count;
+  return count;
+}
+
+inline tvr::ref<zu_do_properties> properties_of(const std::vector<property> &given) {
+  if (given.empty()) return {};
+  auto made = tvr::ref<zu_do_properties>::adopt(zu_do_properties_new());
+  for (const auto &one : given) {
+    zu_do_properties_set_value_n(made.get(), name_of(one.name).get(), value_of(one.value).get());
+  }
+  return made;
+}
+
+inline GHashTable *table_of(const std::vector<property> &given) {
+  GHashTable *table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
+  for (const auto &one : given)
+    g_hash_table_insert(table, g_strdup(one.name.c_str()), g_strdup(one.value.c_str()));
+  return table;
+}
+
+inline zu_tvr_props_map *map_of(const print_case &given) {
+  if (given.uris.empty()) return nullptr;
+  zu_tvr_props_map *map =
+      zu_tvr_props_map_new(given.with.slots >= 0 ? given.with.slots : count_slots(given.format));
+  for (const auto &line : given.uris) {
+    const auto room = line.room > 0 ? line.room : static_cast<int32_t>(line.properties.size());
+    auto *item = map->add_uri(map, line.uri.c_str(), room);
+    EXPECT_NE(item, nullptr) << line.uri;
+    for (const auto &p : line.properties) {
+      EXPECT_TRUE(map->add_prop(map, item, name_of(p.name).get(), p.kind, p.slot, p.prefix, p.multiline,
+                                p.independent, p.scheme, p.field, p.partner))
+          << p.name;
+    }
+  }
+  if (!given.with.value_map.empty()) {
+    EXPECT_TRUE(map->add_value_map(map, 0, table_of(given.with.value_map)));
+  }
+  return map;
+}
+
+// What one walk of a node did.
+struct outcome {
+  int32_t step = 0;
+  std::string output;
+  std::string reports;
+  std::string errors; // traced, of levels 3 and 4
+  std::string infos;  // traced, of level 6 and below
+
+  // "STEP OUTPUT", and then a line each for what was reported ("! ") and traced.
+  std::string text() const { return std::to_string(step) + " " + output + "\n" + reports + errors; }
+};
+
+inline bool operator==(const outcome &a, const outcome &b) {
+  return a.text() == b.text();
+}
+inline std::ostream &operator<<(std::ostream &out, const outcome &one) {
+  return out << one.text();
+}
+
+inline int ignore_error(void *, int32_t, const char *) {
+  return 0;
+}
+
+// A node with its records in scope, ready to be walked any number of times.
+class print_stage {
+public:
+  print_stage(const print_case &given, bool as_rows) : given_(given) {
+    const auto eval = properties_of(given.with.eval);
+    const char *condition = given.with.condition;
+    data_ =
+        zu_tvr_print_data_new(given.format.c_str(), map_of(given), given.with.newline, condition, eval.get());
+    EXPECT_NE(data_, nullptr);
+    scratch_ = zu_tvr_print_scratch_data_new();
+    command_ = zu_cli_cmd_new(nullptr, ignore_error, "show");
+    cond_args_.cmd = command_;
+    arguments_ = properties_of(given.with.arguments);
+    walk_ = std::make_unique<fake_walk>(
+        walk_options{.arguments = arguments_.get(),
+                     .render_defaults = given.with.defaults,
+                     .cond_args = given.with.condition_arguments ? &cond_args_ : nullptr});
+    walk_->ctx()->indentation = given.with.indentation;
+    for (const auto &record : given.records) {
+      records_.push_back(std::make_unique<made_record>(record, as_rows));
+      zu_tvr_push_props_to_cache(walk_->ctx(), records_.back()->get(), 0, 0);
+    }
+  }
+  ~print_stage() {
+    walk_.reset();
+    zu_tvr_print_scratch_data_delete(scratch_);
+    zu_tvr_print_data_delete(data_);
+    zu_cli_cmd_deref(command_);
+  }
+  print_stage(const print_stage &) = delete;
+  print_stage &operator=(const print_stage &) = delete;
+
+  outcome run(int level) {
+    const trace_log traces(level);
+    walk_->clear();
+    walk_->offered = 0;
+    walk_->refuse_nth = given_.with.refuse_nth;
+    outcome got;
+    got.step = data_->walk(data_, scratch_, walk_->ctx());
+    got.output = walk_->text();
+    for (const auto &error : walk_->errors) got.reports += "! " + error + "\n";
+    for (const auto &line : traces.lines()) {
+      if (line[0] <= '4') got.errors += line.substr(2) + "\n";
+      if (line[0] <= '6') got.infos += line + "\n";
+    }
+    return got;
+  }
+
+  zu_tvr_print_data *data() { return data_; }
+  zu_tvr_print_scratch_data *scratch() { return scratch_; }
+  fake_walk &walk() { return *walk_; }
+
+private:
+  const print_case given_;
+  zu_tvr_print_data *data_ = nullptr;
+  zu_tvr_print_scratch_data *scratch_ = nullptr;
+  zu_cli_cmd *command_ = nullptr;
+  zu_tvr_cond_args cond_args_ = {};
+  tvr::ref<zu_do_properties> arguments_;
+  std::vector<std::unique_ptr<made_record>> records_;
+  std::unique_ptr<fake_walk> walk_;
+};
+
+// Walks the node in every way; all must do what is expected.
+inline void check(const print_case &given) {
+  SCOPED_TRACE(given.name);
+  std::string infos;
+  for (const bool as_rows : {false, true}) {
+    const balanced_memory balanced;
+    print_stage stage(given, as_rows);
+    for (const int level : {7, 4, 4, 6}) {
+      const outcome got = stage.run(level);
+      ASSERT_EQ(got.text(), given.expected) << "level " << level << (as_rows ? ", rows" : ", records");
+      if (level < 6) continue;
+      if (infos.empty()) infos = got.infos;
+      EXPECT_EQ(got.infos, infos) << "level " << level << (as_rows ? ", rows" : ", records");
+    }
+    // With nothing traced there is nothing but output and reports.
+    const outcome quiet = stage.run(0);
+    EXPECT_EQ(given.expected.substr(0, quiet.text().size()), quiet.text());
+  }
+}
+
+// Walks the node with every allocation failing in turn. What does not fail must be complete.
+inline void check_exhausted(const print_case &given) {
+  SCOPED_TRACE(given.name);
+  const std::string whole = print_stage(given, true).run(4).text();
+  for (uint64_t n = 1;; ++n) {
+    SCOPED_TRACE(n);
+    const balanced_memory balanced;
+    print_stage stage(given, true);
+    qmalloc_fail_nth(n, n % 2 == 0);
+    const int32_t step = stage.data()->walk(stage.data(), stage.scratch(), stage.walk().ctx());
+    const uint64_t fired = qmalloc_fail_fired();
+    qmalloc_fail_nth(0, false);
+    if (fired == 0) {
+      EXPECT_GT(n, 1u);
+      return;
+    }
+    if (step == ZU_TVR_STEP_FAILED || !stage.walk().errors.empty()) continue;
+    EXPECT_EQ(std::to_string(step) + " " + stage.walk().text() + "\n", whole);
+  }
+}
+
+} // namespace test

@@ -1,0 +1,329 @@
+// URI templates: what a text parses to, and what it resolves to over records and groups in scope.
+#include <gtest/gtest.h>
+
+#include "render/find_record.hpp"
+#include "render/uri_text.hpp"
+#include "support.h"
+#include "support/fake_walk.hpp"
+#include "support/records.hpp"
+
+namespace {
+
+using uri_template = tvr::unique<zu_tvr_uri, zu_tvr_uri_delete>;
+
+std::string describe(const zu_tvr_uri *uri) {
+  const std::string head = std::to_string(uri->kind) + (uri->relative != 0 ? " relative " : " ");
+  if (uri->is_dynamic == 0) return head + zu_do_uri_get_uri_str(uri->data.uri);
+  const zu_tvr_dyn_uri *segment = uri->data.dyn;
+  std::string text = head + "$!#"[segment->sep_type] + " " + zu_do_name_get_strname(segment->ref_name);
+  for (size_t i = 0; i < zu_do_nlist_get_len(segment->keys); ++i) {
+    text += std::string(" ") + zu_do_name_get_strname(zu_do_nlist_get(segment->keys, i));
+  }
+  if (segment->tail != nullptr) text += std::string(" tail ") + segment->tail;
+  if (segment->parent != nullptr) text += " < " + describe(segment->parent);
+  return text;
+}
+
+std::string segments(int count) {
+  std::string text = "/r";
+  for (int i = 0; i < count; ++i) text += "/s" + std::to_string(i) + ";k=$";
+  return text;
+}
+
+TEST(uri_template, parses) {
+  const struct {
+    const char *text;
+    const char *expected;
+  } cases[] = {
+      {"/", "107 /"},
+      {"/a/b", "107 /a/b"},
+      {"/a/b?c", "108 /a/b?c"},
+      {"a/b", "107 relative /a/b"},
+      {"/a/b;k=$", "107 $ b k < 107 /a"},
+      {"/a/b;unit=0;k=$", "107 $ b k < 107 /a"},
+      {"/a/b;a=$;k=$", "107 $ b k < 107 /a"},
+      {"/a/b;k=$?c", "108 $ b k tail ?c < 107 /a"},
+      {"/a/b;k=$;", "107 $ b k < 107 /a"},
+      {"/a/b;k=$;u=1", "107 $ b k tail ;u=1 < 107 /a"},
+      {"/x/y;name=#/z", "107 # y name tail /z < 107 /x"},
+      {"ifc;name=!", "107 relative ! ifc name"},
+      {"//a;x=$", "107 $ a x < 107 /"},
+      {"/b;k=$", "107 $ b k < 107 /"},
+      {"/a;x=$/b;y=$", "107 $ b y < 107 $ a x < 107 /"},
+      {"//locations;loc=$/sys/ifc;name=!", "107 ! ifc name < 107 $ locations loc tail /sys < 107 //"},
+      {"/a;k=$?c=1/b;k=!", "107 ! b k < 108 $ a k tail ?c=1 < 107 /"},
+  };
+  for (const auto &one : cases) {
+    SCOPED_TRACE(one.text);
+    const test::balanced_memory balanced;
+    const test::trace_log traces;
+    const uri_template uri(zu_tvr_uri_new(one.text));
+    ASSERT_TRUE(uri);
+    EXPECT_EQ(describe(uri.get()), one.expected);
+    EXPECT_EQ(traces.text(), "");
+  }
+}
+
+TEST(uri_template, refuses) {
+  const std::string incorrect = "3 (ERR): partial/incorrect URI detected \n";
+  const auto dynamic = [&](const std::string &text) {
+    return incorrect + "3 (ERR): Failed to allocate dynamic URI " + text +
+           " (dynamic: " + text.substr(text.find_last_of("$!#")) + ")\n";
+  };
+  const struct {
+    std::string text;
+    std::string traces;
+  } cases[] = {
+      {"/a//b", "3 (ERR): Failed to allocate do_uri from /a//b\n"},
+      {"$", "3 (ERR): Failed to allocate do_uri from $\n"},
+      {"/a/;k=$", dynamic("/a/;k=$")},
+      {"k=$", dynamic("k=$")},
+      {"ab=$", dynamic("ab=$")},
+      {"/a/b/k=$", dynamic("/a/b/k=$")},
+      {"/a/b;k=$$", dynamic("/a/b;k=$$")},
+      {"/a/b;a=!,b=$", dynamic("/a/b;a=!,b=$")},
+      {"/a/b;=$", dynamic("/a/b;=$")},
+      {"/a/b;k$", dynamic("/a/b;k$")},
+      {"/a//b;k=$", "3 (ERR): Failed to allocate do_uri from /a/\n3 (ERR): Failed to allocate parent URI\n"
+                    "3 (ERR): Failed to allocate dynamic URI /a//b;k=$ (dynamic: $)\n"},
+  };
+  for (const auto &one : cases) {
+    SCOPED_TRACE(one.text);
+    const test::balanced_memory balanced;
+    const test::trace_log traces;
+    EXPECT_EQ(zu_tvr_uri_new(one.text.c_str()), nullptr);
+    EXPECT_EQ(traces.text(), one.traces);
+  }
+  const test::trace_log traces;
+  EXPECT_EQ(zu_tvr_uri_new(nullptr), nullptr);
+  EXPECT_EQ(traces.text(), "3 (ERR): Missing URI in call to zu_tvr_uri constructor\n");
+  zu_tvr_uri_delete(nullptr);
+}
+
+TEST(uri_template, takes_64_dynamic_segments) {
+  const test::balanced_memory balanced;
+  EXPECT_TRUE(uri_template(zu_tvr_uri_new(segments(64).c_str())));
+  const test::trace_log traces;
+  EXPECT_FALSE(uri_template(zu_tvr_uri_new(segments(65).c_str())));
+  EXPECT_EQ(traces.count("partial/incorrect URI detected"), 1);
+}
+
+// ---- Resolution ----
+
+struct scope {
+  std::vector<test::record_text> records; // pushed in order: the last is the innermost
+  std::vector<test::record_text> groups;  // the first record of each
+};
+
+class scope_walk : public test::fake_walk {
+public:
+  explicit scope_walk(const scope &given) {
+    for (const auto &one : given.records) {
+      made_.push_back(std::make_unique<test::made_record>(one, false));
+      EXPECT_EQ(zu_tvr_push_props_to_cache(ctx(), made_.back()->get(), 0, 0), 1u);
+    }
+    for (const auto &one : given.groups) {
+      made_.push_back(std::make_unique<test::made_record>(one, false));
+      EXPECT_TRUE(zu_tvr_push_props_group_to_cache(ctx(), made_.back()->get(), 0));
+    }
+  }
+
+private:
+  std::vector<std::unique_ptr<test::made_record>> made_;
+};
+
+// The traces of errors and warnings in a log.
+std::string errors_of(const test::trace_log &log) {
+  std::string text;
+  for (const auto &line : log.lines()) {
+    if (line[0] <= '4') text += line + "\n";
+  }
+  return text;
+}
+
+struct resolve_case {
+  const char *text;
+  scope stacks;
+  std::string expected; // the URI, or the traces of errors
+};
+
+const std::vector<resolve_case> &resolve_cases() {
+  const std::string failed = "3 (ERR): Failed to resolve one or more keys in URI\n";
+  const std::string no_record = "3 (ERR): Could not find props for URI resolution\n" + failed;
+  static const std::vector<resolve_case> cases = {
+      {"/a/b", {}, "/a/b"},
+      {"/a/b;k=$", {{{"", "/a?b", {{"k", "7"}}}}, {}}, "/a/b;k=7"},
+      {"/a/b;k=$",
+       {{{"", "/a?b", {{"k", "1"}}}, {"", "/a?b", {{"k", "2"}}}, {"", "/a?bc", {{"k", "3"}}}}, {}},
+       "/a/b;k=2"},
+      {"/a/b;k=$/c?d", {{{"", "/a?b", {{"k", "\"x/y z\""}}}}, {}}, "/a/b;k=x%2Fy%20z/c?d"},
+      {"/b;k=$", {{{"", "/?b", {{"k", "true"}}}}, {}}, "/b;k=true"},
+      {"//a;x=$", {{{"", "/?a", {{"x", "1"}}}}, {}}, "/a;x=1"},
+      {"b;k=$", {{{"", "/?b", {{"k", "1"}}}}, {}}, "/b;k=1"},
+      {"a/b;k=$", {{{"", "/a?b", {{"k", "1"}}}}, {}}, "/a/b;k=1"},
+      {"ifc;name=!", {{{"", "/ifc", {{"name", "\"e0\""}}}}, {}}, "/ifc;name=e0"},
+      {"ifc;name=#",
+       {{{"", "/ifc", {{"name", "\"no\""}}}}, {{"", "/ifc?x", {{"name", "\"e0\""}}}}},
+       "/ifc;name=e0"},
+      {"/a/b;k=$", {{{"", "/a?b", {{"k", "\"\""}}}}, {}}, "/a/b;k="},
+      {"/a;x=$/b;y=$",
+       {{{"", "/?a", {{"x", "1"}}}, {"", "/a;x=1?b", {{"y", "2"}}}, {"", "/a;x=2?b", {{"y", "3"}}}}, {}},
+       "/a;x=1/b;y=2"},
+      {"/a;x=$/b;y=$", {{{"", "/?a", {{"x", "\"\""}}}, {"", "/a;x=?b", {{"y", "2"}}}}, {}}, "/a;x=/b;y=2"},
+      {"//locations;loc=$/sys/ifc;name=!",
+       {{{"", "//?locations", {{"loc", "\"1.2\""}}}, {"", "/sys/ifc", {{"name", "\"e0\""}}}}, {}},
+       "//locations;loc=1.2/sys/ifc;name=e0"},
+      {"//locations;loc=$/sys/ifc;name=#/stats",
+       {{{"", "//?locations", {{"loc", "3"}}}}, {{"", "/sys/ifc?q", {{"name", "\"e1\""}}}}},
+       "//locations;loc=3/sys/ifc;name=e1/stats"},
+      // What the URI's constructor changes or refuses is as it says.
+      {"/a/b;k=$/c;d=%41 ", {{{"", "/a?b", {{"k", "1"}}}}, {}}, "/a/b;k=1/c;d=A"},
+      {"/a/b;k=$;k=2", {{{"", "/a?b", {{"k", "1"}}}}, {}}, "3 (ERR): Failed to allocate URI\n"},
+      {"/a?q/b;k=$", {{{"", "/a?b", {{"k", "1"}}}}, {}}, "3 (ERR): Failed to allocate string\n" + no_record},
+      // Failures.
+      {"/a/b;k=$", {}, "3 (ERR): no match for /a?b\n" + no_record},
+      {"/a/b;k=$",
+       {{{"", "/a?c", {}}, {"/a?b", "", {{"k", "1"}}}}, {}},
+       "3 (ERR): no match for /a?b\n" + no_record},
+      {"b;k=$", {{{"", "/x", {}}}, {}}, "3 (ERR): no match for ?b\n" + no_record},
+      {"/x/y;name=#/z",
+       {{{"", "/x/y", {{"name", "1"}}}}, {{"", "/x/y", {{"name", "1"}}}}},
+       "3 (ERR): no match for /y\n" + no_record},
+      {"//locations;loc=$/sys/ifc;name=!",
+       {{{"", "//?locations", {{"loc", "1"}}}}, {}},
+       "3 (ERR): no match for sys/ifc\n" + no_record},
+      {"/a/b;k=$", {{{"", "/a?b", {{"j", "1"}}}}, {}}, "3 (ERR): Unable to find k in cache\n" + failed},
+      {"/a/b;k=$",
+       {{{"", "/a?b", {{"k", "null"}}}}, {}},
+       "3 (ERR): Failed to add key value to buffer\n" + failed},
+      {"/a;x=$/b;y=$",
+       {{{"", "/?a", {{"z", "1"}}}}, {}},
+       "3 (ERR): Unable to find x in cache\n3 (ERR): Failed to resolve parent URI segment\n" + failed},
+      {"/a/b;k=$", {{{"", "/a?b", {{"k", "1"}}}, {"", "", {{"_coll_uri", "5"}}}}, {}}, "/a/b;k=1"},
+  };
+  return cases;
+}
+
+TEST(uri_template, resolves_alike_in_plain_and_quick_steps) {
+  for (const auto &one : resolve_cases()) {
+    SCOPED_TRACE(std::string(one.text) + " => " + one.expected);
+    const test::balanced_memory balanced;
+    const uri_template uri(zu_tvr_uri_new(one.text));
+    ASSERT_TRUE(uri);
+    scope_walk walk(one.stacks);
+    const bool bad_record = !one.stacks.records.empty() && !one.stacks.records.back().properties.empty() &&
+                            one.stacks.records.back().properties[0].name == "_coll_uri";
+    for (const int level : {4, 7}) {
+      const test::trace_log traces(level);
+      const auto made = tvr::ref<zu_do_uri>::adopt(uri->resolve(uri.get(), walk.ctx()));
+      const std::string got = made ? zu_do_uri_get_uri_str(made.get()) : errors_of(traces);
+      EXPECT_EQ(got, one.expected) << "level " << level;
+      if (made) {
+        EXPECT_EQ(errors_of(traces), bad_record ? "3 (ERR): Failed to read uri from value\n" : "");
+      }
+      const auto text = tvr::resolve_to_text(uri.get(), walk.ctx());
+      if (text.direct) {
+        EXPECT_EQ(text.text, one.expected);
+      }
+    }
+  }
+}
+
+TEST(uri_template, most_templates_need_no_uri_to_be_made) {
+  for (const char *text :
+       {"/a/b;k=$", "ifc;name=!", "/b;k=$", "/a/b;k=$?c", "//locations;loc=$/sys/ifc;name=!"}) {
+    const uri_template uri(zu_tvr_uri_new(text));
+    EXPECT_EQ(uri->direct, 1) << text;
+    EXPECT_EQ(uri->data.dyn->direct, 1) << text;
+  }
+}
+
+TEST(uri_template, tells_a_missing_key_from_other_failures) {
+  const struct {
+    const char *text;
+    int32_t status;
+  } cases[] = {{"/a/b;k=$", ZU_NOT_FOUND}, {"/a/b;k=$/c;j=$", ZU_NOT_FOUND}, {"/z/b;k=$", ZU_FAILED}};
+  scope_walk walk({{{"", "/a?b", {{"j", "1"}}}}, {}});
+  for (const auto &one : cases) {
+    const uri_template uri(zu_tvr_uri_new(one.text));
+    const tvr::string_buffer buffer(zu_do_strbuf_new());
+    auto *segment = uri->data.dyn;
+    EXPECT_EQ(segment->resolve_keys(segment, 0, walk.ctx(), buffer.get()), one.status) << one.text;
+  }
+}
+
+TEST(uri_template, traces_its_steps) {
+  const test::trace_log traces(7);
+  const uri_template uri(zu_tvr_uri_new("/a/b;k=$/t"));
+  scope_walk walk({{{"", "/a?b", {{"k", "1"}}}}, {}});
+  const auto made = tvr::ref<zu_do_uri>::adopt(uri->resolve(uri.get(), walk.ctx()));
+  EXPECT_EQ(traces.text(), "7 (debug): uri new: /a/b;k=$/t\n7 (debug): dynamic uri tail: /t\n"
+                           "7 (debug): dynamic uri key: k\n7 (debug): dynamic uri ref name: b\n"
+                           "7 (debug): dynamic uri parent: /a\n7 (debug): uri new: /a\n"
+                           "7 (debug): static uri: /a\n7 (debug): uri: attempting dynamic key resolution\n"
+                           "7 (debug): uri: resolving keys after b k\n7 (debug): stack lookup: /a?b\n"
+                           "7 (debug): stack match: /a?b\n7 (debug): uri resolved to /a/b;k=1/t\n");
+}
+
+// ---- Records named by templates ----
+
+TEST(uri_template, finds_the_record_that_is_in_scope_now) {
+  const test::balanced_memory balanced;
+  const uri_template uri(zu_tvr_uri_new("/a/b;k=$"));
+  const uri_template equal(zu_tvr_uri_new("/a/b;k=$"));
+  const test::made_record outer({"/a/b;k=1", "/a?b", {{"k", "1"}}}, false);
+  const test::made_record inner({"/a/b;k=2", "/a?b", {{"k", "2"}}}, true);
+  for (const int level : {0, 4, 6, 7}) {
+    SCOPED_TRACE(level);
+    const test::trace_log traces(level);
+    test::fake_walk walk;
+    const auto find = [&](zu_tvr_uri *wanted) { return tvr::record_finder(wanted, walk).find(); };
+    EXPECT_EQ(find(uri.get()), nullptr);
+    zu_tvr_push_props_to_cache(walk, outer.get(), 0, 0);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(find(uri.get()), outer.get());
+    zu_tvr_push_props_to_cache(walk, inner.get(), 0, 0);
+    EXPECT_EQ(find(equal.get()), inner.get());
+    tvr::record_finder again(uri.get(), walk);
+    EXPECT_EQ(again.find(), inner.get());
+    EXPECT_STREQ(again.uri_text(), "/a/b;k=2");
+    zu_tvr_pop_props_from_cache(walk);
+    EXPECT_EQ(find(uri.get()), outer.get());
+    zu_tvr_pop_props_from_cache(walk);
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_EQ(find(uri.get()), nullptr);
+    }
+    EXPECT_EQ(traces.count("no match for /a?b"), level >= 3 ? 3 : 0);
+  }
+}
+
+TEST(uri_template, a_remembered_record_hides_no_error) {
+  scope_walk walk({{{"/a/b;k=1", "/a?b", {{"k", "1"}}}, {"", "", {{"_uri", "5"}}}}, {}});
+  const uri_template uri(zu_tvr_uri_new("/a/b;k=$"));
+  for (const int level : {4, 7}) {
+    const test::trace_log traces(level);
+    for (int i = 0; i < 3; ++i) EXPECT_NE(tvr::record_finder(uri.get(), walk).find(), nullptr);
+    EXPECT_EQ(traces.count("Failed to read uri from value"), 3);
+  }
+}
+
+TEST(uri_template, survives_exhausted_memory) {
+  for (uint64_t n = 1;; ++n) {
+    const test::balanced_memory balanced;
+    const test::trace_log traces;
+    scope_walk walk({{{"", "/?a", {{"x", "1"}}}}, {{"", "/a/b", {{"y", "1"}}}}});
+    qmalloc_fail_nth(n, n % 2 == 0);
+    const uri_template uri(zu_tvr_uri_new("//a;x=$/b;y=#?c"));
+    const auto made = tvr::ref<zu_do_uri>::adopt(uri ? uri->resolve(uri.get(), walk) : nullptr);
+    const uint64_t fired = qmalloc_fail_fired();
+    qmalloc_fail_nth(0, false);
+    if (!made) {
+      EXPECT_GT(traces.count("(ERR)"), 0) << n;
+    }
+    if (fired == 0) {
+      EXPECT_GT(n, 20u);
+      break;
+    }
+  }
+}
+
+} // namespace
