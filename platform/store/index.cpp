@@ -19,6 +19,9 @@ struct collection_key {
   }
 };
 
+// How many records the building of tables looks ahead.
+constexpr uint32_t lookahead = 8;
+
 // Of the collection that a record is an instance of, in its absolute form if the record has one.
 collection_key own_key(const zu_do_uri *uri) {
   const std::string_view text = uri->view();
@@ -102,45 +105,93 @@ void build_paths(snapshot &data, const uint32_t *path_ids) {
   }
 }
 
-// The collections under the keys that `key_of` gives, of the records that `wanted` tells.
-template <class Key_of, class Wanted>
-void build_collections(snapshot &data, const uint32_t *path_ids, collection_table &table, Key_of key_of,
-                       Wanted wanted) {
-  struct collection_builder {
+// Makes a table of collections, of those records that are added, under the keys that `key_of` gives.
+class collections_builder {
+public:
+  using key_function = collection_key (*)(const zu_do_uri *);
+
+  collections_builder(snapshot &data, collection_table &table, key_function key_of)
+      : data_(data), table_(table), key_of_(key_of), last_of_path_(data.paths.size(), no_id) {}
+
+  // Called some records before a record is added: the table is far bigger than the caches.
+  void prepare(uint32_t id) {
+    const uint32_t hash = key_of_(data_.uri_of(id)).hash();
+    hashes_[id % lookahead] = hash;
+    table_.by_key.prefetch(hash);
+  }
+  void add(uint32_t id, uint32_t path) {
+    const collection_key key = key_of_(data_.uri_of(id));
+    // Records of a path are mostly in the collection of the one before.
+    uint32_t &last = last_of_path_[path];
+    if (last == no_id || !is_of(last, key)) last = find_or_add(key, hashes_[id % lookahead], path);
+    collection &found = collections_[last];
+    found.rows.add(id);
+    if (found.path != path) found.path = no_id;
+    scattered_ = scattered_ || found.rows.scattered;
+  }
+
+  // After all records were added once: true when they must be appended once more.
+  bool place() {
+    table_.entries = array<collection_entry>(collections_.size());
+    for (size_t i = 0; i < collections_.size(); ++i) {
+      table_.entries[i] = {collections_[i].rows.place(data_), collections_[i].path};
+    }
+    return scattered_;
+  }
+  void append_row(uint32_t id) {
+    const collection_key key = key_of_(data_.uri_of(id));
+    const uint32_t found = find(key, key.hash());
+    if (collections_[found].rows.scattered) append(table_.entries[found].records, data_.records[id]);
+  }
+
+private:
+  struct collection {
     run_builder rows;
     uint32_t path;
   };
-  std::vector<collection_builder> builders;
-  const auto find = [&](const collection_key &key, uint32_t hash) {
-    return table.by_key.find(hash,
-                             [&](uint32_t i) { return key_of(data.uri_of(builders[i].rows.first)) == key; });
-  };
-  bool scattered = false;
-  for (uint32_t id = 0; id < data.record_count; ++id) {
-    const zu_do_uri *uri = data.uri_of(id);
-    if (!wanted(uri)) continue;
-    const collection_key key = key_of(uri);
-    const uint32_t hash = key.hash();
+
+  bool is_of(uint32_t i, const collection_key &key) const {
+    return key_of_(data_.uri_of(collections_[i].rows.first)) == key;
+  }
+  uint32_t find(const collection_key &key, uint32_t hash) const {
+    return table_.by_key.find(hash, [&](uint32_t i) { return is_of(i, key); });
+  }
+  // The caller adds a record to it at once: a collection is compared by its first one.
+  uint32_t find_or_add(const collection_key &key, uint32_t hash, uint32_t path) {
     uint32_t found = find(key, hash);
-    if (found == no_id) {
-      found = static_cast<uint32_t>(builders.size());
-      builders.push_back({{}, path_ids[id]});
-      table.by_key.insert(hash, found);
-    }
-    builders[found].rows.add(id);
-    if (builders[found].path != path_ids[id]) builders[found].path = no_id;
-    scattered = scattered || builders[found].rows.scattered;
+    if (found != no_id) return found;
+    found = static_cast<uint32_t>(collections_.size());
+    collections_.push_back({{}, path});
+    table_.by_key.insert(hash, found);
+    return found;
   }
-  table.entries = array<collection_entry>(builders.size());
-  for (size_t i = 0; i < builders.size(); ++i) {
-    table.entries[i] = {builders[i].rows.place(data), builders[i].path};
+
+  snapshot &data_;
+  collection_table &table_;
+  key_function key_of_;
+  std::vector<collection> collections_;
+  std::vector<uint32_t> last_of_path_;
+  uint32_t hashes_[lookahead] = {}; // of the records that come next
+  bool scattered_ = false;
+};
+
+// The collections of the records for which `wanted` holds.
+template <class Wanted>
+void build_collections(snapshot &data, const uint32_t *path_ids, collection_table &table,
+                       collections_builder::key_function key_of, Wanted wanted) {
+  collections_builder builder(data, table, key_of);
+  const auto count = static_cast<uint32_t>(data.record_count);
+  const auto prepare = [&](uint32_t id) {
+    if (id < count && wanted(data.uri_of(id))) builder.prepare(id);
+  };
+  for (uint32_t id = 0; id + 1 < lookahead; ++id) prepare(id);
+  for (uint32_t id = 0; id < count; ++id) {
+    prepare(id + lookahead - 1);
+    if (wanted(data.uri_of(id))) builder.add(id, path_ids[id]);
   }
-  for (uint32_t id = 0; scattered && id < data.record_count; ++id) {
-    const zu_do_uri *uri = data.uri_of(id);
-    if (!wanted(uri)) continue;
-    const collection_key key = key_of(uri);
-    const uint32_t found = find(key, key.hash());
-    if (builders[found].rows.scattered) append(table.entries[found].records, data.records[id]);
+  if (!builder.place()) return;
+  for (uint32_t id = 0; id < data.record_count; ++id) {
+    if (wanted(data.uri_of(id))) builder.append_row(id);
   }
 }
 
@@ -165,6 +216,17 @@ void build_relative_texts(snapshot &data) {
 }
 
 } // namespace
+
+std::optional<uint32_t> build_texts(snapshot &data) {
+  data.by_text.reserve(data.record_count);
+  for (uint32_t id = 0; id < data.record_count; ++id) {
+    if (id + lookahead < data.record_count) data.by_text.prefetch(data.uri_of(id + lookahead)->hash);
+    const zu_do_uri *uri = data.uri_of(id);
+    if (data.find_own(uri) != no_id) return id;
+    data.by_text.insert(uri->hash, id);
+  }
+  return std::nullopt;
+}
 
 void build_index(snapshot &data, const uint32_t *path_ids) {
   build_paths(data, path_ids);

@@ -4,7 +4,12 @@
 namespace store {
 
 void loader::load() {
-  json::parser parser;
+  read();
+  build_index(data_, path_ids_.data());
+}
+
+void loader::read() {
+  json::parser parser; // gone before the index takes its memory
   json::document document = parser.iterate(text_, length_, capacity_).value();
   if (*document.current_location().value() != '{') {
     refuse(document.current_location().value(), "the file must hold one object");
@@ -16,20 +21,31 @@ void loader::load() {
     refuse(behind.value_unsafe(), "text after the end of the document");
   paths_.finish(data_);
   data_.records = array<zu_do_vlist *>(path_ids_.size());
-  data_.by_text.reserve(path_ids_.size());
-  document.rewind();
-  for (json::field field : members_of(document)) {
-    if (reader_.name(field) == "records") read_records(field.value());
-  }
-  build_index(data_, path_ids_.data());
-}
-
-void loader::read_records(json::value value) {
-  for (json::field field : members_of(value)) {
+  json::object records = rewound_records(document);
+  for (json::field field : records) {
     at_ = value_reader::start_of(field);
     const std::string_view uri = reader_.name(field);
     read_record(paths_[path_ids_[data_.record_count]], uri, field.value());
   }
+  if (const std::optional<uint32_t> id = build_texts(data_)) refuse_duplicate(document, *id);
+}
+
+json::object loader::rewound_records(json::document &document) {
+  document.rewind();
+  for (json::field field : members_of(document)) {
+    if (reader_.name(field) == "records") return field.value().get_object();
+  }
+  throw std::logic_error("the records are gone"); // the first walk has seen them
+}
+
+// The places of records are not kept: the one that is refused is looked for.
+void loader::refuse_duplicate(json::document &document, uint32_t id) {
+  const std::string message = "duplicate record " + in_quotes(data_.uri_of(id)->view());
+  json::object records = rewound_records(document);
+  for (json::field field : records) {
+    if (id-- == 0) refuse(value_reader::start_of(field), message);
+  }
+  throw std::logic_error("a record is gone");
 }
 
 void loader::read_record(path_builder &path, std::string_view uri_text, json::value value) {
@@ -41,7 +57,7 @@ void loader::read_record(path_builder &path, std::string_view uri_text, json::va
   void *block = data_.memory.take(zuapi::store_record_size(form->columns.length));
   zu_do_uri *uri = zuapi::uri_place_frozen(data_.memory.take(zuapi::uri_size(scan)), scan);
   record_ = zuapi::store_record_place(block, form, uri);
-  index_record();
+  data_.records[data_.record_count++] = &record_->row;
   check_location();
 
   const std::vector<zu_do_value> &cells = path.template_cells();
@@ -51,14 +67,6 @@ void loader::read_record(path_builder &path, std::string_view uri_text, json::va
   for (json::field field : members_of(value)) read_property(path, field, expected);
   at_ = start;
   add_keys(path);
-}
-
-void loader::index_record() {
-  const zu_do_uri *uri = record_->uri;
-  if (data_.find_own(uri) != no_id) refuse(at_, "duplicate record " + in_quotes(uri->view()));
-  const auto id = static_cast<uint32_t>(data_.record_count++);
-  data_.records[id] = &record_->row;
-  data_.by_text.insert(uri->hash, id);
 }
 
 void loader::check_location() const {

@@ -25,7 +25,9 @@ private:
   [[noreturn]] void refuse(const char *at, std::string message) const {
     reader_.refuse(at, std::move(message));
   }
-  void expect_object(json::value &value, const std::string &what);
+  void read();
+  // Refuses anything but an object, as "WHAT NAME must be an object".
+  void expect_object(json::value &value, const char *what, std::string_view name);
 
   static bool is_named(const json::field &field, std::string_view name);
 
@@ -42,7 +44,8 @@ private:
   void check_own_property(std::string_view name, const zu_do_value &value) const;
 
   // The second walk.
-  void read_records(json::value value);
+  json::object rewound_records(json::document &document);
+  [[noreturn]] void refuse_duplicate(json::document &document, uint32_t id);
   void read_record(path_builder &path, std::string_view uri_text, json::value value);
   void read_property(path_builder &path, json::field &field, uint32_t &expected);
   void mark_default(const property &of, zu_do_value &cell) const;
@@ -50,7 +53,6 @@ private:
   void add_key(const property &of, std::string_view encoded);
   void check_key(const property &of, zu_do_value &given, std::string_view key) const;
   void check_location() const;
-  void index_record();
 
   const char *text_;
   size_t length_;

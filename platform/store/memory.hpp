@@ -46,7 +46,7 @@ private:
     chunk *next;
   };
   static constexpr size_t smallest = size_t{4} << 10;
-  static constexpr size_t largest = size_t{1} << 20;
+  static constexpr size_t largest = size_t{16} << 20;
 
   void *take_slow(size_t size) {
     // A piece that would waste much of a chunk gets one of its own, and the current one goes on.

@@ -1,7 +1,6 @@
 // Paths: the names of a URI's segments, without keys and location.
 #include "store/path.hpp"
 
-#include <algorithm>
 #include <cstring>
 
 namespace store {
@@ -48,7 +47,7 @@ private:
 } // namespace
 
 location_split split_location(std::string_view text) {
-  const size_t end = end_of(text, 2, '/', '?');
+  const size_t end = end_of(text, 2, '/', '/');
   return {text.substr(1, end - 1), text.substr(end)};
 }
 
@@ -57,18 +56,18 @@ size_t path_of(std::string_view text, bool absolute, char *out) {
   size_t at = 0;
   if (absolute) {
     const location_split split = split_location(text);
-    if (split.rest.empty() || split.rest[0] == '?') {
+    if (split.rest.empty()) {
       *out++ = '/';
       at = 1;
     } else {
       at = text.size() - split.rest.size();
     }
   }
-  while (at < text.size() && text[at] == '/') {
-    const size_t name_end = std::min(end_of(text, at + 1, ';', '/'), text.find('?', at));
+  while (at < text.size()) {
+    const size_t name_end = end_of(text, at + 1, ';', '/');
     std::memcpy(out, text.data() + at, name_end - at);
     out += name_end - at;
-    at = end_of(text, name_end, '/', '?');
+    at = end_of(text, name_end, '/', '/');
   }
   return static_cast<size_t>(out - start);
 }

@@ -8,7 +8,7 @@
 
 namespace store {
 
-// Writes the path of a URI's text (leading slash included, the query left out) to `out`, which has room for
+// Writes the path of a URI's text (with its leading slash, without a query) to `out`, which has room for
 // text.size() bytes: its length. "//locations;loc=1/sys/ifc;name=e0" gives "/sys/ifc", and a location record
 // itself, "//locations;loc=1", gives "//locations".
 size_t path_of(std::string_view text, bool absolute, char *out);

@@ -1,6 +1,7 @@
 // A snapshot: the records of one data file, frozen, and the tables that find them.
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "store/memory.hpp"
@@ -49,6 +50,10 @@ public:
     if (used_ + 1 > slots_.size() * 3 / 4) resize(slots_.empty() ? 8 : slots_.size() * 2);
     ++used_;
     place({hash, id + 1});
+  }
+  // Brings the place of a hash near, for a look-up that follows some steps later.
+  void prefetch(uint32_t hash) const {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
   }
   // The id of that hash for which `is_it(id)` holds, or no_id.
   template <class Is_it>
@@ -127,6 +132,9 @@ private:
   uint32_t find_first_located(const zu_do_uri *uri) const;
 };
 
+// Fills the table of texts: none, or the id of a record whose text another has before it. Throws
+// std::bad_alloc.
+std::optional<uint32_t> build_texts(snapshot &data);
 // Fills paths' runs, the tables of relative texts and of collections. `path_ids` holds a path for every
 // record. Throws std::bad_alloc.
 void build_index(snapshot &data, const uint32_t *path_ids);

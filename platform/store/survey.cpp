@@ -15,9 +15,9 @@ std::string_view without_blanks(std::string_view text) {
 
 } // namespace
 
-void loader::expect_object(json::value &value, const std::string &what) {
+void loader::expect_object(json::value &value, const char *what, std::string_view name) {
   const char *start = value_reader::start_of(value);
-  if (*start != '{') refuse(start, what + " must be an object");
+  if (*start != '{') refuse(start, what + in_quotes(name) + " must be an object");
 }
 
 void loader::survey(json::object file) {
@@ -33,7 +33,7 @@ void loader::survey(json::object file) {
     if (seen) refuse(at_, "duplicate member " + in_quotes(name) + " of the file");
     seen = true;
     json::value value = field.value();
-    expect_object(value, "member " + in_quotes(name));
+    expect_object(value, "member ", name);
     name == "classes" ? survey_classes(value) : survey_records(value);
   }
   if (!has_records) refuse(start, "the file has no member \"records\"");
@@ -47,7 +47,7 @@ void loader::survey_classes(json::value value) {
     if (path.has_class) refuse(at_, "duplicate class " + in_quotes(path.text()));
     path.has_class = true;
     json::value members = field.value();
-    expect_object(members, "class " + in_quotes(path.text()));
+    expect_object(members, "class ", path.text());
     survey_class(path, members);
   }
 }
@@ -84,7 +84,7 @@ void loader::survey_class(path_builder &path, json::value value) {
 
 void loader::survey_declaration(property &declared, json::value value) {
   const std::string of = " of property " + in_quotes(declared.name);
-  expect_object(value, "the declaration" + of);
+  expect_object(value, "the declaration of property ", declared.name);
   json::object members = members_of(value);
   bool has_type = false;
   for (json::field field : members) {
@@ -144,7 +144,7 @@ void loader::survey_records(json::value value) {
     if (scan.coll_type != 0) refuse(at_, "URI " + in_quotes(uri) + " of a record has a query");
     path_builder &path = survey_uri(scan);
     json::value members = field.value();
-    expect_object(members, "record " + in_quotes(uri));
+    expect_object(members, "record ", uri);
     uint32_t expected = 0;
     for (json::field member : members_of(members)) {
       // Most records of a path give the same properties in the same order: only new names cost more.
@@ -174,9 +174,12 @@ path_builder &loader::survey_uri(const zuapi::uri_scan &scan) {
   const std::string_view last = std::string_view(scratch_).substr(scratch_.rfind('/'));
   auto at = static_cast<uint32_t>(std::min(last.find(';'), last.size()));
   uint32_t expected = 0;
-  for (zuapi::uri_key key; zuapi::uri_next_key(last, at, key);) {
+  for (zuapi::uri_key key; zuapi::uri_next_key(last, at, key); ++expected) {
+    const std::vector<property> &known = paths_[id].properties();
+    const bool is_known = expected < known.size() && known[expected].order == property::key;
+    if (is_known && known[expected].name == key.name) continue;
     check_property_name(key.name);
-    expected = paths_[id].add(key.name, property::key, expected, data_.memory) + 1;
+    expected = paths_[id].add(key.name, property::key, expected, data_.memory);
   }
   return paths_[id];
 }
