@@ -645,6 +645,9 @@ TEST(retrieval, collections_of_instances) {
       tvr::coll_text text;
       EXPECT_STREQ(text.write(slices), expected);
       EXPECT_TRUE(slices.spells(expected));
+      std::string other = expected;
+      other.back() = 'x';
+      EXPECT_FALSE(slices.spells(other));
       EXPECT_FALSE(slices.spells(std::string(expected) + "x"));
     }
   }
