@@ -14,13 +14,31 @@ bool is_text_of_uri(const char *given, std::string_view expected) noexcept {
   return written != nullptr && expected == written;
 }
 
-bool look_up_is_direct(const zu_tvr_dyn_uri *segment, bool relative, zu_do_strbuf *buffer) noexcept {
+bool has_dynamic_parent(const zu_tvr_dyn_uri *segment) noexcept {
+  return segment->parent != nullptr && segment->parent->is_dynamic != 0;
+}
+
+// Learns whether the look-up is direct; one that is, behind a static parent, is always the same text.
+void prepare_look_up(zu_tvr_dyn_uri *segment, bool relative, zu_do_strbuf *buffer) noexcept {
+  if (segment->sep_type == DYN_KEY_GROUP) return;
   const look_up wanted = write_look_up(segment, relative, buffer);
   const char *written = zu_do_strbuf_to_string(buffer);
-  const bool direct =
-      wanted.possible && written != nullptr && is_text_of_uri(written + wanted.shown, written + wanted.start);
+  if (wanted.possible && written != nullptr &&
+      is_text_of_uri(written + wanted.shown, written + wanted.start)) {
+    segment->direct = 1;
+    if (!has_dynamic_parent(segment)) segment->look_up = copy_text(written + wanted.start).release();
+    segment->look_up_shown = static_cast<uint32_t>(wanted.shown - wanted.start);
+    segment->look_up_length = static_cast<uint32_t>(zu_do_strbuf_get_len(buffer) - wanted.start);
+  }
   zu_do_strbuf_truncate(buffer, wanted.kept);
-  return direct;
+}
+
+// Keeps what was written for the segment up to its key's value.
+void prepare_head(zu_tvr_dyn_uri *segment, size_t start, zu_do_strbuf *buffer) noexcept {
+  const char *written = zu_do_strbuf_to_string(buffer);
+  if (written == nullptr || zu_do_nlist_get_len(segment->keys) != 1) return;
+  segment->head = copy_text(written + start).release();
+  segment->head_length = static_cast<uint32_t>(zu_do_strbuf_get_len(buffer) - start);
 }
 
 // Writes what the template resolves to with sample values, and marks its segments.
@@ -36,7 +54,8 @@ void write_sample(zu_tvr_uri *uri, bool relative, zu_do_strbuf *buffer) noexcept
     const char *before = zu_do_strbuf_to_string(buffer);
     root = segment->parent->is_dynamic == 0 && before != nullptr && is_root(before);
   }
-  segment->direct = segment->sep_type != DYN_KEY_GROUP && look_up_is_direct(segment, relative, buffer);
+  prepare_look_up(segment, relative, buffer);
+  const size_t head = has_dynamic_parent(segment) ? zu_do_strbuf_get_len(buffer) : 0;
 
   if (!root) zu_do_strbuf_add_char(buffer, '/');
   zu_do_strbuf_add_string(buffer, zu_do_name_get_strname(segment->ref_name));
@@ -46,6 +65,7 @@ void write_sample(zu_tvr_uri *uri, bool relative, zu_do_strbuf *buffer) noexcept
     zu_do_strbuf_add_char(buffer, ';');
     zu_do_strbuf_add_string(buffer, zu_do_name_get_strname(zu_do_nlist_get_next(segment->keys, &it)));
     zu_do_strbuf_add_char(buffer, '=');
+    prepare_head(segment, head, buffer);
     zu_do_strbuf_add_string(buffer, sample_value);
   }
   zu_do_strbuf_add_string(buffer, segment->tail);

@@ -189,6 +189,8 @@ void delete_segment(zu_tvr_dyn_uri *segment) noexcept {
   drop_field(segment->ref_name);
   drop_field(segment->keys);
   qfree_named(segment->tail);
+  qfree_named(segment->look_up);
+  qfree_named(segment->head);
   qfree_named(segment);
 }
 

@@ -118,20 +118,14 @@ bool stands_as_it_is(std::string_view value) noexcept {
   return !value.empty() && value.find("%00") == std::string_view::npos;
 }
 
-int32_t append_key(resolution &now, zu_do_properties *record, zu_do_name *key) noexcept {
-  zu_do_strbuf_add_char(now.buffer, ';');
-  const char *name = zu_do_name_get_strname(key);
-  if (name == nullptr) {
-    TVR_ERROR("Unexpected NULL in key name");
-    return ZU_FAILED;
-  }
+// The value of the key in the record; none (traced) when the record has no such property.
+zu_do_value *take_value(zu_do_properties *record, zu_do_name *key) noexcept {
   zu_do_value *value = zu_do_properties_get_value_n(record, key);
-  if (value == nullptr) {
-    TVR_ERROR("Unable to find %s in cache", name);
-    return ZU_NOT_FOUND;
-  }
-  zu_do_strbuf_add_string(now.buffer, name);
-  zu_do_strbuf_add_char(now.buffer, '=');
+  if (value == nullptr) TVR_ERROR("Unable to find %s in cache", zu_do_name_get_strname(key));
+  return value;
+}
+
+int32_t append_key_value(resolution &now, zu_do_value *value) noexcept {
   const size_t start = zu_do_strbuf_get_len(now.buffer);
   if (zu_do_uri_value_to_keystr(value, now.buffer) != 0) {
     TVR_ERROR("Failed to add key value to buffer");
@@ -143,7 +137,60 @@ int32_t append_key(resolution &now, zu_do_properties *record, zu_do_name *key) n
   return 0;
 }
 
+int32_t append_key(resolution &now, zu_do_properties *record, zu_do_name *key) noexcept {
+  zu_do_strbuf_add_char(now.buffer, ';');
+  const char *name = zu_do_name_get_strname(key);
+  if (name == nullptr) {
+    TVR_ERROR("Unexpected NULL in key name");
+    return ZU_FAILED;
+  }
+  zu_do_value *value = take_value(record, key);
+  if (value == nullptr) return ZU_NOT_FOUND;
+  zu_do_strbuf_add_string(now.buffer, name);
+  zu_do_strbuf_add_char(now.buffer, '=');
+  return append_key_value(now, value);
+}
+
+// ---- Segments of one key whose fixed texts were put together beforehand ----
+
+bool is_prepared(const resolution &now, const zu_tvr_dyn_uri *segment) noexcept {
+  if (segment->head == nullptr || debugging()) return false;
+  if (segment->parent != nullptr && segment->parent->is_dynamic != 0) return true;
+  return segment->look_up != nullptr && zu_do_strbuf_get_len(now.buffer) == 0 &&
+         may_search_text(now, segment, segment->look_up_length);
+}
+
+zu_do_properties *find_prepared(const resolution &now, const zu_tvr_dyn_uri *segment) noexcept {
+  if (segment->look_up == nullptr) return find_key_record(now, segment);
+  zu_tvr_stack *stack = now.ctx->props_cache;
+  zu_do_properties *record = stack->find_text(stack, segment->look_up, segment->look_up_length, true);
+  if (record == nullptr) TVR_ERROR("no match for %s", segment->look_up + segment->look_up_shown);
+  return record;
+}
+
+int32_t resolve_prepared(resolution &now, zu_tvr_dyn_uri *segment) noexcept {
+  if (segment->look_up == nullptr) {
+    bool root = false; // below a dynamic parent there is none
+    const int32_t status = append_parent(now, segment->parent, root);
+    if (status != 0) return status;
+  }
+  zu_do_properties *record = find_prepared(now, segment);
+  if (record == nullptr) {
+    TVR_ERROR("Could not find props for URI resolution");
+    return ZU_FAILED;
+  }
+  zu_do_value *value = take_value(record, zu_do_nlist_get(segment->keys, 0));
+  if (value == nullptr) return ZU_NOT_FOUND;
+  zu_do_strbuf_add_bytes(now.buffer, segment->head, segment->head_length);
+  const int32_t status = append_key_value(now, value);
+  if (status == 0) zu_do_strbuf_add_string(now.buffer, segment->tail);
+  return status;
+}
+
+// ---- Any segment ----
+
 int32_t resolve_segment(resolution &now, zu_tvr_dyn_uri *segment) noexcept {
+  if (is_prepared(now, segment)) return resolve_prepared(now, segment);
   bool root = false;
   if (segment->parent != nullptr) {
     const int32_t status = append_parent(now, segment->parent, root);

@@ -30,7 +30,13 @@ struct zu_tvr_dyn_uri {
   int32_t (*resolve_keys)(zu_tvr_dyn_uri *uri, uint8_t relative, zu_tvr_walk_ctx *ctx, zu_do_strbuf *buffer);
 
   /* Private. */
-  uint8_t direct; /* the text that is looked up is already the text of its URI */
+  uint8_t direct;         /* the text that is looked up is already the text of its URI */
+  char *look_up;          /* owned, or none: that text, when no part of it changes */
+  uint32_t look_up_shown; /* where it starts as messages show it */
+  uint32_t look_up_length;
+  char *
+      head; /* owned, or none: what is written before the key's value, from the text of a dynamic parent on */
+  uint32_t head_length;
 };
 
 struct zu_tvr_uri {
