@@ -16,9 +16,10 @@ bool is_being_walked(const zu_tvr_node *node, const zu_tvr_walk_ctx *ctx) noexce
   return false;
 }
 
-// False when the output refuses the tag; a tag that cannot be built is only lost.
-bool write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept {
-  if (submode == nullptr || ctx->tag_submodes == 0) return true;
+// A tag that cannot be built is lost, and one that the output refuses stays so: what counts is the
+// destination.
+void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept {
+  if (submode == nullptr || ctx->tag_submodes == 0) return;
   const tvr::string_buffer buffer(zu_do_strbuf_new());
   if (buffer) {
     zu_do_strbuf_add_char(buffer.get(), '\n');
@@ -30,11 +31,9 @@ bool write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept
   const char *tag = zu_do_strbuf_to_string(buffer.get());
   if (tag == nullptr) {
     TVR_ERROR("Failed to allocate buffer");
-    return true;
+    return;
   }
-  if (ctx->output_cb(ctx->cb_ctx, tag)) return true;
-  TVR_ERROR("Failed to execute output function");
-  return false;
+  static_cast<void>(ctx->output_cb(ctx->cb_ctx, tag));
 }
 
 bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
@@ -47,12 +46,9 @@ bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
     return false;
   }
   ++ctx->indentation;
-  // Output that has been refused once takes no more, so nothing is walked for it.
-  bool result = write_tag(data->dest_id, ctx, false);
-  if (result) {
-    result = data->dest->walk(data->dest, ctx);
-    if (!write_tag(data->dest_id, ctx, true)) result = false;
-  }
+  write_tag(data->dest_id, ctx, false);
+  const bool result = data->dest->walk(data->dest, ctx);
+  write_tag(data->dest_id, ctx, true);
   --ctx->indentation;
   return result;
 }
