@@ -1,7 +1,7 @@
 /* The library's face towards its host: initialise, render, reload, stop.
  *
  * Threads: renders may run at the same time on any threads; each has its own contexts. The host does not
- * reload or stop while a render's walk runs, and makes no call after stop.
+ * reload or stop while a render request runs, and makes no call after stop.
  */
 #ifndef ZU_TOVRA_ENTRY_H
 #define ZU_TOVRA_ENTRY_H
