@@ -59,18 +59,19 @@ public:
     request_.self = this;
     request_.context.output_fn = take_text;
   }
-  ~session() { zu_cli_context_free(cli); }
+  ~session() {
+    zu_do_properties_deref(arguments_);
+    zu_cli_context_free(cli);
+  }
   session(const session &) = delete;
   session &operator=(const session &) = delete;
 
-  bool render(const char *node = nullptr, const char *config = nullptr) {
-    zu_do_properties *arguments = zu_do_properties_new();
+  bool render(const char *node = nullptr, const char *config = nullptr, int32_t when = 1) {
     request_.context.cleanup_ctx = nullptr;
     request_.context.cleanup_fn = nullptr;
     const bool rendered =
-        render_tovra_config_func(cli, &request_.context, 1, node, config, arguments, arguments);
+        render_tovra_config_func(cli, &request_.context, when, node, config, arguments_, arguments_);
     if (request_.context.cleanup_fn != nullptr) request_.context.cleanup_fn(&request_.context);
-    zu_do_properties_deref(arguments);
     return rendered;
   }
 
@@ -84,6 +85,7 @@ private:
     zu_tovra_context context = {};
     session *self = nullptr;
   } request_;
+  zu_do_properties *arguments_ = zu_do_properties_new();
 
   static bool take_text(zu_tovra_context *context, zu_cli_context *, const char *text) {
     session *self = reinterpret_cast<request *>(context)->self;

@@ -1,20 +1,10 @@
-// The entry: what a request traces and reports when its own steps fail, reload, stop, condition arguments.
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
+// The entry: what a request traces and reports when its own steps fail, reload, stop.
+#include "../interface/host.hpp"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 
-#include "entry/request.hpp"
 #include "entry/tree_holder.hpp"
-#include "qmalloc/qmalloc.h"
-#include "qtrace/qtrace.h"
-#include "store/store.h"
-#include "support.h"
-#include "zu_tovra/record_cache.h"
+#include "support/objects.hpp"
 
 // The linker sends the library's calls here; an armed one fails once.
 namespace {
@@ -42,88 +32,46 @@ int __wrap_pthread_mutex_destroy(pthread_mutex_t *) { // never really: the next 
 
 namespace {
 
-constexpr char empty[] = R"({"records": {}})";
+using lines = std::vector<std::string>;
 
 class entry_test : public testing::Test {
 protected:
   void SetUp() override {
-    char name[] = "/tmp/tovra-entry-XXXXXX";
-    folder_ = mkdtemp(name);
-    setenv("ZU_TVR_DIR", folder_.c_str(), 1);
-    write("Cmd: config\nCmd: top\nOp: print_if\nFmt: top\nCmd: line\nParent Cmd: config\nFmt: line\n");
-    data_ = zu_store_load_text("data", empty, sizeof empty - 1, nullptr);
-    cli_ = zu_cli_context_new(data_, take_error, this);
-    arguments_ = zu_do_properties_new();
-    request_.self = this;
+    templates.write("a.tvr", "Cmd: config\nCmd: top\nOp: print_if\nFmt: top\n"
+                             "Cmd: line\nParent Cmd: config\nFmt: line\n");
   }
   void TearDown() override {
-    zu_do_properties_deref(arguments_);
-    zu_cli_context_free(cli_);
-    data_->ops->free(data_);
     EXPECT_TRUE(zu_tovra_stop());
     tvr::g_tovra_coll_fetch_count = 0;
     unsetenv("ZU_TVR_COLL_FETCH_COUNT");
-    std::filesystem::remove_all(folder_);
   }
+  lines take_errors() { return std::exchange(session.errors, {}); }
+  std::string take_text() { return std::exchange(session.text, {}); }
 
-  void write(const std::string &text) const { std::ofstream(folder_ / "a.tvr") << text; }
-  bool render(const char *node = nullptr, int32_t when = 1, const char *config = nullptr) {
-    request_.context = {};
-    request_.context.output_fn = [](zu_tovra_context *context, zu_cli_context *, const char *text) {
-      reinterpret_cast<request *>(context)->self->text_ += text;
-      return true;
-    };
-    const bool rendered =
-        render_tovra_config_func(cli_, &request_.context, when, node, config, arguments_, arguments_);
-    if (request_.context.cleanup_fn != nullptr) request_.context.cleanup_fn(&request_.context);
-    return rendered;
-  }
-  std::vector<std::string> take_errors() { return std::exchange(errors_, {}); }
-  std::string take_text() { return std::exchange(text_, {}); }
-
-  zu_cli_context *cli_ = nullptr;
-
-private:
-  struct request {
-    zu_tovra_context context = {};
-    entry_test *self = nullptr;
-  } request_;
-  static void take_error(void *self, int32_t code, const char *message) {
-    static_cast<entry_test *>(self)->errors_.push_back(std::to_string(code) + " " + message);
-  }
-
-  std::filesystem::path folder_;
-  zu_data_ifc *data_ = nullptr;
-  zu_do_properties *arguments_ = nullptr;
-  std::vector<std::string> errors_;
-  std::string text_;
+  host::templates templates;
+  host::store store{R"({"records": {}})"};
+  host::session session{store.get()};
 };
 
-using lines = std::vector<std::string>;
-
 TEST_F(entry_test, a_lock_that_fails_is_traced_and_reported) {
+  const struct {
+    bool &armed;
+    const char *message;
+  } locks[] = {{lock_fails, "Failed to obtain lock on tovra tree"},
+               {unlock_fails, "Failed to release lock on tovra tree"}};
+  for (const auto &[armed, message] : locks) {
+    test::trace_log log(3);
+    armed = true;
+    EXPECT_FALSE(session.render());
+    EXPECT_EQ(take_errors(), lines{std::string("10002 ") + message});
+    armed = true;
+    const test::own_error error(render_tovra_reload_func());
+    EXPECT_EQ(zu_do_error_get_code(error.get()), 10002);
+    EXPECT_STREQ(zu_do_error_get_msg(error.get()), message);
+    EXPECT_EQ(log.lines(), lines(2, std::string("3 (ERR): ") + message));
+    EXPECT_EQ(tvr::g_tovra_tree, nullptr);
+  }
   test::trace_log log(3);
-  lock_fails = true;
-  EXPECT_FALSE(render());
-  EXPECT_EQ(take_errors(), lines{"10002 Failed to obtain lock on tovra tree"});
-  EXPECT_TRUE(log.has("(ERR): Failed to obtain lock on tovra tree"));
-  unlock_fails = true;
-  EXPECT_FALSE(render());
-  EXPECT_EQ(take_errors(), lines{"10002 Failed to release lock on tovra tree"});
-  EXPECT_EQ(tvr::g_tovra_tree, nullptr);
-
-  lock_fails = true;
-  zu_do_error *error = render_tovra_reload_func();
-  EXPECT_STREQ(zu_do_error_get_msg(error), "Failed to obtain lock on tovra tree");
-  zu_do_error_deref(error);
-  unlock_fails = true;
-  error = render_tovra_reload_func();
-  EXPECT_STREQ(zu_do_error_get_msg(error), "Failed to release lock on tovra tree");
-  EXPECT_EQ(zu_do_error_get_code(error), 10002);
-  EXPECT_EQ(tvr::g_tovra_tree, nullptr);
-  zu_do_error_deref(error);
-
-  log.clear();
   for (bool *armed : {&lock_fails, &unlock_fails, &destroy_fails}) {
     *armed = true;
     EXPECT_FALSE(zu_tovra_stop());
@@ -134,15 +82,22 @@ TEST_F(entry_test, a_lock_that_fails_is_traced_and_reported) {
 
 TEST_F(entry_test, the_whole_is_rendered_whatever_node_is_named_when_asked_for) {
   test::trace_log log(6);
-  EXPECT_TRUE(render("ROOT", 2));
+  EXPECT_TRUE(session.render("ROOT", nullptr, 2));
   EXPECT_EQ(take_text(), "line");
   EXPECT_EQ(log.count("TOVRA render request for"), 0);
-  EXPECT_TRUE(render("ROOT", 1));
+  EXPECT_TRUE(session.render("ROOT"));
   EXPECT_EQ(take_text(), "linetop");
   EXPECT_TRUE(log.has("(info): TOVRA render request for ROOT"));
-  EXPECT_TRUE(log.has("(info): Do not render default commands"));
-  EXPECT_TRUE(log.has("(info): Do not render submode tagging"));
   EXPECT_TRUE(log.has("(info): TOVRA render request returning: line"));
+}
+
+TEST_F(entry_test, without_a_template_directory_the_build_is_good_and_renders_nothing) {
+  unsetenv("ZU_TVR_DIR");
+  EXPECT_EQ(render_tovra_reload_func(), nullptr);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(session.render());
+    EXPECT_EQ(take_errors(), lines{"10000 Invalid node id for walk start"});
+  }
 }
 
 TEST_F(entry_test, the_fetch_count_is_read_after_every_good_build) {
@@ -156,61 +111,34 @@ TEST_F(entry_test, the_fetch_count_is_read_after_every_good_build) {
     EXPECT_EQ(tvr::g_tovra_coll_fetch_count, row.count) << row.text;
   }
   setenv("ZU_TVR_COLL_FETCH_COUNT", "9", 1);
-  write("Cmd: a\nParent Cmd: nobody\n");
+  templates.write("a.tvr", "Cmd: a\nParent Cmd: nobody\n");
   zu_do_error_deref(render_tovra_reload_func());
   EXPECT_EQ(tvr::g_tovra_coll_fetch_count, -1);
 }
 
-TEST_F(entry_test, every_allocation_of_a_request_may_fail) {
-  ASSERT_TRUE(render());
-  take_text();
-  const test::balanced_memory balanced;
-  uint64_t fired = 0;
-  for (uint64_t n = 1; n == 1 || fired > 0; ++n) {
+TEST_F(entry_test, every_allocation_of_a_request_or_a_reload_may_fail) {
+  ASSERT_EQ(zu_cli_context_add_config(session.cli, "named", store.get()), 0);
+  ASSERT_TRUE(session.render());
+  test::fail_each_allocation([&] {
     test::trace_log log(3);
-    qmalloc_fail_nth(n, false);
-    const bool rendered = render();
-    fired = qmalloc_fail_fired();
-    qmalloc_fail_nth(0, false);
-    const auto errors = take_errors();
-    const std::string text = take_text();
-    if (rendered) {
-      EXPECT_EQ(text, "line") << n;
-    } else {
-      EXPECT_FALSE(errors.empty() && log.lines().empty()) << n; // a path that cannot be built is only traced
-    }
-    ASSERT_LT(n, 10'000u);
-  }
-}
-
-TEST_F(entry_test, every_allocation_of_a_reload_may_fail) {
+    take_text();
+    const bool rendered = session.render(nullptr, "named");
+    EXPECT_EQ(rendered, session.text == "line");
+    // A path that cannot be built is only traced.
+    EXPECT_TRUE(rendered || !take_errors().empty() || !log.lines().empty());
+    return rendered && qmalloc_fail_fired() == 0; // a render can do without some
+  });
   uint64_t fired = 0;
   for (uint64_t n = 1; n == 1 || fired > 0; ++n) {
     qmalloc_fail_nth(n, false);
-    zu_do_error *error = render_tovra_reload_func();
+    zu_do_error_deref(render_tovra_reload_func());
     fired = qmalloc_fail_fired();
     qmalloc_fail_nth(0, false);
-    zu_do_error_deref(error);
     zu_do_error_deref(render_tovra_reload_func());
-    EXPECT_TRUE(render()) << n;
+    take_text();
+    EXPECT_TRUE(session.render()) << n;
     EXPECT_EQ(take_text(), "line") << n;
     ASSERT_LT(n, 10'000u);
-  }
-}
-
-TEST_F(entry_test, a_queue_of_records_is_freed_with_what_it_holds) {
-  const test::balanced_memory balanced;
-  cleanup_props_list(nullptr);
-  for (int count : {0, 3}) {
-    auto list = tvr::make_zeroed<queue>();
-    queue_init(list.get(), 0);
-    for (int i = 0; i < count; ++i) {
-      auto item = tvr::make_zeroed<props_item>();
-      item->props = zu_do_properties_new();
-      ASSERT_EQ(queue_enqueue(list.get(), item.get()), 0);
-      (void)item.release();
-    }
-    cleanup_props_list(list.release());
   }
 }
 
@@ -218,11 +146,8 @@ TEST_F(entry_test, the_area_has_a_name_and_the_hooks_are_kept) {
   ASSERT_TRUE(zu_tovra_init());
   EXPECT_STREQ(qmalloc_area_name(ZU_TVR_AREA), "zu-tovra");
   EXPECT_EQ(zu_tvr_trace_test(), 1);
-  const zu_tvr_trace_test_fn hook = [] { return 2; };
-  zu_tvr_trace_test_fn *kept = register_libzu_tvr_trace_test(hook);
-  EXPECT_EQ(kept, &zu_tvr_trace_test);
-  EXPECT_EQ((*kept)(), 2);
-  zu_tvr_trace_msg();
+  EXPECT_EQ((*register_libzu_tvr_trace_test([] { return 2; }))(), 2);
+  EXPECT_EQ(zu_tvr_trace_test(), 2);
   const zu_tvr_trace_msg_fn quiet = [] {};
   EXPECT_EQ(register_libzu_tvr_trace(quiet), 0);
   EXPECT_EQ(zu_tvr_trace_msg, quiet);
