@@ -76,8 +76,9 @@ int value_to_debug_text(zu_do_value *value, zu_do_strbuf *buffer);
 
 // ---- Texts ----
 
+// The white space of the C locale: a template line of a file with CR LF line ends hands its CR on.
 inline bool is_blank(char c) {
-  return c == ' ' || c == '\t';
+  return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 inline std::string_view trimmed(const char *text, size_t length) {
