@@ -41,7 +41,8 @@ private:
     } else if (begins(message, "(info): loader loading file: ", rest)) {
       place = rest;
       refuse_irregular(place);
-    } else if (begins(message, "(ERR): Loading terminated at ", rest)) {
+    } else if (begins(message, "(ERR): Loading terminated at ", rest) ||
+               begins(message, "(ERR): Unable to open dir ", rest)) {
       place = rest;
     } else if (level <= trace_errors) {
       last_error = begins(message, "(ERR): ", rest) ? rest : message;
