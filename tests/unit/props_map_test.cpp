@@ -96,12 +96,16 @@ TEST(PropsMap, RefusesWhatItCannotHold) {
   EXPECT_DEATH(made.add({"l", 4, 0}, nullptr), "location_scheme");
 }
 
-TEST(PropsMap, SaysMuchWhenDebugging) {
+TEST(PropsMap, TellsWhatItAdds) {
   const test::trace_log traces(7);
   map_under_test made(2, 2);
-  for (const property &each : {property{"a", 1, 1}, {"l", 4, 0}, {"c", 1, 5}}) EXPECT_TRUE(made.add(each));
+  for (const property &each : {property{"a", 1, 1}, {"l", 4, 0}, {"c", 1, 5}})
+    EXPECT_TRUE(made.add(each, "no"));
   EXPECT_TRUE(traces.has("(debug): props map: generated item for /a (length=2)"));
   EXPECT_TRUE(traces.has("(debug): props map: location field slot"));
+  EXPECT_TRUE(traces.has(
+      "(warn): Failed to resolve loc scheme no from metadata. Falling back to DEFAULT loc scheme"));
+  EXPECT_EQ(made.text(), " [l:4(0 slot) a:1] +c:1@5 /a<1 0>field 01 10 ");
   EXPECT_TRUE(traces.has("(debug): props map: added l (type 4): local pos=1, global pos=0"));
   EXPECT_EQ(traces.count("props map: added"), 2) << traces.text(); // the third has no room
 }
