@@ -34,8 +34,7 @@ struct zu_tvr_dyn_uri {
   char *look_up;          /* owned, or none: that text, when no part of it changes */
   uint32_t look_up_shown; /* where it starts as messages show it */
   uint32_t look_up_length;
-  char *
-      head; /* owned, or none: what is written before the key's value, from the text of a dynamic parent on */
+  char *head; /* owned, or none: what stands before the key's value, after a dynamic parent's text */
   uint32_t head_length;
 };
 
