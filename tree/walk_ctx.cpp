@@ -128,6 +128,7 @@ void zu_tvr_walk_ctx_delete(zu_tvr_walk_ctx *ctx) noexcept {
 void zu_tvr_walk_ctx_print(FILE *stream, int32_t indentation, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(ctx);
   const auto tabs = static_cast<uint32_t>(std::max(indentation, 0));
+  const auto nested = static_cast<uint32_t>(std::max(indentation, -1)) + 1; // a level more, also below 0
   const auto put_tabs = [&] {
     for (uint32_t i = 0; i < tabs; ++i) std::fputc('\t', stream);
   };
@@ -144,10 +145,10 @@ void zu_tvr_walk_ctx_print(FILE *stream, int32_t indentation, zu_tvr_walk_ctx *c
   }
   put_tabs();
   std::fputs("arguments:\n", stream);
-  zu_do_print_properties(stream, tabs + 1, ctx->arguments);
+  zu_do_print_properties(stream, nested, ctx->arguments);
   if (ctx->props_cache != nullptr) {
     for (zu_tvr_stack_entry *entry = ctx->props_cache->top; entry != nullptr; entry = entry->next) {
-      zu_do_print_properties(stream, tabs + 1, static_cast<zu_do_properties *>(entry->item));
+      zu_do_print_properties(stream, nested, static_cast<zu_do_properties *>(entry->item));
     }
     std::fputc('\n', stream);
   }

@@ -8,10 +8,9 @@ ZU_TVR_BEGIN
 
 /* Of one walk: the group being iterated. */
 typedef struct zu_tvr_iter_scratch_data {
-  zu_do_properties_list
-      *list;        /* one reference, sorted by location; none before the first and after the last */
-  zu_do_iter *iter; /* over the list; none likewise */
-  int32_t pushed;   /* entries that the last step pushed */
+  zu_do_properties_list *list; /* one reference, sorted by location; none while nothing is iterated */
+  zu_do_iter *iter;            /* over the list; none likewise */
+  int32_t pushed;              /* entries that the last step pushed */
 } zu_tvr_iter_scratch_data;
 
 typedef struct zu_tvr_iter_data {
