@@ -118,8 +118,8 @@ zu_do_properties *make_view(store_record *row) {
   return record;
 }
 
-// A record with one entry for each pair that `name_at` (a new reference, or none to give up) and the values
-// give.
+// A record of the pairs that `name_at` (a new reference, or none to give up) and the values give; the last
+// value of a name counts.
 template <class NameAt>
 zu_do_properties *make_of(size_t names, zu_do_vlist *values, NameAt name_at) {
   const size_t count = names < values->length ? names : values->length;
@@ -128,12 +128,12 @@ zu_do_properties *make_of(size_t names, zu_do_vlist *values, NameAt name_at) {
   for (size_t i = 0; i < count; ++i) {
     zu_do_value *value = value_share(zu_do_vlist_get_value(values, i));
     zu_do_name *name = value == nullptr ? nullptr : name_at(i);
-    if (name == nullptr) {
-      zu_do_value_deref(value);
-      zu_do_properties_deref(record);
-      return nullptr;
-    }
-    append(record, name, value);
+    const bool good = name != nullptr && put(record, name, value) == ZU_OK;
+    zu_do_name_deref(name);
+    if (good) continue;
+    zu_do_value_deref(value);
+    zu_do_properties_deref(record);
+    return nullptr;
   }
   return record;
 }

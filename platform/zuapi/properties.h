@@ -12,16 +12,18 @@ extern "C" {
  * A record made from a store's row is a view of it: the row's shape and values with a small overlay for
  * what is set later. */
 zu_do_properties *zu_do_properties_new(void);
-/* One property per name with the value at its position, until either ends. None when memory is exhausted. */
+/* One property per name with the value at its position, until either ends; the last value of a name counts.
+ * None when memory is exhausted. */
 zu_do_properties *zu_do_properties_new_from_vlist(zu_do_nlist *names, zu_do_vlist *values);
 /* One property per column, named by the column's unqualified name, with the row's value, until either
- * ends. None when a column has no name or memory is exhausted. */
+ * ends; the last value of a name counts. None when a column has no name or memory is exhausted. */
 zu_do_properties *zu_do_properties_new_from_row(zu_do_ntlist *columns, zu_do_vlist *row);
 zu_do_properties *zu_do_properties_ref(zu_do_properties *record);
 void zu_do_properties_deref(zu_do_properties *record);
 
 size_t zu_do_properties_get_len(zu_do_properties *record);
-/* Look-ups by name; borrowed, good until the property is set again; none when the record has no such property. */
+/* Look-ups by name; borrowed, good until the property is set again; none when the record has no such
+ * property. */
 zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *name);
 zu_do_value *zu_do_properties_get_value_n(zu_do_properties *record, zu_do_name *name);
 zu_do_property *zu_do_properties_get_prop(zu_do_properties *record, const char *name);
