@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -60,18 +61,13 @@ TEST(memory, every_call_is_counted_as_asked_for) {
   ASSERT_STREQ(text, "abc");
   EXPECT_EQ(counted.now(), (change{3, 150 + 100000, 3})) << "a moved block counts once";
   text = static_cast<char *>(qrealloc_named(other_area, text, 0));
-  EXPECT_EQ(counted.now(), (change{2, 150, 3}));
-  EXPECT_EQ(other.now(), (change{1, 0, 0}));
-  empty = qrealloc_named(test_area, empty, 7);
   void *fresh = qrealloc_named(test_area, nullptr, 9);
-  EXPECT_EQ(counted.now(), (change{3, 166, 4}));
-
+  EXPECT_EQ(counted.now(), (change{3, 159, 4}));
+  EXPECT_EQ(other.now(), (change{1, 0, 0}));
   qfree_named(nullptr);
   EXPECT_EQ(qstrdup_named(test_area, nullptr), nullptr);
-  qfree_named(text);
+  for (void *block : {static_cast<void *>(text), empty, fresh}) qfree_named(block);
   qfree_unnamed(zeroed);
-  qfree_named(empty);
-  qfree_named(fresh);
   EXPECT_EQ(counted.now(), (change{0, 0, 4}));
   EXPECT_EQ(other.now(), (change{0, 0, 0}));
 }
@@ -79,15 +75,15 @@ TEST(memory, every_call_is_counted_as_asked_for) {
 TEST(memory, sizes_that_no_object_can_have_give_none) {
   area_change counted(test_area);
   void *block = qstrdup_named(test_area, "kept");
-  const volatile size_t huge[] = {SIZE_MAX, SIZE_MAX - 15, size_t{PTRDIFF_MAX} + 1, PTRDIFF_MAX};
+  const volatile size_t huge[] = {SIZE_MAX, SIZE_MAX - 15, PTRDIFF_MAX};
   for (const size_t size : huge) {
     EXPECT_EQ(qmalloc_named(test_area, size), nullptr);
-    EXPECT_EQ(qcalloc_named(test_area, 1, size), nullptr);
+    EXPECT_EQ(qcalloc_named(test_area, size / 8 + 2, 8), nullptr); // the product wraps
     EXPECT_EQ(qrealloc_named(test_area, block, size), nullptr);
   }
-  // Products that wrap to something small.
-  EXPECT_EQ(qcalloc_named(test_area, SIZE_MAX / 8 + 2, 8), nullptr);
-  EXPECT_EQ(qcalloc_named(test_area, size_t{1} << 32, size_t{1} << 32), nullptr);
+  disarm after;
+  qmalloc_fail_nth(1, false);
+  EXPECT_EQ(qrealloc_named(test_area, block, 1000), nullptr);
   EXPECT_STREQ(static_cast<char *>(block), "kept");
   EXPECT_EQ(counted.now(), (change{1, 5, 1}));
   qfree_named(block);
@@ -138,15 +134,6 @@ TEST(memory, what_a_thread_frees_after_its_counters_ended_is_counted) {
   EXPECT_EQ(counted.now(), (change{0, 0, 1}));
 }
 
-TEST(memory, an_area_has_the_name_registered_last) {
-  EXPECT_EQ(qmalloc_area_name(0x77), nullptr);
-  EXPECT_NE(qmalloc_init(0x77, nullptr), 0);
-  ASSERT_EQ(qmalloc_init(0x77, [](uint32_t) { return "first"; }), 0);
-  EXPECT_STREQ(qmalloc_area_name(0x77), "first");
-  ASSERT_EQ(qmalloc_init(0x77, [](uint32_t area) { return area == 0x77 ? "second" : "wrong"; }), 0);
-  EXPECT_STREQ(qmalloc_area_name(0x77), "second");
-}
-
 TEST(memory, an_area_beyond_the_limit_is_refused_and_harms_no_other) {
   // In a process of its own: areas are never forgotten.
   const auto fill = [] {
@@ -156,9 +143,11 @@ TEST(memory, an_area_beyond_the_limit_is_refused_and_harms_no_other) {
     while (accepted < 1000 && qmalloc_init(0x500000 + accepted, name) == 0) ++accepted;
     const uint32_t refused = 0x500000 + accepted;
     void *block = qmalloc_named(refused, 100);
-    const bool right = accepted > 32 && accepted <= 64 && qmalloc_count(refused).live_blocks == 0 &&
-                       qmalloc_area_name(refused) == nullptr && qmalloc_count(0x500000).live_bytes == 5 &&
-                       qmalloc_init(0x500000, name) == 0;
+    qmalloc_init(0x500001, [](uint32_t area) { return area == 0x500001 ? "renamed" : "wrong"; });
+    const bool renamed = strcmp(qmalloc_area_name(0x500001), "renamed") == 0;
+    const bool right = renamed && accepted > 32 && accepted <= 64 &&
+                       qmalloc_count(refused).live_blocks == 0 && qmalloc_area_name(refused) == nullptr &&
+                       qmalloc_count(0x500000).live_bytes == 5 && qmalloc_init(0x500000, name) == 0;
     qfree_named(block);
     qfree_named(known);
     exit(right && qmalloc_count(0x500000).live_bytes == 0 ? 0 : 1);
@@ -187,60 +176,44 @@ TEST(faults, the_nth_allocation_fails_alone_or_with_all_later) {
     uint64_t n;
     bool all_later;
     const char *expected;
-  } cases[] = {{1, false, "x........."},  {3, false, "..x......."}, {10, false, ".........x"},
-               {11, false, ".........."}, {1, true, "xxxxxxxxxx"},  {4, true, "...xxxxxxx"},
-               {0, true, ".........."}};
+  } cases[] = {{1, false, "x........."},
+               {3, false, "..x......."},
+               {11, false, ".........."},
+               {1, true, "xxxxxxxxxx"},
+               {4, true, "...xxxxxxx"}};
   disarm after;
   for (const auto &c : cases) {
     area_change counted(test_area);
     qmalloc_fail_nth(c.n, c.all_later);
-    EXPECT_EQ(ten_allocations(), c.expected) << c.n << (c.all_later ? " and later" : "");
+    const std::string seen = ten_allocations();
+    const uint64_t fired = qmalloc_fail_fired();
     qmalloc_fail_nth(0, false);
-    if (c.n != 0) {
-      const std::string expected = c.expected;
-      EXPECT_EQ(qmalloc_fail_fired(),
-                static_cast<uint64_t>(std::count(expected.begin(), expected.end(), 'x')));
-    }
+    EXPECT_EQ(seen, c.expected) << c.n << (c.all_later ? " and later" : "");
+    EXPECT_EQ(fired, static_cast<uint64_t>(std::count(seen.begin(), seen.end(), 'x')));
     EXPECT_EQ(ten_allocations(), "..........");
     EXPECT_EQ(counted.now()[0], 0);
   }
 }
 
-TEST(faults, a_failed_reallocation_leaves_the_block) {
-  disarm after;
-  area_change counted(test_area);
-  char *text = qstrdup_named(test_area, "stays");
-  qmalloc_fail_nth(1, false);
-  EXPECT_EQ(qrealloc_named(test_area, text, 1000), nullptr);
-  EXPECT_STREQ(text, "stays");
-  EXPECT_EQ(counted.now(), (change{1, 6, 1}));
-  qfree_named(text);
-}
-
 // ---- Trace ----
 
-TEST(trace, nothing_is_evaluated_while_the_level_is_off) {
+TEST(trace, what_is_off_is_not_evaluated_and_what_is_on_arrives_whole) {
   int evaluated = 0;
   const auto touch = [&evaluated] { return ++evaluated; };
   qtrace_wrapper(1, 3, 0, "%d", touch());
   EXPECT_EQ(evaluated, 0);
   test::trace_log log(4);
-  qtrace_wrapper(1, 3, 0, "error %d", touch());
   qtrace_wrapper(1, 4, 0, "warning %d", touch());
   qtrace_wrapper(1, 6, 0, "information %d", touch());
-  EXPECT_EQ(log.lines(), (std::vector<std::string>{"3 error 1", "4 warning 2"}));
-}
-
-TEST(trace, long_messages_arrive_whole_and_consume_no_injected_failure) {
-  test::trace_log log(7);
+  EXPECT_EQ(log.text(), "4 warning 1\n");
   disarm after;
   qmalloc_fail_nth(1, true);
   for (const size_t length : {size_t{1022}, size_t{1023}, size_t{1024}, size_t{100000}}) {
     const std::string text(length, 'a');
-    qtrace_wrapper(1, 7, 0, "%s|", text.c_str());
-    EXPECT_EQ(log.lines().back(), "7 " + text + "|");
+    qtrace_wrapper(1, 3, 0, "%s|", text.c_str());
+    EXPECT_EQ(log.lines().back(), "3 " + text + "|");
   }
-  EXPECT_EQ(qmalloc_fail_fired(), 0u);
+  EXPECT_EQ(qmalloc_fail_fired(), 0u) << "tracing takes no injected failure";
 }
 
 TEST(trace, the_default_sink_writes_visible_lines) {
@@ -259,9 +232,7 @@ TEST(trace, the_default_sink_writes_visible_lines) {
 }
 
 TEST(trace, a_module_keeps_its_id) {
-  uint16_t first = 0;
-  uint16_t second = 0;
-  uint16_t again = 0;
+  uint16_t first = 0, second = 0, again = 0;
   uintptr_t control = 0;
   ASSERT_EQ(qtrace_module_init_fn("one", &first, &control), 0);
   ASSERT_EQ(qtrace_module_init_fn("two", &second, &control), 0);
@@ -269,9 +240,6 @@ TEST(trace, a_module_keeps_its_id) {
   EXPECT_GE(first, 1);
   EXPECT_NE(first, second);
   EXPECT_EQ(first, again);
-  EXPECT_NE(qtrace_module_init_fn(nullptr, &first, &control), 0);
-  EXPECT_NE(qtrace_module_init_fn("one", nullptr, &control), 0);
-  EXPECT_NE(qtrace_module_init_fn("one", &first, nullptr), 0);
 }
 
 TEST(assertion, names_what_is_missing_and_aborts) {
@@ -296,30 +264,21 @@ void *as_value(const char *text) {
 TEST(hash_table, equal_keys_are_found_and_removed_oldest_first) {
   test::balanced_memory balanced;
   ht_table *table = htMake(0);
-  char first[] = "key";
-  char second[] = "key";
-  char third[] = "key";
+  char first[] = "key", second[] = "key";
   EXPECT_EQ(htAdd(table, first, as_value("1")), 0);
-  EXPECT_EQ(htAdd(table, as_key("else"), as_value("2")), 0);
-  EXPECT_EQ(htAdd(table, second, as_value("3")), 0);
   for (int i = 0; i < 100; ++i) htAdd(table, as_key("filler"), as_value("f")); // grows in between
-  EXPECT_EQ(htAdd(table, third, as_value("4")), 0);
+  EXPECT_EQ(htAdd(table, second, as_value("2")), 0);
   char *stored = nullptr;
-  for (char *expected : {first, second, third}) {
+  for (char *expected : {first, second}) {
     EXPECT_EQ(htFindKey(table, "key"), expected);
-    EXPECT_STREQ(static_cast<char *>(htFind(table, "key")), expected == first    ? "1"
-                                                            : expected == second ? "3"
-                                                                                 : "4");
+    EXPECT_STREQ(static_cast<char *>(htFind(table, "key")), expected == first ? "1" : "2");
     EXPECT_NE(htRemove2(table, "key", &stored), 0);
     EXPECT_EQ(stored, expected);
   }
   EXPECT_EQ(htFindKey(table, "key"), nullptr);
-  EXPECT_EQ(htFind(table, "key"), nullptr);
-  stored = nullptr;
   EXPECT_EQ(htRemove2(table, "key", &stored), 0);
-  EXPECT_EQ(stored, nullptr);
-  EXPECT_EQ(htSize(table), 101u);
-  EXPECT_EQ(htAdd(table, first, as_value("5")), 0) << "the chain's end moved back";
+  EXPECT_EQ(htSize(table), 100u);
+  EXPECT_EQ(htAdd(table, first, as_value("3")), 0) << "the chain's end moved back";
   EXPECT_EQ(htFindKey(table, "key"), first);
   htCloseWithFunction2(table, nullptr);
 }
@@ -332,11 +291,8 @@ TEST(hash_table, closing_calls_every_entry_in_order_of_insertion) {
   htAdd(table, as_key("c"), as_value("last"));
   closed.clear();
   htCloseWithFunction2(table, note_closed);
-  EXPECT_EQ(closed, (std::vector<std::string>{"d=d", "=", "d=d", "a=a", "c=last"}));
   htCloseWithFunction2(nullptr, note_closed);
-  EXPECT_EQ(closed.size(), 5u);
-  EXPECT_EQ(htFind(nullptr, "a"), nullptr);
-  EXPECT_EQ(htSize(nullptr), 0u);
+  EXPECT_EQ(closed, (std::vector<std::string>{"d=d", "=", "d=d", "a=a", "c=last"}));
 }
 
 // Adds `count` keys of several lengths, then finds every one and no other.
@@ -351,15 +307,10 @@ void fill_and_find(ht_table *table, std::vector<std::string> &keys, size_t count
 }
 
 TEST(hash_table, holds_a_hundred_thousand_keys) {
-  test::balanced_memory balanced;
   ht_table *table = htMake(0);
   std::vector<std::string> keys;
   fill_and_find(table, keys, 100000);
-  for (size_t i = 0; i < keys.size(); i += 2) {
-    char *stored = nullptr;
-    ASSERT_NE(htRemove2(table, keys[i].c_str(), &stored), 0);
-    ASSERT_EQ(stored, keys[i].data());
-  }
+  for (size_t i = 0; i < keys.size(); i += 2) ASSERT_NE(htRemove2(table, keys[i].c_str(), nullptr), 0);
   for (size_t i = 0; i < keys.size(); ++i) {
     ASSERT_EQ(htFind(table, keys[i].c_str()), i % 2 == 0 ? nullptr : &keys[i]);
   }
@@ -384,24 +335,20 @@ TEST(hash_table, exhausted_memory_refuses_an_entry_but_not_longer_chains) {
 }
 
 TEST(queues, first_in_first_out_up_to_the_bound) {
-  struct entry {
-    queue_item link;
-    int number;
-  } entries[3] = {{{}, 0}, {{}, 1}, {{}, 2}};
+  queue_item entries[3] = {};
   for (const uint32_t bound : {0u, 2u}) {
     queue q;
     queue_init(&q, bound);
     for (int round = 0; round < 2; ++round) {
-      EXPECT_EQ(queue_dequeue(&q), nullptr);
-      EXPECT_EQ(queue_enqueue(&q, &entries[0]), 0);
-      EXPECT_EQ(queue_enqueue(&q, &entries[1]), 0);
-      EXPECT_EQ(queue_enqueue(&q, &entries[2]) != 0, bound == 2);
-      EXPECT_EQ(q.count, bound == 2 ? 2u : 3u);
-      int expected = 0;
-      while (auto *item = static_cast<entry *>(queue_dequeue(&q))) EXPECT_EQ(item->number, expected++);
-      EXPECT_EQ(expected, bound == 2 ? 2 : 3);
-      EXPECT_EQ(q.head, nullptr);
-      EXPECT_EQ(q.tail, nullptr);
+      std::vector<void *> accepted, taken;
+      for (auto &entry : entries) {
+        if (queue_enqueue(&q, &entry) == 0) accepted.push_back(&entry);
+      }
+      EXPECT_EQ(accepted.size(), bound == 2 ? 2u : 3u);
+      EXPECT_EQ(q.count, accepted.size());
+      while (void *item = queue_dequeue(&q)) taken.push_back(item);
+      EXPECT_EQ(taken, accepted);
+      EXPECT_TRUE(q.head == nullptr && q.tail == nullptr && q.count == 0);
     }
   }
 }
