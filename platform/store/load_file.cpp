@@ -85,38 +85,17 @@ void report(zu_do_error **error, int32_t code, const std::string &message) {
   if (error != nullptr) *error = zu_do_error_new(code, message.c_str());
 }
 
-// A fault in the syntax before the place of the refusal is what is really wrong: the parser sees only what
-// it is asked for, and not always in the order of the text.
-refusal earliest(std::string_view text, refusal found) {
-  std::optional<refusal> fault = find_syntax_fault(text);
-  return fault && fault->offset <= found.offset ? std::move(*fault) : found;
-}
-
-std::string message_of(const char *name, std::string_view text, const refusal &refused) {
+std::string message_of(const char *name, std::string_view text, const zuapi::refusal &refused) {
   const place at = place_of(text, refused.offset);
   return std::string(name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
          refused.message;
 }
 
-bool is_memory(simdjson::error_code code) {
-  return code == simdjson::MEMALLOC;
-}
-
 // Throws refusal or std::bad_alloc.
 void load_into(snapshot &data, padded_text &text) {
   text.pad();
-  const std::string_view view = text.view();
-  loader reader(view.data(), view.size(), text.capacity(), data);
-  try {
-    reader.load();
-  } catch (refusal &refused) {
-    throw earliest(view, std::move(refused));
-  } catch (const simdjson::simdjson_error &fault) {
-    if (is_memory(fault.error())) throw std::bad_alloc();
-    std::optional<refusal> found = find_syntax_fault(view);
-    if (found) throw std::move(*found);
-    throw refusal{reader.offset(), fault.what()};
-  }
+  loader reader(text.view().data(), text.view().size(), text.capacity(), data);
+  zuapi::read_json(text.view(), [&] { reader.load(); });
 }
 
 zu_data_ifc *load(const char *name, padded_text &text, zu_do_error **error) {
@@ -124,7 +103,7 @@ zu_data_ifc *load(const char *name, padded_text &text, zu_do_error **error) {
   try {
     load_into(object->data, text);
     return &object->ifc;
-  } catch (const refusal &refused) {
+  } catch (const zuapi::refusal &refused) {
     data_object_release(object);
     report(error, ZU_FAILED, message_of(name, text.view(), refused));
     return nullptr;

@@ -1,11 +1,16 @@
 // Reads a data file's text into a snapshot.
 #pragma once
 
-#include "store/json_value.hpp"
+#include "store/message.hpp"
 #include "store/path_builder.hpp"
 #include "store/snapshot.hpp"
+#include "zuapi/json_value.hpp"
 
 namespace store {
+
+namespace json = simdjson::ondemand;
+using zuapi::members_of;
+using zuapi::value_reader;
 
 // Two walks over one parsed document: the first learns the classes, the paths and which properties their
 // records give, so that the second can write every record once, in its final shape and place.
@@ -13,13 +18,11 @@ class loader {
 public:
   // The text must be readable `capacity` bytes far, as the parser asks for.
   loader(const char *text, size_t length, size_t capacity, snapshot &data)
-      : text_(text), length_(length), capacity_(capacity), data_(data), reader_(text, data.memory),
+      : text_(text), length_(length), capacity_(capacity), data_(data), reader_(text, data.memory, false),
         at_(text) {}
 
   // Throws refusal, simdjson::simdjson_error (the text is not JSON) or std::bad_alloc.
   void load();
-  // How far the reading had come: where an error without a place belongs.
-  size_t offset() const { return static_cast<size_t>(at_ - text_); }
 
 private:
   [[noreturn]] void refuse(const char *at, std::string message) const {

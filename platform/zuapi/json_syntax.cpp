@@ -1,9 +1,7 @@
-// Where a data file is refused: the first fault in its syntax, and lines and columns.
-#include "store/syntax.hpp"
+// The first fault in the syntax of a JSON text.
+#include "zuapi/json_syntax.hpp"
 
-#include <algorithm>
-
-namespace store {
+namespace zuapi {
 
 namespace {
 
@@ -199,37 +197,13 @@ private:
 
 } // namespace
 
-std::optional<refusal> find_syntax_fault(std::string_view text) {
+refusal first_fault(std::string_view text, refusal found) {
   try {
     scanner(text).document();
   } catch (refusal &fault) {
-    return std::move(fault);
+    if (fault.offset <= found.offset) return std::move(fault);
   }
-  return std::nullopt;
+  return found;
 }
 
-std::string in_quotes(std::string_view text) {
-  constexpr size_t longest = 200;
-  constexpr char digits[] = "0123456789ABCDEF";
-  size_t length = std::min(text.size(), longest);
-  while (length < text.size() && length > 0 && (static_cast<uint8_t>(text[length]) & 0xc0) == 0x80) --length;
-  std::string shown = "\"";
-  for (char c : text.substr(0, length)) {
-    const auto byte = static_cast<uint8_t>(c);
-    if (byte < 0x20 || byte == 0x7f) {
-      shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
-    } else {
-      shown += c;
-    }
-  }
-  return shown + (length < text.size() ? "...\"" : "\"");
-}
-
-place place_of(std::string_view text, size_t offset) {
-  const std::string_view before = text.substr(0, std::min(offset, text.size()));
-  const size_t line_start = before.rfind('\n') + 1; // 0 when there is none
-  return {1 + static_cast<size_t>(std::count(before.begin(), before.end(), '\n')),
-          before.size() - line_start + 1};
-}
-
-} // namespace store
+} // namespace zuapi

@@ -1,7 +1,9 @@
-// Reads the values of a data file into frozen cells.
-#include "store/json_value.hpp"
+// Reads values from a JSON text that the parser walks, into frozen cells.
+#include "zuapi/json_value.hpp"
 
-namespace store {
+#include <charconv>
+
+namespace zuapi {
 
 namespace {
 
@@ -12,6 +14,14 @@ bool plain_string(const char *start, std::string_view &text) {
   while (*end != '"' && *end != '\\') ++end;
   text = {start, static_cast<size_t>(end - start)};
   return *end == '"';
+}
+
+// The number at the front of a token that the parser has checked. The parser's own doubles are wrong when
+// there are more than 19 digits. One that is too small for a double is 0.
+double to_double(std::string_view token) {
+  double number = token.front() == '-' ? -0.0 : 0.0;
+  std::from_chars(token.data(), token.data() + token.size(), number);
+  return number;
 }
 
 } // namespace
@@ -35,7 +45,7 @@ std::string_view value_reader::string(json::value &value) {
     text = value.get_string().value();
     if (text.find('\0') != std::string_view::npos) refuse(start, "a string holds a NUL");
   }
-  if (text.size() > zuapi::longest_text) refuse(start, "a string is too long");
+  if (text.size() > longest_text) refuse(start, "a string is too long");
   return text;
 }
 
@@ -47,14 +57,14 @@ const char *value_reader::intern_type(std::string_view name) {
 
 zu_do_value value_reader::with_type(zu_do_value cell, const char *type) {
   if (type == nullptr) return cell;
-  auto *payload = static_cast<zuapi::typed_payload *>(memory_.take(sizeof(zuapi::typed_payload)));
-  zuapi::cell_set_typedef(cell, payload, type);
+  auto *payload = static_cast<typed_payload *>(memory_.take(sizeof(typed_payload)));
+  cell_set_typedef(cell, payload, type);
   return cell;
 }
 
 zu_do_value value_reader::string_cell(const char *text, size_t length, const char *type) {
   const bool keep_lines = type != nullptr && std::string_view(type) == "Text";
-  return with_type(zuapi::cell_string(text, length, keep_lines), type);
+  return with_type(cell_string(text, length, keep_lines), type);
 }
 
 zu_do_value value_reader::read(json::value value, const char *class_type, uint32_t depth) {
@@ -69,7 +79,7 @@ zu_do_value value_reader::read_untyped(json::value &value, types &type, uint32_t
   case '"': {
     const std::string_view text = string(value);
     const bool keep_lines = type.used() != nullptr && std::string_view(type.used()) == "Text";
-    return zuapi::cell_string(memory_.copy_text(text), text.size(), keep_lines);
+    return cell_string(memory_.copy_text(text), text.size(), keep_lines);
   }
   case '{':
   case '[':
@@ -77,10 +87,10 @@ zu_do_value value_reader::read_untyped(json::value &value, types &type, uint32_t
     return *start == '{' ? read_wrapped(value, type, depth + 1) : read_array(value, type, depth + 1);
   case 't':
   case 'f':
-    return zuapi::cell_bool(value.get_bool().value());
+    return cell_bool(value.get_bool().value());
   case 'n':
     if (!value.is_null()) refuse(start, "expected a value");
-    return zuapi::cell_null();
+    return cell_null();
   default:
     return read_number(value);
   }
@@ -106,14 +116,14 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
 
 zu_do_value value_reader::read_array(json::value &value, const types &type, uint32_t depth) {
   const char *start = start_of(value);
-  if (type.used() != nullptr && std::string_view(type.used()) == "PasswordString") {
+  if (!open_secrets_ && type.used() != nullptr && std::string_view(type.used()) == "PasswordString") {
     refuse(start, "a PasswordString is an array");
   }
   const size_t first = elements_.size();
   for (json::value element : elements_of(value)) {
     const bool is_null = *start_of(element) == 'n';
     zu_do_value cell = read(element, nullptr, depth);
-    elements_.push_back(is_null ? zuapi::cell_none() : cell);
+    elements_.push_back(is_null ? cell_none() : cell);
   }
   // Elements without a value at the end are not elements.
   while (elements_.size() > first && elements_.back().type == ZU_DO_TYPE_NONE) elements_.pop_back();
@@ -121,23 +131,22 @@ zu_do_value value_reader::read_array(json::value &value, const types &type, uint
   auto *cells = static_cast<zu_do_value *>(memory_.take(length * sizeof(zu_do_value)));
   std::copy(elements_.begin() + static_cast<ptrdiff_t>(first), elements_.end(), cells);
   elements_.resize(first);
-  return zuapi::cell_array(
-      zuapi::vlist_place(memory_.take(sizeof(zu_do_vlist)), cells, static_cast<uint32_t>(length)));
+  return cell_array(vlist_place(memory_.take(sizeof(zu_do_vlist)), cells, static_cast<uint32_t>(length)));
 }
 
 zu_do_value value_reader::read_number(json::value &value) {
-  const char *start = start_of(value);
+  const std::string_view token = value.raw_json_token();
   json::number number;
   // A malformed number is found again, with its place, by the syntax scan that follows every refusal.
-  if (value.get_number().get(number) != simdjson::SUCCESS) refuse(start, "a number out of range");
+  if (value.get_number().get(number) != simdjson::SUCCESS) refuse(token.data(), "a number out of range");
   switch (number.get_number_type()) {
   case json::number_type::signed_integer:
-    return zuapi::cell_int(number.get_int64());
+    return cell_int(number.get_int64());
   case json::number_type::unsigned_integer:
-    return zuapi::cell_uint(number.get_uint64());
+    return cell_uint(number.get_uint64());
   default:
-    return zuapi::cell_double(number.get_double());
+    return cell_double(to_double(token));
   }
 }
 
-} // namespace store
+} // namespace zuapi

@@ -1,4 +1,4 @@
-// Reads the values of a data file into frozen cells.
+// Reads values from a JSON text that the parser walks, into frozen cells.
 #pragma once
 
 #include <simdjson.h>
@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "store/memory.hpp"
-#include "store/syntax.hpp"
+#include "zuapi/arena.hpp"
+#include "zuapi/json_syntax.hpp"
 #include "zuapi/layout.hpp"
 
-namespace store {
+namespace zuapi {
 
 namespace json = simdjson::ondemand;
 
@@ -25,11 +25,26 @@ inline json::array elements_of(json::value &value) {
   return value.get_array();
 }
 
-// A string of the file, decoded: a slice of the file's text where nothing is escaped in it, otherwise of the
-// parser's buffer. Refused when it holds a NUL.
+// Runs `read`, in which the parser reads that text. Throws a refusal of what comes first in the text, or
+// std::bad_alloc.
+template <class Read>
+void read_json(std::string_view text, Read read) {
+  try {
+    read();
+  } catch (refusal &found) {
+    throw first_fault(text, std::move(found));
+  } catch (const simdjson::simdjson_error &fault) {
+    if (fault.error() == simdjson::MEMALLOC) throw std::bad_alloc();
+    throw first_fault(text, {text.size(), fault.what()});
+  }
+}
+
+// Reads the values of one text. Throws refusal, simdjson::simdjson_error or std::bad_alloc.
 class value_reader {
 public:
-  value_reader(const char *text, arena &memory) : text_(text), memory_(memory) {}
+  // Offsets count from `text`. `open_secrets`: a PasswordString may be an array.
+  value_reader(const char *text, arena &memory, bool open_secrets)
+      : text_(text), memory_(memory), open_secrets_(open_secrets) {}
 
   [[noreturn]] void refuse(const char *at, std::string message) const {
     throw refusal{static_cast<size_t>(at - text_), std::move(message)};
@@ -42,6 +57,8 @@ public:
   // A string cell of a text that is in the arena already.
   zu_do_value string_cell(const char *text, size_t length, const char *type);
 
+  // A text of the document, decoded: a slice of the document where nothing is escaped in it, otherwise of the
+  // parser's buffer. Refused when it holds a NUL.
   std::string_view name(json::field &field);
   std::string_view string(json::value &value);
   // One text in the arena for equal names.
@@ -65,8 +82,9 @@ private:
 
   const char *text_;
   arena &memory_;
+  bool open_secrets_;
   std::map<std::string, const char *, std::less<>> type_names_;
   std::vector<zu_do_value> elements_; // of the arrays that are being read, innermost last
 };
 
-} // namespace store
+} // namespace zuapi

@@ -1,0 +1,72 @@
+// Memory for frozen objects: pieces of big chunks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "qmalloc/qmalloc.h"
+
+namespace zuapi {
+
+// Hands out pieces of big chunks and frees them all at once. Throws std::bad_alloc.
+class arena {
+public:
+  arena() = default;
+  ~arena() {
+    while (chunks_ != nullptr) qfree_named(std::exchange(chunks_, chunks_->next));
+  }
+  arena(const arena &) = delete;
+  arena &operator=(const arena &) = delete;
+
+  // Aligned as a pointer.
+  void *take(size_t size) {
+    const size_t skip = static_cast<size_t>(-reinterpret_cast<intptr_t>(next_)) & (alignof(void *) - 1);
+    if (static_cast<size_t>(end_ - next_) < size + skip) return take_slow(size);
+    next_ += skip;
+    return std::exchange(next_, next_ + size);
+  }
+  // Room for a text of that length and its NUL, anywhere.
+  char *take_text(size_t length) {
+    if (static_cast<size_t>(end_ - next_) <= length) return static_cast<char *>(take_slow(length + 1));
+    return std::exchange(next_, next_ + length + 1);
+  }
+  const char *copy_text(std::string_view text) {
+    char *copy = take_text(text.size());
+    if (!text.empty()) std::memcpy(copy, text.data(), text.size());
+    copy[text.size()] = '\0';
+    return copy;
+  }
+
+private:
+  struct chunk {
+    chunk *next;
+  };
+  static constexpr size_t smallest = size_t{4} << 10;
+  static constexpr size_t largest = size_t{16} << 20;
+
+  void *take_slow(size_t size) {
+    // A piece that would waste much of a chunk gets one of its own, and the current one goes on.
+    const bool alone = size > size_ / 4;
+    const size_t room = alone ? size : size_;
+    auto *fresh = static_cast<chunk *>(qmalloc_named(ZU_DO_AREA, sizeof(chunk) + room));
+    if (fresh == nullptr) throw std::bad_alloc();
+    fresh->next = std::exchange(chunks_, fresh);
+    char *start = reinterpret_cast<char *>(fresh + 1);
+    if (alone) return start;
+    next_ = start + size;
+    end_ = start + room;
+    if (size_ < largest) size_ *= 2;
+    return start;
+  }
+
+  chunk *chunks_ = nullptr;
+  char *next_ = nullptr;
+  char *end_ = nullptr;
+  size_t size_ = smallest;
+};
+
+} // namespace zuapi
