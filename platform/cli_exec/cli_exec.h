@@ -54,9 +54,9 @@ int zu_exec_str_to_location_scheme(const char *text, uint32_t *scheme);
  *     operand   = "(" "eval" string ")" / "$" name / JSON number, string, true, false, null
  *     op        = and / or / not / eq / ne / lt / le / gt / ge / set
  *
- * Blanks separate; groups nest at most 64 deep. An eval string that starts with '$' names a property, one
- * that starts with '{' is a value from JSON (zu_do_value_from_json), any other is that string. A property
- * name has no blanks, control bytes, quotes or parentheses.
+ * Blanks separate; groups nest at most 64 deep. An eval string that is '$' and a name names a property, one
+ * from '{' to '}' is a value from JSON (zu_do_value_from_json), any other is that string. A property name has
+ * no blanks, control bytes, quotes or parentheses.
  *
  * A property that is absent, without value or null is null. `eq` and `ne` compare values, numbers by size;
  * `lt`, `le`, `gt`, `ge` compare numbers by size and anything else by display text, byte by byte, and are

@@ -217,8 +217,6 @@ bool parser::parse_operand() {
   }
 }
 
-// What an eval string starts with says what it is, so that a slip in a value or a name is an error and not
-// a text that never matches.
 bool parser::parse_eval() {
   const size_t start = at_++;
   skip_blanks();
@@ -233,8 +231,8 @@ bool parser::parse_eval() {
   if (here() != ')') return refuse(at_, "more than one string in \"eval\"");
   ++at_;
   const std::string_view text = zu_do_value_get_string(value.get(), nullptr);
-  if (text.starts_with('$')) return add_property(text.substr(1), string_start);
-  if (text.starts_with('{')) {
+  if (text.starts_with('$') && is_name(text.substr(1))) return add_property(text.substr(1), string_start);
+  if (text.starts_with('{') && text.ends_with('}')) {
     owned_value decoded;
     return decode(text, string_start, decoded) && add_constant(std::move(decoded));
   }
