@@ -48,16 +48,12 @@ struct path_part {
 };
 
 // Whether the URI gives every key of the path's records: then it is a record's own text, or none's.
-bool gives_all_keys(const path_entry &path, const path_part &asked) {
+bool gives_all_keys(const snapshot &data, const path_entry &path, const path_part &asked) {
   const path_part sample(record_of(path.records.rows[0])->uri);
   if (!path.same_keys || !same_key_names(asked.below, sample.below)) return false;
   if (!asked.absolute) return true;
-  if (!path.same_locations) return false;
-  for (uint32_t i = 0; i < path.records.count; ++i) {
-    const path_part stored(record_of(path.records.rows[i])->uri);
-    if (stored.absolute) return same_key_names(asked.location, stored.location);
-  }
-  return false;
+  if (!path.same_locations || path.first_located == no_id) return false;
+  return same_key_names(asked.location, path_part(data.uri_of(path.first_located)).location);
 }
 
 // The records of the path that a URI without a query, or with one of type 2, gives in full.
@@ -136,7 +132,7 @@ int select_rows(const snapshot &data, zu_do_uri *uri, answer &found) {
 
   const path_part asked(uri);
   int code = ZU_OK;
-  if (gives_all_keys(*path, asked)) {
+  if (gives_all_keys(data, *path, asked)) {
     code = look_up(data, uri, found);
   } else if (!asked.absolute && asked.below.find(';') == asked.below.npos) {
     found = answer::of_run(path->records, path->form);

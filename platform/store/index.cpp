@@ -71,23 +71,18 @@ void append(run &rows, zu_do_vlist *row) {
 }
 
 void build_paths(snapshot &data, const uint32_t *path_ids) {
-  struct path_builder {
-    run_builder rows;
-    uint32_t first_located = no_id;
-  };
-  std::vector<path_builder> builders(data.paths.size());
+  std::vector<run_builder> builders(data.paths.size());
   for (uint32_t id = 0; id < data.record_count; ++id) {
-    path_builder &builder = builders[path_ids[id]];
+    run_builder &rows = builders[path_ids[id]];
     path_entry &path = data.paths[path_ids[id]];
-    builder.rows.add(id);
+    rows.add(id);
     const zu_do_uri *uri = data.uri_of(id);
-    const zu_do_uri *first = data.uri_of(builder.rows.first);
+    const zu_do_uri *first = data.uri_of(rows.first);
     if (is_absolute(uri)) {
-      if (builder.first_located == no_id) builder.first_located = id;
-      path.same_locations =
-          path.same_locations &&
-          same_key_names(split_location(uri->view()).location,
-                         split_location(data.uri_of(builder.first_located)->view()).location);
+      if (path.first_located == no_id) path.first_located = id;
+      path.same_locations = path.same_locations &&
+                            same_key_names(split_location(uri->view()).location,
+                                           split_location(data.uri_of(path.first_located)->view()).location);
     }
     const auto below_location = [](const zu_do_uri *of) {
       return is_absolute(of) ? split_location(of->view()).rest : of->view();
@@ -97,11 +92,11 @@ void build_paths(snapshot &data, const uint32_t *path_ids) {
   }
   bool scattered = false;
   for (size_t i = 0; i < builders.size(); ++i) {
-    data.paths[i].records = builders[i].rows.place(data);
-    scattered = scattered || builders[i].rows.scattered;
+    data.paths[i].records = builders[i].place(data);
+    scattered = scattered || builders[i].scattered;
   }
   for (uint32_t id = 0; scattered && id < data.record_count; ++id) {
-    if (builders[path_ids[id]].rows.scattered) append(data.paths[path_ids[id]].records, data.records[id]);
+    if (builders[path_ids[id]].scattered) append(data.paths[path_ids[id]].records, data.records[id]);
   }
 }
 

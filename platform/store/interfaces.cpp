@@ -54,7 +54,7 @@ int crudx_free(zu_crudx_ifc *ifc) noexcept {
 
 // A named configuration is a store of its own, so the name and the flags say nothing here.
 int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *, uint64_t, zu_do_properties *record) noexcept {
-  if (uri == nullptr || record == nullptr || zu_do_uri_is_coll_uri(uri)) return ZU_FAILED;
+  if (uri == nullptr || record == nullptr) return ZU_FAILED;
   const snapshot &data = object_of(ifc)->data->data;
   const uint32_t id = data.find(uri);
   if (id == no_id) return ZU_NOT_FOUND;

@@ -71,7 +71,7 @@ void path_list::finish(snapshot &data) {
     path_builder &path = *paths_[i];
     path.finish(data, name_count);
     const std::string_view text(data.memory.copy_text(path.text()), path.text().size());
-    data.paths[i] = {text, path.form(), {nullptr, 0}, true, true};
+    data.paths[i] = {text, path.form(), {nullptr, 0}, true, true, no_id};
     data.path_by_text.insert(zuapi::hash_text(text.data(), text.size()), i);
   }
 }

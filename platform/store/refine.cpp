@@ -57,17 +57,27 @@ private:
   zu_do_strbuf *buffer_ = nullptr;
 };
 
+// Sorts by one property. Throws std::bad_alloc: a sort must not go on with an order that is not one.
+void sort_by(zu_do_name *name, zu_do_vlist **rows, uint32_t count) {
+  column a(name), b(name);
+  std::stable_sort(rows, rows + count, [&](zu_do_vlist *left, zu_do_vlist *right) {
+    bool exhausted = false;
+    const int order = zuapi::value_order(a.of(left), b.of(right), exhausted);
+    if (exhausted) throw std::bad_alloc();
+    return order < 0;
+  });
+}
+
 int sort_rows(zu_do_nlist *order_by, answer &found) {
-  const size_t length = zu_do_nlist_get_len(order_by);
   zu_do_vlist **rows = found.make_own();
   if (rows == nullptr) return ZU_EXHAUSTED;
-  // The last property first: a stable sort keeps what the later ones have put in order.
-  for (size_t i = length; i-- > 0;) {
-    zu_do_name *name = zu_do_nlist_get(order_by, i);
-    column a(name), b(name);
-    std::stable_sort(rows, rows + found.rows().count, [&](zu_do_vlist *left, zu_do_vlist *right) {
-      return zu_do_value_compare(a.of(left), b.of(right)) < 0;
-    });
+  try {
+    // The last property first: a stable sort keeps what the later ones have put in order.
+    for (size_t i = zu_do_nlist_get_len(order_by); i-- > 0;) {
+      sort_by(zu_do_nlist_get(order_by, i), rows, found.rows().count);
+    }
+  } catch (const std::bad_alloc &) {
+    return ZU_EXHAUSTED;
   }
   return ZU_OK;
 }

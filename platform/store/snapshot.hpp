@@ -26,8 +26,9 @@ struct path_entry {
   std::string_view text;
   const zuapi::shape *form;
   run records;
-  bool same_keys;      // the records' URIs have the same key names in the same places, locations left out
-  bool same_locations; // so have the location segments of those that have one
+  bool same_keys;         // the records' URIs have the same key names in the same places, locations left out
+  bool same_locations;    // so have the location segments of those that have one
+  uint32_t first_located; // the id of the first that has one, or no_id
 };
 
 // The instances of one collection `parent?name`.

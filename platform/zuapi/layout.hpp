@@ -87,6 +87,10 @@ static_assert(sizeof(zu_do_value) == 16);
 
 namespace zuapi {
 
+// As zu_do_value_compare; sets `exhausted` when there was no memory for a display text, and the order is not
+// good.
+int value_order(zu_do_value *a, zu_do_value *b, bool &exhausted);
+
 // True when display shows the text as it is. `keep_lines`: it is of typedef `Text`.
 bool text_is_clean(const char *text, size_t length, bool keep_lines);
 // The longest string that a value can hold.

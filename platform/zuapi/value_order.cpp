@@ -90,6 +90,7 @@ public:
   shown_text(const shown_text &) = delete;
   shown_text &operator=(const shown_text &) = delete;
   std::string_view view() const { return view_; }
+  bool failed() const { return view_.data() == nullptr; }
 
 private:
   char room_[ZU_DO_VALUE_ROOM];
@@ -129,6 +130,11 @@ bool zu_do_value_equals(zu_do_value *a, zu_do_value *b) {
 }
 
 int zu_do_value_compare(zu_do_value *a, zu_do_value *b) {
+  bool exhausted = false;
+  return value_order(a, b, exhausted);
+}
+
+int zuapi::value_order(zu_do_value *a, zu_do_value *b, bool &exhausted) {
   const int kind = rank(zu_do_value_get_type(a));
   const int other = rank(zu_do_value_get_type(b));
   if (kind != other) return order(kind, other);
@@ -141,7 +147,10 @@ int zu_do_value_compare(zu_do_value *a, zu_do_value *b) {
     return order_numbers(a, b);
   case 3:
     return order_texts(a->text(), b->text());
-  default:
-    return order_texts(shown_text(a).view(), shown_text(b).view());
+  default: {
+    const shown_text a_text(a), b_text(b);
+    exhausted = exhausted || a_text.failed() || b_text.failed();
+    return order_texts(a_text.view(), b_text.view());
+  }
   }
 }
