@@ -99,8 +99,8 @@ zu_do_properties *record_finder::find_quickly() noexcept {
 }
 
 const char *record_finder::uri_text() noexcept {
-  if (uri_) return zu_do_uri_get_uri_str(uri_.get());
-  return text_ != nullptr ? text_ : resolve_to_text(template_, ctx_).text;
+  if (!uri_ && text_ == nullptr) uri_ = ref<zu_do_uri>::adopt(template_->resolve(template_, ctx_));
+  return uri_ ? zu_do_uri_get_uri_str(uri_.get()) : text_;
 }
 
 } // namespace tvr

@@ -25,7 +25,7 @@ private:
 
   zu_tvr_uri *template_;
   zu_tvr_walk_ctx *ctx_;
-  ref<zu_do_uri> uri_;         // made by the plain steps
+  ref<zu_do_uri> uri_;         // goes before the text, which may not be that of the URI
   const char *text_ = nullptr; // of the quick steps; none when the record was remembered
 };
 
