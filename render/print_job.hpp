@@ -92,8 +92,8 @@ void make_condition(zu_tvr_print_data *data) noexcept;
 bool check_condition(zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx, zu_do_properties *conditions,
                      bool &holds) noexcept;
 
-// Writes the start of a line: the newline character of the node, and the indentation. False when the buffer
-// is none or failed (traced and reported).
+// Writes the start of a line: the newline character of the node, and the indentation. False (traced and
+// reported) when the buffer is none.
 bool start_line(const zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx, zu_do_strbuf *line) noexcept;
 // The walk's own line buffer, emptied; none when it cannot be made.
 zu_do_strbuf *walk_line(zu_tvr_walk_ctx *ctx) noexcept;
