@@ -110,13 +110,6 @@ struct outcome {
   std::string text() const { return std::to_string(step) + " " + output + "\n" + reports + errors; }
 };
 
-inline bool operator==(const outcome &a, const outcome &b) {
-  return a.text() == b.text();
-}
-inline std::ostream &operator<<(std::ostream &out, const outcome &one) {
-  return out << one.text();
-}
-
 inline int ignore_error(void *, int32_t, const char *) {
   return 0;
 }
