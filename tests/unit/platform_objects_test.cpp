@@ -45,57 +45,43 @@ TEST(names, live_while_any_thread_holds_them) {
   for (auto &thread : threads) thread.join();
 }
 
-struct json_case {
-  std::string_view text;
-  int32_t type;
-  std::string_view shown;
-  const char *typedef_name = nullptr;
-};
-
 TEST(values_from_json, accepts) {
   using namespace std::string_view_literals;
-  const json_case cases[] = {
+  const struct {
+    std::string_view text;
+    int32_t type;
+    std::string_view shown;
+    std::string_view typedef_name = "";
+  } cases[] = {
       {" \t\r\n1 ", 102, "1"},
       {"-9223372036854775808", 102, "-9223372036854775808"},
-      {"9223372036854775807", 102, "9223372036854775807"},
       {"9223372036854775808", 103, "9223372036854775808"},
-      {"18446744073709551615", 103, "18446744073709551615"},
       {"-0", 102, "0"},
       {"-0.0", 104, "-0"},
-      {"1.0", 104, "1"},
       {"0.1", 104, "0.1"},
-      {"1e3", 104, "1000"},
       {"1E+300", 104, "1e+300"},
       {"2.5e-400", 104, "0"},
       {"-0.0200000000000000000050", 104, "-0.02"},
       {"0.00001e-99999999999999999999", 104, "0"},
-      {"true", 101, "true"},
       {"false", 101, "false"},
       {"null", 100, ""},
       {"\"\"", 105, ""},
-      {"\"plain\"", 105, "plain"},
       {R"("\"\\\/\t")", 105, "\"\\/\t"},
       {R"("\n\r\b\f\u007f")", 105, R"(\x0A\x0D\x08\x0C\x7F)"},
       {R"({"Text":"a\nb\r"})", 105, "a\nb\\x0D", "Text"},
-      {R"({"Text":"a\nb"})", 105, "a\nb", "Text"},
       {R"("\u00e9\u20ac\ud83d\ude00")", 105, "\u00e9\u20ac\U0001f600"},
       {"\"\u00e9\u20ac\U0001f600\"", 105, "\u00e9\u20ac\U0001f600"},
-      {R"("ends in \\")", 105, "ends in \\"},
       {"[]", 106, ""},
       {"[1, \"a\" ,true,[2,3]]", 106, "1,a,true,2,3"},
       {"[null,1,null]", 106, ",1"},
-      {"[null,null]", 106, ""},
       {R"(["\u0001",{"Text":"\n"}])", 106, "\\x01,\n"},
-      {R"({"v":1})", 102, "1"},
-      {R"({"PasswordString":"x"})", 105, "x", "PasswordString"},
       {R"({ "A\u0042" : {"C":{"v":7}} })", 102, "7", "AB"},
       {R"({"v":{"C":7}})", 102, "7", "C"},
       {R"({"A\\":"b\\c"})", 105, "b\\c", "A\\"},
-      {R"({"T":[1]})", 106, "1", "T"},
       {R"({"T":null})", 100, "", "T"},
       {R"({"PasswordString":["x"]})", 106, "x", "PasswordString"},
   };
-  for (const json_case &row : cases) {
+  for (const auto &row : cases) {
     SCOPED_TRACE(row.text);
     balanced_memory balanced;
     own_value value = json(row.text);
@@ -103,14 +89,11 @@ TEST(values_from_json, accepts) {
     EXPECT_EQ(zu_do_value_get_type(value.get()), row.type);
     EXPECT_EQ(display(value.get()), row.shown);
     const char *typedef_name = zu_do_value_get_typedef_name(value.get());
-    EXPECT_EQ(typedef_name == nullptr ? "" : std::string_view(typedef_name),
-              row.typedef_name == nullptr ? "" : std::string_view(row.typedef_name));
+    EXPECT_EQ(typedef_name == nullptr ? "" : typedef_name, row.typedef_name);
     char room[ZU_DO_VALUE_ROOM];
     size_t length = 0;
-    if (const char *text = zu_do_value_display(value.get(), room, &length)) {
-      EXPECT_EQ(std::string_view(text), row.shown);
-      EXPECT_EQ(length, row.shown.size());
-    }
+    const char *text = zu_do_value_display(value.get(), room, &length);
+    EXPECT_TRUE(text == nullptr || (text == row.shown && length == row.shown.size()));
   }
 }
 
@@ -130,16 +113,10 @@ TEST(values_from_json, refuses_with_the_position) {
       {"1,2", "text after the end of the document at byte 1"},
       {"1],[2", "text after the end of the document at byte 1"},
       {"]", "expected a value at byte 0"},
-      {"tru", "expected a value at byte 0"},
-      {"[1.]", "malformed number at byte 1"},
       {" 18446744073709551616", "a number out of range at byte 1"},
-      {"[-9223372036854775809]", "a number out of range at byte 1"},
       {"0.001e999999999999999999999", "a number out of range at byte 0"},
-      {"\"a\\\"", "string without an end at byte 0"},
       {"[1, \"a\\u0000\"]", "a string holds a NUL at byte 4"},
       {"\"a\0\""s, "control character in a string at byte 2"},
-      {"\"\\n\x80\"", "the text is not valid UTF-8 at byte 3"},
-      {"[", "the document ends too early at byte 1"},
       {"{}", "an object as a value must have exactly one member at byte 0"},
       {"[{\"a\":1,\"b\":2}]", "an object as a value must have exactly one member at byte 1"},
       {"{\"\":1}", "a typedef name is empty at byte 1"},
@@ -192,28 +169,18 @@ TEST(values, key_form) {
 }
 
 TEST(values, getters_convert_nothing) {
-  own_value number = json("7");
-  own_value text = json("\"7\"");
-  own_value big = json("18446744073709551615");
-  int code = -1;
-  EXPECT_EQ(zu_do_value_get_int(number.get(), &code), 7);
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(zu_do_value_get_int(text.get(), &code), 0);
-  EXPECT_EQ(code, ZU_FAILED);
-  EXPECT_EQ(zu_do_value_get_string(number.get(), &code), nullptr);
-  EXPECT_EQ(code, ZU_FAILED);
-  EXPECT_EQ(zu_do_value_get_int(big.get(), &code), 0);
-  EXPECT_EQ(code, ZU_FAILED);
-  EXPECT_EQ(zu_do_value_get_uint(big.get(), &code), UINT64_MAX);
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(zu_do_value_get_uint(number.get(), &code), 7u);
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(zu_do_value_get_uint(json("-7").get(), &code), 0u);
-  EXPECT_EQ(code, ZU_FAILED);
-  EXPECT_EQ(zu_do_value_get_double(number.get(), &code), 0);
-  EXPECT_EQ(code, ZU_FAILED);
-  EXPECT_EQ(zu_do_value_get_array(nullptr, &code), nullptr);
-  EXPECT_EQ(code, ZU_FAILED);
+  const own_value number = json("7"), text = json("\"7\""), big = json("18446744073709551615");
+  int codes[8] = {};
+  EXPECT_EQ(zu_do_value_get_int(number.get(), &codes[0]), 7);
+  EXPECT_EQ(zu_do_value_get_uint(number.get(), &codes[1]), 7u);
+  EXPECT_EQ(zu_do_value_get_uint(big.get(), &codes[2]), UINT64_MAX);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(codes[i], ZU_OK);
+  EXPECT_EQ(zu_do_value_get_int(text.get(), &codes[3]), 0);
+  EXPECT_EQ(zu_do_value_get_string(number.get(), &codes[4]), nullptr);
+  EXPECT_EQ(zu_do_value_get_int(big.get(), &codes[5]), 0);
+  EXPECT_EQ(zu_do_value_get_double(number.get(), &codes[6]), 0);
+  EXPECT_EQ(zu_do_value_get_array(nullptr, &codes[7]), nullptr);
+  for (int i = 3; i < 8; ++i) EXPECT_EQ(codes[i], ZU_FAILED);
 }
 
 TEST(values, take_a_typedef_and_default_later) {
@@ -232,27 +199,21 @@ TEST(values, take_a_typedef_and_default_later) {
   }
 }
 
-// The order of all: each is below the next; those in one group are equal or tied.
+// The order of all: each is below the next; those in one group are equal.
 TEST(values, have_one_order) {
   own_uri uri(zu_do_uri_new("/b"));
   std::vector<std::vector<own_value>> groups;
-  const auto group = [&groups](std::initializer_list<const char *> texts) {
+  const auto group = [&groups](std::initializer_list<const char *> texts, zu_do_value *more = nullptr) {
     groups.emplace_back();
     for (const char *text : texts) groups.back().push_back(json(text));
+    if (more != nullptr) groups.back().emplace_back(more);
   };
-  group({"null"});
-  groups.back().emplace_back(zu_do_value_new_none());
-  group({"false"});
-  group({"true"});
-  groups.emplace_back();
-  groups.back().emplace_back(zu_do_value_new_double(std::nan("")));
-  groups.back().emplace_back(zu_do_value_new_double(-std::nan("")));
-  groups.emplace_back();
-  groups.back().emplace_back(zu_do_value_new_double(-std::numeric_limits<double>::infinity()));
+  for (const char *alone : {"null", "false", "true"}) group({alone});
+  group({}, zu_do_value_new_double(std::nan("")));
+  group({}, zu_do_value_new_double(-std::numeric_limits<double>::infinity()));
   group({"-1e19"});
   group({"-9223372036854775808", "-9223372036854775808.0"});
   group({"-1.5"});
-  group({"-1", "-1.0"});
   group({"0", "-0.0", "{\"T\":0}"});
   group({"0.5"});
   group({"9007199254740992", "9007199254740992.0"});
@@ -261,43 +222,33 @@ TEST(values, have_one_order) {
   group({"9223372036854775808", "9223372036854775808.0"});
   group({"18446744073709551615"});
   group({"18446744073709551616.0"});
-  group({"\"\""});
   group({"\"10\""});
   group({"\"9\"", "{\"T\":\"9\"}"});
   group({"\"9 \""});
   group({"\"\u00e9\""});
-  groups.emplace_back();
-  groups.back().emplace_back(zu_do_value_new_mr_uri(uri.get()));
-  group({"[1,2]", "[\"1,2\"]"});
+  group({}, zu_do_value_new_mr_uri(uri.get()));
+  group({"[1,[null,2]]", "[1.0,[null,{\"T\":2}]]"});
   group({"[2]"});
   for (size_t i = 0; i < groups.size(); ++i) {
     for (size_t j = 0; j < groups.size(); ++j) {
       for (const own_value &a : groups[i]) {
         for (const own_value &b : groups[j]) {
-          const int wanted = i < j ? -1 : i > j ? 1 : 0;
-          EXPECT_EQ(zu_do_value_compare(a.get(), b.get()), wanted)
-              << display(a.get()) << " and " << display(b.get()) << " of groups " << i << ", " << j;
-          if (i != j) {
-            EXPECT_FALSE(zu_do_value_equals(a.get(), b.get())) << display(a.get());
-          }
+          SCOPED_TRACE(display(a.get()) + " and " + display(b.get()));
+          EXPECT_EQ(zu_do_value_compare(a.get(), b.get()), i < j ? -1 : i > j ? 1 : 0);
+          EXPECT_EQ(zu_do_value_equals(a.get(), b.get()), i == j);
         }
       }
     }
   }
-  for (const auto &tied : groups) {
-    const bool differ = zu_do_value_is_null(tied[0].get()) || zu_do_value_get_type(tied[0].get()) == 106;
-    for (const own_value &other : tied) {
-      if (!differ) {
-        EXPECT_TRUE(zu_do_value_equals(tied[0].get(), other.get())) << display(other.get());
-      }
-    }
+  // Tied, yet not equal.
+  own_value as_collection(zu_do_value_new_coll_uri(uri.get())), as_record(zu_do_value_new_mr_uri(uri.get()));
+  const std::pair<own_value, own_value> tied[] = {{json("null"), own_value(zu_do_value_new_none())},
+                                                  {json("[1,2]"), json("[\"1,2\"]")},
+                                                  {std::move(as_collection), std::move(as_record)}};
+  for (const auto &[a, b] : tied) {
+    EXPECT_EQ(zu_do_value_compare(a.get(), b.get()), 0);
+    EXPECT_FALSE(zu_do_value_equals(a.get(), b.get()));
   }
-  own_value as_collection(zu_do_value_new_coll_uri(uri.get()));
-  EXPECT_FALSE(zu_do_value_equals(as_collection.get(), groups[groups.size() - 3][0].get()));
-  EXPECT_FALSE(zu_do_value_equals(json("null").get(), zu_do_value_new_none()));
-  EXPECT_FALSE(zu_do_value_equals(json("[1,2]").get(), json("[\"1,2\"]").get()));
-  EXPECT_TRUE(zu_do_value_equals(json("[1,[null,2]]").get(), json("[1.0,[null,{\"T\":2}]]").get()));
-  EXPECT_FALSE(zu_do_value_equals(json("[1]").get(), json("[1,2]").get()));
 }
 
 TEST(string_buffers, grow_truncate_and_stay_failed) {
@@ -409,15 +360,10 @@ TEST(records, views_answer_as_records_of_their_own) {
   EXPECT_EQ(zu_do_properties_get_shape(records[1].get()), frozen.form);
   EXPECT_EQ(zu_do_properties_get_shape(records[2].get()), nullptr);
   own_uri root(zu_do_uri_new("//locations;loc=3/system"));
-  own_name extra(zu_do_name_new("extra"));
   for (own_record &owned : records) {
     zu_do_properties *record = owned.get();
-    EXPECT_EQ(zu_do_properties_get_len(record), 3u);
     EXPECT_EQ(debug_text(record), "_uri=/system;id=1, hostname=edge, secret=<removed>");
-    EXPECT_STREQ(zu_do_properties_get_string(record, "hostname", nullptr), "edge");
     EXPECT_EQ(zu_do_properties_get_value(record, "extra"), nullptr);
-    EXPECT_EQ(zu_do_properties_get_value_n(record, extra.get()), nullptr);
-
     EXPECT_EQ(zu_do_properties_set_mr_uri(record, ZU_DO_NAME_URI, root.get()), 0);
     EXPECT_EQ(zu_do_properties_set_coll_uri(record, ZU_DO_NAME_COLL_URI, frozen.uri), 0);
     EXPECT_EQ(zu_do_properties_set_int(record, "extra", 5), 0);
@@ -427,8 +373,6 @@ TEST(records, views_answer_as_records_of_their_own) {
     EXPECT_EQ(zu_do_properties_get_len(record), 5u);
     EXPECT_EQ(debug_text(record), "_uri=//locations;loc=3/system, hostname=, secret=<removed>, "
                                   "_coll_uri=/system;id=1, extra=5");
-    EXPECT_EQ(zu_do_property_get_value(zu_do_properties_get_prop(record, "extra")),
-              zu_do_properties_get_value_n(record, extra.get()));
     // Set again and again: older values stay good for whoever took a reference.
     own_value taken(zu_do_value_ref(zu_do_properties_get_value(record, ZU_DO_NAME_URI)));
     EXPECT_EQ(zu_do_properties_set_mr_uri(record, ZU_DO_NAME_URI, frozen.uri), 0);
@@ -443,18 +387,14 @@ TEST(records, views_answer_as_records_of_their_own) {
 TEST(records, slots_give_what_names_give) {
   frozen_row frozen;
   own_record view(zu_do_properties_new_from_row(&frozen.form->columns, &frozen.record->row));
-  const int32_t slot = zu_do_properties_find_slot(view.get(), frozen.hostname.get());
-  ASSERT_EQ(slot, 1);
-  EXPECT_EQ(zu_do_properties_get_at(view.get(), slot), &frozen.record->cells()[1]);
+  EXPECT_EQ(zu_do_properties_get_at(view.get(), 1), &frozen.record->cells()[1]);
   zu_do_properties_set_int(view.get(), "hostname", 4);
-  EXPECT_EQ(zu_do_properties_get_at(view.get(), slot),
-            zu_do_properties_get_value_n(view.get(), frozen.hostname.get()));
-  EXPECT_EQ(display(zu_do_properties_get_at(view.get(), slot)), "4");
+  EXPECT_EQ(zu_do_properties_find_slot(view.get(), frozen.hostname.get()), 1);
+  EXPECT_EQ(display(zu_do_properties_get_at(view.get(), 1)), "4");
   for (const int32_t bad : {-1, 3, INT32_MAX, INT32_MIN}) {
     EXPECT_EQ(zu_do_properties_get_at(view.get(), bad), nullptr);
   }
   own_record generic(zu_do_properties_new());
-  EXPECT_EQ(zu_do_properties_get_at(generic.get(), 0), nullptr);
   EXPECT_EQ(zu_do_properties_find_slot(generic.get(), frozen.hostname.get()), -1);
 }
 
@@ -497,15 +437,11 @@ TEST(records, never_hold_each_other) {
 TEST(records, of_many_properties_keep_all) {
   balanced_memory balanced;
   own_record record(zu_do_properties_new());
-  for (int round = 0; round < 2; ++round) {
-    for (int i = 0; i < 300; ++i) {
-      ASSERT_EQ(zu_do_properties_set_int(record.get(), ("tvr" + std::to_string(i)).c_str(), i * (round + 1)),
-                0);
-    }
-  }
+  const auto name = [](int i) { return "tvr" + std::to_string(i % 300); };
+  for (int i = 0; i < 600; ++i) ASSERT_EQ(zu_do_properties_set_int(record.get(), name(i).c_str(), i), 0);
   EXPECT_EQ(zu_do_properties_get_len(record.get()), 300u);
-  for (int i = 0; i < 300; ++i) {
-    EXPECT_EQ(zu_do_properties_get_int(record.get(), ("tvr" + std::to_string(i)).c_str(), nullptr), 2 * i);
+  for (int i = 300; i < 600; ++i) {
+    EXPECT_EQ(zu_do_properties_get_int(record.get(), name(i).c_str(), nullptr), i);
   }
 }
 
@@ -524,18 +460,6 @@ TEST(records, from_rows_use_unqualified_names) {
   EXPECT_EQ(zu_do_nlist_new_from_ntlist(columns.get()), nullptr);
 }
 
-template <class Print>
-std::string printed(Print print) {
-  char *text = nullptr;
-  size_t size = 0;
-  FILE *stream = open_memstream(&text, &size);
-  print(stream);
-  fclose(stream);
-  const std::string result(text, size);
-  free(text);
-  return result;
-}
-
 TEST(prints, hide_secrets) {
   own_record record(zu_do_properties_new());
   own_nvlist pairs(zu_do_nvlist_new());
@@ -543,16 +467,17 @@ TEST(prints, hide_secrets) {
     zu_do_properties_set_value(record.get(), name, json(text).get());
     zu_do_nvlist_add(pairs.get(), name, json(text).get());
   }
-  EXPECT_EQ(printed([&](FILE *to) { zu_do_print_properties(to, 1, record.get()); }),
-            "\ta: 1\n\tb: 1,<removed>\n");
-  EXPECT_EQ(printed([&](FILE *to) { zu_do_print_nvlist(to, 2, pairs.get()); }),
-            "\t\ta=1\n\t\tb=1,<removed>\n");
-  EXPECT_EQ(printed([](FILE *to) {
-              zu_do_print_nvlist(to, 2, nullptr);
-              zu_do_print_properties(to, 2, nullptr);
-              zu_do_print_uri(to, 1, nullptr);
-            }),
-            "\t(null)\n");
+  char *text = nullptr;
+  size_t size = 0;
+  FILE *stream = open_memstream(&text, &size);
+  zu_do_print_properties(stream, 1, record.get());
+  zu_do_print_properties(stream, 2, nullptr);
+  zu_do_print_nvlist(stream, 2, pairs.get());
+  zu_do_print_nvlist(stream, 2, nullptr);
+  zu_do_print_uri(stream, 1, nullptr);
+  fclose(stream);
+  EXPECT_STREQ(text, "\ta: 1\n\tb: 1,<removed>\n\t\ta=1\n\t\tb=1,<removed>\n\t(null)\n");
+  free(text);
 }
 
 TEST(tables, add_iterate_and_step_back) {
@@ -560,16 +485,13 @@ TEST(tables, add_iterate_and_step_back) {
   balanced_memory balanced;
   own_table table(zu_do_vtable_new());
   own_columns columns(zu_do_ntlist_new());
-  EXPECT_EQ(zu_do_vtable_get_ntlist(table.get()), nullptr);
-  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), columns.get()), 0);
-  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), columns.get()), 0);
-  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), &frozen.form->columns), ZU_FAILED);
   own_list row(zu_do_vlist_new());
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), columns.get()), 0);
+  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), &frozen.form->columns), ZU_FAILED);
   zu_do_vlist *many[] = {&frozen.record->row, row.get(), &frozen.record->row};
   EXPECT_EQ(zu_do_vtable_add_many(table.get(), many, 3), 0);
   many[2] = nullptr;
   EXPECT_EQ(zu_do_vtable_add_many(table.get(), many, 3), ZU_FAILED);
-  EXPECT_EQ(zu_do_vtable_get_len(table.get()), 3u);
 
   zu_do_iter it;
   zu_do_vtable_iter(table.get(), &it);
@@ -577,7 +499,7 @@ TEST(tables, add_iterate_and_step_back) {
   zu_do_vtable_row *second = zu_do_vtable_get_next(table.get(), &it);
   EXPECT_EQ(zu_do_vtable_row_get_vlist(table.get(), second), row.get());
   EXPECT_NE(zu_do_vtable_get_next(table.get(), &it), nullptr);
-  EXPECT_FALSE(zu_do_vtable_has_next(table.get(), &it));
+  EXPECT_EQ(zu_do_vtable_get_next(table.get(), &it), nullptr);
   zu_do_vtable_iter_reset(table.get(), second, &it);
   EXPECT_EQ(zu_do_vtable_get_next(table.get(), &it), second);
 }
@@ -587,9 +509,6 @@ TEST(lists, refuse_to_change_what_is_frozen_or_missing) {
   own_list list(zu_do_vlist_new());
   own_value value = json("1");
   EXPECT_EQ(zu_do_vlist_set_value(list.get(), 0, value.get()), ZU_FAILED);
-  EXPECT_EQ(zu_do_vlist_add(list.get(), value.get()), 0);
-  EXPECT_EQ(zu_do_vlist_set_value(list.get(), 0, json("2").get()), 0);
-  EXPECT_EQ(display(zu_do_vlist_get_value(list.get(), 0)), "2");
   EXPECT_EQ(zu_do_vlist_add(&frozen.record->row, value.get()), ZU_FAILED);
   EXPECT_EQ(zu_do_vlist_set_value(&frozen.record->row, 0, value.get()), ZU_FAILED);
   EXPECT_EQ(zu_do_ntlist_add(&frozen.form->columns, nullptr, 1), ZU_FAILED);
@@ -607,26 +526,20 @@ TEST(life_cycles, leave_nothing) {
     EXPECT_EQ(ref(static_cast<decltype(object)>(nullptr)), nullptr);
     deref(static_cast<decltype(object)>(nullptr));
   };
-  cycle([] { return zu_do_name_new("life"); }, zu_do_name_ref, zu_do_name_deref);
-  cycle([] { return zu_do_value_new_string("x"); }, zu_do_value_ref, zu_do_value_deref);
-  cycle([] { return json("[[\"a\"],1.5]").release(); }, zu_do_value_ref, zu_do_value_deref);
-  cycle([] { return zu_do_value_new_none(); }, zu_do_value_ref, zu_do_value_deref);
-  cycle([] { return zu_do_error_new(1, nullptr); }, zu_do_error_ref, zu_do_error_deref);
-  cycle([] { return zu_do_nlist_new(); }, zu_do_nlist_ref, zu_do_nlist_deref);
-  cycle([] { return zu_do_nvlist_new(); }, zu_do_nvlist_ref, zu_do_nvlist_deref);
-  cycle([] { return zu_do_ntlist_new(); }, zu_do_ntlist_ref, zu_do_ntlist_deref);
-  cycle([] { return zu_do_vlist_new(); }, zu_do_vlist_ref, zu_do_vlist_deref);
-  cycle([] { return zu_do_vtable_new(); }, zu_do_vtable_ref, zu_do_vtable_deref);
-  cycle([] { return zu_do_properties_new(); }, zu_do_properties_ref, zu_do_properties_deref);
-  cycle([] { return zu_do_properties_list_new(); }, zu_do_properties_list_ref, zu_do_properties_list_deref);
-  cycle(
-      [] {
-        zu_do_uri *uri = zu_do_uri_new("/a;k=1/b");
-        zu_do_uri_get_parent_uri(uri);
-        zu_do_uri_segment_get_keys(zu_do_uri_get_segment(uri, 0));
-        return uri;
-      },
-      zu_do_uri_ref, zu_do_uri_deref);
+#define CYCLE(type, made) cycle([] { return made; }, type##_ref, type##_deref)
+  CYCLE(zu_do_name, zu_do_name_new("life"));
+  CYCLE(zu_do_value, json("[[\"a\"],1.5]").release());
+  CYCLE(zu_do_value, zu_do_value_new_none());
+  CYCLE(zu_do_error, zu_do_error_new(1, nullptr));
+  CYCLE(zu_do_nlist, zu_do_nlist_new());
+  CYCLE(zu_do_nvlist, zu_do_nvlist_new());
+  CYCLE(zu_do_ntlist, zu_do_ntlist_new());
+  CYCLE(zu_do_vlist, zu_do_vlist_new());
+  CYCLE(zu_do_vtable, zu_do_vtable_new());
+  CYCLE(zu_do_properties, zu_do_properties_new());
+  CYCLE(zu_do_properties_list, zu_do_properties_list_new());
+  CYCLE(zu_do_uri, zu_do_uri_new("/a;k=1/b"));
+#undef CYCLE
 }
 
 TEST(exhausted_memory, is_reported_by_values_and_lists) {

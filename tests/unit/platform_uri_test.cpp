@@ -1,10 +1,10 @@
 // URIs: canonical text, refusals, and every operation on them.
 #include <atomic>
+#include <cstring>
 #include <thread>
 #include <vector>
 
 #include "support/objects.hpp"
-#include "zuapi/layout.hpp"
 
 using namespace test;
 
@@ -19,7 +19,6 @@ TEST(uris, have_one_canonical_text) {
     const char *text;
     const char *canonical;
   } cases[] = {
-      {"/a", "/a"},
       {"a", "/a"},
       {" \ta/b ", "/a/b"},
       {"", "/"},
@@ -27,7 +26,6 @@ TEST(uris, have_one_canonical_text) {
       {"//", "//"},
       {"?b", "/?b"},
       {"//?locations", "//?locations"},
-      {"//l;loc=1.4/sys/ifc;name=e0", "//l;loc=1.4/sys/ifc;name=e0"},
       {"/a;k=", "/a;k="},
       {"/a;k=x=y", "/a;k=x%3Dy"},
       {"/a;k=b c;j=d", "/a;k=b%20c;j=d"},
@@ -36,7 +34,6 @@ TEST(uris, have_one_canonical_text) {
       {"a;k=\xc3\xa9!$&'", "/a;k=%C3%A9%21%24%26%27"},
       {"/\xc3\xa9:x&y;\xc3\xa9&=1", "/\xc3\xa9:x&y;\xc3\xa9&=1"},
       {"/a?x=%41 b=c", "/a?x=A%20b%3Dc"},
-      {"/a?x=", "/a?x="},
       {"/a;k=1;kk=2;j=1", "/a;k=1;kk=2;j=1"},
       {"/a;k=1/a;k=1", "/a;k=1/a;k=1"},
   };
@@ -60,23 +57,16 @@ TEST(uris, refuse_what_does_not_fit) {
     const char *reason;
   } cases[] = {
       {"/a/", "empty segment"},
-      {"///a", "empty segment"},
       {"/a//b", "empty segment"},
-      {"/a/?b", "empty segment"},
       {"//l/", "empty segment"},
       {"/;k=1", "bad segment name"},
       {"/a b", "bad byte in a segment"},
-      {"/a=1", "bad byte in a segment"},
-      {"/%41", "bad segment name"},
       {"/a\x01", "bad byte in a segment"},
       {"/a\0b"s, "bad byte in a segment"},
       {"/a;", "bad key name"},
-      {"/a;=1", "bad key name"},
       {"/a;k", "key without a value"},
-      {"/a;k;j=1", "key without a value"},
       {"/a;k$=1", "key without a value"},
       {"/a;k=1;j=2;k=3", "key given twice"},
-      {"/a;k=%", "malformed % in a value"},
       {"/a;k=%4", "malformed % in a value"},
       {"/a;k=%4g", "malformed % in a value"},
       {"/a;k=%00", "%00 in a value"},
@@ -85,7 +75,6 @@ TEST(uris, refuse_what_does_not_fit) {
       {"/a?=1", "query without a name"},
       {"/a?b?c", "bad byte in a query"},
       {"/a?b=1;c", "bad byte in a query"},
-      {"/a?b/c", "bad byte in a query"},
       {"/" + std::string(65536, 'a'), "longer than 64 KiB"},
       {"/a;k=" + std::string(30000, ' ') + "x", "longer than 64 KiB"},
   };
@@ -112,7 +101,6 @@ TEST(uris, take_many_keys_but_none_twice) {
 
 struct facts {
   const char *text;
-  bool absolute;
   int32_t coll_type;
   const char *relative;
   const char *root;     // "(none)"
@@ -140,18 +128,11 @@ void check_segments(zu_do_uri *uri, const std::vector<const char *> &wanted) {
   for (size_t i = 0; i < wanted.size(); ++i) {
     zu_do_uri_segment *segment = zu_do_uri_get_segment(uri, i);
     EXPECT_EQ(shown(segment), wanted[i]);
-    EXPECT_EQ(segment, zu_do_uri_get_segment(uri, i));
-    if (i + 1 == wanted.size()) {
-      EXPECT_EQ(zu_do_uri_get_segment_last(uri), segment);
-    }
-    if (std::string_view(wanted[i]).find(';') == std::string_view::npos) {
-      EXPECT_EQ(zu_do_uri_segment_get_keys(segment), nullptr);
-    }
+    EXPECT_EQ(zu_do_uri_segment_get_keys(segment) == nullptr, strchr(wanted[i], ';') == nullptr);
   }
   EXPECT_EQ(zu_do_uri_get_segment(uri, wanted.size()), nullptr);
-  if (wanted.empty()) {
-    EXPECT_EQ(zu_do_uri_get_segment_last(uri), nullptr);
-  }
+  zu_do_uri_segment *last = wanted.empty() ? nullptr : zu_do_uri_get_segment(uri, wanted.size() - 1);
+  EXPECT_EQ(zu_do_uri_get_segment_last(uri), last);
 }
 
 // The offsets agree with what the operations that make objects say.
@@ -173,73 +154,31 @@ void check_parts(zu_do_uri *uri, const facts &row) {
 }
 
 TEST(uris, tell_their_parts) {
+  const std::vector<const char *> none;
   const facts cases[] = {
-      {"/", false, 0, "/", "/", "0", "(none)", {}, false},
-      {"//", true, 0, "/", "(none)", nullptr, "(none)", {}, false},
-      {"/b", false, 0, "/b", "/", "0", "/", {"b"}, false},
-      {"sys/ifc", false, 0, "/sys/ifc", "/", "0", "/sys", {"sys", "ifc"}, false},
-      {"/a;k=1/b", false, 0, "/a;k=1/b", "/", "0", "/a;k=1", {"a;k=1", "b"}, false},
-      {"/a/b;k=1", false, 0, "/a/b;k=1", "/", "0", "/a", {"a", "b;k=1"}, true},
-      {"/a/b;k=1/c", false, 0, "/a/b;k=1/c", "/", "0", "/a/b;k=1", {"a", "b;k=1", "c"}, true},
-      {"/a?b", false, 1, "/a?b", "/", "0", "/a", {"a"}, false},
-      {"/?b", false, 1, "/?b", "/", "0", "/", {}, false},
-      {"/a/b?x=1", false, 2, "/a/b?x=1", "/", "0", "/a/b", {"a", "b"}, false},
-      {"/a;k=1?b", false, 1, "/a;k=1?b", "/", "0", "/a;k=1", {"a;k=1"}, false},
-      {"//b;k=1", true, 0, "/", "//b;k=1/", "1", "//", {"b;k=1"}, false},
-      {"//?locations", true, 1, "/?locations", "(none)", nullptr, "//", {}, false},
-      {"//locations;loc=1?sys",
-       true,
-       1,
-       "/?sys",
-       "//locations;loc=1/",
-       "1",
-       "//locations;loc=1",
-       {"locations;loc=1"},
-       false},
-      {"//locations;loc=1/sys",
-       true,
-       0,
-       "/sys",
-       "//locations;loc=1/",
-       "1",
-       "//locations;loc=1",
-       {"locations;loc=1", "sys"},
-       false},
-      {"//locations;loc=1/sys/ifc;name=e0",
-       true,
-       0,
-       "/sys/ifc;name=e0",
-       "//locations;loc=1/",
-       "1",
-       "//locations;loc=1/sys",
-       {"locations;loc=1", "sys", "ifc;name=e0"},
-       true},
-      {"//locations;loc=1/sys;k=2",
-       true,
-       0,
-       "/sys;k=2",
-       "//locations;loc=1/",
-       "1",
-       "//locations;loc=1",
-       {"locations;loc=1", "sys;k=2"},
-       false},
-      {"//l;a=0%2F1;b=2/s",
-       true,
-       0,
-       "/s",
-       "//l;a=0%2F1;b=2/",
-       "0/1",
-       "//l;a=0%2F1;b=2",
-       {"l;a=0/1;b=2", "s"},
-       false},
-      {"//l/s", true, 0, "/s", "//l/", nullptr, "//l", {"l", "s"}, false},
+      {"/", 0, "/", "/", "0", "(none)", none, false},
+      {"//", 0, "/", "(none)", nullptr, "(none)", none, false},
+      {"/b", 0, "/b", "/", "0", "/", {"b"}, false},
+      {"sys/ifc", 0, "/sys/ifc", "/", "0", "/sys", {"sys", "ifc"}, false},
+      {"/a/b;k=1", 0, "/a/b;k=1", "/", "0", "/a", {"a", "b;k=1"}, true},
+      {"/a/b;k=1/c", 0, "/a/b;k=1/c", "/", "0", "/a/b;k=1", {"a", "b;k=1", "c"}, true},
+      {"/?b", 1, "/?b", "/", "0", "/", none, false},
+      {"/a/b?x=1", 2, "/a/b?x=1", "/", "0", "/a/b", {"a", "b"}, false},
+      {"/a;k=1?b", 1, "/a;k=1?b", "/", "0", "/a;k=1", {"a;k=1"}, false},
+      {"//b;k=1", 0, "/", "//b;k=1/", "1", "//", {"b;k=1"}, false},
+      {"//?locations", 1, "/?locations", "(none)", nullptr, "//", none, false},
+      {"//l;loc=1?sys", 1, "/?sys", "//l;loc=1/", "1", "//l;loc=1", {"l;loc=1"}, false},
+      {"//l;loc=1/a/b;n=e", 0, "/a/b;n=e", "//l;loc=1/", "1", "//l;loc=1/a", {"l;loc=1", "a", "b;n=e"}, true},
+      {"//l;loc=1/a;k=2", 0, "/a;k=2", "//l;loc=1/", "1", "//l;loc=1", {"l;loc=1", "a;k=2"}, false},
+      {"//l;a=%2F1;b=2/s", 0, "/s", "//l;a=%2F1;b=2/", "/1", "//l;a=%2F1;b=2", {"l;a=/1;b=2", "s"}, false},
+      {"//l/s", 0, "/s", "//l/", nullptr, "//l", {"l", "s"}, false},
   };
   for (const facts &row : cases) {
     SCOPED_TRACE(row.text);
     balanced_memory balanced;
     own_uri uri = uri_of(row.text);
     ASSERT_NE(uri, nullptr);
-    EXPECT_EQ(zu_do_uri_is_absolute(uri.get()), row.absolute);
+    EXPECT_EQ(zu_do_uri_is_absolute(uri.get()), std::string_view(row.text).starts_with("//"));
     EXPECT_EQ(zu_do_uri_get_coll_type(uri.get()), row.coll_type);
     EXPECT_EQ(zu_do_uri_is_coll_uri(uri.get()), row.coll_type != 0);
     EXPECT_EQ(text_of(own_uri(zu_do_uri_new_relative(row.text)).get()), row.relative);
@@ -306,27 +245,6 @@ TEST(uris, make_collections_as_their_texts_do) {
   own_uri given(zu_do_uri_new_absolute_root_from_uri(uri_of("/sys").get()));
   own_uri made(zu_do_uri_new_coll(given.get(), "b"));
   check_segments(made.get(), {});
-}
-
-TEST(uris, are_placed_frozen) {
-  balanced_memory balanced;
-  const std::string_view text = "sys/ifc;name=e 0";
-  zuapi::uri_scan scan;
-  ASSERT_EQ(zuapi::uri_scan_text(text.data(), text.size(), &scan), nullptr);
-  std::vector<uint64_t> block(zuapi::uri_size(scan) / 8 + 1);
-  zu_do_uri *uri = zuapi::uri_place_frozen(block.data(), scan);
-  EXPECT_EQ(text_of(uri), "/sys/ifc;name=e%200");
-  EXPECT_TRUE(zu_do_uri_equals(uri, uri_of(text).get()));
-  for (int i = 0; i < 3; ++i) zu_do_uri_deref(uri); // counts nothing
-  EXPECT_EQ(text_of(zu_do_uri_get_parent_uri(uri)), "/sys");
-  check_segments(uri, {"sys", "ifc;name=e 0"});
-  uint32_t at = uri->name_end;
-  zuapi::uri_key key;
-  ASSERT_TRUE(zuapi::uri_next_key(uri->view(), at, key));
-  EXPECT_EQ(key.name, "name");
-  EXPECT_EQ(key.value, "e%200");
-  EXPECT_FALSE(zuapi::uri_next_key(uri->view(), at, key));
-  zuapi::uri_drop(uri);
 }
 
 TEST(uris, are_shared_by_threads) {
