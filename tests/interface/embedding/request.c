@@ -1,0 +1,62 @@
+/* Making a request, rendering it, cleaning up after it. */
+#define _POSIX_C_SOURCE 200809L
+
+#include "request.h"
+
+#include <string.h>
+
+static bool take_text(zu_tovra_context *context, zu_cli_context *cli, const char *text) {
+  (void)cli;
+  request *asked = (request *)context;
+  const size_t length = strlen(text);
+  if (asked->pieces == 0 && asked->meeting != NULL) pthread_barrier_wait(asked->meeting);
+  if (asked->pieces_wanted != 0 && asked->pieces == asked->pieces_wanted) return false;
+  if (length >= sizeof asked->text - asked->length) return false;
+  memcpy(asked->text + asked->length, text, length + 1);
+  asked->length += length;
+  ++asked->pieces;
+  return true;
+}
+
+static void take_error(void *context, int32_t code, const char *message) {
+  request *asked = context;
+  ++asked->errors;
+  asked->code = code;
+  snprintf(asked->message, sizeof asked->message, "%s", message);
+}
+
+bool request_open(request *asked, zu_data_ifc *data) {
+  memset(asked, 0, sizeof *asked);
+  asked->cli = zu_cli_context_new(data, take_error, asked);
+  return asked->cli != NULL;
+}
+
+bool request_render(request *asked, const char *node, const char *config) {
+  enum { one_node = 1, everything = 2 };
+  zu_do_properties *arguments = zu_do_properties_new();
+  zu_do_properties *reserved = zu_do_properties_new();
+  if (arguments == NULL || reserved == NULL) {
+    zu_do_properties_deref(arguments);
+    zu_do_properties_deref(reserved);
+    return false;
+  }
+  asked->context = (zu_tovra_context){.output_fn = take_text};
+  asked->length = asked->pieces = asked->errors = 0;
+  asked->text[0] = '\0';
+  const bool rendered = render_tovra_config_func(
+      asked->cli, &asked->context, node != NULL ? one_node : everything, node, config, arguments, reserved);
+  zu_do_properties_deref(arguments);
+  zu_do_properties_deref(reserved);
+  return rendered;
+}
+
+void request_clean_up(request *asked) {
+  if (asked->context.cleanup_fn == NULL) return; /* the render failed before it began to walk */
+  asked->context.cleanup_fn(&asked->context);
+  asked->context.cleanup_fn = NULL;
+}
+
+void request_close(request *asked) {
+  request_clean_up(asked);
+  zu_cli_context_free(asked->cli);
+}
