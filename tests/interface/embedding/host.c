@@ -170,8 +170,8 @@ static void cancel(zu_data_ifc *data) {
   CHECK(request_open(&asked, data));
   asked.pieces_wanted = 2;
   CHECK(!request_render(&asked, NULL, NULL));
-  CHECK(asked.pieces == 2);
-  CHECK(asked.errors == 0); /* nothing failed: the host knows that it refused */
+  CHECK(asked.refused && asked.pieces == 2);
+  CHECK(asked.errors == 0); /* nothing failed */
   CHECK(strncmp(asked.text, running_text, asked.length) == 0);
   request_clean_up(&asked);
 
@@ -188,7 +188,13 @@ static void fetch_in_batches(zu_data_ifc *data) {
   CHECK(setenv("ZU_TVR_COLL_FETCH_COUNT", "1", 1) == 0);
   CHECK(render_tovra_reload_func() == NULL);
   CHECK(request_render(&asked, NULL, NULL));
-  CHECK(strcmp(asked.text, running_text) == 0);
+  CHECK(!asked.refused && strcmp(asked.text, running_text) == 0);
+  request_clean_up(&asked);
+
+  asked.pieces_wanted = 2;
+  request_render(&asked, NULL, NULL);
+  CHECK(asked.refused && asked.pieces == 2);
+  CHECK(strncmp(asked.text, running_text, asked.length) == 0);
   request_close(&asked);
   CHECK(setenv("ZU_TVR_COLL_FETCH_COUNT", "0", 1) == 0);
   CHECK(render_tovra_reload_func() == NULL);

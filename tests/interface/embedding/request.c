@@ -10,8 +10,9 @@ static bool take_text(zu_tovra_context *context, zu_cli_context *cli, const char
   request *asked = (request *)context;
   const size_t length = strlen(text);
   if (asked->pieces == 0 && asked->meeting != NULL) pthread_barrier_wait(asked->meeting);
-  if (asked->pieces_wanted != 0 && asked->pieces == asked->pieces_wanted) return false;
-  if (length >= sizeof asked->text - asked->length) return false;
+  const bool enough = asked->pieces_wanted != 0 && asked->pieces == asked->pieces_wanted;
+  if (enough || length >= sizeof asked->text - asked->length) asked->refused = true;
+  if (asked->refused) return false; /* more may be offered: it would stand behind a gap */
   memcpy(asked->text + asked->length, text, length + 1);
   asked->length += length;
   ++asked->pieces;
@@ -43,6 +44,7 @@ bool request_render(request *asked, const char *node, const char *config) {
   asked->context = (zu_tovra_context){.output_fn = take_text};
   asked->length = asked->pieces = asked->errors = 0;
   asked->text[0] = '\0';
+  asked->refused = false;
   const bool rendered = render_tovra_config_func(
       asked->cli, &asked->context, node != NULL ? one_node : everything, node, config, arguments, reserved);
   zu_do_properties_deref(arguments);

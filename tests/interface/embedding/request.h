@@ -14,7 +14,8 @@ typedef struct request {
   char text[REQUEST_ROOM];
   size_t length;
   unsigned pieces;
-  unsigned pieces_wanted;     /* output is refused after so many; 0: never */
+  unsigned pieces_wanted; /* output is refused after so many; 0: never */
+  bool refused;
   pthread_barrier_t *meeting; /* waited at with the first piece, or none */
   unsigned errors;
   int32_t code; /* of the last error */
