@@ -49,9 +49,11 @@ ZU_TVR_API zu_tvr_trace_test_fn *register_libzu_tvr_trace_test(zu_tvr_trace_test
  *  - node_id: the node to start from, or none ("config");
  *  - config_name: a named configuration, or none for the context's default data;
  *  - run_props: the walk arguments; op_props: reserved; both must be given.
- * True when the whole text was handed out; false after a failure, which is recorded in the CLI context's
- * result interface. When the render context's cleanup_fn is set after the call, the host calls it once with
- * the render context to free what the request holds. */
+ * True when the walk came to its end: the whole text was handed out if nothing was recorded in the CLI
+ * context's result interface on the way (a collection that cannot be read is, and the walk goes on). False
+ * after a failure, which is recorded there, or when the output was refused. When the render context's
+ * cleanup_fn is set after the call, the host calls it once with the render context to free what the request
+ * holds. */
 ZU_TVR_API bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tovra_context,
                                          int32_t when, const char *node_id, const char *config_name,
                                          zu_do_properties *run_props,

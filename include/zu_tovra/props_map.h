@@ -64,8 +64,8 @@ struct zu_tvr_props_map {
   zu_tvr_extra_prop *extra_props; /* in the order of adding: properties beyond the format's slots */
   zu_tvr_uri_item *uri_items;     /* in the order of adding */
   uint8_t type_flags[2];
-  /* A new URI item for a template text (copied) and at least 1 property, or none (traced). Owned by the map.
-   */
+  /* A new URI item, owned by the map, for a template text (copied) and at least 1 property; or none
+   * (traced). */
   zu_tvr_uri_item *(*add_uri)(zu_tvr_props_map *map, const char *uri, int32_t num_props);
   /* Puts a property (shared name) in a slot, or beyond the format, and in the URI item. Prefix, scheme and
    * field texts are copied and may be none, except that kind 4 in a format slot needs a scheme. False
@@ -73,8 +73,8 @@ struct zu_tvr_props_map {
   bool (*add_prop)(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name, int32_t kind,
                    int32_t slot, const char *prefix, uint8_t multiline, uint8_t independent,
                    const char *location_scheme, const char *location_field, int32_t partner);
-  /* Gives a slot a table of replacement texts, which passes to the map on success. False (traced): refused.
-   */
+  /* Gives a slot a table of replacement texts, which passes to the map on success. False (traced) when it
+   * is refused. */
   bool (*add_value_map)(zu_tvr_props_map *map, int32_t slot, zu_tvr_hash_table *value_map);
 
   /* Private: where the lists go on. */

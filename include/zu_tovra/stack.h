@@ -66,8 +66,8 @@ ZU_TVR_API bool zu_tvr_push_props_group_to_cache(zu_tvr_walk_ctx *ctx, zu_do_pro
                                                  uint8_t append) ZU_TVR_NOEXCEPT;
 ZU_TVR_API void zu_tvr_pop_props_group_from_cache(zu_tvr_walk_ctx *ctx) ZU_TVR_NOEXCEPT;
 
-/* Fills a location record from the location of a value that holds a record URI. False on failure (reported).
- */
+/* Fills a location record from the location of a value that holds a record URI. False on failure
+ * (reported). */
 ZU_TVR_API bool zu_tvr_extract_loc_id_from_uri(zu_tvr_walk_ctx *ctx, zu_do_value *value,
                                                tarvo_location *location) ZU_TVR_NOEXCEPT;
 

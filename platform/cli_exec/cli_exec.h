@@ -68,8 +68,8 @@ typedef struct zu_cond_list zu_cond_list;
 /* Parses a whole condition text: true, and a list that the caller frees or hands over. False after one call
  * of `error` (may be none) with `context`, ZU_FAILED (or ZU_EXHAUSTED) and a message that ends with the
  * column, in bytes from 1; `*list` is none then. A text that is none is empty, which is no condition. */
-bool parse_cond_expr_no_trailing(void *context, zu_cli_error_fn error, const char *command,
-                                 const char *text, zu_cond_list **list);
+bool parse_cond_expr_no_trailing(void *context, zu_cli_error_fn error, const char *command, const char *text,
+                                 zu_cond_list **list);
 void zu_cond_list_free(zu_cond_list *list); /* none is ignored */
 
 typedef struct zu_cli_cmd_op zu_cli_cmd_op;

@@ -113,10 +113,10 @@ struct zu_cli_context {
   void *unused;
   zu_config_ifc *config_ifc; /* of named configurations */
   zu_result_ifc *result_ifc;
-  zu_data_ifc *data_ifc;       /* the default data interface */
-  void *user_data;          /* the host's own */
-  uint8_t render_defaults;  /* non-zero: render default commands too */
-  uint8_t tag_submodes;     /* non-zero: render submode tags */
+  zu_data_ifc *data_ifc;   /* the default data interface */
+  void *user_data;         /* the host's own */
+  uint8_t render_defaults; /* non-zero: render default commands too */
+  uint8_t tag_submodes;    /* non-zero: render submode tags */
 };
 
 /* The render context of a request. */

@@ -26,7 +26,8 @@ typedef const char *(*qmalloc_area_name_fn)(uint32_t area);
 int qmalloc_init(uint32_t area, qmalloc_area_name_fn name);
 
 /* Allocation. The block is aligned for any type. None when memory is exhausted, when the size (or the
- * product of count and size) is above PTRDIFF_MAX, and when an armed failure strikes. Size 0 gives a block. */
+ * product of count and size) is above PTRDIFF_MAX, and when an armed failure strikes. Size 0 gives a
+ * block. */
 void *qmalloc_named(uint32_t area, size_t size);
 void *qcalloc_named(uint32_t area, size_t count, size_t size);
 /* As realloc: none leaves `block` valid and owned by the caller. A `block` of none allocates; size 0 gives a

@@ -41,11 +41,11 @@ void qtrace_emit(uint16_t module, int level, int reserved, const char *format, .
     __attribute__((format(printf, 4, 5), cold));
 
 /* Nothing is evaluated or formatted while the level is off. */
-#define qtrace_wrapper(module, level, reserved, ...)              \
-  do {                                                            \
-    if (qtrace_module_test((module), (level))) {                  \
-      qtrace_emit((module), (level), (reserved), __VA_ARGS__);    \
-    }                                                             \
+#define qtrace_wrapper(module, level, reserved, ...)           \
+  do {                                                         \
+    if (qtrace_module_test((module), (level))) {               \
+      qtrace_emit((module), (level), (reserved), __VA_ARGS__); \
+    }                                                          \
   } while (0)
 
 #ifdef __cplusplus

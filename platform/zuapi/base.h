@@ -40,11 +40,11 @@ typedef struct zu_do_error zu_do_error;
 /* Result codes. */
 enum {
   ZU_OK = 0,
-  ZU_NOT_FOUND = 102,   /* no such record, or no such configuration */
-  ZU_REFUSED = 103,     /* a request that the data store does not answer */
-  ZU_FAILED = 10000,    /* a failed operation, a value of another type, bad input */
+  ZU_NOT_FOUND = 102, /* no such record, or no such configuration */
+  ZU_REFUSED = 103,   /* a request that the data store does not answer */
+  ZU_FAILED = 10000,  /* a failed operation, a value of another type, bad input */
   ZU_CANNOT_OPEN = 10001,
-  ZU_EXHAUSTED = 10002  /* memory, a lock */
+  ZU_EXHAUSTED = 10002 /* memory, a lock */
 };
 
 /* The data store's own property names. */

@@ -64,13 +64,13 @@ int zu_do_uri_get_location_str(zu_do_uri *uri, char *buffer, size_t size);
 typedef struct zu_do_uri_parts {
   const char *text;
   uint32_t length;
-  uint32_t relative;   /* start of the relative form; 0 for a relative URI */
-  uint32_t parent;     /* length of the parent's text; the parent of a one-segment URI is "/" or "//" */
-  uint32_t name;       /* start of the last segment's name */
+  uint32_t relative; /* start of the relative form; 0 for a relative URI */
+  uint32_t parent;   /* length of the parent's text; the parent of a one-segment URI is "/" or "//" */
+  uint32_t name;     /* start of the last segment's name */
   uint32_t name_end;
-  uint32_t end;        /* end of the last segment: where "?" stands, or the length */
-  bool relative_ok;    /* the relative form is a slice of the text (not so for "//" and "//l?x") */
-  bool has_segment;    /* parent, name and name_end are set */
+  uint32_t end;           /* end of the last segment: where "?" stands, or the length */
+  bool relative_ok;       /* the relative form is a slice of the text (not so for "//" and "//l?x") */
+  bool has_segment;       /* parent, name and name_end are set */
   bool keyed_below_first; /* in relative form, a segment after the first has keys */
 } zu_do_uri_parts;
 

@@ -65,7 +65,8 @@ zu_do_vlist *zu_do_value_get_array(zu_do_value *value, int *code);
 
 /* Type and content; integers and doubles compare as numbers; typedef and default flag do not count. */
 bool zu_do_value_equals(zu_do_value *a, zu_do_value *b);
-/* Order: no value and null first, then booleans, numbers by size, strings by bytes, others by display text. */
+/* Order: no value and null first, then booleans, numbers by size, strings by bytes, others by display
+ * text. */
 int zu_do_value_compare(zu_do_value *a, zu_do_value *b);
 
 /* Appends the display text: 0, or a non-zero code. `mode` is 0. */
