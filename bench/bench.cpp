@@ -7,8 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include <sys/resource.h>
-
+#include "peak.hpp"
 #include "store/store.h"
 #include "zu_tovra/zu_tovra.h"
 
@@ -85,9 +84,7 @@ int main(int argc, char **argv) {
     good = render(cli, made, arguments);
     std::printf(" %lld", nanoseconds(clock::now() - start));
   }
-  rusage usage = {};
-  getrusage(RUSAGE_SELF, &usage);
-  std::printf("\npeak_kib %ld\n", usage.ru_maxrss);
+  std::printf("\npeak_kib %ld\n", bench::peak_kib());
   zu_do_properties_deref(arguments);
   zu_cli_context_free(cli);
   data->ops->free(data);

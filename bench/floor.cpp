@@ -4,11 +4,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 
-#include <sys/resource.h>
-
+#include "peak.hpp"
 #include "router.hpp"
 
 namespace {
@@ -132,7 +130,5 @@ int main(int argc, char **argv) {
     const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
     std::printf(" %lld", static_cast<long long>(took.count()));
   }
-  rusage usage = {};
-  getrusage(RUSAGE_SELF, &usage);
-  std::printf("\npeak_kib %ld\n", usage.ru_maxrss);
+  std::printf("\npeak_kib %ld\n", bench::peak_kib());
 }
