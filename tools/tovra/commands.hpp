@@ -35,11 +35,15 @@ struct options {
   bool raw = false;
   // get
   std::string uri;
+  // check; its data is empty when the templates are checked alone
+  bool strict = false;
+  bool json = false;
 };
 
 // Each gives the exit status. Text goes to standard output, everything else to standard error.
 int render(const options &asked);
 int show_tree(const options &asked);
 int get(const options &asked);
+int check_templates(const options &asked);
 
 } // namespace tovra

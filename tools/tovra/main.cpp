@@ -65,6 +65,25 @@ CLI::App *add_render(CLI::App &app, options &asked) {
   return command;
 }
 
+CLI::App *add_check(CLI::App &app, options &asked) {
+  auto *command = app.add_subcommand("check", "Find what is wrong with the templates, FILE:LINE");
+  command->footer(
+      "Finds what the loader refuses, in all files at once, and what would go wrong at a render: each\n"
+      "finding is a line `FILE:LINE: error|warning [ID]: MESSAGE` on standard output. The exit status\n"
+      "is 1 when there is an error, else 0. docs/check.md tells each ID.");
+  add_templates(command, asked);
+  command->add_option("--data", asked.data, "Compare with the paths and properties of this data file too")
+      ->type_name("FILE");
+  command->add_flag("--strict", asked.strict, "Let warnings count as errors for the exit status");
+  command
+      ->add_option_function<std::string>(
+          "--format", [&asked](const std::string &format) { asked.json = format == "json"; },
+          "text, a line each (default), or json, one array")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+  return command;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -75,6 +94,7 @@ int main(int argc, char **argv) {
   auto *tree = app.add_subcommand("tree", "Show the template tree: id, op, and destination, URI or format");
   add_templates(tree, asked);
   tree->add_flag("--raw", asked.raw, "Show the library's own dump");
+  const auto *check = add_check(app, asked);
   auto *get = app.add_subcommand("get", "Show the records that a URI names, as JSON lines");
   add_data(get, asked);
   get->add_option("uri", asked.uri, "Record or collection URI")->type_name("URI")->required();
@@ -88,5 +108,6 @@ int main(int argc, char **argv) {
     return tovra::wrong_usage;
   }
   if (render->parsed()) return tovra::render(asked);
+  if (check->parsed()) return tovra::check_templates(asked);
   return tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked);
 }

@@ -55,10 +55,10 @@ bool output::finish() {
   return (!any_ || write("\n")) && flush();
 }
 
-void say(std::string_view line) {
+std::string visible(std::string_view text) {
   static constexpr char digits[] = "0123456789ABCDEF";
   std::string shown;
-  for (const char character : line) {
+  for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
     if (byte < 0x20 || byte == 0x7f) {
       shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
@@ -66,8 +66,11 @@ void say(std::string_view line) {
       shown += character;
     }
   }
-  shown += '\n';
-  write_all(STDERR_FILENO, shown);
+  return shown;
+}
+
+void say(std::string_view line) {
+  write_all(STDERR_FILENO, visible(line) + '\n');
 }
 
 } // namespace tovra

@@ -29,7 +29,9 @@ private:
   uint64_t bytes_ = 0;
 };
 
-// Writes one line to standard error, control bytes shown as \xHH.
+// A text with its control bytes shown as \xHH.
+std::string visible(std::string_view text);
+// Writes one line to standard error, made visible.
 void say(std::string_view line);
 
 } // namespace tovra

@@ -20,8 +20,9 @@ constexpr int trace_information = 6; // the level at which the loader names its 
 
 // What the trace of a load told.
 struct load_watch {
-  std::string place;      // file and line, or the file, or the directory that was being read
-  std::string last_error; // without its prefix
+  std::string directories; // as the library took them from its arguments or its environment
+  std::string place;       // file and line, or the file, or the directory that was being read
+  std::string last_error;  // without its prefix
 
   static void take(void *self, int level, const char *message) {
     static_cast<load_watch *>(self)->look(level, message);
@@ -37,7 +38,7 @@ private:
   void look(int level, std::string_view message) {
     std::string_view rest;
     if (begins(message, "(info): loader loading from dir: ", rest)) {
-      place = rest;
+      place = directories = rest;
     } else if (begins(message, "(info): loader loading file: ", rest)) {
       place = rest;
       refuse_irregular(place);
@@ -90,6 +91,26 @@ tree_handle load_templates(const std::optional<std::string> &directories) {
   if (loaded) return tree;
   say(watch.place.empty() ? watch.last_error : watch.place + ": " + watch.last_error);
   return nullptr;
+}
+
+std::optional<std::string> template_directories(const std::optional<std::string> &given) {
+  if (given) return given;
+  load_watch watch;
+  qtrace_set_sink(load_watch::take, &watch);
+  qtrace_set_level(trace_information);
+  const tree_handle tree(zu_tvr_tree_new());
+  // Only the loader knows its rule. The first node ends the load: what is in the files is not wanted yet.
+  tree->add_node = [](zu_tvr_tree *, zu_tvr_node *, const char *, const char *) { return false; };
+  zu_do_error *error = nullptr;
+  (void)zu_tvr_load_directory(tree.get(), nullptr, &error);
+  zu_do_error_deref(error);
+  qtrace_set_level(0);
+  qtrace_set_sink(nullptr, nullptr);
+  if (watch.place.empty()) {
+    say(watch.last_error);
+    return std::nullopt;
+  }
+  return watch.directories;
 }
 
 std::map<const zu_tvr_node *, std::string> node_ids(const zu_tvr_tree &tree) {

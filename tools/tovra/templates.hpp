@@ -23,6 +23,10 @@ bool start_library();
 // `FILE:LINE: MESSAGE`, as far as file and line are known. Writes no trace.
 tree_handle load_templates(const std::optional<std::string> &directories);
 
+// The directories that are loaded, separated by ':': the given ones, or what the library's own rule finds.
+// None when it finds nothing, which is said.
+std::optional<std::string> template_directories(const std::optional<std::string> &given);
+
 // The id of every node of a tree.
 std::map<const zu_tvr_node *, std::string> node_ids(const zu_tvr_tree &tree);
 // The node of an id, or none.

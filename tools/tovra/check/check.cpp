@@ -1,0 +1,33 @@
+// `tovra check`: what is wrong with the templates, and where.
+#include <cstdio>
+
+#include "../commands.hpp"
+#include "../output.hpp"
+#include "rules.hpp"
+
+namespace tovra {
+
+int check_templates(const options &asked) {
+  if (!start_library()) return failed;
+  const auto directories = template_directories(asked.templates);
+  if (!directories) return failed;
+  std::optional<check::data_set> data;
+  if (!asked.data.empty()) {
+    data = check::read_data(asked.data);
+    if (!data) return failed;
+  }
+
+  check::findings found;
+  const check::template_set set = check::load_all(*directories, found);
+  const check::walks ways = check::follow(set);
+  check::run_rules({set, ways, data ? &*data : nullptr}, found);
+
+  found.sort(set.files);
+  const std::string text = asked.json ? found.as_json() : found.as_text();
+  output out;
+  if (!out.write(text) || !out.flush()) return failed;
+  const bool bad = asked.strict ? found.any() : found.any_error();
+  return bad ? failed : done;
+}
+
+} // namespace tovra

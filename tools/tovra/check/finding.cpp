@@ -1,0 +1,59 @@
+// Findings in order, as text for people and as JSON for editors.
+#include "finding.hpp"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <tuple>
+
+#include "../output.hpp"
+
+namespace tovra::check {
+
+namespace {
+
+const char *name(severity weight) {
+  return weight == severity::error ? "error" : "warning";
+}
+
+bool same(const finding &a, const finding &b) {
+  return std::tie(a.file, a.line, a.id, a.message) == std::tie(b.file, b.line, b.id, b.message);
+}
+
+} // namespace
+
+void findings::sort(const std::vector<std::string> &files) {
+  const auto place = [&files](const finding &found) {
+    return std::make_tuple(std::find(files.begin(), files.end(), found.file) - files.begin(), found.line);
+  };
+  std::stable_sort(all_.begin(), all_.end(),
+                   [&place](const finding &a, const finding &b) { return place(a) < place(b); });
+  all_.erase(std::unique(all_.begin(), all_.end(), same), all_.end());
+}
+
+bool findings::any_error() const {
+  return std::any_of(all_.begin(), all_.end(),
+                     [](const finding &found) { return found.weight == severity::error; });
+}
+
+std::string findings::as_text() const {
+  std::string text;
+  for (const finding &found : all_) {
+    const std::string at = found.line > 0 ? found.file + ":" + std::to_string(found.line) : found.file;
+    text += visible(at + ": " + name(found.weight) + " [" + found.id + "]: " + found.message) + "\n";
+  }
+  return text;
+}
+
+std::string findings::as_json() const {
+  auto array = nlohmann::ordered_json::array();
+  for (const finding &found : all_) {
+    array.push_back({{"file", found.file},
+                     {"line", found.line},
+                     {"severity", name(found.weight)},
+                     {"id", found.id},
+                     {"message", found.message}});
+  }
+  return array.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+} // namespace tovra::check

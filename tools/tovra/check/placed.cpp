@@ -1,0 +1,44 @@
+// Reading a properties map back: its URI items stand in the order of the lines.
+#include "placed.hpp"
+
+#include "zuapi/zuapi.h"
+
+namespace tovra::check {
+
+namespace {
+
+std::string name_in(const zu_tvr_props_map &map, int32_t slot) {
+  zu_do_name *name = nullptr;
+  if (slot >= 0 && slot < map.num_items) {
+    if (map.fmt_items[slot] != nullptr) name = map.fmt_items[slot]->name;
+  } else {
+    const zu_tvr_extra_prop *extra = map.extra_props;
+    while (extra != nullptr && extra->slot != slot) extra = extra->next;
+    if (extra != nullptr) name = extra->name;
+  }
+  return name != nullptr ? zu_do_name_get_strname(name) : "";
+}
+
+} // namespace
+
+const zu_tvr_props_map *map_of(const record &record) {
+  if (!record.sound || record.node == nullptr || record.node->type != TVR_NODE_PRINT) return nullptr;
+  return static_cast<const zu_tvr_print_data *>(record.node->data)->props_map;
+}
+
+std::vector<placed_property> placed_properties(const record &record) {
+  std::vector<placed_property> placed;
+  const zu_tvr_props_map *map = map_of(record);
+  if (map == nullptr) return placed;
+  const auto lines = record.property_lines();
+  const zu_tvr_uri_item *item = map->uri_items;
+  for (size_t i = 0; item != nullptr && i < lines.size(); item = item->next, ++i) {
+    for (int32_t at = 0; at < item->num_props; ++at) {
+      const int32_t slot = item->indices[at];
+      if (slot >= 0) placed.push_back({lines[i], item, slot, name_in(*map, slot)});
+    }
+  }
+  return placed;
+}
+
+} // namespace tovra::check

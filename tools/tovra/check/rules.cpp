@@ -1,0 +1,56 @@
+// The table of rules.
+#include "rules.hpp"
+
+namespace tovra::check {
+
+static constexpr rule rules[] = {
+    {"orphan", severity::error, find_orphans},
+    {"jump", severity::error, find_unresolved_jumps},
+    {"jump-loop", severity::error, find_jump_loops},
+    {"unreached", severity::warning, find_unreached},
+    {"no-config", severity::warning, find_missing_config},
+    {"iter", severity::error, find_iterations_of_nothing},
+
+    {"unknown-line", severity::error, find_unknown_lines},
+    {"nameless", severity::error, find_nameless},
+    {"carried", severity::warning, find_carried},
+    {"repeated", severity::warning, find_repeated},
+    {"discarded", severity::warning, find_discarded},
+
+    {"props-before-fmt", severity::error, find_props_before_fmt},
+    {"empty-slot", severity::error, find_empty_slots},
+    {"literal-slot", severity::warning, find_formats_without_properties},
+    {"unused-property", severity::warning, find_unused_properties},
+    {"count", severity::warning, find_counts},
+    {"location-scheme", severity::warning, find_location_schemes},
+
+    {"cond", severity::error, find_bad_conditions},
+    {"cond-name", severity::error, find_unknown_condition_names},
+    {"eval-null", severity::warning, find_null_pairs},
+    {"eval-beside", severity::warning, find_names_beside_pairs},
+
+    {"plain-path", severity::error, find_plain_paths},
+    {"single-read", severity::error, find_single_reads_of_lists},
+    {"lost-key", severity::warning, find_lost_keys},
+    {"query", severity::warning, find_bad_queries},
+
+    {"key", severity::error, find_keys_without_record},
+    {"scope", severity::error, find_records_out_of_scope},
+    {"incomplete", severity::error, find_incomplete_lines},
+    {"list-path", severity::warning, find_plain_paths_of_lists},
+
+    {"second-read", severity::error, find_second_reads},
+    {"read-per-instance", severity::warning, find_reads_per_instance},
+    {"hidden-list", severity::error, find_hidden_lists},
+
+    {"unknown-path", severity::warning, find_unknown_paths},
+    {"unknown-property", severity::error, find_unknown_properties},
+    {"unread-records", severity::warning, find_unread_records},
+    {"unread-property", severity::warning, find_unread_properties},
+};
+
+void run_rules(const subject &subject, findings &found) {
+  for (const rule &rule : rules) rule.look(subject, teller(found, rule.id, rule.weight));
+}
+
+} // namespace tovra::check

@@ -1,0 +1,164 @@
+// Rules about templates and the data that they are written for.
+#include "nearest.hpp"
+#include "placed.hpp"
+#include "rules.hpp"
+#include "zuapi/zuapi.h"
+
+namespace tovra::check {
+
+namespace {
+
+// A use of a path, with the properties that are asked of its records.
+struct use {
+  const record *by;
+  int number;
+  std::string path;
+  std::set<std::string> properties;
+};
+
+void add_keys(std::vector<use> &uses, const record &record, int number, const zu_tvr_uri &uri) {
+  const auto keys = look_ups_of(uri);
+  if (!keys) return;
+  for (const key_look_up &key : *keys) {
+    if (key.wanted) uses.push_back({&record, number, path_of(*key.wanted), {key.key}});
+  }
+}
+
+// The property that a URI searches by: "family" of "/routing/route?family=ipv4".
+std::set<std::string> searched_by(const pattern &uri) {
+  const size_t query = uri.find('?');
+  const size_t equals = query != uri.npos ? uri.find('=', query) : uri.npos;
+  if (equals == uri.npos) return {};
+  return {uri.substr(query + 1, equals - query - 1)};
+}
+
+void add_read(std::vector<use> &uses, const record &record) {
+  const zu_tvr_uri *uri = uri_of(record);
+  const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
+  if (!text) return;
+  const std::string path = path_of(*text);
+  uses.push_back({&record, record.number_of(word::uri), path, searched_by(*text)});
+  add_keys(uses, record, record.number_of(word::uri), *uri);
+  for (const line &line : record.lines) {
+    if (line.keyword == word::orderby && !trimmed(line.value).empty()) {
+      uses.push_back({&record, line.number, path, {trimmed(line.value)}});
+    }
+    const size_t dollar = line.keyword == word::query ? line.value.find("=$") : line.value.npos;
+    if (dollar != line.value.npos) {
+      uses.push_back({&record, line.number, path, {line.value.substr(dollar + 2)}});
+    }
+  }
+}
+
+void add_print(std::vector<use> &uses, const record &record) {
+  const zu_tvr_uri_item *last = nullptr;
+  for (const placed_property &property : placed_properties(record)) {
+    const auto text = pattern_of(*property.item->uri);
+    if (!text) continue;
+    if (property.item != last) add_keys(uses, record, property.from->number, *property.item->uri);
+    last = property.item;
+    uses.push_back({&record, property.from->number, path_of(*text), {property.name}});
+  }
+}
+
+std::vector<use> all_uses(const template_set &set) {
+  std::vector<use> uses;
+  for (const record &record : set.records) {
+    add_read(uses, record);
+    add_print(uses, record);
+  }
+  return uses;
+}
+
+std::set<std::string> paths_of(const data_set &data) {
+  std::set<std::string> paths;
+  for (const auto &[path, about] : data.paths) paths.insert(path);
+  return paths;
+}
+
+// "/locations" may stand for the locations themselves in a relative URI.
+bool may_be_known(const data_set &data, const std::string &path) {
+  return data.paths.contains(path) || path == "//locations" || path == "/locations" || path.empty();
+}
+
+const path_data *known_path(const data_set &data, const std::string &path) {
+  const auto found = data.paths.find(path);
+  return found != data.paths.end() ? &found->second : nullptr;
+}
+
+std::string unqualified(const std::string &name) {
+  return name.substr(name.rfind(':') + 1);
+}
+
+std::set<std::string> paths_read(const template_set &set) {
+  std::set<std::string> paths;
+  for (const record &record : set.records) {
+    const zu_tvr_uri *uri = uri_of(record);
+    const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
+    if (text) paths.insert(path_of(*text));
+  }
+  return paths;
+}
+
+} // namespace
+
+// A path that neither a record nor a class of the data has.
+void find_unknown_paths(const subject &subject, const teller &tell) {
+  if (subject.data == nullptr) return;
+  for (const record &record : subject.templates.records) {
+    const zu_tvr_uri *uri = uri_of(record);
+    const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
+    if (!text || may_be_known(*subject.data, path_of(*text))) continue;
+    tell(record, word::uri,
+         "the data has no record and no class " + path_of(*text) + ", and nothing is read" +
+             did_you_mean(path_of(*text), paths_of(*subject.data)));
+  }
+}
+
+// A property that the records of a path do not have.
+void find_unknown_properties(const subject &subject, const teller &tell) {
+  if (subject.data == nullptr) return;
+  for (const use &use : all_uses(subject.templates)) {
+    const path_data *path = known_path(*subject.data, use.path);
+    if (path == nullptr) continue;
+    for (const std::string &name : use.properties) {
+      const bool of_place = use.path == "//locations" && subject.data->location_keys.contains(name);
+      if (name.empty() || of_place || name.starts_with('_') || path->properties.contains(unqualified(name)))
+        continue;
+      tell(*use.by, use.number,
+           "records of " + use.path + " have no property '" + name +
+               "': a line that prints it fails with error 10000" + did_you_mean(name, path->properties));
+    }
+  }
+}
+
+// Records that no template reads.
+void find_unread_records(const subject &subject, const teller &tell) {
+  if (subject.data == nullptr) return;
+  const auto read = paths_read(subject.templates);
+  for (const auto &[path, about] : subject.data->paths) {
+    if (about.records == 0 || read.contains(path)) continue;
+    tell(subject.data->file, about.number,
+         "no template reads " + path + " (" + std::to_string(about.records) +
+             (about.records == 1 ? " record)" : " records)"));
+  }
+}
+
+// Properties that no template prints or tests.
+void find_unread_properties(const subject &subject, const teller &tell) {
+  if (subject.data == nullptr) return;
+  const auto read = paths_read(subject.templates);
+  std::map<std::string, std::set<std::string>> used;
+  for (const use &use : all_uses(subject.templates)) {
+    for (const std::string &name : use.properties) used[use.path].insert(unqualified(name));
+  }
+  for (const auto &[path, about] : subject.data->paths) {
+    if (!read.contains(path)) continue;
+    for (const std::string &name : about.given) {
+      if (used[path].contains(name)) continue;
+      tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path);
+    }
+  }
+}
+
+} // namespace tovra::check

@@ -1,0 +1,171 @@
+// Cutting a template text into lines and records, by the loader's rules.
+#include "source.hpp"
+
+#include <algorithm>
+#include <cctype>
+
+#include "nearest.hpp"
+
+namespace tovra::check {
+
+namespace {
+
+constexpr std::string_view blanks = " \t\n\v\f\r";
+
+constexpr const char *keywords[] = {
+    "Cmd:",
+    "Parent Cmd:",
+    "Op:",
+    "Uri:",
+    "Query:",
+    "Fmt:",
+    "Dest:",
+    "Props:",
+    "Location:",
+    "Newline:",
+    "Cond:",
+    "ValueMap:",
+    "Orderby:",
+    "Group:",
+    "LocationScheme:",
+    "TvrLangVersion:",
+};
+static_assert(std::size(keywords) == static_cast<size_t>(word::none));
+
+line read_line(int number, std::string_view text) {
+  for (size_t i = 0; i < std::size(keywords); ++i) {
+    const std::string_view keyword = keywords[i];
+    if (text.starts_with(keyword)) {
+      return {number, static_cast<word>(i), std::string(text.substr(keyword.size()))};
+    }
+  }
+  return {number, word::none, std::string(text)};
+}
+
+// A trimmed value; one of blanks alone is the default, one that is not there at all is empty.
+std::string value_or(const std::string &value, const char *otherwise) {
+  const std::string text = trimmed(value);
+  return text.empty() && !value.empty() ? otherwise : text;
+}
+
+void take(record &open, const line &line) {
+  switch (line.keyword) {
+  case word::cmd:
+    open.id = trimmed(line.value);
+    open.number = line.number;
+    break;
+  case word::parent:
+    open.parent = trimmed(line.value);
+    break;
+  case word::op:
+    open.op = value_or(line.value, "no_op");
+    open.own_op = true;
+    break;
+  case word::fmt:
+  case word::dest:
+    open.format = value_or(line.value, "%s");
+    open.own_format = true;
+    break;
+  default:
+    break;
+  }
+  open.lines.push_back(line);
+}
+
+record record_after(const record &before, int number) {
+  record next;
+  next.file = before.file;
+  next.first_number = number;
+  next.op = next.carried_op = before.op;
+  next.format = next.carried_format = before.format;
+  return next;
+}
+
+void finish(std::vector<record> &records, record &open) {
+  if (open.op.empty()) open.op = "no_op";
+  records.push_back(std::move(open));
+}
+
+} // namespace
+
+const char *keyword_text(word word) {
+  return keywords[static_cast<size_t>(word)];
+}
+
+word nearest_keyword(std::string_view text) {
+  const auto lower = [](std::string_view given) {
+    std::string made(given);
+    for (char &c : made) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return made;
+  };
+  const size_t colon = text.find(':');
+  const std::string given =
+      lower(text.substr(0, colon == text.npos ? text.find_first_of(blanks) : colon + 1));
+  word best = word::none;
+  size_t least = 3;
+  for (size_t i = 0; i < std::size(keywords); ++i) {
+    const size_t apart = distance(given, lower(keywords[i]));
+    if (apart >= least) continue;
+    least = apart;
+    best = static_cast<word>(i);
+  }
+  return best;
+}
+
+std::string trimmed(std::string_view text) {
+  const size_t start = text.find_first_not_of(blanks);
+  if (start == text.npos) return "";
+  return std::string(text.substr(start, text.find_last_not_of(blanks) - start + 1));
+}
+
+const line *record::find(word keyword) const {
+  const auto found =
+      std::find_if(lines.rbegin(), lines.rend(), [keyword](const line &l) { return l.keyword == keyword; });
+  return found != lines.rend() ? &*found : nullptr;
+}
+
+int record::number_of(word keyword) const {
+  const line *found = find(keyword);
+  return found != nullptr ? found->number : number;
+}
+
+std::vector<const line *> record::property_lines() const {
+  std::vector<const line *> found;
+  for (const line &line : lines) {
+    if (line.keyword == word::props || line.keyword == word::location) found.push_back(&line);
+  }
+  return found;
+}
+
+std::vector<record> read_records(const std::string &file, std::string_view text) {
+  std::vector<record> records;
+  record open;
+  open.file = file;
+  open.first_number = 1;
+  for (int number = 1; !text.empty(); ++number) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view whole = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+
+    const size_t start = whole.find_first_not_of(blanks);
+    const bool counts = start != whole.npos && whole[start] != '#';
+    const line read = counts ? read_line(number, whole.substr(start)) : line{};
+    if (counts && read.keyword == word::cmd && !open.id.empty()) {
+      record next = record_after(open, number);
+      finish(records, open);
+      open = std::move(next);
+    }
+    open.text.emplace_back(whole);
+    if (counts) take(open, read);
+  }
+  if (!open.lines.empty()) finish(records, open);
+  return records;
+}
+
+size_t count_slots(std::string_view format) {
+  size_t slots = 0;
+  for (size_t at = format.find("%s"); at != format.npos; at = format.find("%s", at + 2)) ++slots;
+  return slots;
+}
+
+} // namespace tovra::check

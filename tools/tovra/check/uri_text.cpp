@@ -1,0 +1,170 @@
+// Reading URI templates: each is followed from its outermost segment in, as the library resolves it.
+#include "uri_text.hpp"
+
+#include <algorithm>
+
+#include "source.hpp"
+#include "zuapi/zuapi.h"
+
+namespace tovra::check {
+
+namespace {
+
+constexpr std::string_view separators = "$!#";
+
+std::optional<std::string> canonical(const std::string &text) {
+  zu_do_uri *uri = zu_do_uri_new_l(text.data(), text.size());
+  if (uri == nullptr) return std::nullopt;
+  std::string made = zu_do_uri_get_uri_str(uri);
+  zu_do_uri_deref(uri);
+  return made;
+}
+
+// The separator that the library begins with, searched from the end; the first character is never one.
+size_t last_separator(std::string_view uri) {
+  const size_t at = uri.find_last_of(separators);
+  return at == 0 ? uri.npos : at;
+}
+
+std::string key_name(const zu_tvr_dyn_uri &uri) {
+  zu_do_name *name = zu_do_nlist_get(uri.keys, 0);
+  return name != nullptr ? zu_do_name_get_strname(name) : "";
+}
+
+// Follows a template from its outermost segment in, writing its text and collecting its keys.
+struct reader {
+  bool relative;
+  std::string text = {};
+  std::vector<key_look_up> keys = {};
+
+  void read(const zu_tvr_uri &uri) {
+    if (uri.is_dynamic == 0) {
+      text += zu_do_uri_get_uri_str(uri.data.uri);
+      return;
+    }
+    const zu_tvr_dyn_uri &dyn = *uri.data.dyn;
+    if (dyn.parent != nullptr) read(*dyn.parent);
+    const char *segment = zu_do_name_get_strname(dyn.ref_name);
+    const std::string key = key_name(dyn);
+    keys.push_back({separators[std::min<size_t>(dyn.sep_type, 2)], segment, key, wanted(dyn, segment)});
+    const bool after_root =
+        dyn.parent != nullptr && dyn.parent->is_dynamic == 0 && (text == "/" || text == "//");
+    if (!after_root) text += "/";
+    text += std::string(segment) + ";" + key + "=" + std::string(any_value);
+    if (dyn.tail != nullptr) text += dyn.tail;
+  }
+
+private:
+  std::optional<pattern> wanted(const zu_tvr_dyn_uri &dyn, const std::string &segment) const {
+    if (dyn.sep_type == DYN_KEY_QUERY) return canonical(text + "?" + segment);
+    if (relative) return canonical(text + "/" + segment);
+    if (!text.starts_with("//")) return std::nullopt;
+    const size_t slash = text.find('/', 2);
+    return slash == text.npos ? std::nullopt : canonical(text.substr(slash + 1) + "/" + segment);
+  }
+};
+
+size_t end_of_value(std::string_view text, size_t at) {
+  return std::min(text.find_first_of("/;?", at), text.size());
+}
+
+} // namespace
+
+std::string first_word(std::string_view text) {
+  const std::string whole = trimmed(text);
+  return whole.substr(0, whole.find_first_of(" \t\n\v\f\r"));
+}
+
+std::string why_refused(std::string_view uri) {
+  const size_t separator = last_separator(uri);
+  if (separator == uri.npos) {
+    const char *reason = nullptr;
+    zu_do_uri *parsed = zu_do_uri_parse(uri.data(), uri.size(), &reason);
+    zu_do_uri_deref(parsed);
+    return parsed == nullptr && reason != nullptr ? reason : "";
+  }
+  const std::string_view before = uri.substr(0, separator);
+  const size_t delimiter = before.find_last_of(";/");
+  const std::string_view key = delimiter == before.npos ? before : before.substr(delimiter + 1);
+  if (key.find_first_of(separators) != key.npos) {
+    return "two separators in one key; a segment takes one key from a record: write NAME;KEY=$";
+  }
+  if (delimiter == before.npos || before[delimiter] == '/') {
+    return "the separator follows no ';': write NAME;KEY=" + std::string(1, uri[separator]);
+  }
+  if (key.empty() || key == "=")
+    return "the key has no name: write NAME;KEY=" + std::string(1, uri[separator]);
+  if (!key.ends_with('=')) return "no '=' stands before the separator: write NAME;KEY=$";
+  if (delimiter == 0 || before[delimiter - 1] == '/') return "the key stands in a segment without a name";
+  return why_refused(before.substr(0, before.find_last_of('/')));
+}
+
+std::optional<pattern> pattern_of(const zu_tvr_uri &uri) {
+  reader reader{uri.relative != 0};
+  reader.read(uri);
+  return canonical(reader.text);
+}
+
+std::optional<std::vector<key_look_up>> look_ups_of(const zu_tvr_uri &uri) {
+  reader reader{uri.relative != 0};
+  reader.read(uri);
+  if (!canonical(reader.text)) return std::nullopt;
+  return reader.keys;
+}
+
+bool can_match(std::string_view record_uri, std::string_view looked_up) {
+  size_t r = 0;
+  size_t l = 0;
+  while (l < looked_up.size()) {
+    if (record_uri.substr(r).starts_with(any_value) || looked_up.substr(l).starts_with(any_value)) {
+      r = end_of_value(record_uri, r);
+      l = end_of_value(looked_up, l);
+    } else if (r < record_uri.size() && record_uri[r] == looked_up[l]) {
+      ++r;
+      ++l;
+    } else {
+      return false;
+    }
+  }
+  return r == record_uri.size() || record_uri[r] == '?';
+}
+
+std::string path_of(const pattern &uri) {
+  const bool absolute = uri.starts_with("//");
+  std::string path;
+  std::string_view rest = std::string_view(uri).substr(absolute ? 2 : 1);
+  const size_t query = rest.find('?');
+  std::string_view name = query == rest.npos ? std::string_view() : rest.substr(query + 1);
+  if (name.find('=') != name.npos) name = {}; // records of the path itself
+  rest = rest.substr(0, query);
+  bool first = true;
+  while (!rest.empty()) {
+    const size_t end = std::min(rest.find('/'), rest.size());
+    const std::string_view segment = rest.substr(0, end);
+    if (!(absolute && first)) path += "/" + std::string(segment.substr(0, segment.find(';')));
+    first = false;
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  const bool at_location = absolute && path.empty();
+  if (!name.empty()) return (at_location && first ? "//" : path + "/") + std::string(name);
+  if (at_location && !first) return "//" + uri.substr(2, uri.find_first_of(";?", 2) - 2);
+  return path;
+}
+
+bool is_keyed_below_first(const pattern &uri) {
+  zu_do_uri *parsed = zu_do_uri_new_l(uri.data(), uri.size());
+  if (parsed == nullptr) return false;
+  zu_do_uri_parts parts = {};
+  zu_do_uri_get_parts(parsed, &parts);
+  zu_do_uri_deref(parsed);
+  return parts.keyed_below_first;
+}
+
+std::optional<pattern> list_of(const pattern &record_uri) {
+  const size_t slash = record_uri.rfind('/');
+  if (slash == 0 || record_uri.find('?') != record_uri.npos) return std::nullopt;
+  const std::string name = record_uri.substr(slash + 1);
+  return canonical(record_uri.substr(0, slash) + "?" + name.substr(0, name.find(';')));
+}
+
+} // namespace tovra::check
