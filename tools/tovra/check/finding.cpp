@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <tuple>
 
 #include "../output.hpp"
@@ -15,10 +16,6 @@ const char *name(severity weight) {
   return weight == severity::error ? "error" : "warning";
 }
 
-bool same(const finding &a, const finding &b) {
-  return std::tie(a.file, a.line, a.id, a.message) == std::tie(b.file, b.line, b.id, b.message);
-}
-
 } // namespace
 
 void findings::sort(const std::vector<std::string> &files) {
@@ -27,7 +24,10 @@ void findings::sort(const std::vector<std::string> &files) {
   };
   std::stable_sort(all_.begin(), all_.end(),
                    [&place](const finding &a, const finding &b) { return place(a) < place(b); });
-  all_.erase(std::unique(all_.begin(), all_.end(), same), all_.end());
+  std::set<std::tuple<std::string, int, std::string, std::string>> told;
+  std::erase_if(all_, [&told](const finding &found) {
+    return !told.emplace(found.file, found.line, found.id, found.message).second;
+  });
 }
 
 bool findings::any_error() const {

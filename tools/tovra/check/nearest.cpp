@@ -24,7 +24,7 @@ size_t distance(std::string_view a, std::string_view b) {
 
 std::string did_you_mean(const std::string &name, const std::set<std::string> &names) {
   const std::string *best = nullptr;
-  size_t least = std::max<size_t>(2, name.size() / 3) + 1;
+  size_t least = std::max<size_t>(1, name.size() / 4) + 1;
   for (const std::string &candidate : names) {
     const size_t apart = distance(name, candidate);
     if (apart < least) {

@@ -37,6 +37,7 @@ static constexpr rule rules[] = {
     {"key", severity::error, find_keys_without_record},
     {"scope", severity::error, find_records_out_of_scope},
     {"incomplete", severity::error, find_incomplete_lines},
+    {"optional", severity::warning, find_optional_records},
     {"list-path", severity::warning, find_plain_paths_of_lists},
 
     {"second-read", severity::error, find_second_reads},

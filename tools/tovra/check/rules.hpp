@@ -79,6 +79,7 @@ void find_bad_queries(const subject &, const teller &);
 void find_keys_without_record(const subject &, const teller &);
 void find_records_out_of_scope(const subject &, const teller &);
 void find_incomplete_lines(const subject &, const teller &);
+void find_optional_records(const subject &, const teller &);
 void find_plain_paths_of_lists(const subject &, const teller &);
 // reads
 void find_second_reads(const subject &, const teller &);

@@ -14,13 +14,15 @@ struct use {
   int number;
   std::string path;
   std::set<std::string> properties;
+  const char *effect; // of a property that the records do not have
 };
 
 void add_keys(std::vector<use> &uses, const record &record, int number, const zu_tvr_uri &uri) {
   const auto keys = look_ups_of(uri);
   if (!keys) return;
   for (const key_look_up &key : *keys) {
-    if (key.wanted) uses.push_back({&record, number, path_of(*key.wanted), {key.key}});
+    if (key.wanted)
+      uses.push_back({&record, number, path_of(*key.wanted), {key.key}, "the URI cannot be resolved"});
   }
 }
 
@@ -37,15 +39,15 @@ void add_read(std::vector<use> &uses, const record &record) {
   const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
   if (!text) return;
   const std::string path = path_of(*text);
-  uses.push_back({&record, record.number_of(word::uri), path, searched_by(*text)});
+  uses.push_back({&record, record.number_of(word::uri), path, searched_by(*text), "nothing is found"});
   add_keys(uses, record, record.number_of(word::uri), *uri);
   for (const line &line : record.lines) {
     if (line.keyword == word::orderby && !trimmed(line.value).empty()) {
-      uses.push_back({&record, line.number, path, {trimmed(line.value)}});
+      uses.push_back({&record, line.number, path, {trimmed(line.value)}, "nothing is ordered by it"});
     }
     const size_t dollar = line.keyword == word::query ? line.value.find("=$") : line.value.npos;
     if (dollar != line.value.npos) {
-      uses.push_back({&record, line.number, path, {line.value.substr(dollar + 2)}});
+      uses.push_back({&record, line.number, path, {line.value.substr(dollar + 2)}, "nothing is found"});
     }
   }
 }
@@ -57,7 +59,8 @@ void add_print(std::vector<use> &uses, const record &record) {
     if (!text) continue;
     if (property.item != last) add_keys(uses, record, property.from->number, *property.item->uri);
     last = property.item;
-    uses.push_back({&record, property.from->number, path_of(*text), {property.name}});
+    uses.push_back(
+        {&record, property.from->number, path_of(*text), {property.name}, "the line fails with error 10000"});
   }
 }
 
@@ -126,8 +129,8 @@ void find_unknown_properties(const subject &subject, const teller &tell) {
       if (name.empty() || of_place || name.starts_with('_') || path->properties.contains(unqualified(name)))
         continue;
       tell(*use.by, use.number,
-           "records of " + use.path + " have no property '" + name +
-               "': a line that prints it fails with error 10000" + did_you_mean(name, path->properties));
+           "records of " + use.path + " have no property '" + name + "': " + use.effect +
+               did_you_mean(name, path->properties));
     }
   }
 }

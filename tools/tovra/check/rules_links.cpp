@@ -79,8 +79,7 @@ void find_unreached(const subject &subject, const teller &tell) {
                "', never its children; hang this record below '" + parent->format + "'");
     } else if (is_at_top(*record)) {
       tell(*record, word::cmd,
-           "the render of the whole configuration does not come here: write 'Parent Cmd:', or jump here from "
-           "a "
+           "only a render that names this node comes here: write its 'Parent Cmd:', or jump here from a "
            "push_mode record");
     }
   }
@@ -100,7 +99,7 @@ void find_iterations_of_nothing(const subject &subject, const teller &tell) {
   std::set<const record *> good;
   std::set<const record *> bad;
   for (const visit &visit : subject.ways.visits) {
-    if (!visit.at->is("iter") || !visit.in.known) continue;
+    if (!visit.at->is("iter") || !visit.at->sound || !visit.in.known) continue;
     (visit.in.groups != nullptr ? good : bad).insert(visit.at);
   }
   for (const record *record : bad) {

@@ -1,5 +1,6 @@
 // Rules about formats and the properties that fill their slots.
 #include <algorithm>
+#include <map>
 
 #include "cli_exec/cli_exec.h"
 #include "cond_text.hpp"
@@ -38,9 +39,8 @@ void find_props_before_fmt(const subject &subject, const teller &tell) {
     if (map == nullptr || format == nullptr) continue;
     if (static_cast<size_t>(map->num_items) == count_slots(record.format)) continue;
     tell(record, format->number,
-         "'Fmt:' stands after the properties, which therefore fill none of its slots: the line fails with "
-         "error "
-         "10000; move 'Fmt:' before line " +
+         "'Fmt:' stands after the properties, which are counted against the format before it: the line fails "
+         "with error 10000; move 'Fmt:' before line " +
              std::to_string(record.property_lines().front()->number));
   }
 }
@@ -77,12 +77,14 @@ void find_unused_properties(const subject &subject, const teller &tell) {
     if (map == nullptr || format_after_properties(record) != nullptr) continue;
     const line *cond = record.find(word::cond);
     const auto names = cond != nullptr ? names_in(cond->value) : std::set<std::string>();
+    std::map<const line *, std::string> unused;
     for (const placed_property &property : placed_properties(record)) {
       if (property.slot < map->num_items || names.contains("tvr" + std::to_string(property.slot))) continue;
-      tell(record, property.from->number,
-           property.name + ":" + std::to_string(property.slot) + " is beyond the " +
-               std::to_string(map->num_items) + " slots of '" + record.format +
-               "', and no condition reads $tvr" + std::to_string(property.slot));
+      std::string &told = unused[property.from];
+      told += (told.empty() ? "" : ", ") + property.name + ":" + std::to_string(property.slot);
+    }
+    for (const auto &[from, properties] : unused) {
+      tell(record, from->number, "neither a slot of the format nor a condition ($tvrN) uses " + properties);
     }
   }
 }

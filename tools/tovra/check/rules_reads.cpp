@@ -1,5 +1,5 @@
 // Rules about records and lists that are read more than once in a render. Below a key the library reads a
-// whole list at once and hands each record out one time.
+// whole list at once, hands each record out one time, and remembers that the list was asked for.
 #include <algorithm>
 #include <map>
 
@@ -69,9 +69,8 @@ void find_second_reads(const subject &subject, const teller &tell) {
     if (is_first || one_excludes_other(first->second.by->way, visit.way)) continue;
     tell(*visit.at, word::uri,
          "the record is read before, at " + place(*first->second.by->at) +
-             ", and a record below a key can be read once a render: this read finds nothing, and what is "
-             "below "
-             "it is left out; hang it below the first read");
+             ", and the first record below a key that is read twice is not found again: what is below this "
+             "read is left out there; hang it below the other read");
   }
 }
 
@@ -92,9 +91,7 @@ void find_reads_per_instance(const subject &subject, const teller &tell) {
       told.insert(visit.at);
       tell(*visit.at, word::uri,
            "the same record is read for every record of '" + at->id +
-               "', and a record below a key can be read once a render: from the second on nothing is found; "
-               "read it above '" +
-               at->id + "'");
+               "', and a record below a key is not found a second time; read it above '" + at->id + "'");
       break;
     }
   }
@@ -118,7 +115,7 @@ void find_hidden_lists(const subject &subject, const teller &tell) {
     if (hiding == lists.end() || one_excludes_other(hiding->second->way, visit.way)) continue;
     tell(*visit.at, word::uri,
          "a record of this list is read before it, at " + place(*hiding->second->at) +
-             ", which hides the list: it is taken as empty; read the list first");
+             ", which hides the list: the first one is taken as empty; read the list first");
   }
 }
 

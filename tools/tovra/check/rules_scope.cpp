@@ -153,25 +153,43 @@ void find_records_out_of_scope(const subject &subject, const teller &tell) {
   tell_missing_items(subject, tell, there::no_record);
 }
 
-// A line of several records, of which one may be missing while another is there.
-void find_incomplete_lines(const subject &subject, const teller &tell) {
+namespace {
+
+// Tells the items that are `missing` on some way on which another item of the line is there.
+void tell_lines_with_gaps(const subject &subject, const teller &tell, const auto &missing,
+                          const char *message) {
   if (!subject.ways.complete) return;
   for (const auto &[record, ways] : print_ways(subject.ways)) {
     const auto lines = record->property_lines();
     for (size_t item = 0; item < lines.size(); ++item) {
       if (always_missing(ways, item)) continue; // told as such
-      const bool fails = std::any_of(ways.begin(), ways.end(), [item](const std::vector<item_state> &states) {
+      const bool fails = std::any_of(ways.begin(), ways.end(), [&](const std::vector<item_state> &states) {
         const bool other = std::any_of(states.begin(), states.end(),
                                        [](const item_state &state) { return state.state == there::yes; });
-        return other && states[item].state != there::yes;
+        return other && missing(states[item]);
       });
-      if (!fails) continue;
-      tell(*record, lines[item]->number,
-           "this record is not always there, while another of the line is: then the line fails with error "
-           "10000 "
-           "(Property cache is incomplete); print the two on lines of their own");
+      if (fails) tell(*record, lines[item]->number, message);
     }
   }
+}
+
+} // namespace
+
+// A line of several records, of which one is not in scope wherever the others are.
+void find_incomplete_lines(const subject &subject, const teller &tell) {
+  tell_lines_with_gaps(
+      subject, tell, is_missing,
+      "on one way to this line this record is missing while another of the line is there, and the line "
+      "fails with error 10000 (Property cache is incomplete); print the two on lines of their own");
+}
+
+// A line of several records, of which one is that of an outer group, where there is one.
+void find_optional_records(const subject &subject, const teller &tell) {
+  tell_lines_with_gaps(
+      subject, tell, [](const item_state &item) { return item.state == there::perhaps; },
+      "an outer group has this record for some places only; elsewhere, with another record of the line "
+      "there, "
+      "the line fails with error 10000 (Property cache is incomplete); print the two on lines of their own");
 }
 
 // A list's records are named with '?' or by a key.
