@@ -20,9 +20,9 @@ constexpr int trace_information = 6; // the level at which the loader names its 
 
 // What the trace of a load told.
 struct load_watch {
-  std::string directories; // as the library took them from its arguments or its environment
-  std::string place;       // file and line, or the file, or the directory that was being read
-  std::string last_error;  // without its prefix
+  std::optional<std::string> directories; // as the library took them from its arguments or its environment
+  std::string place;                      // file and line, or the file, or the directory that was being read
+  std::string last_error;                 // without its prefix
 
   static void take(void *self, int level, const char *message) {
     static_cast<load_watch *>(self)->look(level, message);
@@ -38,7 +38,8 @@ private:
   void look(int level, std::string_view message) {
     std::string_view rest;
     if (begins(message, "(info): loader loading from dir: ", rest)) {
-      place = directories = rest;
+      place = rest;
+      directories = place;
     } else if (begins(message, "(info): loader loading file: ", rest)) {
       place = rest;
       refuse_irregular(place);
@@ -106,10 +107,7 @@ std::optional<std::string> template_directories(const std::optional<std::string>
   zu_do_error_deref(error);
   qtrace_set_level(0);
   qtrace_set_sink(nullptr, nullptr);
-  if (watch.place.empty()) {
-    say(watch.last_error);
-    return std::nullopt;
-  }
+  if (!watch.directories) say(watch.last_error);
   return watch.directories;
 }
 

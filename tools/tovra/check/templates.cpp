@@ -99,6 +99,10 @@ template_set load_all(const std::string &directories, findings &found) {
       }
     }
   }
+  if (set.files.empty() && !directories.empty()) {
+    found.add(
+        {directories, 0, severity::warning, "no-templates", "no file ends in .tvr: nothing is rendered"});
+  }
   return set;
 }
 
