@@ -1,9 +1,11 @@
-# What is installed: the two libraries, their headers, the program, a CMake package and a pkg-config file.
+# What is installed: the two libraries, their headers, the program and its manual page, a CMake package and
+# a pkg-config file.
 include(CMakePackageConfigHelpers)
 install(TARGETS zu_tovra zu_platform EXPORT zu_tovra_targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 if(TARGET tovra)
   install(TARGETS tovra RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES docs/tovra.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()
 install(DIRECTORY include/zu_tovra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)

@@ -7,9 +7,10 @@
   text    what that run writes to standard output and then to standard error; `...` ends a line whose rest varies
 
 `tvr always` and `json always` hold for the whole guide: such templates stand before those of every example, such
-data is read where an example has none. A block that no run uses is a fault. Every keyword must be in an example.
+data is read where an example has none. A block that no run uses is a fault. With --man PAGE the manual page must
+name every command and option that the program's help does, and no other.
 
-  run.py [--tovra PROGRAM] [--keywords] [--update] GUIDE...
+  run.py [--tovra PROGRAM] [--keywords] [--update] [--man PAGE] [GUIDE...]
 """
 import argparse
 import difflib
@@ -109,12 +110,31 @@ def rewrite(guide, runs):
     guide.write_text("\n".join(lines) + "\n")
 
 
+def options(text):
+    return set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text))
+
+
+def check_manual(program, page):
+    def help_of(*command):
+        return subprocess.run([program, *command, "--help"], capture_output=True, text=True, timeout=60).stdout
+
+    commands = re.findall(r"^  ([a-z]+) ", help_of().split("Subcommands:")[1], re.MULTILINE)
+    text = re.sub(r"\\(?=-)", "", page.read_text())
+    wanted, named = set().union(*(options(help_of(command)) for command in commands)), set()
+    for line in text.splitlines():
+        named |= options(re.sub(r"\bFl -", "--", line))
+    yield from (f"{page}: command {command} is missing" for command in commands if f".It Cm {command}\n" not in text)
+    yield from (f"{page}: {option} is missing" for option in sorted(wanted - named))
+    yield from (f"{page}: {option} is no option" for option in sorted(named - wanted))
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--tovra", default="build/release/bin/tovra")
     parser.add_argument("--keywords", action="store_true", help="every keyword must be in an example")
     parser.add_argument("--update", action="store_true", help="write into the guides what the program gives")
-    parser.add_argument("guides", nargs="+", type=Path)
+    parser.add_argument("--man", type=Path, metavar="PAGE")
+    parser.add_argument("guides", nargs="*", type=Path)
     asked = parser.parse_args()
     program, faults, text, total = str(Path(asked.tovra).resolve()), [], "", 0
     for guide in asked.guides:
@@ -127,6 +147,8 @@ def main():
     if asked.keywords:
         faults.extend(f"keyword {word} is in no example" for word in KEYWORDS
                       if not re.search(rf"^\s*{word}:", text, re.MULTILINE))
+    if asked.man:
+        faults.extend(check_manual(program, asked.man))
     print("\n".join(faults + [f"{total} examples"]))
     sys.exit(1 if faults else 0)
 
