@@ -71,21 +71,18 @@ TEST(Stack, GivesLastFirst) {
   int items[2];
   zu_tvr_stack *stack = zu_tvr_stack_new(nullptr);
   EXPECT_EQ(zu_tvr_stack_lookup(nullptr, &items[0], nullptr), nullptr);
-  std::set<uint64_t> stamps = {0};
-  for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(zu_tvr_stack_pop(stack), nullptr);
-    EXPECT_EQ(zu_tvr_stack_lookup(stack, &items[0], nullptr), nullptr);
-    EXPECT_TRUE(zu_tvr_stack_push(stack, &items[0]));
-    const uint64_t below = stack->top->stamp;
-    EXPECT_TRUE(zu_tvr_stack_push(stack, &items[1]));
-    EXPECT_TRUE(stamps.insert(below).second && stamps.insert(stack->top->stamp).second);
-    EXPECT_EQ(zu_tvr_stack_lookup(stack, &items[0], nullptr), &items[0]);
-    EXPECT_EQ(zu_tvr_stack_pop(stack), &items[1]);
-    EXPECT_EQ(stack->top->stamp, below);
-    EXPECT_EQ(zu_tvr_stack_pop(stack), &items[0]);
-  }
-  zu_tvr_stack_push(stack, &items[0]);
-  zu_tvr_stack_push(stack, &items[1]);
+  EXPECT_EQ(zu_tvr_stack_lookup(stack, &items[0], nullptr), nullptr);
+  EXPECT_EQ(zu_tvr_stack_pop(stack), nullptr);
+  std::set<uint64_t> stamps;
+  const auto push = [&](int &item) {
+    EXPECT_TRUE(zu_tvr_stack_push(stack, &item));
+    EXPECT_TRUE(stamps.insert(stack->top->stamp).second);
+  };
+  push(items[0]), push(items[1]);
+  EXPECT_EQ(zu_tvr_stack_lookup(stack, &items[0], nullptr), &items[0]);
+  EXPECT_EQ(zu_tvr_stack_pop(stack), &items[1]);
+  EXPECT_EQ(stack->top->stamp, *stamps.begin());
+  push(items[1]); // again, with a stamp of its own
   static std::vector<void *> released;
   released.clear();
   zu_tvr_stack_delete(stack, [](void *item) { released.push_back(item); });
@@ -218,60 +215,23 @@ TEST(Cache, GroupsArePushedAppendedAndPopped) {
 
 // ---- The iteration over a group ----
 
-// An iteration's data and scratch data, driven as the walk engine does.
-struct iteration {
+// Iterates as the walk engine does; the last answer.
+int32_t iterate(zu_tvr_walk_ctx *ctx) {
   zu_tvr_iter_data *data = zu_tvr_iter_data_new("SLOT");
   zu_tvr_iter_scratch_data *scratch = zu_tvr_iter_scratch_data_new();
-
-  ~iteration() {
-    zu_tvr_iter_scratch_data_delete(scratch);
-    zu_tvr_iter_data_delete(data);
-  }
-  // Calls `children` for every record; the last answer.
-  template <class Children>
-  int32_t walk(zu_tvr_walk_ctx *ctx, Children children) {
-    int32_t step;
-    while ((step = data->next(scratch, ctx)) == 1) {
-      children();
-      data->pop(scratch, ctx);
-    }
-    data->cleanup(scratch);
-    return step;
-  }
-  // The cache as the children saw it, record by record; then "step N", the last answer.
-  texts run(zu_tvr_walk_ctx *ctx) {
-    texts seen;
-    const int32_t step = walk(ctx, [&] { seen.push_back(cached(ctx)); });
-    seen.push_back("step " + std::to_string(step));
-    return seen;
-  }
-};
-
-TEST(Iteration, GoesThroughTheTopGroupInLocationOrder) {
-  const test::balanced_memory balanced;
-  test::fake_walk walk;
-  iteration iteration;
-  EXPECT_EQ(iteration.run(walk), texts{"step 0"}); // no groups yet
-  push_groups(walk, {{"//l;loc=1.2/outer"}, {"//l;loc=1.10/a", "//l;loc=1.2/b", "//l;loc=1.2/c"}});
-  const texts expected = {"//l;loc=1.2/outer _coll_uri=//?locations, loc=1.2 //l;loc=1.2/b ",
-                          "//l;loc=1.2/outer _coll_uri=//?locations, loc=1.2 //l;loc=1.2/c ",
-                          "_coll_uri=//?locations, loc=1.10 //l;loc=1.10/a ", "step 0"};
-  EXPECT_EQ(iteration.run(walk), expected);
-  EXPECT_EQ(iteration.run(walk), expected); // afresh
-  EXPECT_EQ(cached(walk), "");
-  zu_tvr_pop_props_group_from_cache(walk);
-  EXPECT_EQ(iteration.run(walk), (texts{"_coll_uri=//?locations, loc=1.2 //l;loc=1.2/outer ", "step 0"}));
-  zu_tvr_pop_props_group_from_cache(walk);
-  EXPECT_EQ(iteration.run(walk), texts{"step 0"});
-  EXPECT_EQ(walk.error_text(), "");
+  int32_t step;
+  while ((step = data->next(scratch, ctx)) == 1) data->pop(scratch, ctx);
+  data->cleanup(scratch);
+  zu_tvr_iter_scratch_data_delete(scratch);
+  zu_tvr_iter_data_delete(data);
+  return step;
 }
 
 TEST(Iteration, TracesItsSteps) {
   test::fake_walk walk;
   push_groups(walk, {{"/m"}, {"/a"}});
-  iteration iteration;
   test::trace_log traces(7);
-  iteration.run(walk);
+  EXPECT_EQ(iterate(walk), 0);
   EXPECT_EQ(traces.text(),
             "7 (debug): iter node: starting iteration\n"
             "7 (debug): iter node: pushing 1 instance to cache: _uri=/a\n"
@@ -280,42 +240,23 @@ TEST(Iteration, TracesItsSteps) {
             "7 (debug): iter node: pushed 3 props to cache\n"
             "7 (debug): iter node: popping 3 items from props from cache\n"
             "7 (debug): iter node: cleaning up\n");
+  EXPECT_EQ(cached(walk), "");
 }
 
 TEST(Iteration, ReportsWhatCannotBeSorted) {
-  const struct {
-    const char *uri, *errors;
-  } cases[] = {
+  const std::pair<const char *, const char *> cases[] = {
       {nullptr, "10000 Failed to get URI from properties\n"},
       {"", "10000 Failed to get MR URI from value\n10000 Failed to extract location ID form properties\n"},
       {"//locations/a", "10000 Failed to get location string from MR URI\n"
                         "10000 Failed to extract location ID form properties\n"},
   };
-  for (const auto &c : cases) {
+  for (const auto &[uri, errors] : cases) {
     const test::balanced_memory balanced;
     test::fake_walk walk;
-    iteration iteration;
-    push_groups(walk, {{"//l;loc=1/a", c.uri}});
-    EXPECT_EQ(iteration.run(walk), texts{"step -1"});
-    EXPECT_EQ(walk.error_text(), std::string(c.errors) + "10000 Failed to sort data by location\n");
+    push_groups(walk, {{"//l;loc=1/a", uri}});
+    EXPECT_EQ(iterate(walk), -1);
+    EXPECT_EQ(walk.error_text(), std::string(errors) + "10000 Failed to sort data by location\n");
   }
-}
-
-TEST(Iteration, EveryFailedAllocationIsReportedAndLeavesNothing) {
-  const auto outer = record_of("//l;loc=1;unit=2/o"), one = record_of("//l;loc=2/a"),
-             two = record_of("//l;loc=1;unit=2/b");
-  test::fail_each_allocation([&] {
-    test::fake_walk walk;
-    if (walk.ctx() == nullptr) return false;
-    iteration iteration;
-    if (iteration.data == nullptr || iteration.scratch == nullptr) return false;
-    const bool ready = zu_tvr_push_props_group_to_cache(walk, outer.get(), 0) &&
-                       zu_tvr_push_props_group_to_cache(walk, one.get(), 0) &&
-                       zu_tvr_push_props_group_to_cache(walk, two.get(), 1);
-    const bool done = ready && iteration.walk(walk, [] {}) == 0;
-    EXPECT_EQ(done, walk.errors.empty()) << walk.error_text();
-    return done;
-  });
 }
 
 // ---- The walk context ----
@@ -326,91 +267,46 @@ TEST(WalkContext, ShowsItself) {
   const auto shown = [](zu_tvr_walk_ctx *ctx, int32_t indentation) {
     return test::stream_text([&](FILE *stream) { zu_tvr_walk_ctx_print(stream, indentation, ctx); });
   };
-  EXPECT_EQ(shown(plain, 0), "config_name: (null)\nindentation: 0\narguments:\nstarting node: 0\n");
+  EXPECT_EQ(shown(plain, -2), "config_name: (null)\nindentation: 0\narguments:\nstarting node: 0\n");
   zu_tvr_node *node = zu_tvr_node_new_noop();
   zu_tvr_node *below = zu_tvr_node_new_noop();
   const std::string first = std::to_string(node->ordinal), second = std::to_string(below->ordinal);
   walk->starting_node = node;
   walk->indentation = 3;
   walk->node_path = zu_tvr_stack_new(nullptr);
-  zu_tvr_stack_push(walk->node_path, node);
-  zu_tvr_stack_push(walk->node_path, below);
+  for (auto *on_path : {node, below}) zu_tvr_stack_push(walk->node_path, on_path);
   zu_tvr_push_props_to_cache(walk, record_of("/b").get(), 0, 0);
-  const std::string path = "node path: " + second + "  " + first + " \n";
-  EXPECT_EQ(shown(walk, 1), "\tconfig_name: saved\n\tindentation: 3\n" + path +
-                                "\targuments:\n\t\t_uri: /a\n\t\t_uri: /b\n\n\tstarting node: " + first +
+  EXPECT_EQ(shown(walk, 1), "\tconfig_name: saved\n\tindentation: 3\nnode path: " + second + "  " + first +
+                                " \n\targuments:\n\t\t_uri: /a\n\t\t_uri: /b\n\n\tstarting node: " + first +
                                 "\n");
-  EXPECT_EQ(shown(walk, -2), "config_name: saved\nindentation: 3\n" + path +
-                                 "arguments:\n_uri: /a\n_uri: /b\n\nstarting node: " + first + "\n");
   zu_tvr_node_delete(node);
   zu_tvr_node_delete(below);
 }
 
-int close_code = 0;
-int closed = 0;
-template <class Interface>
-int count_free(Interface *) {
-  ++closed;
-  return close_code;
-}
-
-cursor_cache_entry *waiting_record(const char *uri) {
-  auto *entry = static_cast<cursor_cache_entry *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(cursor_cache_entry)));
-  entry->props_list = static_cast<queue *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(queue)));
-  queue_init(entry->props_list, 0);
-  auto *item = static_cast<props_item *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(props_item)));
-  item->props = record_of(uri).release();
-  queue_enqueue(entry->props_list, item);
-  return entry;
-}
-
-TEST(WalkContext, ReleasesWhatAFailedWalkLeft) {
-  const zu_coll_ifc_ops coll_ops{nullptr, nullptr, count_free<zu_coll_ifc>, nullptr};
-  const zu_crudx_ifc_ops crudx_ops{nullptr, nullptr, count_free<zu_crudx_ifc>, nullptr, nullptr};
+TEST(WalkContext, TellsOfInterfacesThatItCannotTakeOrRelease) {
+  static int closed;
+  closed = 0;
+  const auto refuse_free = [](auto *) { return ++closed; };
+  const zu_coll_ifc_ops coll_ops{nullptr, nullptr, refuse_free, nullptr};
+  const zu_crudx_ifc_ops crudx_ops{nullptr, nullptr, refuse_free, nullptr, nullptr};
   zu_coll_ifc coll{&coll_ops};
   zu_crudx_ifc crudx{&crudx_ops};
-  for (const int code : {0, 1}) {
-    const test::balanced_memory balanced;
-    test::trace_log traces;
-    close_code = code;
-    closed = 0;
-    test::fake_data data;
-    data.free_code = code;
-    {
-      const auto arguments = record_of("/a");
-      test::fake_walk walk({.data = data.get(), .arguments = arguments.get()});
-      EXPECT_EQ(data.references, 1);
-      walk->coll_ifc = &coll;
-      walk->crudx_ifc = &crudx;
-      walk->node_path = zu_tvr_stack_new(nullptr);
-      zu_tvr_stack_push(walk->node_path, &coll);
-      push_groups(walk, {{"/a"}});
-      zu_tvr_push_props_to_cache(walk, record_of("/a").get(), 1, 0);
-      walk->mr_cache = htMake(0);
-      htAdd(walk->mr_cache, qstrdup_named(ZU_TVR_AREA, "/a"), record_of("/a").release());
-      walk->mr_cache_cursor = htMake(0);
-      htAdd(walk->mr_cache_cursor, qstrdup_named(ZU_TVR_AREA, "/?a"), nullptr);
-      htAdd(walk->mr_cache_cursor, qstrdup_named(ZU_TVR_AREA, "/?b"), waiting_record("/b"));
-      walk->line = zu_do_strbuf_new();
-      walk->text = zu_do_strbuf_new();
-    }
-    EXPECT_EQ(closed, 2);
-    EXPECT_EQ(data.references, 0);
-    EXPECT_EQ(traces.text(), code == 0
-                                 ? ""
-                                 : "3 (ERR): Failed to free coll ifc\n3 (ERR): Failed to free crudx ifc\n"
-                                   "3 (ERR): Failed to free data ifc\n");
-  }
-}
-
-TEST(WalkContext, NeedsItsDataInterface) {
-  const test::balanced_memory balanced;
   test::fake_data data;
-  data.ref_code = 1;
+  data.free_code = 1;
+  const test::balanced_memory balanced;
   test::trace_log traces;
-  EXPECT_EQ(zu_tvr_walk_ctx_new(data.get(), nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr),
-            nullptr);
-  EXPECT_EQ(traces.text(), "3 (ERR): Failed to ref data_ifc\n");
+  {
+    test::fake_walk walk({.data = data.get()});
+    EXPECT_EQ(data.references, 1);
+    walk->coll_ifc = &coll;
+    walk->crudx_ifc = &crudx;
+  }
+  EXPECT_EQ(closed, 2);
+  EXPECT_EQ(data.references, 0);
+  data.ref_code = 1;
+  EXPECT_EQ(test::fake_walk({.data = data.get()}).ctx(), nullptr);
+  EXPECT_EQ(traces.text(), "3 (ERR): Failed to free coll ifc\n3 (ERR): Failed to free crudx ifc\n"
+                           "3 (ERR): Failed to free data ifc\n3 (ERR): Failed to ref data_ifc\n");
 }
 
 } // namespace
