@@ -1,6 +1,7 @@
 // Collection nodes: their protocol, what they ask the data store for, what they push, how they fail.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -70,7 +71,9 @@ public:
       if (executed == -1) return steps;
       int32_t iterated = 0;
       while ((iterated = data->iterate(data, scratch, ctx)) == 1) {
-        steps.push_back(pushed(ctx));
+        auto *entry = ctx->props_cache->top;
+        while (entry->next != nullptr) entry = entry->next; // above it, the location that it lives in
+        steps.push_back(record_text(static_cast<zu_do_properties *>(entry->item)));
         data->pop(scratch, ctx);
         EXPECT_EQ(scratch->props_pushed, 0);
         EXPECT_EQ(scratch->groups_pushed, 0);
@@ -87,20 +90,6 @@ public:
 
   zu_tvr_coll_data *data;
   zu_tvr_coll_scratch_data *scratch;
-
-private:
-  std::string pushed(zu_tvr_walk_ctx *ctx) const {
-    if (scratch->groups_pushed == 0) {
-      return record_text(static_cast<zu_do_properties *>(ctx->props_cache->top->item));
-    }
-    auto *list = static_cast<zu_do_properties_list *>(ctx->props_groups_cache->top->item);
-    std::string text = "group";
-    for (size_t at = 0; at < zu_do_properties_list_get_len(list); ++at) {
-      const std::string uri = record_text(zu_do_properties_list_get(list, at));
-      text += " " + uri.substr(uri.find("/u;k=") + 5, 1);
-    }
-    return text;
-  }
 };
 
 // Runs a scenario with errors traced only, and with every trace on, when all steps are the plain ones: what
@@ -180,24 +169,19 @@ TEST(retrieval, reads_a_collection_in_batches) {
 }
 
 TEST(retrieval, the_last_column_of_a_name_wins) {
-  const std::pair<const char *, lines> cases[] = {
-      {"n:k", {"/s/i;n=1 of /s?i", "2"}},
-      {"x:_coll_uri", {"/s/i;n=1 of (none)", "1"}},
-  };
-  for (const auto &[column, pushed] : cases) {
-    const lines did = in_both_ways(
-        [&](auto &data) {
-          data.collections["/s?i"] = test::make_table({"_uri", "m:k", column}, {{"/s/i;n=1", "1", "2"}});
-        },
-        0,
-        [](auto *ctx) {
-          coll_node node({.uri = "/s?i"});
-          EXPECT_EQ(node.data->execute(node.data, node.scratch, ctx, 0), 0);
-          EXPECT_EQ(node.data->iterate(node.data, node.scratch, ctx), 1);
-          auto *record = static_cast<zu_do_properties *>(ctx->props_cache->top->item);
-          return lines{record_text(record), test::display(zu_do_properties_get_value(record, "k"))};
-        });
-    EXPECT_EQ(lines(did.begin(), did.begin() + 2), pushed);
+  for (const auto &[column, expected] :
+       {std::pair("n:k", "/s/i;n=1 of /s?i k=2"), {"x:_coll_uri", "/s/i;n=1 of (none) k=1"}}) {
+    const auto prepare = [&](auto &data) {
+      data.collections["/s?i"] = test::make_table({"_uri", "m:k", column}, {{"/s/i;n=1", "1", "2"}});
+    };
+    const lines did = in_both_ways(prepare, 0, [](auto *ctx) {
+      coll_node node({.uri = "/s?i"});
+      EXPECT_EQ(node.data->execute(node.data, node.scratch, ctx, 0), 0);
+      EXPECT_EQ(node.data->iterate(node.data, node.scratch, ctx), 1);
+      auto *record = static_cast<zu_do_properties *>(ctx->props_cache->top->item);
+      return lines{record_text(record) + " k=" + test::display(zu_do_properties_get_value(record, "k"))};
+    });
+    EXPECT_EQ(did[0], expected);
   }
 }
 
@@ -243,186 +227,121 @@ TEST(retrieval, requests_a_collection_once_for_all_parents) {
   EXPECT_EQ(only(did, "open"), (lines{open(1), open(2), open(3), open(5), open(5)}));
 }
 
-TEST(retrieval, groups_end_where_their_key_changes) {
-  struct {
-    std::vector<std::string> orderby;
-    uint32_t fetch_count;
-    std::vector<std::vector<std::string>> rows; // of parent 1's answer
-    lines groups;
-  } cases[] = {
-      {{"a", "b"},
-       0,
-       {{unit(1, 1), "1", "\"x\""}, {unit(1, 2), "1.0", "\"x\""}, {unit(1, 3), "1", "\"y\""}},
-       {"1 2", "3"}},
-      {{}, 2, {{unit(1, 1), "1", "1"}, {unit(1, 2), "2", "1"}, {unit(1, 3), "2", "1"}}, {"1 2", "3"}},
-      {{"a"},
-       0,
-       {{unit(2, 1), "1", "1"},
-        {unit(1, 2), "1", "1"},
-        {unit(2, 3), "1", "1"},
-        {unit(1, 4), "1", "1"},
-        {unit(2, 5), "2", "1"}},
-       {"2 4", "1 3", "5"}},
-  };
-  for (const auto &c : cases) {
-    const lines did = in_both_ways(
-        [&](auto &data) {
-          data.collections[coll(1)] = test::make_table({"_uri", "m:a", "b"}, c.rows);
-        },
-        c.fetch_count,
-        [&](auto *ctx) {
-          return walk_each(ctx, {.orderby = c.orderby, .group = true}, {coll(1), coll(2)});
-        });
-    lines expected;
-    for (const auto &group : c.groups) expected.push_back("group " + group);
-    EXPECT_EQ(only(did, "group"), expected);
-    EXPECT_EQ(only(did, "error"), lines{});
-  }
+// The order by location, in runs of equal sorting keys; runs of one key are not merged.
+TEST(retrieval, orders_by_location_inside_runs) {
+  const auto at = [](const char *place) { return "//locations;loc=" + std::string(place) + "/sys/ifc;n=1"; };
+  const lines did = in_both_ways(
+      [&](auto &data) {
+        data.collections["/sys?ifc"] = test::make_table(
+            {"_uri", "m:a", "b"},
+            {{at("1.9"), "1", "1"}, {at("1.2"), "1", "1"}, {at("1.1"), "1", "2"}, {at("1.0"), "1", "1"}});
+      },
+      0,
+      [](auto *ctx) {
+        return coll_node({.orderby = {"x:a", "b"}, .location = true}).walk(ctx);
+      });
+  lines expected;
+  for (const char *place : {"1.2", "1.9", "1.1", "1.0"}) expected.push_back(at(place) + " of /sys?ifc");
+  EXPECT_EQ(only(did, "//"), expected);
 }
 
 // ---- Failures ----
 
 TEST(retrieval, failures_are_traced_and_reported) {
-  const auto answers = [](const char *uri, const test::own_table &table) {
-    return [&, uri](test::scripted_data &data) {
-      data.collections[uri] = test::own_table(zu_do_vtable_ref(table.get()));
-    };
+  using data = test::scripted_data;
+  const auto answer = [](auto data::*call, auto code) { return [=](data &store) { store.*call = code; }; };
+  const auto rows = [](const char *uri, const lines &columns, const std::vector<lines> &cells) {
+    return [=](data &store) { store.collections[uri] = test::make_table(columns, cells); };
   };
-  const auto nothing = [](test::scripted_data &) {};
-  const char *parent = "/s/i;n=1?u";
-  const auto nameless = test::make_table({"_uri", ""}, {{"/sys/ifc", "1"}});
-  const auto no_uri = test::make_table({"k"}, {{"1"}});
-  const auto root = instances({"/"});
-  const auto two = instances({"/sys/ifc;n=1", "/sys/ifc;n=2"});
-  const std::string no_query = "10000 Error in building the query";
-  const std::string no_record = "10000 Failed to get props from vlist";
+  const auto nothing = [](data &) {};
+  const char *parent = "/s/i;n=1?u", *ifc = "/sys?ifc";
+  const std::string no_query = "10000 Error in building the query|", no_coll = "Error using the collection|",
+                    no_record = "10000 Failed to get props from vlist|",
+                    no_order = "10000 Failed to sort data by location|", no_cursor = "Failed to get cursor|";
   struct {
-    std::function<void(test::scripted_data &)> break_it;
+    std::function<void(data &)> break_it;
     node_options options;
-    lines errors;
-    lines traces; // when they differ in words from the errors
+    std::string errors;
+    std::string traces = {}; // when they differ in words from the errors
   } cases[] = {
       {nothing,
        {.uri = "/s/i;n=$?u"},
-       {"10000 Failed to resolve collection URI"},
-       {"no match for /s?i", "Could not find props for URI resolution",
-        "Failed to resolve one or more keys in URI", "Failed to resolve collection URI"}},
+       "10000 Failed to resolve collection URI|",
+       "no match for /s?i|Could not find props for URI resolution|"
+       "Failed to resolve one or more keys in URI|Failed to resolve collection URI|"},
       {nothing,
        {.query = {{"x", "\"$name\""}, {"y", "\"$absent\""}}},
-       {no_query},
-       {"Missing value for absent in partial TOVRA"}},
-      {nothing, {.query = {{"x", "\"name\""}}}, {no_query}, {"Failed to get value for query"}},
-      {[](auto &data) { data.get_coll_code = 55; },
-       {},
-       {"55 Error using the collection"},
-       {"Failed to get collection interface"}},
-      {[](auto &data) { data.open_code = 103; }, // and a cursor
-       {},
-       {"103 Error using the collection"},
-       {"Failed to get cursor"}},
-      {[](auto &data) { data.open_gives_cursor = false; },
-       {},
-       {"10000 Error using the collection"},
-       {"Failed to get cursor"}},
-      {[](auto &data) { data.fetch_code = 77; }, {}, {"77 Error using the collection"}, {}},
-      {answers("/sys?ifc", nameless), {}, {no_record}, {}},
-      {answers(parent, no_uri),
+       no_query,
+       "Missing value for absent in partial TOVRA|"},
+      {nothing, {.query = {{"x", "\"name\""}}}, no_query, "Failed to get value for query|"},
+      {answer(&data::get_coll_code, 55), {}, "55 " + no_coll, "Failed to get collection interface|"},
+      {answer(&data::open_code, 103), {}, "103 " + no_coll, no_cursor}, // and a cursor
+      {answer(&data::open_gives_cursor, false), {}, "10000 " + no_coll, no_cursor},
+      {answer(&data::fetch_code, 77), {}, "77 " + no_coll},
+      {rows(ifc, {"_uri", ""}, {{"/sys/ifc", "1"}}), {}, no_record},
+      {rows(parent, {"k"}, {{"1"}}),
        {.uri = parent},
-       {no_record},
-       {"Failed to get uri from properties", "Failed to get props from vlist"}},
-      {answers(parent, root),
+       no_record,
+       "Failed to get uri from properties|Failed to get props from vlist|"},
+      {rows(parent, {"_uri"}, {{"/"}}),
        {.uri = parent},
-       {"10000 Failed to get parent uri or last segment in uri", no_record},
-       {}},
-      {answers("/sys?ifc", root),
+       "10000 Failed to get parent uri or last segment in uri|" + no_record},
+      {rows(ifc, {"_uri"}, {{"/"}}),
        {.orderby = {"k"}, .group = true},
-       {"10000 Failed to get key values from props"},
-       {"Failed to find k in props"}},
-      {answers("/sys?ifc", two), // a batch that is not the last
+       "10000 Failed to get key values from props|",
+       "Failed to find k in props|"},
+      // Rows that cannot be sorted.
+      {rows(ifc, {"_uri"}, {{"/sys/ifc;n=1"}, {"/sys/ifc;n=2"}}),
        {.orderby = {"k"}, .location = true},
-       {"10000 Failed to determine sorting key column", "10000 Failed to sort data by location"},
-       {}},
+       "10000 Failed to determine sorting key column|" + no_order},
+      {rows(ifc, {"k"}, {{"1"}}), {.location = true}, "10000 Failed to determine URI column|" + no_order},
+      {rows(ifc, {"k", "_uri"}, {{"1"}}), {.location = true}, "10000 Failed to get URI from row|" + no_order},
+      {rows(ifc, {"_uri"}, {{"1"}}),
+       {.location = true},
+       "10000 Failed to get MR URI from value|10000 Failed to extract location from row|" + no_order,
+       "Failed to get MR URI from value|Failed to extract location|Failed to sort data by location|"},
+      {rows(ifc, {"_uri", "k"}, {{"/a"}}),
+       {.orderby = {"k"}, .location = true},
+       "10000 Failed to get value|10000 Failed to compare sorting keys|" + no_order},
   };
   for (const auto &c : cases) {
-    SCOPED_TRACE(c.errors[0]);
-    const lines did = in_both_ways(c.break_it, 1, [&](auto *ctx) {
+    SCOPED_TRACE(c.errors);
+    const lines did = in_both_ways(c.break_it, 1, [&](auto *ctx) { // by batches that are not the last
       ctx->arguments = zu_do_properties_new();
       zu_do_properties_set_string(ctx->arguments, "name", "eth0");
       return coll_node(c.options).walk(ctx, true);
     });
-    lines errors;
-    lines traces;
-    for (const auto &error : c.errors) {
-      errors.push_back("error " + error);
-      if (c.traces.empty()) traces.push_back("3 (ERR): " + error.substr(error.find(' ') + 1));
-    }
-    for (const auto &trace : c.traces) traces.push_back("3 (ERR): " + trace);
     EXPECT_EQ(only(did, "execute -1").size() + only(did, "iterate -1").size(), 1u);
-    EXPECT_EQ(only(did, "error"), errors);
-    EXPECT_EQ(only(did, "3 "), traces);
-  }
-}
-
-// Every allocation of a walk made to fail: nothing leaks, and what the node did not do it tells.
-TEST(retrieval, survives_every_failed_allocation) {
-  const node_options grouped = {.orderby = {"k"}, .location = true, .group = true};
-  for (const auto &options : {node_options{}, grouped}) {
-    for (const int level : {4, 7}) {
-      lines whole;
-      for (uint64_t n = 0;; ++n) {
-        SCOPED_TRACE(std::to_string(n) + " at level " + std::to_string(level));
-        test::balanced_memory balanced;
-        test::scripted_data data;
-        data.collections[coll(1)] =
-            test::make_table({"_uri", "k"}, {{unit(1, 1), "1"}, {unit(2, 1), "1"}, {unit(2, 2), "2"}});
-        std::vector<std::unique_ptr<coll_node>> nodes;
-        for (const int parent : {1, 2, 3}) {
-          nodes.push_back(std::make_unique<coll_node>(options));
-          nodes.back()->move_to(coll(parent).c_str());
-        }
-        test::walk_options with;
-        with.data = data.get();
-        test::fake_walk ctx(with);
-        test::trace_log traces(level);
-        lines did;
-        qmalloc_fail_nth(n, false);
-        for (auto &node : nodes) {
-          for (const auto &step : node->walk(ctx)) did.push_back(step);
-        }
-        const bool fired = qmalloc_fail_fired() > 0;
-        qmalloc_fail_nth(0, false);
-        if (n == 0) whole = did;
-        // By the plain steps, a relative form that cannot be made silently means the direct request.
-        EXPECT_TRUE(level == 7 || did == whole || traces.count("(ERR): ") > 0);
-        if ((n > 0 && !fired) || HasFailure()) break;
-      }
+    std::string errors, messages, traces;
+    for (const auto &line : only(did, "error ")) {
+      errors += line.substr(std::strlen("error ")) + "|";
+      messages += line.substr(line.find(' ', std::strlen("error ")) + 1) + "|";
     }
+    for (const auto &line : only(did, "3 ")) traces += line.substr(std::strlen("3 (ERR): ")) + "|";
+    EXPECT_EQ(errors, c.errors);
+    EXPECT_EQ(traces, c.traces.empty() ? messages : c.traces);
   }
 }
 
 // ---- The record caches ----
 
-TEST(retrieval, a_marked_collection_takes_records) {
-  for (const int level : {4, 7}) {
-    test::balanced_memory balanced;
-    test::trace_log traces(level);
-    test::fake_walk ctx;
-    test::own_uri uri(zu_do_uri_new("/s/i;n=1?u"));
-    test::own_record record(zu_do_properties_new());
-    EXPECT_EQ(tvr::cursor_cache_mark_requested(ctx, uri.get(), tvr::requester::collection_node), 0);
-    EXPECT_EQ(tvr::insert_props_into_hashmap(ctx, uri.get(), record.get()), 0);
-    EXPECT_EQ(htSize(ctx->mr_cache_cursor), 1u);
-    // A failed insertion loses the entry.
-    qmalloc_fail_nth(1, false);
-    EXPECT_EQ(tvr::insert_props_into_hashmap(ctx, uri.get(), record.get()), -1);
-    qmalloc_fail_nth(0, false);
-    EXPECT_EQ(tvr::cursor_cache_find(ctx, uri.get()), nullptr);
-    EXPECT_FALSE(tvr::cursor_cache_remove(ctx, uri.get(), nullptr));
-    EXPECT_EQ(traces.count("(ERR): "), 2);
-    EXPECT_TRUE(traces.has("(ERR): Failed to allocate memory for props item")) << traces.text();
-    EXPECT_TRUE(traces.has("(ERR): Failed to remove cursor /s/i;n=1?u from hash"));
-    EXPECT_EQ(ctx.error_text(), "");
-  }
+TEST(retrieval, a_failed_insertion_loses_the_marked_collection) {
+  test::balanced_memory balanced;
+  test::trace_log traces;
+  test::fake_walk ctx;
+  test::own_uri uri(zu_do_uri_new("/s/i;n=1?u"));
+  test::own_record record(zu_do_properties_new());
+  EXPECT_EQ(tvr::cursor_cache_mark_requested(ctx, uri.get(), tvr::requester::collection_node), 0);
+  EXPECT_EQ(tvr::insert_props_into_hashmap(ctx, uri.get(), record.get()), 0);
+  EXPECT_EQ(htSize(ctx->mr_cache_cursor), 1u);
+  qmalloc_fail_nth(1, false);
+  EXPECT_EQ(tvr::insert_props_into_hashmap(ctx, uri.get(), record.get()), -1);
+  qmalloc_fail_nth(0, false);
+  EXPECT_EQ(tvr::cursor_cache_find(ctx, uri.get()), nullptr);
+  EXPECT_FALSE(tvr::cursor_cache_remove(ctx, uri.get(), nullptr));
+  EXPECT_EQ(traces.text(), "3 (ERR): Failed to allocate memory for props item\n"
+                           "3 (ERR): Failed to remove cursor /s/i;n=1?u from hash\n");
+  EXPECT_EQ(ctx.error_text(), "");
 }
 
 // ---- Collection URIs ----
@@ -430,17 +349,17 @@ TEST(retrieval, a_marked_collection_takes_records) {
 TEST(retrieval, tells_ref_many_subtrees) {
   test::balanced_memory balanced;
   test::fake_walk ctx;
-  const auto expect = [&](bool under, const lines &texts) {
-    for (const auto &text : texts) {
-      for (const int level : {4, 7}) {
-        test::trace_log traces(level);
-        test::own_uri uri(zu_do_uri_new(text.c_str()));
-        EXPECT_EQ(uri_is_under_ref_many_subtree(ctx, uri.get()), under) << text << " at level " << level;
-      }
-    }
+  const auto under = [&](const char *text) {
+    return uri_is_under_ref_many_subtree(ctx, test::own_uri(zu_do_uri_new(text)).get());
   };
-  expect(true, {"/a/b;k=1", "/a/b;k=1?c", "//l;loc=1/a/b;k=1"});
-  expect(false, {"/a/b", "/a;k=1/b", "/a/b;k=1?c=1", "//l;loc=1/a;k=1/b", "//l;loc=1?a", "//?l", "/a;k=1?b"});
+  for (const int level : {4, 7}) {
+    test::trace_log traces(level);
+    for (const char *text : {"/a/b;k=1", "/a/b;k=1?c", "//l;loc=1/a/b;k=1"}) EXPECT_TRUE(under(text)) << text;
+    for (const char *text :
+         {"/a/b", "/a;k=1/b", "/a/b;k=1?c=1", "//l;loc=1/a;k=1/b", "//l;loc=1?a", "//?l", "/a;k=1?b"}) {
+      EXPECT_FALSE(under(text)) << text;
+    }
+  }
   EXPECT_EQ(ctx.error_text(), "");
   EXPECT_FALSE(uri_is_under_ref_many_subtree(ctx, nullptr));
   EXPECT_FALSE(uri_is_under_ref_many_subtree(nullptr, nullptr));
@@ -449,10 +368,8 @@ TEST(retrieval, tells_ref_many_subtrees) {
 
 // The text that is read off an instance's text is that of the URI that is made of it.
 TEST(retrieval, collections_of_instances) {
-  struct {
-    const char *instance;
-    const char *collection;
-    const char *relative;
+  const struct {
+    const char *instance, *collection, *relative;
   } cases[] = {
       {"/a/b;k=1", "/a?b", "/a?b"},
       {"/b;k=1", "/?b", "/?b"},
@@ -464,23 +381,19 @@ TEST(retrieval, collections_of_instances) {
   test::balanced_memory balanced;
   test::fake_walk ctx;
   for (const auto &c : cases) {
-    SCOPED_TRACE(c.instance);
     test::own_uri instance(zu_do_uri_new(c.instance));
     test::own_uri made(generate_coll_uri_from_mr_uri(ctx, instance.get()));
-    tvr::coll_slices slices;
     EXPECT_EQ(test::text_of(made.get()), c.collection);
-    test::own_uri relative(zu_do_uri_new_relative(c.collection));
-    EXPECT_EQ(test::text_of(relative.get()), c.relative);
-    for (const bool as_relative : {false, true}) {
-      const char *expected = as_relative ? c.relative : c.collection;
-      ASSERT_TRUE(tvr::coll_slices_of(instance.get(), as_relative, &slices));
+    EXPECT_EQ(test::text_of(test::own_uri(zu_do_uri_new_relative(c.collection)).get()), c.relative);
+    for (const char *expected : {c.collection, c.relative}) {
+      tvr::coll_slices slices;
+      ASSERT_TRUE(tvr::coll_slices_of(instance.get(), expected == c.relative, &slices));
       tvr::coll_text text;
       EXPECT_STREQ(text.write(slices), expected);
       EXPECT_TRUE(slices.spells(expected));
-      std::string other = expected;
-      other.back() = 'x';
-      EXPECT_FALSE(slices.spells(other));
-      EXPECT_FALSE(slices.spells(std::string(expected) + "x"));
+      const std::string all = expected;
+      EXPECT_FALSE(slices.spells(all.substr(0, all.size() - 1) + "x"));
+      EXPECT_FALSE(slices.spells(all + "x"));
     }
   }
 }
@@ -488,18 +401,12 @@ TEST(retrieval, collections_of_instances) {
 // ---- The data record ----
 
 TEST(retrieval, dumps_what_is_fixed) {
-  test::balanced_memory balanced;
-  node_options options;
-  options.query = {{"left", "\"$name\""}};
-  const auto dump = [&](const char *uri) {
-    options.uri = uri;
-    coll_node node(options);
-    return test::stream_text([&](FILE *stream) { zu_tvr_coll_data_print(stream, 1, node.data); });
-  };
-  EXPECT_EQ(dump("/a?b"), "\t/a?b\n\n\tleft=$name\n");
-  EXPECT_EQ(dump("/a/b;k=$?c"), "\n\tleft=$name\n");
-  zu_tvr_coll_data_delete(nullptr);
-  zu_tvr_coll_scratch_data_delete(nullptr);
+  for (const auto &[uri, shown] :
+       {std::pair("/a?b", "\t/a?b\n\n\tleft=$name\n"), {"/a/b;k=$?c", "\n\tleft=$name\n"}}) {
+    coll_node node({.uri = uri, .query = {{"left", "\"$name\""}}});
+    const auto dump = [&](FILE *stream) { zu_tvr_coll_data_print(stream, 1, node.data); };
+    EXPECT_EQ(test::stream_text(dump), shown);
+  }
 }
 
 } // namespace
