@@ -131,31 +131,4 @@ TEST(line, renders_broken_items_without_harm) {
   EXPECT_EQ(stage.run(4).text(), "1 x1\n");
 }
 
-TEST(line, survives_exhausted_memory) {
-  const std::string long_text(300, 'x');
-  const print_case cases[] = {
-      {"a line each",
-       long_text + "%s %s",
-       pair(true, false),
-       thing({{"v", "[1,\"a\\nb\"]"}}),
-       "",
-       {.condition = "(set $tvr0)", .newline = true}},
-      {"in one line", "%s %s", pair(false, false), thing({{"v", "[\"" + long_text + "\",2]"}}), ""},
-      {"inline", "%s %s", pair(false, true), thing({{"v", "[1,\"\\n\"]"}}), ""},
-      {"marked", "%s", shows({{"v"}}),
-       thing({{"v", "\"" + long_text + "\\n\""}, {"_pending_attrs", "\"v\""}}), ""},
-      {"mapped", "%s", shows({{"v"}}), thing({{"v", "\"a\\nb\""}}), "", {.value_map = {{"x", "y"}}}},
-  };
-  for (const auto &one : cases) test::check_exhausted(one);
-
-  // A value that cannot be mapped is told.
-  test::print_stage stage({"", "%s", shows({{"v"}}), thing({{"v", "\"\\n\""}}), ""}, true);
-  stage.run(0);
-  qmalloc_fail_nth(1, false);
-  const auto got = stage.run(4);
-  qmalloc_fail_nth(0, false);
-  EXPECT_EQ(got.step, -1);
-  EXPECT_EQ(got.reports, "! 10000 Failed to map value\n");
-}
-
 } // namespace

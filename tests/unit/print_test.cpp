@@ -1,7 +1,6 @@
 // The walk of a print node: what no rendered example reaches, failures above all.
-#include <cstdio>
-
 #include "support/print_case.hpp"
+#include "support/stream_text.hpp"
 
 namespace {
 
@@ -35,12 +34,6 @@ TEST(print, walks) {
   };
   const print_options no_arguments = {.condition = "(set $tvr1)", .condition_arguments = false};
   const std::vector<print_case> cases = {
-      {"without a map", "100%s", {}, {}, "1 \n 100%s\n", {.newline = true, .indentation = 1}},
-      {"two records",
-       "%s/%s",
-       {{"/sys", {{.name = "host"}}}, {ifc_uri, {{.name = "name", .slot = 1}}}},
-       {{"/sys", "", {{"host", "\"r1\""}}}, ifc({})},
-       "1 r1/e0\n"},
       {"room that no property fills", "%s", {{ifc_uri, {{.name = "name"}}, 3}}, plain, "1 e0\n"},
       {"extra properties are read", "%s", {shows({"name", "mtu"})}, {ifc({{"mtu", "none"}})}, "1 e0\n"},
       {"more than the usual number of slots",
@@ -48,7 +41,6 @@ TEST(print, walks) {
        {shows(std::vector<std::string>(18, "a"))},
        {ifc({{"a", "1"}})},
        "1 111111111111111111\n"},
-      {"no slots, all default", "on", {shows({"mtu"})}, {ifc({{"mtu", "=1500"}})}, "1 on\n", {.slots = 0}},
       {"a default and a slot that nothing fills",
        "%s %s",
        {shows({"mtu"})},
@@ -75,7 +67,13 @@ TEST(print, walks) {
        {},
        "-1 \n(ERR): Failed to resolve condition\n(ERR): Failed to verify conditions\n",
        no_arguments},
-      {"condition without a map", "x", {}, {}, "0 \n", {"(set $tvr0)"}},
+      {"a condition that does not parse",
+       "%s",
+       one,
+       plain,
+       "-1 \n! 10000 condition: group without end at column 1\n(ERR): Failed to parse condition\n(ERR): "
+       "Failed to verify condition\n",
+       {.condition = "(set"}},
       {"pending: the record itself",
        "i %s",
        one,
@@ -93,20 +91,6 @@ TEST(print, walks) {
        "-1 \n(ERR): Failed to extract location id from value\n"},
   };
   for (const auto &given : cases) test::check(given);
-}
-
-TEST(print, fails_every_walk_with_a_condition_that_does_not_parse) {
-  const print_case bad = {"bad", "%s", {shows({"name"})}, {ifc({})}, "", {"(set"}};
-  const test::balanced_memory balanced;
-  const test::trace_log made;
-  test::print_stage stage(bad, false);
-  EXPECT_EQ(made.count("(ERR): Error 10000: "), 1);
-  EXPECT_EQ(made.count("(ERR): Failed to parse condition"), 1);
-  EXPECT_EQ(made.count("(ERR): Failed to construct command operation"), 1);
-  const auto got = stage.run(4);
-  EXPECT_EQ(got.step, -1);
-  EXPECT_EQ(got.reports.substr(0, 8), "! 10000 ");
-  EXPECT_EQ(got.errors, "(ERR): Failed to parse condition\n(ERR): Failed to verify condition\n");
 }
 
 TEST(print, takes_an_extra_property_by_its_index) {
@@ -140,13 +124,9 @@ TEST(print, reads_records_of_changing_shape) {
 TEST(print, dumps) {
   const test::balanced_memory balanced;
   test::print_stage stage({"", "i %s", {shows({"name"})}, {}, "", {.newline = true}}, false);
-  char *text = nullptr;
-  size_t size = 0;
-  FILE *stream = open_memstream(&text, &size);
-  zu_tvr_print_data_print(stream, 1, stage.data());
-  fclose(stream);
-  EXPECT_EQ(std::string(text), "\ti %s\n\tNewline: 1\n\t\n\tProp Names: name\n\t\n\t\tProps indices: 0\n");
-  free(text);
+  const auto dump = [&](FILE *stream) { zu_tvr_print_data_print(stream, 1, stage.data()); };
+  EXPECT_EQ(test::stream_text(dump),
+            "\ti %s\n\tNewline: 1\n\t\n\tProp Names: name\n\t\n\t\tProps indices: 0\n");
 }
 
 TEST(print, has_no_context_to_walk_in) {
@@ -156,48 +136,6 @@ TEST(print, has_no_context_to_walk_in) {
   EXPECT_EQ(traces.text(), "3 (ERR): TVR Walk context is NULL\n");
   zu_tvr_print_data_delete(nullptr);
   zu_tvr_print_scratch_data_delete(nullptr);
-}
-
-TEST(print, survives_exhausted_memory) {
-  const std::string long_text(300, 'x');
-  const std::vector<print_case> cases = {
-      {"plain",
-       "format %s %s",
-       {shows({"name", "mtu"})},
-       {ifc({{"mtu", "\"" + long_text + "\""}})},
-       "",
-       {.condition = "(set $tvr1)", .eval = {{"tvr1", "1"}}, .defaults = true}},
-      {"pending", "%s", {shows({"name"})}, {ifc({{"_pending_attrs", "\"name\""}})}, ""},
-      {"location",
-       "%s %s",
-       {{ifc_uri,
-         {{.name = "name", .kind = TVR_KIND_LOCATION},
-          {.name = "name", .kind = TVR_KIND_LOCATION, .slot = 1, .field = "rack"}}}},
-       {ifc({})},
-       ""},
-      {"no map", long_text, {}, {}, ""},
-  };
-  for (const auto &one : cases) test::check_exhausted(one);
-}
-
-TEST(print, is_made_whole_or_not_at_all) {
-  for (uint64_t n = 1;; ++n) {
-    const test::balanced_memory balanced;
-    const test::trace_log traces;
-    zu_tvr_props_map *map = test::map_of({"", "%s", {shows({"name", "mtu"})}, {}, ""});
-    qmalloc_fail_nth(n, false);
-    auto *data = zu_tvr_print_data_new("%s", map, 0, "(set $tvr1)", nullptr);
-    const uint64_t fired = qmalloc_fail_fired();
-    qmalloc_fail_nth(0, false);
-    if (data == nullptr) {
-      EXPECT_TRUE(traces.has("(ERR): Failed to allocate tovra node"));
-      zu_tvr_props_map_delete(map);
-    } else if (data->cond_op == nullptr) {
-      EXPECT_TRUE(traces.has("(ERR): Failed to construct command operation"));
-    }
-    zu_tvr_print_data_delete(data);
-    if (fired == 0) return;
-  }
 }
 
 } // namespace

@@ -36,10 +36,8 @@ struct uri_line {
 // What most cases leave as it is.
 struct print_options {
   const char *condition = nullptr;
-  std::vector<property> eval = {};
   std::vector<property> value_map = {}; // of slot 0
   bool newline = false;
-  bool defaults = false;
   uint32_t indentation = 0;
   std::vector<property> arguments = {};
   int slots = -1; // of the properties map; -1: as many as the format has
@@ -62,22 +60,6 @@ inline int count_slots(const std::string &format) {
   return count;
 }
 
-inline tvr::ref<zu_do_properties> properties_of(const std::vector<property> &given) {
-  if (given.empty()) return {};
-  auto made = tvr::ref<zu_do_properties>::adopt(zu_do_properties_new());
-  for (const auto &one : given) {
-    zu_do_properties_set_value_n(made.get(), name_of(one.name).get(), value_of(one.value).get());
-  }
-  return made;
-}
-
-inline GHashTable *table_of(const std::vector<property> &given) {
-  GHashTable *table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
-  for (const auto &one : given)
-    g_hash_table_insert(table, g_strdup(one.name.c_str()), g_strdup(one.value.c_str()));
-  return table;
-}
-
 inline zu_tvr_props_map *map_of(const print_case &given) {
   if (given.uris.empty()) return nullptr;
   zu_tvr_props_map *map =
@@ -93,7 +75,11 @@ inline zu_tvr_props_map *map_of(const print_case &given) {
     }
   }
   if (!given.with.value_map.empty()) {
-    EXPECT_TRUE(map->add_value_map(map, 0, table_of(given.with.value_map)));
+    GHashTable *table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
+    for (const auto &[from, to] : given.with.value_map) {
+      g_hash_table_insert(table, g_strdup(from.c_str()), g_strdup(to.c_str()));
+    }
+    EXPECT_TRUE(map->add_value_map(map, 0, table));
   }
   return map;
 }
@@ -118,19 +104,15 @@ inline int ignore_error(void *, int32_t, const char *) {
 class print_stage {
 public:
   print_stage(const print_case &given, bool as_rows) : given_(given) {
-    const auto eval = properties_of(given.with.eval);
-    const char *condition = given.with.condition;
-    data_ =
-        zu_tvr_print_data_new(given.format.c_str(), map_of(given), given.with.newline, condition, eval.get());
+    data_ = zu_tvr_print_data_new(given.format.c_str(), map_of(given), given.with.newline,
+                                  given.with.condition, nullptr);
     EXPECT_NE(data_, nullptr);
     scratch_ = zu_tvr_print_scratch_data_new();
     command_ = zu_cli_cmd_new(nullptr, ignore_error, "show");
     cond_args_.cmd = command_;
-    arguments_ = properties_of(given.with.arguments);
-    walk_ = std::make_unique<fake_walk>(
-        walk_options{.arguments = arguments_.get(),
-                     .render_defaults = given.with.defaults,
-                     .cond_args = given.with.condition_arguments ? &cond_args_ : nullptr});
+    const made_record arguments({"", "", given.with.arguments}, false);
+    walk_ = std::make_unique<fake_walk>(walk_options{
+        .arguments = arguments.get(), .cond_args = given.with.condition_arguments ? &cond_args_ : nullptr});
     walk_->ctx()->indentation = given.with.indentation;
     for (const auto &record : given.records) {
       records_.push_back(std::make_unique<made_record>(record, as_rows));
@@ -172,7 +154,6 @@ private:
   zu_tvr_print_scratch_data *scratch_ = nullptr;
   zu_cli_cmd *command_ = nullptr;
   zu_tvr_cond_args cond_args_ = {};
-  tvr::ref<zu_do_properties> arguments_;
   std::vector<std::unique_ptr<made_record>> records_;
   std::unique_ptr<fake_walk> walk_;
 };
@@ -194,27 +175,6 @@ inline void check(const print_case &given) {
     // With nothing traced there is nothing but output and reports.
     const outcome quiet = stage.run(0);
     EXPECT_EQ(given.expected.substr(0, quiet.text().size()), quiet.text());
-  }
-}
-
-// Walks the node with every allocation failing in turn. What does not fail must be complete.
-inline void check_exhausted(const print_case &given) {
-  SCOPED_TRACE(given.name);
-  const std::string whole = print_stage(given, true).run(4).text();
-  for (uint64_t n = 1;; ++n) {
-    SCOPED_TRACE(n);
-    const balanced_memory balanced;
-    print_stage stage(given, true);
-    qmalloc_fail_nth(n, n % 2 == 0);
-    const int32_t step = stage.data()->walk(stage.data(), stage.scratch(), stage.walk().ctx());
-    const uint64_t fired = qmalloc_fail_fired();
-    qmalloc_fail_nth(0, false);
-    if (fired == 0) {
-      EXPECT_GT(n, 1u);
-      return;
-    }
-    if (step == ZU_TVR_STEP_FAILED || !stage.walk().errors.empty()) continue;
-    EXPECT_EQ(std::to_string(step) + " " + stage.walk().text() + "\n", whole);
   }
 }
 
