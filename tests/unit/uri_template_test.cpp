@@ -24,12 +24,6 @@ std::string describe(const zu_tvr_uri *uri) {
   return text;
 }
 
-std::string segments(int count) {
-  std::string text = "/r";
-  for (int i = 0; i < count; ++i) text += "/s" + std::to_string(i) + ";k=$";
-  return text;
-}
-
 TEST(uri_template, parses) {
   const struct {
     const char *text;
@@ -102,9 +96,12 @@ TEST(uri_template, refuses) {
 
 TEST(uri_template, takes_64_dynamic_segments) {
   const test::balanced_memory balanced;
-  EXPECT_TRUE(uri_template(zu_tvr_uri_new(segments(64).c_str())));
   const test::trace_log traces;
-  EXPECT_FALSE(uri_template(zu_tvr_uri_new(segments(65).c_str())));
+  std::string text = "/r";
+  for (int i = 0; i < 64; ++i) text += "/s" + std::to_string(i) + ";k=$";
+  EXPECT_TRUE(uri_template(zu_tvr_uri_new(text.c_str())));
+  EXPECT_EQ(traces.text(), "");
+  EXPECT_FALSE(uri_template(zu_tvr_uri_new((text + "/s;k=$").c_str())));
   EXPECT_EQ(traces.count("partial/incorrect URI detected"), 1);
 }
 
@@ -141,18 +138,15 @@ std::string errors_of(const test::trace_log &log) {
   return text;
 }
 
-struct resolve_case {
-  const char *text;
-  scope stacks;
-  std::string expected; // the URI, or the traces of errors
-};
-
-const std::vector<resolve_case> &resolve_cases() {
+// Besides what the golden cases of URIs show.
+TEST(uri_template, resolves_alike_in_plain_and_quick_steps) {
   const std::string failed = "3 (ERR): Failed to resolve one or more keys in URI\n";
   const std::string no_record = "3 (ERR): Could not find props for URI resolution\n" + failed;
-  static const std::vector<resolve_case> cases = {
-      {"/a/b", {}, "/a/b"},
-      {"/a/b;k=$", {{{"", "/a?b", {{"k", "7"}}}}, {}}, "/a/b;k=7"},
+  const struct {
+    const char *text;
+    scope stacks;
+    std::string expected; // the URI, or the traces of errors
+  } cases[] = {
       {"/a/b;k=$",
        {{{"", "/a?b", {{"k", "1"}}}, {"", "/a?b", {{"k", "2"}}}, {"", "/a?bc", {{"k", "3"}}}}, {}},
        "/a/b;k=2"},
@@ -161,21 +155,11 @@ const std::vector<resolve_case> &resolve_cases() {
       {"//a;x=$", {{{"", "/?a", {{"x", "1"}}}}, {}}, "/a;x=1"},
       {"b;k=$", {{{"", "/?b", {{"k", "1"}}}}, {}}, "/b;k=1"},
       {"a/b;k=$", {{{"", "/a?b", {{"k", "1"}}}}, {}}, "/a/b;k=1"},
-      {"ifc;name=!", {{{"", "/ifc", {{"name", "\"e0\""}}}}, {}}, "/ifc;name=e0"},
       {"ifc;name=#",
        {{{"", "/ifc", {{"name", "\"no\""}}}}, {{"", "/ifc?x", {{"name", "\"e0\""}}}}},
        "/ifc;name=e0"},
       {"/a/b;k=$", {{{"", "/a?b", {{"k", "\"\""}}}}, {}}, "/a/b;k="},
-      {"/a;x=$/b;y=$",
-       {{{"", "/?a", {{"x", "1"}}}, {"", "/a;x=1?b", {{"y", "2"}}}, {"", "/a;x=2?b", {{"y", "3"}}}}, {}},
-       "/a;x=1/b;y=2"},
       {"/a;x=$/b;y=$", {{{"", "/?a", {{"x", "\"\""}}}, {"", "/a;x=?b", {{"y", "2"}}}}, {}}, "/a;x=/b;y=2"},
-      {"//locations;loc=$/sys/ifc;name=!",
-       {{{"", "//?locations", {{"loc", "\"1.2\""}}}, {"", "/sys/ifc", {{"name", "\"e0\""}}}}, {}},
-       "//locations;loc=1.2/sys/ifc;name=e0"},
-      {"//locations;loc=$/sys/ifc;name=#/stats",
-       {{{"", "//?locations", {{"loc", "3"}}}}, {{"", "/sys/ifc?q", {{"name", "\"e1\""}}}}},
-       "//locations;loc=3/sys/ifc;name=e1/stats"},
       // What the URI's constructor changes or refuses is as it says.
       {"/a/b;k=$/c;d=%41 ", {{{"", "/a?b", {{"k", "1"}}}}, {}}, "/a/b;k=1/c;d=A"},
       {"/a/b;k=$;k=2", {{{"", "/a?b", {{"k", "1"}}}}, {}}, "3 (ERR): Failed to allocate URI\n"},
@@ -199,32 +183,21 @@ const std::vector<resolve_case> &resolve_cases() {
       {"/a;x=$/b;y=$",
        {{{"", "/?a", {{"z", "1"}}}}, {}},
        "3 (ERR): Unable to find x in cache\n3 (ERR): Failed to resolve parent URI segment\n" + failed},
-      {"/a/b;k=$", {{{"", "/a?b", {{"k", "1"}}}, {"", "", {{"_coll_uri", "5"}}}}, {}}, "/a/b;k=1"},
   };
-  return cases;
-}
-
-TEST(uri_template, resolves_alike_in_plain_and_quick_steps) {
-  for (const auto &one : resolve_cases()) {
+  for (const auto &one : cases) {
     SCOPED_TRACE(std::string(one.text) + " => " + one.expected);
     const test::balanced_memory balanced;
     const uri_template uri(zu_tvr_uri_new(one.text));
     ASSERT_TRUE(uri);
     scope_walk walk(one.stacks);
-    const bool bad_record = !one.stacks.records.empty() && !one.stacks.records.back().properties.empty() &&
-                            one.stacks.records.back().properties[0].name == "_coll_uri";
     for (const int level : {4, 7}) {
       const test::trace_log traces(level);
       const auto made = tvr::ref<zu_do_uri>::adopt(uri->resolve(uri.get(), walk.ctx()));
       const std::string got = made ? zu_do_uri_get_uri_str(made.get()) : errors_of(traces);
       EXPECT_EQ(got, one.expected) << "level " << level;
-      if (made) {
-        EXPECT_EQ(errors_of(traces), bad_record ? "3 (ERR): Failed to read uri from value\n" : "");
-      }
+      EXPECT_TRUE(!made || errors_of(traces).empty());
       const auto text = tvr::resolve_to_text(uri.get(), walk.ctx());
-      if (text.direct) {
-        EXPECT_EQ(text.text, one.expected);
-      }
+      EXPECT_TRUE(!text.direct || text.text == one.expected);
     }
   }
 }
@@ -239,16 +212,13 @@ TEST(uri_template, most_templates_need_no_uri_to_be_made) {
 }
 
 TEST(uri_template, tells_a_missing_key_from_other_failures) {
-  const struct {
-    const char *text;
-    int32_t status;
-  } cases[] = {{"/a/b;k=$", ZU_NOT_FOUND}, {"/a/b;k=$/c;j=$", ZU_NOT_FOUND}, {"/z/b;k=$", ZU_FAILED}};
   scope_walk walk({{{"", "/a?b", {{"j", "1"}}}}, {}});
-  for (const auto &one : cases) {
-    const uri_template uri(zu_tvr_uri_new(one.text));
+  for (const auto &[text, status] :
+       {std::pair("/a/b;k=$", ZU_NOT_FOUND), {"/a/b;k=$/c;j=$", ZU_NOT_FOUND}, {"/z/b;k=$", ZU_FAILED}}) {
+    const uri_template uri(zu_tvr_uri_new(text));
     const tvr::string_buffer buffer(zu_do_strbuf_new());
     auto *segment = uri->data.dyn;
-    EXPECT_EQ(segment->resolve_keys(segment, 0, walk.ctx(), buffer.get()), one.status) << one.text;
+    EXPECT_EQ(segment->resolve_keys(segment, 0, walk.ctx(), buffer.get()), status) << text;
   }
 }
 
@@ -289,9 +259,7 @@ TEST(uri_template, finds_the_record_that_is_in_scope_now) {
     zu_tvr_pop_props_from_cache(walk);
     EXPECT_EQ(find(uri.get()), outer.get());
     zu_tvr_pop_props_from_cache(walk);
-    for (int i = 0; i < 2; ++i) {
-      EXPECT_EQ(find(uri.get()), nullptr);
-    }
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(find(uri.get()), nullptr);
     EXPECT_EQ(traces.count("no match for /a?b"), level >= 3 ? 3 : 0);
   }
 }
@@ -303,26 +271,6 @@ TEST(uri_template, a_remembered_record_hides_no_error) {
     const test::trace_log traces(level);
     for (int i = 0; i < 3; ++i) EXPECT_NE(tvr::record_finder(uri.get(), walk).find(), nullptr);
     EXPECT_EQ(traces.count("Failed to read uri from value"), 3);
-  }
-}
-
-TEST(uri_template, survives_exhausted_memory) {
-  for (uint64_t n = 1;; ++n) {
-    const test::balanced_memory balanced;
-    const test::trace_log traces;
-    scope_walk walk({{{"", "/?a", {{"x", "1"}}}}, {{"", "/a/b", {{"y", "1"}}}}});
-    qmalloc_fail_nth(n, n % 2 == 0);
-    const uri_template uri(zu_tvr_uri_new("//a;x=$/b;y=#?c"));
-    const auto made = tvr::ref<zu_do_uri>::adopt(uri ? uri->resolve(uri.get(), walk) : nullptr);
-    const uint64_t fired = qmalloc_fail_fired();
-    qmalloc_fail_nth(0, false);
-    if (!made) {
-      EXPECT_GT(traces.count("(ERR)"), 0) << n;
-    }
-    if (fired == 0) {
-      EXPECT_GT(n, 20u);
-      break;
-    }
   }
 }
 
