@@ -116,32 +116,6 @@ TEST_F(entry_test, the_fetch_count_is_read_after_every_good_build) {
   EXPECT_EQ(tvr::g_tovra_coll_fetch_count, -1);
 }
 
-TEST_F(entry_test, every_allocation_of_a_request_or_a_reload_may_fail) {
-  ASSERT_EQ(zu_cli_context_add_config(session.cli, "named", store.get()), 0);
-  ASSERT_TRUE(session.render());
-  test::fail_each_allocation([&] {
-    test::trace_log log(3);
-    take_text();
-    const bool rendered = session.render(nullptr, "named");
-    EXPECT_EQ(rendered, session.text == "line");
-    // A path that cannot be built is only traced.
-    EXPECT_TRUE(rendered || !take_errors().empty() || !log.lines().empty());
-    return rendered && qmalloc_fail_fired() == 0; // a render can do without some
-  });
-  uint64_t fired = 0;
-  for (uint64_t n = 1; n == 1 || fired > 0; ++n) {
-    qmalloc_fail_nth(n, false);
-    zu_do_error_deref(render_tovra_reload_func());
-    fired = qmalloc_fail_fired();
-    qmalloc_fail_nth(0, false);
-    zu_do_error_deref(render_tovra_reload_func());
-    take_text();
-    EXPECT_TRUE(session.render()) << n;
-    EXPECT_EQ(take_text(), "line") << n;
-    ASSERT_LT(n, 10'000u);
-  }
-}
-
 TEST_F(entry_test, the_area_has_a_name_and_the_hooks_are_kept) {
   ASSERT_TRUE(zu_tovra_init());
   EXPECT_STREQ(qmalloc_area_name(ZU_TVR_AREA), "zu-tovra");
