@@ -104,18 +104,4 @@ TEST(Condition, TellsWhatItFound) {
                            "6 (info): Number of nodes found:2\n");
 }
 
-TEST(Condition, SurvivesEachFailedAllocation) {
-  test::fail_each_allocation([] {
-    const test::trace_log traces;
-    condition made;
-    const bool taken = made.parse.data != nullptr && take_cond(made.parse, conditions[1].text);
-    EXPECT_TRUE(made.error == nullptr || zu_do_error_get_code(made.error) == 10002);
-    zu_do_error_deref(made.error);
-    if (!taken) return false;
-    zu_do_properties *evals = made.parse.data->eval_props.get(); // all of them or none
-    EXPECT_TRUE(evals == nullptr || zu_do_properties_get_len(evals) == 2);
-    return evals != nullptr;
-  });
-}
-
 } // namespace
