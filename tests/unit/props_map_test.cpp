@@ -1,4 +1,4 @@
-// Properties maps: what the operations do that no template text asks for, value texts and dumps.
+// Properties maps: what the operations do that no template text asks for, and dumps.
 #include "zu_tovra/props_map.h"
 
 #include <glib.h>
@@ -121,64 +121,6 @@ TEST(PropsMap, Dump) {
   made.add({"extra", 1, 8});
   made.map->add_uri(made.map, "/b", 1);
   EXPECT_EQ(dump(made.map, 1), "\tProp Names: - b -\n\t\n\t\tProps indices: 1 8\n\t\n\t\tProps indices: -1");
-}
-
-// ---- Value texts ----
-
-struct mapped {
-  const char *json;
-  const char *plain;    // without a value map
-  const char *replaced; // with one that holds `a b` and the empty text
-};
-
-const mapped mapped_values[] = {
-    {R"("up")", "up", "up"},
-    {R"("a b")", R"("a b")", "B A"},
-    {R"("a\tb")", "\"a\tb\"", "a\tb"},
-    {R"("say \"hi\"")", R"("say \"hi\"")", R"(say "hi")"},
-    {R"("!x")", R"("!x")", "!x"},
-    {R"("x!")", "x!", "x!"},
-    {R"("")", "", "nothing"},
-    {R"("a\nb")", R"(a\x0Ab)", R"(a\x0Ab)"},
-    {"-12", "-12", "-12"},
-    {"[\"a\",\"b c\"]", R"("a,b c")", "a,b c"},
-    {"null", "", "nothing"},
-};
-
-TEST(MapValue, QuotesOrReplaces) {
-  const test::balanced_memory balanced;
-  map_under_test made(2);
-  made.add({"a", 1, 0});
-  made.add({"b", 1, 1});
-  GHashTable *table = g_hash_table_new(g_str_hash, g_str_equal);
-  g_hash_table_insert(table, const_cast<char *>("a b"), const_cast<char *>("B A"));
-  g_hash_table_insert(table, const_cast<char *>(""), const_cast<char *>("nothing"));
-  ASSERT_TRUE(made.map->add_value_map(made.map, 1, table));
-  for (const mapped &entry : mapped_values) {
-    SCOPED_TRACE(entry.json);
-    const test::own_value value = test::json(entry.json);
-    for (int slot : {0, 1}) {
-      char *text = nullptr;
-      ASSERT_TRUE(zu_tvr_props_map_fmt_item_map_value(made.map->fmt_items[slot], value.get(), &text));
-      EXPECT_STREQ(text, slot == 0 ? entry.plain : entry.replaced);
-      qfree_named(text);
-    }
-  }
-}
-
-TEST(MapValue, SurvivesEachFailedAllocation) {
-  map_under_test made(1);
-  made.add({"a", 1, 0});
-  const test::own_value value = test::json(R"("a b")");
-  test::fail_each_allocation([&] {
-    const test::trace_log traces;
-    char *text = nullptr;
-    const bool done = zu_tvr_props_map_fmt_item_map_value(made.map->fmt_items[0], value.get(), &text);
-    EXPECT_EQ(done, text != nullptr);
-    EXPECT_EQ(done, traces.lines().empty());
-    qfree_named(text);
-    return done;
-  });
 }
 
 } // namespace
