@@ -1,14 +1,9 @@
 // A host's CLI context: errors handed on, named configurations, results arrays, and the small things.
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 
 #include "cli_exec/cli_exec.h"
-#include "qmalloc/qmalloc.h"
-#include "support.h"
+#include "support/objects.hpp"
 #include "svcs/svcs.h"
 
 namespace {
@@ -44,21 +39,9 @@ void record(void *to, int32_t code, const char *message) {
 struct releaser {
   void operator()(zu_cli_context *cli) const { zu_cli_context_free(cli); }
   void operator()(zu_results_array *array) const { zu_results_array_free(array); }
-  void operator()(zu_cli_cmd *command) const { zu_cli_cmd_deref(command); }
 };
 using owned_context = std::unique_ptr<zu_cli_context, releaser>;
 using owned_results = std::unique_ptr<zu_results_array, releaser>;
-using owned_command = std::unique_ptr<zu_cli_cmd, releaser>;
-
-void set_error(zu_result_ifc *results, int32_t code, const char *message) {
-  EXPECT_EQ(results->ops->set_error(results, code, message), 0);
-}
-
-void set_error_object(zu_result_ifc *results, int32_t code, const char *message) {
-  zu_do_error *error = zu_do_error_new(code, message);
-  EXPECT_EQ(results->ops->set_error_object(results, error), 0);
-  zu_do_error_deref(error);
-}
 
 zu_data_ifc *config_of(const owned_context &cli, const char *name, int code) {
   zu_data_ifc *data = nullptr;
@@ -72,15 +55,18 @@ TEST(contexts, hand_on_errors_in_order_and_results_arrays_keep_them) {
   recorded errors;
   owned_context cli(zu_cli_context_new(&data.ifc, record, &errors));
   EXPECT_EQ(data.references, 2);
-  set_error(cli->result_ifc, 1, "one");
+  zu_result_ifc *sink = cli->result_ifc;
+  EXPECT_EQ(sink->ops->set_error(sink, 1, "one"), 0);
   const owned_results first(zu_results_array_new(cli->result_ifc));
   owned_results middle(zu_results_array_new(cli->result_ifc));
   const owned_results last(zu_results_array_new(cli->result_ifc));
-  set_error(cli->result_ifc, 3, nullptr);
+  EXPECT_EQ(sink->ops->set_error(sink, 3, nullptr), 0);
   middle.reset();
-  set_error_object(cli->result_ifc, -2, "two");
+  zu_do_error *error = zu_do_error_new(-2, "two");
+  EXPECT_EQ(sink->ops->set_error_object(sink, error), 0);
+  zu_do_error_deref(error);
   EXPECT_EQ(errors, (recorded{{1, "one"}, {3, ""}, {-2, "two"}}));
-  EXPECT_NE(cli->result_ifc->ops->set_error_object(cli->result_ifc, nullptr), 0);
+  EXPECT_NE(sink->ops->set_error_object(sink, nullptr), 0);
   cli->data_ifc = nullptr; // the host's own business: the context still releases what it took
   cli->result_ifc = nullptr;
   cli.reset(); // the arrays may outlive it
@@ -121,26 +107,18 @@ TEST(contexts, find_named_configurations) {
   EXPECT_EQ(zu_cli_context_new(&first.ifc, nullptr, nullptr), nullptr);
 }
 
-TEST(contexts, survive_failed_allocations) {
+TEST(contexts, are_made_whole_or_not_at_all) {
   counted_data data;
-  uint64_t fired = 1, n = 0;
-  while (fired > 0) {
-    const test::balanced_memory balanced;
-    qmalloc_fail_nth(++n, false);
+  test::fail_each_allocation([&data] {
     const owned_context cli(zu_cli_context_new(&data.ifc, nullptr, nullptr));
-    if (cli != nullptr) {
-      const int code = zu_cli_context_add_config(cli.get(), "running", &data.ifc);
-      EXPECT_TRUE(code == 0 || code == ZU_EXHAUSTED) << code;
-      const owned_results array(zu_results_array_new(cli->result_ifc));
-      set_error(cli->result_ifc, 1, "recorded whatever memory is left");
-      EXPECT_EQ(zu_results_array_get_len(array.get()), array != nullptr ? 1u : 0u);
-      const owned_command command(zu_cli_cmd_new(nullptr, nullptr, std::string("TEST").c_str()));
-      EXPECT_STREQ(zu_cli_cmd_get_name(command.get()), command != nullptr ? "TEST" : nullptr);
-    }
-    fired = qmalloc_fail_fired();
-    qmalloc_fail_nth(0, false);
-  }
-  EXPECT_GE(n, 6u);
+    if (cli == nullptr) return false;
+    const int code = zu_cli_context_add_config(cli.get(), "running", &data.ifc);
+    EXPECT_TRUE(code == 0 || code == ZU_EXHAUSTED) << code;
+    const owned_results array(zu_results_array_new(cli->result_ifc));
+    cli->result_ifc->ops->set_error(cli->result_ifc, 1, "recorded whatever memory is left");
+    EXPECT_EQ(zu_results_array_get_len(array.get()), array != nullptr ? 1u : 0u);
+    return code == 0 && array != nullptr && qmalloc_fail_fired() == 0;
+  });
 }
 
 TEST(formatted_texts, are_charged_to_the_library) {
