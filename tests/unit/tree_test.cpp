@@ -4,7 +4,6 @@
 #include <chrono>
 #include <memory>
 
-#include "qmalloc/qmalloc.h"
 #include "support.h"
 #include "support/fake_walk.hpp"
 #include "support/stream_text.hpp"
@@ -123,28 +122,6 @@ TEST(Tree, DumpsNodesBeforeTheirChildren) {
             "\n\tNode " + number(0) + " Type: 0\n\n\t\tNode " + number(1) + " Type: 0\n\n\t\t\tNode " +
                 number(2) + " Type: 1\n\t\t\t\tDestination: " + number(4) + "\n\n\t\t\tNode " + number(3) +
                 " Type: 1\n\t\t\t\tDestination: 0\n\n\t\tNode " + number(4) + " Type: 4\n");
-}
-
-TEST(Tree, FailedAllocationLeavesItAsItWas) {
-  const test::balanced_memory balanced;
-  // A node that others wait for and that must wait itself: whoever waits for it still does.
-  const char *expected[] = {"3 (ERR): Failed to allocate id\n", "3 (ERR): Failed to allocate parent id\n",
-                            "3 (ERR): Failed to allocate orphan node\n", ""};
-  const tree_ptr tree = new_tree();
-  zu_tvr_node *child = add(tree, "child", "middle");
-  for (uint64_t n = 1; n <= 4; ++n) {
-    test::trace_log traces;
-    zu_tvr_node *node = zu_tvr_node_new_noop();
-    qmalloc_fail_nth(n, false);
-    const bool added = tree->add_node(tree.get(), node, "middle", "top");
-    qmalloc_fail_nth(0, false);
-    EXPECT_EQ(traces.text(), expected[n - 1]);
-    EXPECT_EQ(added, n == 4);
-    EXPECT_EQ(child->parent, added ? node : nullptr);
-    if (!added) zu_tvr_node_delete(node);
-  }
-  add(tree, "top", nullptr);
-  EXPECT_TRUE(tree->resolve_links(tree.get()));
 }
 
 // Where walks start, besides what the golden cases of partial renders show.
