@@ -70,7 +70,8 @@ private:
     Ifc ifc;
     scripted_data *self;
   };
-  struct cursor : object<zu_cursor> {
+  struct cursor {
+    object<zu_cursor> base;
     zu_do_vtable *rows; // borrowed
     size_t position;
   };
@@ -94,60 +95,42 @@ private:
     return of(ifc).get_crudx_code;
   }
 
-  static std::string request(zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query, zu_do_nlist *order_by,
-                             uint64_t flags) {
+  static std::string hex(uint64_t flags) {
     char word[32];
     snprintf(word, sizeof word, " 0x%llx", static_cast<unsigned long long>(flags));
-    std::string text = std::string("open ") + zu_do_uri_get_uri_str(uri) + word;
-    EXPECT_EQ(zu_do_nlist_get_len(fields), 0u);
-    zu_do_iter it = {};
-    zu_do_nvlist_iter(query, &it);
-    while (zu_do_nvlist_has_next(query, &it)) {
-      zu_do_nvpair *pair = zu_do_nvlist_get_next(query, &it);
-      text += std::string(" ") + zu_do_nvpair_get_name(pair) + "=" + display(zu_do_nvpair_get_value(pair));
-    }
-    for (size_t at = 0; at < zu_do_nlist_get_len(order_by); ++at) {
-      text += std::string(" by ") + zu_do_name_get_strname(zu_do_nlist_get(order_by, at));
-    }
-    return text;
+    return word;
   }
-  static int open(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
-                  zu_do_nlist *order_by, uint64_t flags, zu_cursor **opened) {
+  static int open(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *, zu_do_nlist *,
+                  uint64_t flags, zu_cursor **opened) {
     scripted_data &self = of(ifc);
-    self.calls.push_back(request(uri, fields, query, order_by, flags));
+    self.calls.push_back("open " + text_of(uri) + hex(flags));
+    EXPECT_EQ(zu_do_nlist_get_len(fields), 0u);
     if (self.open_gives_cursor) {
-      const auto found = self.collections.find(zu_do_uri_get_uri_str(uri));
-      auto *made = new cursor;
-      made->ifc.ops = &cursor_ops;
-      made->self = &self;
-      made->rows = found != self.collections.end() ? found->second.get() : nullptr;
-      made->position = 0;
+      const auto found = self.collections.find(text_of(uri));
+      auto *rows = found != self.collections.end() ? found->second.get() : nullptr;
+      *opened = &(new cursor{{{&cursor_ops}, &self}, rows, 0})->base.ifc;
       ++self.open_cursors;
-      *opened = &made->ifc;
     }
     return self.open_code;
   }
 
   static int fetch(zu_cursor *ifc, uint32_t count, zu_do_vtable *table) {
-    auto *self = reinterpret_cast<cursor *>(ifc);
-    self->self->calls.push_back("fetch " + std::to_string(count));
-    if (self->self->fetch_code != 0) return self->self->fetch_code;
-    if (self->rows == nullptr) return 1;
-    const size_t length = zu_do_vtable_get_len(self->rows);
-    const bool ended = self->position == length;
-    if (zu_do_vtable_set_ntlist(table, zu_do_vtable_get_ntlist(self->rows)) != 0) return ZU_EXHAUSTED;
-    for (uint32_t n = 0; self->position < length && (count == 0 || n < count); ++n) {
-      if (zu_do_vtable_add(table, zu_do_vtable_get(self->rows, self->position)) != 0) return ZU_EXHAUSTED;
-      ++self->position;
+    auto &[base, rows, position] = *reinterpret_cast<cursor *>(ifc);
+    base.self->calls.push_back("fetch " + std::to_string(count));
+    if (base.self->fetch_code != 0) return base.self->fetch_code;
+    if (rows == nullptr) return 1;
+    const size_t length = zu_do_vtable_get_len(rows);
+    const bool ended = position == length;
+    zu_do_vtable_set_ntlist(table, zu_do_vtable_get_ntlist(rows));
+    for (uint32_t n = 0; position < length && (count == 0 || n < count); ++n) {
+      zu_do_vtable_add(table, zu_do_vtable_get(rows, position++));
     }
-    if (self->self->late_end) return ended ? 1 : 0;
-    return self->position == length ? 1 : 0;
+    return (base.self->late_end ? ended : position == length) ? 1 : 0;
   }
   static int free_cursor(zu_cursor *ifc) {
-    auto *self = reinterpret_cast<cursor *>(ifc);
-    self->self->calls.push_back("free");
-    --self->self->open_cursors;
-    delete self;
+    of(ifc).calls.push_back("free");
+    --of(ifc).open_cursors;
+    delete reinterpret_cast<cursor *>(ifc);
     return 0;
   }
   static zu_status *cursor_status(zu_cursor *ifc) { return &of(ifc).status_.ifc; }
@@ -157,10 +140,9 @@ private:
   static int get_record(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *config, uint64_t flags,
                         zu_do_properties *record) {
     scripted_data &self = of(ifc);
-    const std::string text = zu_do_uri_get_uri_str(uri);
-    char word[32];
-    snprintf(word, sizeof word, " 0x%llx", static_cast<unsigned long long>(flags));
-    self.calls.push_back("get " + text + word + (config != nullptr ? std::string(" of ") + config : ""));
+    const std::string text = text_of(uri);
+    self.calls.push_back("get " + text + hex(flags) +
+                         (config != nullptr ? std::string(" of ") + config : ""));
     if (self.get_code != 0) return self.get_code;
     const auto found = self.records.find(text);
     if (found == self.records.end()) return ZU_NOT_FOUND;
