@@ -60,7 +60,7 @@ const accepted accepted_texts[] = {
      "n < : no_op\n"
      "o < n: no_op\n"
      "j < : jump n\n"
-     "c < : coll /a?b query 'x'='1' 'y '='a=b ' by x y location group\n"
+     "c < : coll /a?b||x=1|y =a=b | by x y location group\n"
      "g < : get /a\n"
      "p < : print 'f %s' newline cond' (eval \"$a\") (eval \"{\\\"v\\\":1}\")' evals1 [x:1] /a<0>\n"
      "i < : iter\n"},
@@ -69,7 +69,7 @@ const accepted accepted_texts[] = {
      "Cmd: b\nProps: /b y:0\nCmd: c\nOp: get_collection\nUri: /c?c\n",
      "a < r: print '%s-%s' newline cond' c' [x:1 -] /a<0>\n"
      "b < : print '%s-%s' [] +y:1@0 /b<0>\n"
-     "c < : coll /c?c\n"},
+     "c < : coll /c?c||\n"},
     {"fields that the op does not take are dropped",
      "Cmd: a\nOp: no_op\nUri: /a\nQuery: a=b\nProps: /a x:0\nCond: c\nOrderby: x\nLocationScheme: s\nGroup:\n"
      "Cmd: b\nOp: print_if\nFmt: b\n",
@@ -86,7 +86,7 @@ const accepted accepted_texts[] = {
      "Cmd: a\nop: iter\nCmd : b\nOp iter\nFmt\n#Op: iter\nTvrLang: 3\n", "a < : no_op\n"},
     {"a version line first among keyword lines", "\n# c\n  TvrLangVersion:  1x\nCmd: a\n", "a < : no_op\n"},
     {"an order-by line without text adds nothing",
-     "Cmd: a\nOp: get_collection\nUri: /a?b\nOrderby: \nOrderby:\n", "a < : coll /a?b by\n"},
+     "Cmd: a\nOp: get_collection\nUri: /a?b\nOrderby: \nOrderby:\n", "a < : coll /a?b|| by\n"},
 
     // Property lines.
     {"slot numbers as they read; a tab ends a token for the count only",

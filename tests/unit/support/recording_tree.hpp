@@ -4,10 +4,12 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "support/stream_text.hpp"
 #include "zu_tovra/coll.h"
 #include "zu_tovra/crudx.h"
 #include "zu_tovra/jump.h"
@@ -74,27 +76,15 @@ inline std::string describe_print(const zu_tvr_print_data &data) {
   return out + describe_map(data.props_map);
 }
 
-inline std::string describe_coll(const zu_tvr_coll_data &data) {
-  std::string out = std::string("coll ") + data.coll_uri->text;
-  zu_do_iter at{};
-  if (data.query != nullptr) {
-    out += " query";
-    for (zu_do_nvlist_iter(data.query, &at); zu_do_nvlist_has_next(data.query, &at);) {
-      zu_do_nvpair *pair = zu_do_nvlist_get_next(data.query, &at);
-      out += std::string(" '") + zu_do_nvpair_get_name(pair) + "'='";
-      out += zu_do_value_get_string(zu_do_nvpair_get_value(pair), nullptr);
-      out += "'";
-    }
+// As the library shows it, its lines joined, and what it does not show.
+inline std::string describe_coll(zu_tvr_coll_data &data) {
+  std::string out = stream_text([&](FILE *stream) { zu_tvr_coll_data_print(stream, 0, &data); });
+  std::replace(out.begin(), out.end(), '\n', '|');
+  if (data.orderby != nullptr) out += " by";
+  for (size_t at = 0; at < zu_do_nlist_get_len(data.orderby); ++at) {
+    out += std::string(" ") + zu_do_name_get_strname(zu_do_nlist_get(data.orderby, at));
   }
-  if (data.orderby != nullptr) {
-    out += " by";
-    for (zu_do_nlist_iter(data.orderby, &at); zu_do_nlist_has_next(data.orderby, &at);) {
-      out += std::string(" ") + zu_do_name_get_strname(zu_do_nlist_get_next(data.orderby, &at));
-    }
-  }
-  if (data.location != 0) out += " location";
-  if (data.group != 0) out += " group";
-  return out;
+  return "coll " + out + (data.location != 0 ? " location" : "") + (data.group != 0 ? " group" : "");
 }
 
 inline std::string describe(const zu_tvr_node *node) {
