@@ -97,9 +97,8 @@ TEST(Match, ByTextAndByQueryOnly) {
     bool answers;
   } cases[] = {
       {"/a/b", "/a/b", true},        {"/a/b?x=1", "/a/b", true}, {"/a/b?x=1", "/a/b?x=1", true},
-      {"/a/b?x=1", "/a/b?x", false}, {"/a/bc", "/a/b", false},   {"/a/b/c", "/a/b", false},
-      {"/a/b;k=1", "/a/b", false},   {"/a", "/a/b", false},      {"//?locations", "//", true},
-      {"//?locations", "/", false},  {"", "/a", false},          {nullptr, "/a", false},
+      {"/a/b?x=1", "/a/b?x", false}, {"/a/bc", "/a/b", false},   {"/a", "/a/b", false},
+      {"//?locations", "//", true},  {"", "/a", false},          {nullptr, "/a", false},
   };
   for (const auto &c : cases) {
     for (const bool by_collection : {false, true}) {
@@ -124,18 +123,6 @@ TEST(Match, ByTextAndByQueryOnly) {
       EXPECT_EQ(traces.text(), error);
     }
   }
-}
-
-TEST(Match, AGroupAnswersByItsFirstRecord) {
-  test::fake_walk walk;
-  EXPECT_TRUE(zu_tvr_push_props_group_to_cache(walk, record_of("/a/b;k=1", "/a?b").get(), 0));
-  EXPECT_TRUE(zu_tvr_push_props_group_to_cache(walk, record_of("/a/c;k=1", "/a?c").get(), 1));
-  zu_tvr_stack *groups = walk->props_groups_cache;
-  test::trace_log traces(7);
-  EXPECT_EQ(zu_tvr_stack_lookup(groups, uri_of("/a?b").get(), nullptr), groups->top->item);
-  EXPECT_EQ(zu_tvr_stack_lookup(groups, uri_of("/a?c").get(), nullptr), nullptr);
-  EXPECT_EQ(traces.text(), "7 (debug): stack lookup (group): /a?b\n7 (debug): stack match: /a?b\n"
-                           "7 (debug): stack lookup (group): /a?c\n7 (debug): stack nomatch: /a?b\n");
 }
 
 // ---- Records with their location ----
