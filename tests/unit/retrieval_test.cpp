@@ -187,39 +187,30 @@ TEST(retrieval, the_last_column_of_a_name_wins) {
 
 // ---- Caching ----
 
-// Walks one node for each URI in turn, as its enclosing node's instances give them.
-lines walk_each(zu_tvr_walk_ctx *ctx, const node_options &options, const lines &uris) {
-  coll_node node(options);
-  lines steps;
-  for (const auto &uri : uris) {
-    node.move_to(uri.c_str());
-    for (const auto &step : node.walk(ctx)) steps.push_back(step);
-  }
-  return steps;
-}
-
-// A relative node over rows with locations.
-std::string coll(int parent) {
-  return "/s/i;n=" + std::to_string(parent) + "?u";
-}
-std::string unit(int parent, int number) {
-  return "//locations;loc=1/s/i;n=" + std::to_string(parent) + "/u;k=" + std::to_string(number);
-}
-
+// One node whose parent changes from walk to walk, over rows with locations.
 TEST(retrieval, requests_a_collection_once_for_all_parents) {
+  const auto coll = [](int parent) { return "/s/i;n=" + std::to_string(parent) + "?u"; };
+  const auto unit = [](int parent, int number) {
+    return "//locations;loc=1/s/i;n=" + std::to_string(parent) + "/u;k=" + std::to_string(number);
+  };
   const lines did = in_both_ways(
-      [](auto &data) {
+      [&](auto &data) {
         data.collections[coll(1)] =
             instances({unit(1, 1), unit(3, 1), unit(3, 2), unit(4, 1), unit(1, 2), unit(3, 3)});
         data.collections[coll(5)] = instances({unit(6, 1)});
       },
       0,
-      [](auto *ctx) {
-        return walk_each(ctx, {},
-                         {coll(1), coll(2), coll(3), coll(2), coll(4), coll(3), coll(5), coll(5), coll(6)});
+      [&](auto *ctx) {
+        coll_node node({});
+        lines steps;
+        for (const int parent : {1, 2, 3, 2, 4, 3, 5, 5, 6}) {
+          node.move_to(coll(parent).c_str());
+          for (const auto &step : node.walk(ctx)) steps.push_back(step);
+        }
+        return steps;
       });
-  const auto of = [](int parent, int number) { return unit(parent, number) + " of " + coll(parent); };
-  const auto open = [](int parent) { return "open " + coll(parent) + " 0x10000010"; };
+  const auto of = [&](int parent, int number) { return unit(parent, number) + " of " + coll(parent); };
+  const auto open = [&](int parent) { return "open " + coll(parent) + " 0x10000010"; };
   EXPECT_EQ(only(did, "//"),
             (lines{of(1, 1), of(1, 2), of(3, 1), of(3, 2), of(3, 3), of(4, 1), of(6, 1), of(6, 1)}));
   // 2 has no instances, which is remembered; 3 was served and forgotten, so that it is asked for again; 5 is
@@ -254,7 +245,9 @@ TEST(retrieval, failures_are_traced_and_reported) {
     return [=](data &store) { store.collections[uri] = test::make_table(columns, cells); };
   };
   const auto nothing = [](data &) {};
+  const node_options plain, by_location = {.location = true}, sorted = {.orderby = {"k"}, .location = true};
   const char *parent = "/s/i;n=1?u", *ifc = "/sys?ifc";
+  const node_options below = {.uri = parent};
   const std::string no_query = "10000 Error in building the query|", no_coll = "Error using the collection|",
                     no_record = "10000 Failed to get props from vlist|",
                     no_order = "10000 Failed to sort data by location|", no_cursor = "Failed to get cursor|";
@@ -274,34 +267,28 @@ TEST(retrieval, failures_are_traced_and_reported) {
        no_query,
        "Missing value for absent in partial TOVRA|"},
       {nothing, {.query = {{"x", "\"name\""}}}, no_query, "Failed to get value for query|"},
-      {answer(&data::get_coll_code, 55), {}, "55 " + no_coll, "Failed to get collection interface|"},
-      {answer(&data::open_code, 103), {}, "103 " + no_coll, no_cursor}, // and a cursor
-      {answer(&data::open_gives_cursor, false), {}, "10000 " + no_coll, no_cursor},
-      {answer(&data::fetch_code, 77), {}, "77 " + no_coll},
-      {rows(ifc, {"_uri", ""}, {{"/sys/ifc", "1"}}), {}, no_record},
-      {rows(parent, {"k"}, {{"1"}}),
-       {.uri = parent},
-       no_record,
+      {answer(&data::get_coll_code, 55), plain, "55 " + no_coll, "Failed to get collection interface|"},
+      {answer(&data::open_code, 103), plain, "103 " + no_coll, no_cursor}, // and a cursor
+      {answer(&data::open_gives_cursor, false), plain, "10000 " + no_coll, no_cursor},
+      {answer(&data::fetch_code, 77), plain, "77 " + no_coll},
+      {rows(ifc, {"_uri", ""}, {{"/sys/ifc", "1"}}), plain, no_record},
+      {rows(parent, {"k"}, {{"1"}}), below, no_record,
        "Failed to get uri from properties|Failed to get props from vlist|"},
-      {rows(parent, {"_uri"}, {{"/"}}),
-       {.uri = parent},
+      {rows(parent, {"_uri"}, {{"/"}}), below,
        "10000 Failed to get parent uri or last segment in uri|" + no_record},
       {rows(ifc, {"_uri"}, {{"/"}}),
        {.orderby = {"k"}, .group = true},
        "10000 Failed to get key values from props|",
        "Failed to find k in props|"},
       // Rows that cannot be sorted.
-      {rows(ifc, {"_uri"}, {{"/sys/ifc;n=1"}, {"/sys/ifc;n=2"}}),
-       {.orderby = {"k"}, .location = true},
+      {rows(ifc, {"_uri"}, {{"/sys/ifc;n=1"}, {"/sys/ifc;n=2"}}), sorted,
        "10000 Failed to determine sorting key column|" + no_order},
-      {rows(ifc, {"k"}, {{"1"}}), {.location = true}, "10000 Failed to determine URI column|" + no_order},
-      {rows(ifc, {"k", "_uri"}, {{"1"}}), {.location = true}, "10000 Failed to get URI from row|" + no_order},
-      {rows(ifc, {"_uri"}, {{"1"}}),
-       {.location = true},
+      {rows(ifc, {"k"}, {{"1"}}), by_location, "10000 Failed to determine URI column|" + no_order},
+      {rows(ifc, {"k", "_uri"}, {{"1"}}), by_location, "10000 Failed to get URI from row|" + no_order},
+      {rows(ifc, {"_uri"}, {{"1"}}), by_location,
        "10000 Failed to get MR URI from value|10000 Failed to extract location from row|" + no_order,
        "Failed to get MR URI from value|Failed to extract location|Failed to sort data by location|"},
-      {rows(ifc, {"_uri", "k"}, {{"/a"}}),
-       {.orderby = {"k"}, .location = true},
+      {rows(ifc, {"_uri", "k"}, {{"/a"}}), sorted,
        "10000 Failed to get value|10000 Failed to compare sorting keys|" + no_order},
   };
   for (const auto &c : cases) {
