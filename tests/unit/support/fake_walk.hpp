@@ -11,7 +11,7 @@
 
 namespace test {
 
-// A data interface without data: every interface asked of it is refused.
+// A data interface without data, of which nothing is asked.
 class fake_data {
 public:
   fake_data() : object_{{&operations}} { object_.self = this; }
@@ -36,15 +36,7 @@ private:
     --of(ifc)->references;
     return of(ifc)->free_code;
   }
-  static int no_coll(zu_data_ifc *, zu_coll_ifc **coll) {
-    *coll = nullptr;
-    return ZU_REFUSED;
-  }
-  static int no_crudx(zu_data_ifc *, zu_crudx_ifc **crudx) {
-    *crudx = nullptr;
-    return ZU_REFUSED;
-  }
-  static constexpr zu_data_ifc_ops operations{nullptr, take, release, no_coll, no_crudx};
+  static constexpr zu_data_ifc_ops operations{nullptr, take, release, nullptr, nullptr};
 
   object object_;
 };
