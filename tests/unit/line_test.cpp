@@ -24,23 +24,17 @@ std::vector<test::uri_line> pair(bool multiline, bool independent) {
 
 TEST(line, shows_values) {
   const auto values = thing({{"a", "1"}, {"e", "\"\""}, {"p", "{\"PasswordString\":\"\"}"}, {"l", "[1,2]"}});
-  const test::print_options show_tech = {.arguments = {{"_in_show_tech", "1"}}};
+  const auto broken = thing({{"v", "\"a\\nb\""}});
+  const test::print_options show_tech = {.arguments = {{"_in_show_tech", "1"}}}, one_slot = {.slots = 1},
+                            mapped = {.value_map = {{"a\\x0Ab", "two"}}};
   const print_case cases[] = {
-      {"a map names the text as it would be shown",
-       "%s",
-       shows({{"v"}}),
-       thing({{"v", "\"a\\nb\""}}),
-       "1 two\n",
-       {.value_map = {{"a\\x0Ab", "two"}}}},
+      {"a map names the text as it would be shown", "%s", shows({{"v"}}), broken, "1 two\n", mapped},
       {"an empty value drops the line", "%s[%s]", shows({{"a"}, {"e", TVR_KIND_PLAIN, 1}}), values,
        "1 \n(ERR): Render value empty string '1[' - stop\n"},
-      {"more slots than the map has",
-       "%s %s",
-       shows({{"a"}}),
-       values,
+      {"more slots than the map has", "%s %s", shows({{"a"}}), values,
        "-1 \n! 10000 Unable to find property\n(ERR): Missing value for property: *unknown*\n" + no_line +
            "%s %s\n",
-       {.slots = 1}},
+       one_slot},
       {"an empty password", "%s", shows({{"p"}}), values, "1 <removed>\n", show_tech},
       {"a pass of its own for every element", "%s %s %s",
        shows({{"p"}, {"l", TVR_KIND_ARRAY_ELEMENT, 1, nullptr, true}, {"a", TVR_KIND_PLAIN, 2}}), values,
@@ -57,6 +51,8 @@ TEST(line, lays_arrays_out) {
   };
   const std::string no_array = "Failed to extract array from value";
   const std::string not_inline = "Failed to process array-type property";
+  const test::print_options refused = {.refuse_nth = 2},
+                            untested = {.condition = "(set $tvr0)", .condition_arguments = false};
   const print_case cases[] = {
       {"a line each, independent", format, pair(true, true), pq, "1 a xp b y0 c;a xq b y1 c;\n"},
       {"a value between", "%s %s %s;",
@@ -80,21 +76,15 @@ TEST(line, lays_arrays_out) {
        shows({{"v", TVR_KIND_ARRAY_ELEMENT, 0, "x"}, {"w", TVR_KIND_ARRAY_INDEX, 1, "y", false, false, 0}}),
        thing({{"v", "[1,2]"}, {"w", "1"}}),
        failed(no_array, "(ERR): " + no_array + "\n(ERR): Recursive rendering failed\n")},
-      {"output refused in the second line",
-       format,
-       pair(true, false),
-       pq,
+      {"output refused in the second line", format, pair(true, false), pq,
        "-1 a xp b y0 c;\n(ERR): Failed to execute output function\n(ERR): Recursive rendering failed\n" +
            no_line + format + "\n",
-       {.refuse_nth = 2}},
-      {"the condition cannot be tested",
-       format,
-       pair(true, false),
-       pq,
+       refused},
+      {"the condition cannot be tested", format, pair(true, false), pq,
        "-1 \n(ERR): Failed to resolve condition\n(ERR): Failed to verify conditions\n"
        "(ERR): Recursive rendering failed\n" +
            no_line + format + "\n",
-       {.condition = "(set $tvr0)", .condition_arguments = false}},
+       untested},
   };
   for (const auto &one : cases) test::check(one);
 }

@@ -22,72 +22,50 @@ test::uri_line shows(std::vector<std::string> names, int first_slot = 0) {
 }
 
 TEST(print, walks) {
-  const std::vector<test::uri_line> one = {shows({"name"})};
-  const std::vector<test::record_text> plain = {ifc({})};
-  const std::string marker = "! The command below had failures during processing\n";
-  const auto pending = [](const char *text) {
-    return std::vector<test::record_text>{ifc({{"mtu", "9"}, {"_pending_attrs", text}})};
-  };
+  using uris = std::vector<test::uri_line>;
+  using records = std::vector<test::record_text>;
+  const uris no_map, one = {shows({"name"})}, both = {shows({"name", "mtu"})}, mtu = {shows({"mtu"})},
+                     roomy = {{ifc_uri, {{.name = "name"}}, 3}},
+                     many = {shows(std::vector<std::string>(18, "a"))},
+                     below = {{"/sys/ifc;name=$/ip;net=%41", {{.name = "mask"}}}};
+  const auto in = [](std::vector<test::property> properties) { return records{ifc(properties)}; };
+  const auto pending = [&](const char *text) { return in({{"mtu", "9"}, {"_pending_attrs", text}}); };
   const auto location = [](const char *name, const char *field) {
-    return std::vector<test::uri_line>{
-        {ifc_uri, {{.name = name, .kind = TVR_KIND_LOCATION, .scheme = "DEFAULT", .field = field}}}};
+    return uris{{ifc_uri, {{.name = name, .kind = TVR_KIND_LOCATION, .scheme = "DEFAULT", .field = field}}}};
   };
-  const print_options no_arguments = {.condition = "(set $tvr1)", .condition_arguments = false};
+  const records none, plain = in({}), ip = {{"/sys/ifc;name=e0/ip;net=A", "", {{"x", "1"}}}, ifc({})};
+  const print_options refused = {.refuse_nth = 1}, unparsed = {.condition = "(set"},
+                      indented = {.newline = true, .indentation = 1},
+                      no_arguments = {.condition = "(set $tvr1)", .condition_arguments = false};
+  const std::string marker = "! The command below had failures during processing\n";
   const std::vector<print_case> cases = {
-      {"room that no property fills", "%s", {{ifc_uri, {{.name = "name"}}, 3}}, plain, "1 e0\n"},
-      {"extra properties are read", "%s", {shows({"name", "mtu"})}, {ifc({{"mtu", "none"}})}, "1 e0\n"},
-      {"more than the usual number of slots",
-       "%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s",
-       {shows(std::vector<std::string>(18, "a"))},
-       {ifc({{"a", "1"}})},
+      {"room that no property fills", "%s", roomy, plain, "1 e0\n"},
+      {"extra properties are read", "%s", both, in({{"mtu", "none"}}), "1 e0\n"},
+      {"more than the usual number of slots", "%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s", many, in({{"a", "1"}}),
        "1 111111111111111111\n"},
-      {"a default and a slot that nothing fills",
-       "%s %s",
-       {shows({"mtu"})},
-       {ifc({{"mtu", "=1"}})},
+      {"a default and a slot that nothing fills", "%s %s", mtu, in({{"mtu", "=1"}}),
        "-1 \n! 10000 Unable to find property\n(ERR): Missing value for property: *unknown*\n"
        "(ERR): Failed to render %s %s\n"},
-      {"no such property, of a URI that reads otherwise than its template",
-       "%s",
-       {{"/sys/ifc;name=$/ip;net=%41", {{.name = "mask"}}}},
-       {{"/sys/ifc;name=e0/ip;net=A", "", {{"x", "1"}}}, ifc({})},
+      {"no such property, of a URI that reads otherwise than its template", "%s", below, ip,
        "-1 \n! 10000 Unable to find property mask on uri /sys/ifc;name=e0/ip;net=A\n"
        "(ERR): Unable to find property mask on uri /sys/ifc;name=e0/ip;net=A\n"},
-      {"output refused without a map",
-       "x",
-       {},
-       {},
-       "-1 \n(ERR): Failed to execute output function\n",
-       {.refuse_nth = 1}},
+      {"output refused without a map", "x", no_map, none, "-1 \n(ERR): Failed to execute output function\n",
+       refused},
       {"no condition arguments", "%s", one, plain,
        "-1 \n(ERR): Failed to resolve condition\n(ERR): Failed to verify condition\n", no_arguments},
-      {"no condition arguments, no map",
-       "x",
-       {},
-       {},
-       "-1 \n(ERR): Failed to resolve condition\n(ERR): Failed to verify conditions\n",
-       no_arguments},
-      {"a condition that does not parse",
-       "%s",
-       one,
-       plain,
-       "-1 \n! 10000 condition: group without end at column 1\n(ERR): Failed to parse condition\n(ERR): "
-       "Failed to verify condition\n",
-       {.condition = "(set"}},
-      {"pending: the record itself",
-       "i %s",
-       one,
-       pending("\"_uri\""),
-       "1 \n " + marker + "\n i e0\n",
-       {.newline = true, .indentation = 1}},
+      {"no condition arguments, no map", "x", no_map, none,
+       "-1 \n(ERR): Failed to resolve condition\n(ERR): Failed to verify conditions\n", no_arguments},
+      {"a condition that does not parse", "%s", one, plain,
+       "-1 \n! 10000 condition: group without end at column 1\n(ERR): Failed to parse condition\n"
+       "(ERR): Failed to verify condition\n",
+       unparsed},
+      {"pending: the record itself", "i %s", one, pending("\"_uri\""), "1 \n " + marker + "\n i e0\n",
+       indented},
       {"pending: inside a longer name", "i %s", one, pending("\"\\\"my name\\\"\""), "1 i e0\n"},
       {"pending: not a text", "i %s", one, pending("1"), "1 i e0\n"},
       {"no such location field", "%s", location("name", "shelf"), plain,
        "-1 \n(ERR): Failed to format location to string\n"},
-      {"a location that is no text",
-       "%s",
-       location("mtu", nullptr),
-       {ifc({{"mtu", "5"}})},
+      {"a location that is no text", "%s", location("mtu", nullptr), in({{"mtu", "5"}}),
        "-1 \n(ERR): Failed to extract location id from value\n"},
   };
   for (const auto &given : cases) test::check(given);
