@@ -1,13 +1,11 @@
 // Properties maps: what the operations do that no template text asks for, and dumps.
 #include "zu_tovra/props_map.h"
 
-#include <glib.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "qmalloc/qmalloc.h"
 #include "support.h"
 #include "support/objects.hpp"
 #include "support/recording_tree.hpp"
@@ -88,14 +86,14 @@ TEST(PropsMap, RefusesWhatItCannotHold) {
   const test::balanced_memory balanced;
   EXPECT_EQ(zu_tvr_props_map_new(-1), nullptr);
   zu_tvr_props_map_delete(nullptr);
-  map_under_test made(1);
+  map_under_test made(2);
   const test::trace_log traces;
   EXPECT_FALSE(made.map->add_value_map(made.map, -1, nullptr));
   EXPECT_TRUE(made.add({"l", 4, 0}, "no"));
   EXPECT_EQ(traces.text(), "3 (ERR): Invalid property index (-1)\n4 (warn): Failed to resolve loc scheme no "
                            "from metadata. Falling back to DEFAULT loc scheme\n");
   EXPECT_DEATH(made.map->add_uri(made.map, nullptr, 1), "uri");
-  EXPECT_DEATH(made.add({"l", 4, 0}, nullptr), "location_scheme");
+  EXPECT_DEATH(made.add({"l", 4, 1}, nullptr), "location_scheme");
 }
 
 TEST(PropsMap, Dump) {
