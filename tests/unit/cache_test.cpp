@@ -16,8 +16,6 @@ namespace {
 
 using test::own_record;
 using test::own_uri;
-using test::own_value;
-using texts = std::vector<std::string>;
 
 own_uri uri_of(const char *text) {
   own_uri uri(zu_do_uri_new(text));
@@ -178,7 +176,7 @@ TEST(Cache, ReportsWhatHasNoLocation) {
     test::trace_log traces;
     EXPECT_EQ(zu_tvr_push_props_to_cache(walk, record_of(c.uri).get(), 1, 0), 0u);
     EXPECT_EQ(traces.text(), std::string("3 (ERR): ") + c.trace + "\n");
-    EXPECT_EQ(walk.errors, texts{c.error});
+    EXPECT_EQ(walk.error_text(), c.error + std::string("\n"));
     EXPECT_EQ(cached(walk), c.left);
   }
 }
