@@ -211,6 +211,13 @@ TEST(trace, the_default_sink_writes_visible_lines) {
             "zu_tovra[3] a\\x0Ab\\x09c\\x01\\x1F\\x7F~ \xc3\xa9\nzu_tovra[7] \nzu_tovra[6] " + shown + "\n");
 }
 
+TEST(trace, a_module_keeps_its_id) {
+  uintptr_t control = 0;
+  uint16_t ids[3] = {};
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(qtrace_module_init_fn(i == 1 ? "two" : "one", &ids[i], &control), 0);
+  EXPECT_TRUE(ids[0] > 0 && ids[1] != ids[0] && ids[2] == ids[0]);
+}
+
 TEST(assertion, names_what_is_missing_and_aborts) {
   EXPECT_DEATH(zu_assert_fail("tree"), "^zu_tovra: missing mandatory argument: tree\n");
 }
