@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""check_guide.py GUIDE FOLDER: every C block of the guide stands, line by line, in a source file of the folder."""
+"""check_embedding.py GUIDE FOLDER: every C block of the guide stands, line by line, in a source file of the folder."""
 import pathlib
 import re
 import sys
