@@ -1,4 +1,7 @@
 // Template text from a file or from memory.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "parser.hpp"
@@ -13,6 +16,16 @@ void close_file(FILE *file) noexcept {
   (void)std::fclose(file);
 }
 using open_file = unique<FILE, close_file>;
+
+// Opens without waiting: a pipe that is named like a template file must not hold up the host. It cannot be
+// positioned, and is refused for that.
+open_file open_for_reading(const char *path) noexcept {
+  const int number = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (number < 0) return nullptr;
+  open_file file(fdopen(number, "r"));
+  if (file == nullptr) (void)close(number);
+  return file;
+}
 
 // The whole file as a text, read in one block; none (traced, in one case with an error object) on failure.
 text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
@@ -48,7 +61,7 @@ extern "C" bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu
   using namespace tvr::loader;
   TVR_ASSERT(path_to_file);
   TVR_INFO("loader loading file: %s", path_to_file);
-  open_file file(std::fopen(path_to_file, "r"));
+  open_file file = open_for_reading(path_to_file);
   if (file == nullptr) {
     TVR_ERROR("Unable to open file for reading: %s", path_to_file);
     set_error(error, ZU_CANNOT_OPEN, "Unable to open file for reading");
