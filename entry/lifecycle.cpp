@@ -52,17 +52,15 @@ extern "C" zu_do_error *render_tovra_reload_func() noexcept {
     return zu_do_error_new(ZU_EXHAUSTED, "Failed to obtain lock on tovra tree");
   }
   tovra_tree_drop();
-  build_result built = tovra_tree_build();
+  error_object error = tovra_tree_build();
   if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
     TVR_ERROR("Failed to release lock on tovra tree");
-    if (!built.failed) {
-      built = build_failure(ZU_EXHAUSTED, "Failed to release lock on tovra tree");
+    if (!error) {
+      error.reset(zu_do_error_new(ZU_EXHAUSTED, "Failed to release lock on tovra tree"));
       tovra_tree_drop();
     }
   }
-  // Deleting the old tree gave memory back, so that an error object that could not be made may be now.
-  if (built.failed && built.error == nullptr) built.error = zu_do_error_new(built.code, built.message);
-  return built.error;
+  return error.release();
 }
 
 extern "C" bool zu_tovra_stop() noexcept {

@@ -1,4 +1,6 @@
 // The render request: from the framework's contexts to a walk of the template tree.
+#include <utility>
+
 #include "request.hpp"
 #include "tree_holder.hpp"
 #include "zu_tovra/internal/report.hpp"
@@ -15,10 +17,7 @@ void set_error(zu_cli_context *cli_context, int32_t code, const char *message) n
   results->ops->set_error(results, code, message);
 }
 
-// Hands a failed build to the framework and lets go of its error object.
-void report_build(zu_cli_context *cli_context, const build_result &built) noexcept {
-  const error_object error(built.error);
-  if (!error) return set_error(cli_context, built.code, built.message);
+void set_error_object(zu_cli_context *cli_context, error_object error) noexcept {
   zu_result_ifc *results = cli_context->result_ifc;
   results->ops->set_error_object(results, error.get());
 }
@@ -27,20 +26,22 @@ void report_build(zu_cli_context *cli_context, const build_result &built) noexce
 bool have_tree(zu_cli_context *cli_context) noexcept {
   if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
     TVR_ERROR("Failed to obtain lock on tovra tree");
-    report_build(cli_context, build_failure(ZU_EXHAUSTED, "Failed to obtain lock on tovra tree"));
+    const char *message = "Failed to obtain lock on tovra tree";
+    set_error_object(cli_context, error_object(zu_do_error_new(ZU_EXHAUSTED, message)));
     return false;
   }
-  build_result built;
-  if (g_tovra_tree == nullptr) built = tovra_tree_build();
+  error_object error;
+  if (g_tovra_tree == nullptr) error = tovra_tree_build();
   if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
     TVR_ERROR("Failed to release lock on tovra tree");
-    if (!built.failed) {
-      built = build_failure(ZU_EXHAUSTED, "Failed to release lock on tovra tree");
+    if (!error) {
+      error.reset(zu_do_error_new(ZU_EXHAUSTED, "Failed to release lock on tovra tree"));
       tovra_tree_drop();
     }
   }
-  if (built.failed) report_build(cli_context, built);
-  return !built.failed;
+  if (!error) return true;
+  set_error_object(cli_context, std::move(error));
+  return false;
 }
 
 // Finds the data of a named configuration. False after a failure, which is reported.

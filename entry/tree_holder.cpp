@@ -25,25 +25,21 @@ void read_fetch_count() noexcept {
 
 } // namespace
 
-build_result build_failure(int32_t code, const char *message) noexcept {
-  return {true, code, message, zu_do_error_new(code, message)};
-}
-
-build_result tovra_tree_build() noexcept {
+error_object tovra_tree_build() noexcept {
   g_tovra_tree = zu_tvr_tree_new();
   if (g_tovra_tree == nullptr) {
     TVR_ERROR("Failed to allocate tovra tree");
-    return build_failure(ZU_EXHAUSTED, "Failed to allocate tovra tree");
+    return error_object(zu_do_error_new(ZU_EXHAUSTED, "Failed to allocate tovra tree"));
   }
   zu_do_error *error = nullptr;
   const bool loaded = zu_tvr_load_directory(g_tovra_tree, nullptr, &error);
-  if (error != nullptr) return {true, zu_do_error_get_code(error), zu_do_error_get_msg(error), error};
+  if (error != nullptr) return error_object(error);
   // A load that ends without an error object counts as done: what it gathered is all there is to walk.
   if (!loaded) return {};
   if (!g_tovra_tree->resolve_links(g_tovra_tree)) {
     TVR_ERROR("Unresolved links in tree");
     tovra_tree_drop();
-    return build_failure(ZU_FAILED, "Unresolved links in tovra tree");
+    return error_object(zu_do_error_new(ZU_FAILED, "Unresolved links in tovra tree"));
   }
   read_fetch_count();
   return {};

@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 
+#include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/tree.h"
 
 namespace tvr {
@@ -11,20 +12,9 @@ extern zu_tvr_tree *g_tovra_tree; // none until the first render, after a failed
 extern pthread_mutex_t g_tovra_tree_lock;
 extern int32_t g_tovra_coll_fetch_count; // rows a collection fetch, 0: all; read after every successful build
 
-// How a build ended. The object is what the framework is handed; when memory does not even suffice for it,
-// code and message still tell the failure.
-struct build_result {
-  bool failed = false;
-  int32_t code = 0;
-  const char *message = nullptr;
-  zu_do_error *error = nullptr; // one reference
-};
-
-build_result build_failure(int32_t code, const char *message) noexcept;
-
-// Builds the tree from the templates. The lock is held and there is no tree. A failed build may leave a
-// partly loaded tree.
-build_result tovra_tree_build() noexcept;
+// Builds the tree from the templates: none, or what failed. The lock is held and there is no tree. A failed
+// build may leave a partly loaded tree.
+error_object tovra_tree_build() noexcept;
 
 // Deletes the tree, if any. The lock is held.
 void tovra_tree_drop() noexcept;

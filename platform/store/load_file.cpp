@@ -123,7 +123,7 @@ zu_data_ifc *guarded(const char *name, zu_do_error **error, Load &&load_it) noex
     try {
       report(error, ZU_EXHAUSTED, std::string(name) + ": out of memory");
     } catch (...) {
-      // Not even the message: the caller gets none without an error object.
+      if (error != nullptr) *error = zu_do_error_new(ZU_EXHAUSTED, "out of memory");
     }
     return nullptr;
   }

@@ -6,9 +6,15 @@ using namespace zuapi;
 struct zu_do_error {
   std::atomic<uint32_t> count;
   int32_t code;
-
-  char *message() { return reinterpret_cast<char *>(this + 1); }
+  const char *message; // behind the record, or a literal
 };
+
+namespace {
+
+// Stands for every error that finds no memory. It is not counted.
+constinit zu_do_error no_memory = {1, ZU_EXHAUSTED, "Memory exhausted"};
+
+} // namespace
 
 zu_do_iter *zu_do_iter_new(void) {
   auto *it = allocate<zu_do_iter>();
@@ -23,20 +29,21 @@ void zu_do_iter_deref(zu_do_iter *it) {
 zu_do_error *zu_do_error_new(int32_t code, const char *message) {
   const std::string_view text = message == nullptr ? "" : message;
   auto *error = allocate<zu_do_error>(text.size() + 1);
-  if (error == nullptr) return nullptr;
+  if (error == nullptr) return &no_memory;
   error->count = 1;
   error->code = code;
-  put_text(error->message(), text);
+  error->message = reinterpret_cast<char *>(error + 1);
+  put_text(reinterpret_cast<char *>(error + 1), text);
   return error;
 }
 
 zu_do_error *zu_do_error_ref(zu_do_error *error) {
-  if (error != nullptr) count_up(error->count);
+  if (error != nullptr && error != &no_memory) count_up(error->count);
   return error;
 }
 
 void zu_do_error_deref(zu_do_error *error) {
-  if (error != nullptr && count_down(error->count)) release(error);
+  if (error != nullptr && error != &no_memory && count_down(error->count)) release(error);
 }
 
 int32_t zu_do_error_get_code(zu_do_error *error) {
@@ -44,5 +51,5 @@ int32_t zu_do_error_get_code(zu_do_error *error) {
 }
 
 const char *zu_do_error_get_msg(zu_do_error *error) {
-  return error == nullptr ? nullptr : error->message();
+  return error == nullptr ? nullptr : error->message;
 }

@@ -67,7 +67,8 @@ extern "C" {
 zu_do_iter *zu_do_iter_new(void);
 void zu_do_iter_deref(zu_do_iter *it);
 
-/* An error object: a code and a copy of a message. Both getters accept none (0, none). */
+/* An error object: a code and a copy of a message; never none: without memory for one it is a lasting object
+ * with ZU_EXHAUSTED and "Memory exhausted". Both getters accept none (0, none). */
 zu_do_error *zu_do_error_new(int32_t code, const char *message);
 zu_do_error *zu_do_error_ref(zu_do_error *error);
 void zu_do_error_deref(zu_do_error *error);

@@ -167,10 +167,7 @@ TEST(store_refusal, no_memory_is_a_clear_error_and_no_leak) {
     zu_do_error *error = nullptr;
     zu_data_ifc *data = zu_store_load_text("f", text.data(), text.size(), &error);
     const test::own_error held(error);
-    if (error != nullptr) {
-      EXPECT_STREQ(zu_do_error_get_msg(error), "f: out of memory");
-      EXPECT_EQ(zu_do_error_get_code(error), ZU_EXHAUSTED);
-    }
+    EXPECT_EQ(zu_do_error_get_code(error), data != nullptr ? ZU_OK : ZU_EXHAUSTED);
     if (data != nullptr) data->ops->free(data);
     return data != nullptr;
   });
