@@ -4,27 +4,6 @@
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
-namespace tvr {
-
-namespace {
-
-// In relative form, a segment after the first carries keys; read off a relative URI made for it.
-bool keyed_below_first(const char *uri_text) noexcept {
-  const auto relative = ref<zu_do_uri>::adopt(zu_do_uri_new_relative(uri_text));
-  if (!relative) return false;
-  const size_t segments = zu_do_uri_get_segment_count(relative.get());
-  for (size_t at = 1; at < segments; ++at) {
-    zu_do_uri_segment *segment = zu_do_uri_get_segment(relative.get(), at);
-    if (segment == nullptr) return false;
-    if (zu_do_uri_segment_get_keys(segment) != nullptr) return true;
-  }
-  return false;
-}
-
-} // namespace
-
-} // namespace tvr
-
 bool uri_is_under_ref_many_subtree(zu_tvr_walk_ctx *ctx, zu_do_uri *uri) noexcept {
   if (ctx == nullptr || uri == nullptr) {
     TVR_ERROR("Incorrect parameters");
@@ -38,7 +17,7 @@ bool uri_is_under_ref_many_subtree(zu_tvr_walk_ctx *ctx, zu_do_uri *uri) noexcep
   }
   TVR_DEBUG("In uri is_under_ref_many_subtree: %s", text);
   if (zu_do_uri_is_coll_uri(uri) && zu_do_uri_get_coll_type(uri) != 1) return false;
-  if (tvr::debugging()) return tvr::keyed_below_first(text);
+  // Read off the text, without making the relative form: for want of memory a list's rows would come twice.
   zu_do_uri_parts parts;
   zu_do_uri_get_parts(uri, &parts);
   return parts.keyed_below_first;
