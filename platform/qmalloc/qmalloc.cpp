@@ -304,4 +304,8 @@ uint64_t qmalloc_fail_fired(void) {
   return fault_fired.load();
 }
 
+uint64_t qmalloc_fail_seen(void) {
+  return fault_seen.load();
+}
+
 } // extern "C"

@@ -58,6 +58,8 @@ const char *qmalloc_area_name(uint32_t area);
 void qmalloc_fail_nth(uint64_t n, bool all_later);
 /* How often a failure fired since it was armed last. */
 uint64_t qmalloc_fail_fired(void);
+/* How many allocations there were since it was armed last, until it was disarmed. */
+uint64_t qmalloc_fail_seen(void);
 
 #ifdef __cplusplus
 }
