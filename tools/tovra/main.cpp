@@ -1,5 +1,6 @@
 // The host program: its command line.
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <iostream>
 
 #include "commands.hpp"
@@ -107,7 +108,8 @@ int main(int argc, char **argv) {
     tovra::say("Run with --help for more information.");
     return tovra::wrong_usage;
   }
+  std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of writing, and an exit status
   if (render->parsed()) return tovra::render(asked);
   if (check->parsed()) return tovra::check_templates(asked);
-  return tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked);
+  return tovra::finish_printing(tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked));
 }

@@ -3,14 +3,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <unistd.h>
+
+#include "commands.hpp"
 
 namespace tovra {
 
 namespace {
 
 constexpr size_t buffer_size = 64 * 1024;
+constexpr const char *unwritable = "tovra: standard output cannot be written";
 
 bool write_all(int file, std::string_view text) {
   while (!text.empty()) {
@@ -44,8 +48,8 @@ bool output::flush() {
   if (!broken_ && !write_all(STDOUT_FILENO, buffer_)) {
     broken_ = true;
     // A reader that has seen enough is no failure worth a word.
-    if (errno == EPIPE) std::_Exit(1);
-    say("tovra: standard output cannot be written");
+    if (errno == EPIPE) std::_Exit(failed);
+    say(unwritable);
   }
   buffer_.clear();
   return !broken_;
@@ -53,6 +57,12 @@ bool output::flush() {
 
 bool output::finish() {
   return (!any_ || write("\n")) && flush();
+}
+
+int finish_printing(int status) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  if (errno != EPIPE) say(unwritable);
+  return failed;
 }
 
 std::string visible(std::string_view text) {

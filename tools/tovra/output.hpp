@@ -29,6 +29,9 @@ private:
   uint64_t bytes_ = 0;
 };
 
+// The exit status of a command that has printed to `stdout`: that of failure when not all of it was taken.
+int finish_printing(int status);
+
 // A text with its control bytes shown as \xHH.
 std::string visible(std::string_view text);
 // Writes one line to standard error, made visible.

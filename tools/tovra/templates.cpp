@@ -22,6 +22,7 @@ constexpr int trace_information = 6; // the level at which the loader names its 
 struct load_watch {
   std::optional<std::string> directories; // as the library took them from its arguments or its environment
   std::string place;                      // file and line, or the file, or the directory that was being read
+  bool irregular = false;                 // the place is a file that is no regular one
   std::string last_error;                 // without its prefix
 
   static void take(void *self, int level, const char *message) {
@@ -42,21 +43,19 @@ private:
       directories = place;
     } else if (begins(message, "(info): loader loading file: ", rest)) {
       place = rest;
-      refuse_irregular(place);
+      irregular = is_irregular(place);
     } else if (begins(message, "(ERR): Loading terminated at ", rest) ||
-               begins(message, "(ERR): Unable to open dir ", rest)) {
+               begins(message, "(ERR): Unable to open dir ", rest) ||
+               begins(message, "(ERR): Unable to read dir ", rest)) {
       place = rest;
     } else if (level <= trace_errors) {
       last_error = begins(message, "(ERR): ", rest) ? rest : message;
     }
   }
 
-  // The load cannot be told to stop from here, and opening a pipe would wait for its writer.
-  static void refuse_irregular(const std::string &path) {
+  static bool is_irregular(const std::string &path) {
     struct stat about = {};
-    if (stat(path.c_str(), &about) != 0 || S_ISREG(about.st_mode)) return;
-    say(path + ": not a regular file");
-    std::exit(failed);
+    return stat(path.c_str(), &about) == 0 && !S_ISREG(about.st_mode);
   }
 };
 
@@ -90,6 +89,7 @@ tree_handle load_templates(const std::optional<std::string> &directories) {
   qtrace_set_level(0);
   qtrace_set_sink(nullptr, nullptr);
   if (loaded) return tree;
+  if (watch.irregular) watch.last_error = "not a regular file";
   say(watch.place.empty() ? watch.last_error : watch.place + ": " + watch.last_error);
   return nullptr;
 }

@@ -2,11 +2,11 @@
 #include "data_set.hpp"
 
 #include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
+#include <system_error>
 
 #include "../output.hpp"
+#include "read_file.hpp"
 #include "store/store.h"
 #include "uri_text.hpp"
 #include "zuapi/zuapi.h"
@@ -17,9 +17,10 @@ namespace {
 
 using nlohmann::ordered_json;
 
-bool loads(const std::string &file) {
+// Whether the store takes the text; what it refuses is said.
+bool loads(const std::string &file, const std::string &text) {
   zu_do_error *error = nullptr;
-  zu_data_ifc *data = zu_store_load_file(file.c_str(), &error);
+  zu_data_ifc *data = zu_store_load_text(file.c_str(), text.data(), text.size(), &error);
   if (data == nullptr) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
   zu_do_error_deref(error);
   if (data != nullptr) data->ops->free(data);
@@ -72,11 +73,13 @@ void take_record(data_set &data, const std::string &text, const std::string &wri
 } // namespace
 
 std::optional<data_set> read_data(const std::string &file) {
-  if (!loads(file)) return std::nullopt;
-  std::ifstream in(file, std::ios::binary);
-  std::ostringstream read;
-  read << in.rdbuf();
-  const std::string text = read.str();
+  // Once, for the store and for the rules: it may be a pipe.
+  std::string text;
+  if (const int failure = read_file(file, text); failure != 0) {
+    say(file + ": " + std::generic_category().message(failure));
+    return std::nullopt;
+  }
+  if (!loads(file, text)) return std::nullopt;
   const auto json = ordered_json::parse(text, nullptr, false);
   data_set data{file, {}, {"loc"}};
   if (json.is_discarded()) return data;

@@ -3,10 +3,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
+#include <system_error>
 
 #include "load_record.hpp"
+#include "read_file.hpp"
 
 namespace tovra::check {
 
@@ -31,21 +32,19 @@ std::vector<std::string> files_in(const std::string &directory, findings &found)
 }
 
 std::string text_of(const std::string &file, findings &found) {
+  std::string text;
   std::error_code failure;
-  if (!fs::is_regular_file(file, failure)) {
+  const auto status = fs::status(file, failure);
+  if (!failure && !fs::is_regular_file(status)) { // opening a pipe would wait for its writer
     found.add({file, 0, severity::error, "refused", "not a regular file"});
-    return "";
-  }
-  std::ifstream in(file, std::ios::binary);
-  std::ostringstream read;
-  read << in.rdbuf();
-  if (!in.is_open()) {
-    found.add({file, 0, severity::error, "refused", "Unable to open file for reading"});
-  } else if (read.str().empty()) {
+  } else if (const int number = read_file(file, text); number != 0) {
+    found.add({file, 0, severity::error, "refused",
+               "Unable to read contents of file " + file + ": " + std::generic_category().message(number)});
+  } else if (text.empty()) {
     found.add({file, 0, severity::error, "refused",
                "Unable to read contents of file " + file + ": it is empty; write a comment, or remove it"});
   }
-  return read.str();
+  return text;
 }
 
 // The text up to its first NUL, which ends it for the loader.
