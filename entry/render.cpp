@@ -39,7 +39,8 @@ bool have_tree(zu_cli_context *cli_context) noexcept {
       tovra_tree_drop();
     }
   }
-  if (!error) return true;
+  // A host's own platform may have no memory for the error object of a failed build.
+  if (!error) return g_tovra_tree != nullptr;
   set_error_object(cli_context, std::move(error));
   return false;
 }
