@@ -29,6 +29,7 @@ public:
   void write(const std::string &name, const std::string &text) const {
     std::ofstream(folder_ / name) << text;
   }
+  const std::filesystem::path &folder() const { return folder_; }
   void remove(const std::string &name) const { std::filesystem::remove(folder_ / name); }
 
 private:
@@ -60,7 +61,7 @@ public:
     request_.context.output_fn = take_text;
   }
   ~session() {
-    zu_do_properties_deref(arguments_);
+    zu_do_properties_deref(arguments);
     zu_cli_context_free(cli);
   }
   session(const session &) = delete;
@@ -70,12 +71,13 @@ public:
     request_.context.cleanup_ctx = nullptr;
     request_.context.cleanup_fn = nullptr;
     const bool rendered =
-        render_tovra_config_func(cli, &request_.context, when, node, config, arguments_, arguments_);
+        render_tovra_config_func(cli, &request_.context, when, node, config, arguments, arguments);
     if (request_.context.cleanup_fn != nullptr) request_.context.cleanup_fn(&request_.context);
     return rendered;
   }
 
   zu_cli_context *cli;
+  zu_do_properties *arguments = zu_do_properties_new(); // of the walk
   std::string text;
   std::vector<std::string> errors; // "CODE MESSAGE"
   int take_pieces = -1;            // so many more pieces are taken; -1: all
@@ -85,7 +87,6 @@ private:
     zu_tovra_context context = {};
     session *self = nullptr;
   } request_;
-  zu_do_properties *arguments_ = zu_do_properties_new();
 
   static bool take_text(zu_tovra_context *context, zu_cli_context *, const char *text) {
     session *self = reinterpret_cast<request *>(context)->self;

@@ -1,7 +1,5 @@
-// The library as a host calls it: render, clean-up, reload, named configurations, two threads.
+// The library as a host calls it: render, clean-up, reload, named configurations.
 #include "host.hpp"
-
-#include <thread>
 
 namespace {
 
@@ -97,25 +95,6 @@ TEST_F(host_test, a_named_configuration_is_read_instead_of_the_default_data) {
   EXPECT_EQ(session.text, text("candidate", 2));
   EXPECT_FALSE(session.render(nullptr, "startup"));
   EXPECT_EQ(session.errors, std::vector<std::string>{"102 Failed to get config"});
-}
-
-TEST_F(host_test, requests_on_two_threads_share_the_tree) {
-  const host::store one(data("one", 200));
-  const host::store two(data("two", 300));
-  const auto render = [](zu_data_ifc *data, const std::string &wanted) {
-    for (int i = 0; i < 30; ++i) {
-      host::session session(data);
-      EXPECT_TRUE(session.render());
-      EXPECT_EQ(session.text, wanted);
-    }
-  };
-  for (int round = 0; round < 2; ++round) {
-    std::thread first(render, one.get(), text("one", 200));
-    std::thread second(render, two.get(), text("two", 300));
-    first.join();
-    second.join();
-    reload();
-  }
 }
 
 TEST_F(host_test, a_missing_argument_is_fatal_and_named) {
