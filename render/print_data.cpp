@@ -76,7 +76,9 @@ void zu_tvr_print_data_print(FILE *stream, uint32_t indentation, zu_tvr_print_da
 }
 
 zu_tvr_print_scratch_data *zu_tvr_print_scratch_data_new(void) noexcept {
-  return tvr::make_zeroed<zu_tvr_print_scratch_data>().release();
+  auto scratch = tvr::make_zeroed<zu_tvr_print_scratch_data>();
+  if (!scratch) TVR_ERROR("Failed to allocate tovra node");
+  return scratch.release();
 }
 
 void zu_tvr_print_scratch_data_delete(zu_tvr_print_scratch_data *scratch) noexcept {
