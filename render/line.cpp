@@ -92,9 +92,11 @@ after_slot render_slot(print_job &job, uint32_t slot, bool &hide, zu_do_strbuf *
                                     : !is_array_kind(item) || array_data_of(item) == nullptr);
   if (one_value) return render_directly(job, slot, hide, line);
   const zu_tvr_array_data *array = array_data_of(item);
-  const bool in_line = item->kind == TVR_KIND_PLAIN || (array->independent != 0 && array->multiline == 0);
-  return in_line ? go_on_when(render_inline_array(job, slot, line))
-                 : done_when(expand_array(job, slot, line));
+  if (array == nullptr || item->kind == TVR_KIND_PLAIN ||
+      (array->independent != 0 && array->multiline == 0)) {
+    return go_on_when(render_inline_array(job, slot, line));
+  }
+  return done_when(expand_array(job, slot, *array, line));
 }
 
 // ---- Completion ----

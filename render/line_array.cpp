@@ -63,7 +63,7 @@ struct expansion {
   print_job &job;
   uint32_t slot;
   zu_tvr_fmt_item *item;
-  const zu_tvr_array_data *array;
+  const zu_tvr_array_data &array;
   zu_do_strbuf *line;
 };
 
@@ -86,7 +86,7 @@ bool set_element_condition(const print_job &job, int32_t index, bool as_number, 
 
 // The linked item shows the same element further on in the line.
 bool link_partner(const expansion &now, zu_do_value *element, int32_t number) noexcept {
-  const int32_t partner = now.array->partner;
+  const int32_t partner = now.array.partner;
   if (partner == -1) return true;
   if (partner >= 0 && partner < now.job.map->num_items) now.job.slots[partner].element = number;
   const bool as_number = now.item->kind == TVR_KIND_ARRAY_ELEMENT;
@@ -110,7 +110,7 @@ bool expand_element(const expansion &now, zu_do_value *element, int32_t number) 
     return false;
   string_buffer own_line;
   zu_do_strbuf *target = now.line;
-  if (now.array->multiline != 0) {
+  if (now.array.multiline != 0) {
     own_line = copy_line(now.line);
     if (!own_line) {
       TVR_ERROR("Failed to object");
@@ -121,7 +121,7 @@ bool expand_element(const expansion &now, zu_do_value *element, int32_t number) 
   } else if (number > 0) {
     zu_do_strbuf_add_char(target, ' ');
   }
-  if (!render_element(now.item, number, element, now.array->prefix, target)) {
+  if (!render_element(now.item, number, element, now.array.prefix, target)) {
     fail(job.ctx, ZU_FAILED, no_element_text);
     return false;
   }
@@ -181,14 +181,15 @@ bool render_element_directly(print_job &job, uint32_t slot, zu_do_strbuf *line, 
   return true;
 }
 
-bool expand_array(print_job &job, uint32_t slot, zu_do_strbuf *line) noexcept {
+bool expand_array(print_job &job, uint32_t slot, const zu_tvr_array_data &array,
+                  zu_do_strbuf *line) noexcept {
   if (job.expansions >= most_expansions) {
     fail(job.ctx, ZU_FAILED, "Array expansion nested too deep");
     return false;
   }
   zu_tvr_fmt_item *item = job.map->fmt_items[slot];
   ++job.expansions;
-  const bool rendered = expand_elements({job, slot, item, array_data_of(item), line});
+  const bool rendered = expand_elements({job, slot, item, array, line});
   --job.expansions;
   return rendered;
 }

@@ -104,8 +104,8 @@ bool put_line(zu_tvr_walk_ctx *ctx, zu_do_strbuf *line) noexcept;
 
 // Renders the format from a slot's literal text on into the line, and completes the line. False on failure.
 bool render_line(print_job &job, uint32_t slot, zu_do_strbuf *line) noexcept;
-// Renders the rest of the line once per element of a slot's array.
-bool expand_array(print_job &job, uint32_t slot, zu_do_strbuf *line) noexcept;
+// Renders the rest of the line once per element of a slot's array, as its item's array data says.
+bool expand_array(print_job &job, uint32_t slot, const zu_tvr_array_data &array, zu_do_strbuf *line) noexcept;
 // Renders all elements of a slot's array into the line.
 bool render_inline_array(print_job &job, uint32_t slot, zu_do_strbuf *line) noexcept;
 // Renders the one element that the slot names; `*stop` when the rest of the line is left to the pass of the

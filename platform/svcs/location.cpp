@@ -122,11 +122,11 @@ int tarvo_location_sort(const tarvo_location *locations, uint32_t count, uint32_
 }
 
 int tarvo_location_to_str_scheme(uint32_t scheme, const tarvo_location *location, char *buffer, size_t size) {
-  static constexpr int fixed_count[] = {0, 2, 4};
   if (scheme > TARVO_SCHEME_PORT) {
     return 1;
   }
-  const int parts = scheme == TARVO_SCHEME_DEFAULT ? part_count(*location) : fixed_count[scheme];
+  const int fixed_count = scheme == TARVO_SCHEME_SLOT ? 2 : 4;
+  const int parts = scheme == TARVO_SCHEME_DEFAULT ? part_count(*location) : fixed_count;
   char text[sizeof "4294967295/65535/65535/65535"];
   int length = snprintf(text, sizeof text, "%u", location->rack);
   const unsigned rest[] = {or_zero(location->slot), or_zero(location->subslot), location->port};

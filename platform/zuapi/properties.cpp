@@ -1,4 +1,6 @@
 // Records: properties of their own, or views of a store's row with what was set later over it.
+#include <algorithm>
+
 #include "zuapi/objects.hpp"
 #include "zuapi/record.hpp"
 
@@ -46,12 +48,13 @@ void append(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
 // Makes room for one entry more.
 bool reserve(zu_do_properties *record, size_t wanted) {
   if (wanted <= record->capacity) return true;
-  zu_do_entry *entries = record->entries == record->first_entries() ? nullptr : record->entries;
-  const zu_do_entry *before = record->entries;
-  const size_t room = record->capacity * size_t{2};
-  if (!grow(entries, record->capacity, wanted < room ? room : wanted)) return false;
-  if (before == record->first_entries()) memcpy(entries, before, record->length * sizeof(zu_do_entry));
+  const bool inside = record->entries == record->first_entries(); // room that is not given back
+  zu_do_entry *entries = inside ? nullptr : record->entries;
+  uint32_t capacity = inside ? 0 : record->capacity;
+  if (!grow(entries, capacity, std::max(wanted, record->capacity * size_t{2}))) return false;
+  if (inside) memcpy(entries, record->entries, record->length * sizeof(zu_do_entry));
   record->entries = entries;
+  record->capacity = capacity;
   return true;
 }
 

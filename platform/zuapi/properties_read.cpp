@@ -121,9 +121,10 @@ int zu_do_properties_to_strbuf(zu_do_properties *record, int mode, zu_do_strbuf 
   zu_do_name *name = nullptr;
   int code = ZU_OK;
   zu_do_properties_iter(record, &it);
-  while (code == ZU_OK && zu_do_properties_has_next(record, &it)) {
-    if (it.position > 0) zu_do_strbuf_add_string(buffer, ", ");
+  for (const char *before = ""; code == ZU_OK; before = ", ") {
     zu_do_value *value = zu_do_properties_get_next(record, &it, &name);
+    if (value == nullptr) break;
+    zu_do_strbuf_add_string(buffer, before);
     zu_do_strbuf_add_bytes(buffer, name->text(), name->length);
     zu_do_strbuf_add_char(buffer, '=');
     code = value_to_debug_text(value, buffer);
@@ -136,8 +137,7 @@ void zu_do_print_properties(FILE *stream, uint32_t indentation, zu_do_properties
   zu_do_iter it;
   zu_do_name *name = nullptr;
   zu_do_properties_iter(record, &it);
-  while (zu_do_properties_has_next(record, &it)) {
-    zu_do_value *value = zu_do_properties_get_next(record, &it, &name);
+  while (zu_do_value *value = zu_do_properties_get_next(record, &it, &name)) {
     zu_do_strbuf_clear(buffer);
     zu_do_strbuf_add_tab(buffer, indentation);
     zu_do_strbuf_add_bytes(buffer, name->text(), name->length);

@@ -42,7 +42,7 @@ int hex_value(char c) {
 // on.
 [[gnu::noinline]] bool some_key_repeats(std::string_view keys) {
   constexpr size_t most_keys = longest_uri / 3 + 1; // ";k=" is the shortest
-  uint16_t starts[most_keys];
+  uint16_t starts[most_keys] = {};
   size_t count = 0;
   for (size_t at = 0; at != keys.npos; at = keys.find(';', at + 1)) {
     starts[count++] = static_cast<uint16_t>(at + 1);

@@ -58,7 +58,8 @@ int add_elements(const zu_do_vlist *list, bool hide_secrets, zu_do_strbuf *buffe
 }
 
 int add_display(zu_do_value *value, bool hide_secrets, zu_do_strbuf *buffer) {
-  if (hide_secrets && value != nullptr && has_typedef(value, "PasswordString")) {
+  if (value == nullptr) return ZU_OK;
+  if (hide_secrets && has_typedef(value, "PasswordString")) {
     return zu_do_strbuf_add_string(buffer, "<removed>");
   }
   char room[ZU_DO_VALUE_ROOM];

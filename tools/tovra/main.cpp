@@ -1,7 +1,9 @@
 // The host program: its command line.
 #include <CLI/CLI.hpp>
 #include <csignal>
-#include <iostream>
+#include <cstdio>
+#include <new>
+#include <unistd.h>
 
 #include "commands.hpp"
 #include "output.hpp"
@@ -85,9 +87,7 @@ CLI::App *add_check(CLI::App &app, options &asked) {
   return command;
 }
 
-} // namespace
-
-int main(int argc, char **argv) {
+int run(int argc, char **argv) {
   CLI::App app("Renders a network device's configuration records as CLI text.", "tovra");
   app.require_subcommand(1);
   options asked;
@@ -112,4 +112,17 @@ int main(int argc, char **argv) {
   if (render->parsed()) return tovra::render(asked);
   if (check->parsed()) return tovra::check_templates(asked);
   return tovra::finish_printing(tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked));
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::bad_alloc &) {
+    dprintf(STDERR_FILENO, "tovra: out of memory\n");
+  } catch (const std::exception &unforeseen) {
+    dprintf(STDERR_FILENO, "tovra: %s\n", unforeseen.what());
+  }
+  return tovra::failed;
 }

@@ -13,7 +13,7 @@ namespace tovra {
 
 namespace {
 
-constexpr size_t buffer_size = 64 * 1024;
+constexpr size_t buffer_size = size_t{64} * 1024;
 constexpr const char *unwritable = "tovra: standard output cannot be written";
 
 bool write_all(int file, std::string_view text) {
