@@ -1,0 +1,118 @@
+// A tree and a store, and renders of the one over the other that tell everything they did.
+#pragma once
+
+#include "fuzz.hpp"
+#include "store/store.h"
+
+namespace fuzz {
+
+using own_tree = own<zu_tvr_tree, zu_tvr_tree_delete>;
+
+struct free_data {
+  void operator()(zu_data_ifc *data) const { data->ops->free(data); }
+};
+using own_data = std::unique_ptr<zu_data_ifc, free_data>;
+
+// A tree of a template text, links resolved; none when it is refused, which is traced.
+inline own_tree load_tree(const char *text, int level) {
+  const traces seen(level);
+  own_tree tree(zu_tvr_tree_new());
+  zu_do_error *error = nullptr;
+  const bool loaded = zu_tvr_load_meta_from_str(tree.get(), text, &error);
+  const own_error held(error);
+  check(!loaded || error == nullptr, "a text that loads has no error");
+  const bool resolved = loaded && tree->resolve_links(tree.get());
+  if (level >= 3)
+    check(resolved || seen.text.find("(ERR): ") != std::string::npos, "a refusal is traced", text);
+  return resolved ? std::move(tree) : nullptr;
+}
+
+// How a render is asked for.
+struct request {
+  const char *node = nullptr;
+  bool defaults = false;
+  bool tag_submodes = false;
+  uint32_t fetch_count = 0;
+  zu_do_properties *arguments = nullptr;
+  uint64_t failing_request = 0; // from 1; 0: none
+  int failure = 0;
+};
+
+// What a render did: its result, text, reports and requests; and the errors and warnings that it traced.
+struct outcome {
+  std::string told;
+  std::string traced;
+  std::string text;
+  bool clean = false; // true, and nothing reported
+};
+
+class render {
+public:
+  render(zu_tvr_tree *tree, zu_data_ifc *data, const request &asked, int level)
+      : wrapper_(zu_store_wrapper_new(data)),
+        cli_(zu_cli_context_new(zu_store_wrapper_ifc(wrapper_.get()), take_cli_error, this)) {
+    zu_store_wrapper_watch(wrapper_.get(), take_request, this);
+    zu_store_wrapper_fail_any(wrapper_.get(), asked.failing_request, asked.failure);
+    external_ctx external = {
+        .tovra_context = nullptr, .cli_context = cli_.get(), .walk_ctx = nullptr, .config_data_ifc = nullptr};
+    const own<zu_tvr_cond_args, zu_tvr_cond_args_delete> conditions(zu_tvr_cond_args_new(&external));
+    const own<zu_tvr_walk_ctx, zu_tvr_walk_ctx_delete> walk(zu_tvr_walk_ctx_new(
+        cli_->data_ifc, nullptr, asked.arguments, asked.defaults, 0x1010000, asked.fetch_count,
+        asked.tag_submodes, conditions.get(), this, take_error, take_text));
+    const traces seen(level);
+    const bool ended = tree->walk(tree, asked.node, walk.get());
+    did.told = requests_ + reports_ + text_ + (ended ? "\n(end)" : "\n(failed)");
+    did.traced = seen.text;
+    did.clean = ended && reports_.empty();
+    did.text = text_;
+    qtrace_set_level(0);
+  }
+
+  outcome did;
+
+private:
+  // Lists within lists have no end that is worth waiting for.
+  static constexpr int most_requests = 300;
+  static constexpr int most_pieces = 2000;
+
+  static void take_request(void *self, zu_store_call call, const char *uri, uint64_t flags) {
+    auto *one = static_cast<render *>(self);
+    if (++one->asked_ > most_requests) {
+      zu_store_wrapper_fail_any(one->wrapper_.get(), 1, ZU_FAILED);
+      return;
+    }
+    char word[48];
+    std::snprintf(word, sizeof word, "%d %llx ", static_cast<int>(call),
+                  static_cast<unsigned long long>(flags));
+    one->requests_.append(word).append(uri).append("\n");
+  }
+  static int take_error(void *self, int32_t code, const char *message) {
+    static_cast<render *>(self)->reports_.append(std::to_string(code) + " ").append(message).append("\n");
+    return 0;
+  }
+  static void take_cli_error(void *self, int32_t code, const char *message) {
+    take_error(self, code, message);
+  }
+  static bool take_text(void *self, const char *text) {
+    static_cast<render *>(self)->text_ += text;
+    return ++static_cast<render *>(self)->pieces_ < most_pieces;
+  }
+
+  int asked_ = 0;
+  int pieces_ = 0;
+  std::string requests_, reports_, text_;
+  own<zu_store_wrapper, zu_store_wrapper_free> wrapper_;
+  own<zu_cli_context, zu_cli_context_free> cli_;
+};
+
+// Every way to take the same steps gives the same.
+inline outcome render_alike(zu_tvr_tree *tree, zu_data_ifc *data, const request &asked) {
+  const outcome plain = render(tree, data, asked, 7).did;
+  const outcome quick = render(tree, data, asked, 4).did;
+  same("a render with all traces and one with errors traced", plain.told, quick.told);
+  same("their traces of errors and warnings", plain.traced, quick.traced);
+  same("a render without traces", plain.told, render(tree, data, asked, 0).did.told);
+  return plain;
+}
+
+} // namespace fuzz
