@@ -33,6 +33,7 @@ public:
   }
   char *end() { return text_ + length_; }
   size_t room() const { return room_ - length_; }
+  void drop() { qfree_named(std::exchange(text_, nullptr)); }
   void extend(size_t length) { length_ += length; }
   void pad() { std::memset(end(), 0, simdjson::SIMDJSON_PADDING); }
 
@@ -95,7 +96,9 @@ std::string message_of(const char *name, std::string_view text, const zuapi::ref
 void load_into(snapshot &data, padded_text &text) {
   text.pad();
   loader reader(text.view().data(), text.view().size(), text.capacity(), data);
-  zuapi::read_json(text.view(), [&] { reader.load(); });
+  zuapi::read_json(text.view(), [&] { reader.read(); });
+  text.drop(); // before the records take its memory
+  reader.finish();
 }
 
 zu_data_ifc *load(const char *name, padded_text &text, zu_do_error **error) {

@@ -1,78 +1,156 @@
-// The second walk over a data file: every record in its final shape and place.
+// Reads a data file: its members, and every record.
 #include "store/loader.hpp"
+
+#include <exception>
+
+#include "store/path.hpp"
 
 namespace store {
 
-void loader::load() {
-  read();
-  build_index(data_, path_ids_.data());
+void loader::read() {
+  json::parser parser;
+  json::document document = parser.iterate(text_, length_, capacity_).value();
+  at_ = document.current_location().value();
+  if (*at_ != '{') refuse(at_, "the file must hold one object");
+  std::exception_ptr fault;
+  try {
+    read_members(document);
+  } catch (const std::bad_alloc &) {
+    throw;
+  } catch (...) {
+    fault = std::current_exception();
+  }
+  if (records_wait_) { // what is wrong with them comes first in the file
+    fault == nullptr ? document.rewind() : void(document = parser.iterate(text_, length_, capacity_).value());
+    read_waiting_records(document);
+  }
+  if (fault != nullptr) std::rethrow_exception(fault);
 }
 
-void loader::read() {
-  json::parser parser; // gone before the index takes its memory
-  json::document document = parser.iterate(text_, length_, capacity_).value();
-  if (*document.current_location().value() != '{') {
-    refuse(document.current_location().value(), "the file must hold one object");
+void loader::finish() {
+  paths_.finish(data_);
+  log_.place(data_, paths_, index_);
+  index_.finish();
+}
+
+void loader::expect_object(json::value &value, const char *what, std::string_view name) {
+  const char *start = value_reader::start_of(value);
+  if (*start != '{') refuse(start, what + in_quotes(name) + " must be an object");
+}
+
+bool loader::is_named(const json::field &field, std::string_view name) const {
+  // The end of what may be read may be nearer than that of a long name.
+  const auto room = static_cast<size_t>(text_ + capacity_ - field.key().raw());
+  return name.size() < room && field.key().unsafe_is_equal(name.size(), name);
+}
+
+void loader::read_members(json::document &document) {
+  bool has_classes = false;
+  bool has_records = false;
+  const char *start = at_;
+  for (json::field field : members_of(document)) {
+    at_ = value_reader::start_of(field);
+    const std::string_view name = reader_.name(field);
+    if (name != "classes" && name != "records")
+      refuse(at_, "unknown member " + in_quotes(name) + " of the file");
+    bool &seen = name == "classes" ? has_classes : has_records;
+    if (seen) refuse(at_, "duplicate member " + in_quotes(name) + " of the file");
+    seen = true;
+    json::value value = field.value();
+    expect_object(value, "member ", name);
+    if (name == "classes") {
+      read_classes(value);
+    } else if (has_classes) {
+      read_records(value);
+    } else {
+      records_wait_ = true;
+    }
   }
-  at_ = document.current_location().value();
-  survey(members_of(document));
+  if (!has_records) refuse(start, "the file has no member \"records\"");
   const auto behind = document.current_location(); // an error at the end of the text
   if (behind.error() == simdjson::SUCCESS)
     refuse(behind.value_unsafe(), "text after the end of the document");
-  paths_.finish(data_);
-  data_.records = array<zu_do_vlist *>(path_ids_.size());
-  json::object records = rewound_records(document);
-  for (json::field field : records) {
-    at_ = value_reader::start_of(field);
-    const std::string_view uri = reader_.name(field);
-    read_record(paths_[path_ids_[data_.record_count]], uri, field.value());
-  }
-  if (const std::optional<uint32_t> id = build_texts(data_)) refuse_duplicate(document, *id);
 }
 
-json::object loader::rewound_records(json::document &document) {
-  document.rewind();
+void loader::read_waiting_records(json::document &document) {
   for (json::field field : members_of(document)) {
-    if (reader_.name(field) == "records") return field.value().get_object();
+    if (reader_.name(field) == "records") return read_records(field.value());
   }
-  throw std::logic_error("the records are gone"); // the first walk has seen them
 }
 
-// The places of records are not kept: the one that is refused is looked for.
-void loader::refuse_duplicate(json::document &document, uint32_t id) {
-  const std::string message = "duplicate record " + in_quotes(data_.uri_of(id)->view());
-  json::object records = rewound_records(document);
-  for (json::field field : records) {
-    if (id-- == 0) refuse(value_reader::start_of(field), message);
+void loader::read_records(json::value value) {
+  for (json::field field : members_of(value)) {
+    at_ = value_reader::start_of(field);
+    read_record(reader_.name(field), field.value());
   }
-  throw std::logic_error("a record is gone");
 }
 
-void loader::read_record(path_builder &path, std::string_view uri_text, json::value value) {
+void loader::read_record(std::string_view text, json::value value) {
   const char *start = at_;
-  zuapi::uri_scan scan;
-  static_cast<void>(
-      zuapi::uri_scan_text(uri_text.data(), uri_text.size(), &scan)); // the first walk checked it
-  const zuapi::shape *form = path.form();
-  void *block = data_.memory.take(zuapi::store_record_size(form->columns.length));
-  zu_do_uri *uri = zuapi::uri_place_frozen(data_.memory.take(zuapi::uri_size(scan)), scan);
-  record_ = zuapi::store_record_place(block, form, uri);
-  data_.records[data_.record_count++] = &record_->row;
-  check_location();
-
-  const std::vector<zu_do_value> &cells = path.template_cells();
-  std::copy(cells.begin(), cells.end(), record_->cells() + 1);
-  given_at_.assign(form->columns.length, nullptr);
+  known_pattern *pattern = nullptr;
+  zu_do_uri *uri = read_uri(text, pattern);
+  index_.prepare(uri);
+  expect_object(value, "record ", text);
+  path_builder &path = paths_[pattern->path];
   uint32_t expected = 0;
   for (json::field field : members_of(value)) read_property(path, field, expected);
   at_ = start;
-  add_keys(path);
+  add_keys(path, *pattern, uri);
+  if (!index_.add(uri, pattern->path)) refuse(start, "duplicate record " + in_quotes(uri->view()));
+  end_record(pattern->path);
 }
 
-void loader::check_location() const {
+zu_do_uri *loader::place_uri(const zuapi::uri_scan &scan) {
+  return zuapi::uri_place_frozen(data_.memory.take(zuapi::uri_size(scan)), scan);
+}
+
+zu_do_uri *loader::read_uri(std::string_view text, known_pattern *&pattern) {
+  zuapi::uri_scan scan;
+  zu_do_uri *uri = nullptr;
+  size_t rank = 0;
+  for (; uri == nullptr && rank < std::size(recent_) && recent_[rank] != nullptr; ++rank) {
+    pattern = recent_[rank];
+    if (pattern->of.match(text, scan)) uri = place_uri(scan);
+  }
+  if (uri == nullptr) {
+    const char *reason = zuapi::uri_scan_text(text.data(), text.size(), &scan);
+    if (reason != nullptr) refuse(at_, "bad URI " + in_quotes(text) + ": " + reason);
+    if (scan.coll_type != 0) refuse(at_, "URI " + in_quotes(text) + " of a record has a query");
+    uri = place_uri(scan);
+    pattern = find_or_add_pattern(uri);
+    pattern->of.note(uri->view());
+    rank = std::size(recent_);
+  }
+  while (--rank > 0) recent_[rank] = recent_[rank - 1];
+  recent_[0] = pattern;
+  if (pattern->of.absolute()) check_location(uri);
+  return uri;
+}
+
+loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
+  uri_pattern::write_text(uri->view(), scratch_);
+  const auto found = pattern_by_text_.find(scratch_);
+  if (found != pattern_by_text_.end()) return found->second;
+  patterns_.push_back(std::make_unique<known_pattern>(known_pattern{uri_pattern(uri), 0, {}}));
+  known_pattern *made = patterns_.back().get();
+  pattern_by_text_.emplace(made->of.text(), made);
+
+  scratch_.resize(uri->length);
+  scratch_.resize(path_of(uri->view(), made->of.absolute(), scratch_.data()));
+  made->path = paths_.find_or_add(scratch_);
+  path_builder &path = paths_[made->path];
+  path.add_pattern(made->of, index_.count());
+  if (uri->segment_count == 0) return made;
+  uint32_t at = uri->name_end;
+  for (zuapi::uri_key key; zuapi::uri_next_key(uri->view(), at, key);) {
+    check_property_name(key.name);
+    made->keys.push_back(path.add(key.name, property::key, 0, data_.memory));
+  }
+  return made;
+}
+
+void loader::check_location(const zu_do_uri *uri) const {
   constexpr size_t longest = 15;
-  const zu_do_uri *uri = record_->uri;
-  if ((uri->flags & zuapi::uri_absolute) == 0) return;
   const std::string_view segment = uri->view().substr(0, uri->first_end);
   auto at = static_cast<uint32_t>(std::min(segment.find(';'), segment.size()));
   zuapi::uri_key key;
@@ -84,16 +162,19 @@ void loader::check_location() const {
 }
 
 void loader::read_property(path_builder &path, json::field &field, uint32_t &expected) {
-  const std::vector<property> &known = path.properties();
   at_ = value_reader::start_of(field);
+  const std::vector<property> &known = path.properties();
+  uint32_t index = expected;
   if (expected >= known.size() || !known[expected].plain || !is_named(field, known[expected].name)) {
-    expected = path.find(property_name(field), expected);
+    index = path.add(property_name(field), property::other, expected, data_.memory);
   }
-  const property &of = known[expected++];
-  if (given_at_[of.slot] != nullptr) refuse(at_, "duplicate property " + in_quotes(of.name));
-  given_at_[of.slot] = at_;
-  zu_do_value &cell = record_->cells()[of.slot];
-  cell = reader_.read(field.value(), of.type, 3);
+  expected = index + 1;
+  if (index >= places_.size()) places_.resize(known.size());
+  const property &of = known[index];
+  if (places_[index].at != nullptr) refuse(at_, "duplicate property " + in_quotes(of.name));
+  places_[index] = {at_, static_cast<uint32_t>(cells_.size())};
+  properties_.push_back(index);
+  zu_do_value &cell = cells_.emplace_back(reader_.read(field.value(), of.type, 3));
   check_own_property(of.name, cell);
   mark_default(of, cell);
 }
@@ -104,32 +185,27 @@ void loader::mark_default(const property &of, zu_do_value &cell) const {
 }
 
 // The keys of the last segment are properties too.
-void loader::add_keys(path_builder &path) {
-  const zu_do_uri *uri = record_->uri;
-  if (uri->segment_count == 0) return;
-  uint32_t at = uri->name_end;
-  uint32_t expected = 0;
-  for (zuapi::uri_key key; zuapi::uri_next_key(uri->view(), at, key);) {
-    const uint32_t index = path.find(key.name, expected);
-    expected = index + 1;
-    add_key(path.properties()[index], key.value);
+void loader::add_keys(path_builder &path, const known_pattern &pattern, const zu_do_uri *uri) {
+  const size_t first = pattern.of.value_count() - pattern.keys.size();
+  for (size_t i = 0; i < pattern.keys.size(); ++i) {
+    add_key(path, pattern.keys[i], pattern.of.value(uri->view(), first + i));
   }
 }
 
-void loader::add_key(const property &of, std::string_view encoded) {
+void loader::add_key(path_builder &path, uint32_t index, std::string_view encoded) {
   char *text = data_.memory.take_text(encoded.size());
   const size_t length = zuapi::uri_decode_value(encoded, text);
   text[length] = '\0';
-  zu_do_value &cell = record_->cells()[of.slot];
-  if (given_at_[of.slot] != nullptr) {
-    check_key(of, cell, {text, length});
+  const property &of = path.properties()[index];
+  if (index < places_.size() && places_[index].at != nullptr) {
+    check_key(of, places_[index].at, cells_[places_[index].cell], {text, length});
     return;
   }
-  cell = reader_.string_cell(text, length, of.type);
-  mark_default(of, cell);
+  properties_.push_back(index);
+  mark_default(of, cells_.emplace_back(reader_.string_cell(text, length, of.type)));
 }
 
-void loader::check_key(const property &of, zu_do_value &given, std::string_view key) const {
+void loader::check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const {
   char room[ZU_DO_VALUE_ROOM];
   size_t length = 0;
   std::string_view text;
@@ -142,9 +218,17 @@ void loader::check_key(const property &of, zu_do_value &given, std::string_view 
     if (has_text) text = {shown, length};
   }
   if (!has_text || text != key) {
-    refuse(given_at_[of.slot],
-           "property " + in_quotes(of.name) + " contradicts the key " + in_quotes(key) + " of the URI");
+    refuse(at, "property " + in_quotes(of.name) + " contradicts the key " + in_quotes(key) + " of the URI");
   }
+}
+
+void loader::end_record(uint32_t path) {
+  log_.add(path, properties_, cells_);
+  for (const uint32_t index : properties_) {
+    if (index < places_.size()) places_[index].at = nullptr;
+  }
+  properties_.clear();
+  cells_.clear();
 }
 
 } // namespace store

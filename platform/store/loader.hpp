@@ -1,9 +1,10 @@
 // Reads a data file's text into a snapshot.
 #pragma once
 
+#include "store/index_builder.hpp"
 #include "store/message.hpp"
 #include "store/path_builder.hpp"
-#include "store/snapshot.hpp"
+#include "store/record_log.hpp"
 #include "zuapi/json_value.hpp"
 
 namespace store {
@@ -12,50 +13,63 @@ namespace json = simdjson::ondemand;
 using zuapi::members_of;
 using zuapi::value_reader;
 
-// Two walks over one parsed document: the first learns the classes, the paths and which properties their
-// records give, so that the second can write every record once, in its final shape and place.
+// One walk over a parsed document, classes before records. What shape the records of a path have is known
+// when all have been seen: until then a log keeps their values.
 class loader {
 public:
   // The text must be readable `capacity` bytes far, as the parser asks for.
   loader(const char *text, size_t length, size_t capacity, snapshot &data)
       : text_(text), length_(length), capacity_(capacity), data_(data), reader_(text, data.memory, false),
-        at_(text) {}
+        index_(data), at_(text) {}
 
   // Throws refusal, simdjson::simdjson_error (the text is not JSON) or std::bad_alloc.
-  void load();
+  void read();
+  // Makes the snapshot of what was read; needs the text no more. Throws std::bad_alloc.
+  void finish();
 
 private:
   [[noreturn]] void refuse(const char *at, std::string message) const {
     reader_.refuse(at, std::move(message));
   }
-  void read();
   // Refuses anything but an object, as "WHAT NAME must be an object".
   void expect_object(json::value &value, const char *what, std::string_view name);
+  bool is_named(const json::field &field, std::string_view name) const;
+  // Reads the classes, and the records when they stand behind them.
+  void read_members(json::document &document);
+  void read_waiting_records(json::document &document);
 
-  static bool is_named(const json::field &field, std::string_view name);
-
-  // The first walk.
-  void survey(json::object file);
-  void survey_classes(json::value value);
-  void survey_class(path_builder &path, json::value value);
-  void survey_declaration(property &declared, json::value value);
-  void survey_records(json::value value);
-  path_builder &survey_uri(const zuapi::uri_scan &scan);
+  void read_classes(json::value value);
+  void read_class(path_builder &path, json::value value);
+  void read_declaration(property &declared, json::value value);
   uint32_t path_of_class(std::string_view text, const char *at);
   std::string_view property_name(json::field &field);
   void check_property_name(std::string_view name) const;
   void check_own_property(std::string_view name, const zu_do_value &value) const;
 
-  // The second walk.
-  json::object rewound_records(json::document &document);
-  [[noreturn]] void refuse_duplicate(json::document &document, uint32_t id);
-  void read_record(path_builder &path, std::string_view uri_text, json::value value);
+  // A pattern of records' URIs.
+  struct known_pattern {
+    uri_pattern of;
+    uint32_t path;
+    std::vector<uint32_t> keys; // the properties that the keys of the last segment are
+  };
+  // The record that is being read.
+  struct property_place {
+    const char *at; // where the file gives it, or none
+    uint32_t cell;
+  };
+
+  void read_records(json::value value);
+  void read_record(std::string_view text, json::value value);
+  zu_do_uri *read_uri(std::string_view text, known_pattern *&pattern);
+  zu_do_uri *place_uri(const zuapi::uri_scan &scan);
+  known_pattern *find_or_add_pattern(const zu_do_uri *uri);
+  void check_location(const zu_do_uri *uri) const;
   void read_property(path_builder &path, json::field &field, uint32_t &expected);
   void mark_default(const property &of, zu_do_value &cell) const;
-  void add_keys(path_builder &path);
-  void add_key(const property &of, std::string_view encoded);
-  void check_key(const property &of, zu_do_value &given, std::string_view key) const;
-  void check_location() const;
+  void add_keys(path_builder &path, const known_pattern &pattern, const zu_do_uri *uri);
+  void add_key(path_builder &path, uint32_t index, std::string_view encoded);
+  void check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const;
+  void end_record(uint32_t path);
 
   const char *text_;
   size_t length_;
@@ -63,14 +77,19 @@ private:
   snapshot &data_;
   value_reader reader_;
   path_list paths_;
-  std::vector<uint32_t> path_ids_; // of the records, in order
+  index_builder index_;
+  record_log log_;
   std::string scratch_;
-  std::string path_text_;
   const char *at_; // what is being read
+  bool records_wait_ = false;
 
-  // The record that is being read.
-  zuapi::store_record *record_ = nullptr;
-  std::vector<const char *> given_at_; // where the file gives the property of a slot, or none
+  std::vector<std::unique_ptr<known_pattern>> patterns_;
+  std::unordered_map<std::string_view, known_pattern *> pattern_by_text_;
+  known_pattern *recent_[4] = {}; // latest first
+
+  std::vector<uint32_t> properties_; // that have been given
+  std::vector<zu_do_value> cells_;
+  std::vector<property_place> places_; // by index
 };
 
 } // namespace store

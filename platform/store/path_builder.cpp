@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "store/path.hpp"
+
 namespace store {
 
 uint32_t path_builder::find(std::string_view name, uint32_t expected) const {
@@ -28,6 +30,18 @@ uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t
     properties_[index].rank = ranks_[order]++;
   }
   return index;
+}
+
+void path_builder::add_pattern(const uri_pattern &pattern, uint32_t record) {
+  if (!keys_.has_value()) keys_ = pattern.below_location();
+  same_keys_ = same_keys_ && *keys_ == pattern.below_location();
+  if (!pattern.absolute()) return;
+  const std::string_view location = pattern.location().substr(1);
+  if (first_located_ == no_id) {
+    first_located_ = record;
+    location_ = location;
+  }
+  same_locations_ = same_locations_ && same_key_names(location_, location);
 }
 
 void path_builder::finish(snapshot &data, size_t &name_count) {
@@ -71,7 +85,7 @@ void path_list::finish(snapshot &data) {
     path_builder &path = *paths_[i];
     path.finish(data, name_count);
     const std::string_view text(data.memory.copy_text(path.text()), path.text().size());
-    data.paths[i] = {text, path.form(), {nullptr, 0}, true, true, no_id};
+    data.paths[i] = path.entry(text);
     data.path_by_text.insert(zuapi::hash_text(text.data(), text.size()), i);
   }
 }

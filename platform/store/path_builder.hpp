@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "store/snapshot.hpp"
+#include "store/uri_pattern.hpp"
 
 namespace store {
 
@@ -39,13 +40,19 @@ public:
   // The same, added when it is not there, and moved up when it was of a later kind.
   uint32_t add(std::string_view name, property::kind order, uint32_t expected, arena &memory);
 
+  // What the URIs of its records have in common: a new pattern, and the first record of it.
+  void add_pattern(const uri_pattern &pattern, uint32_t record);
+  // The path as the snapshot keeps it, without records.
+  path_entry entry(std::string_view text) const {
+    return {text, form_, {nullptr, 0}, same_keys_, same_locations_, first_located_};
+  }
+
   bool has_class = false;
 
   // Makes the shape (`_uri` first) and the cells of a record that gives nothing. The names become the
   // snapshot's: `names` takes one reference on each. Throws std::bad_alloc.
   void finish(snapshot &data, size_t &name_count);
   const zuapi::shape *form() const { return form_; }
-  uint32_t width() const { return form_->columns.length; }
   const std::vector<zu_do_value> &template_cells() const { return template_cells_; }
 
 private:
@@ -55,6 +62,11 @@ private:
   std::unordered_map<std::string_view, uint32_t> by_name_;
   const zuapi::shape *form_ = nullptr;
   std::vector<zu_do_value> template_cells_; // without `_uri`
+  std::optional<std::string> keys_;         // of the first pattern, below its location
+  std::string location_;                    // of the first pattern that has one
+  bool same_keys_ = true;
+  bool same_locations_ = true;
+  uint32_t first_located_ = no_id;
 };
 
 // All paths of a file, by text.

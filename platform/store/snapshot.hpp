@@ -1,7 +1,6 @@
 // A snapshot: the records of one data file, frozen, and the tables that find them.
 #pragma once
 
-#include <optional>
 #include <string_view>
 
 #include "store/memory.hpp"
@@ -132,13 +131,6 @@ struct snapshot {
 private:
   uint32_t find_first_located(const zu_do_uri *uri) const;
 };
-
-// Fills the table of texts: none, or the id of a record whose text another has before it. Throws
-// std::bad_alloc.
-std::optional<uint32_t> build_texts(snapshot &data);
-// Fills paths' runs, the tables of relative texts and of collections. `path_ids` holds a path for every
-// record. Throws std::bad_alloc.
-void build_index(snapshot &data, const uint32_t *path_ids);
 
 template <class Use>
 void snapshot::find_all_relative(const zu_do_uri *uri, Use &&use) const {

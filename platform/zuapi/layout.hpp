@@ -281,6 +281,8 @@ struct zu_do_uri {
 
 namespace zuapi {
 
+inline constexpr size_t longest_uri = 65536;
+
 // A text checked against the grammar, and where the parts of its canonical text will stand.
 struct uri_scan {
   const char *source; // trimmed
@@ -311,6 +313,8 @@ struct uri_key {
   std::string_view value;
 };
 bool uri_next_key(std::string_view text, uint32_t &at, uri_key &key);
+// Moves `at` over a key's value to what ends it; false when the value is not in key form.
+bool uri_skip_value(std::string_view text, size_t &at);
 // Decodes a value's key form into `out` (at least value.size() bytes); the decoded length.
 size_t uri_decode_value(std::string_view value, char *out);
 

@@ -6,8 +6,6 @@ using namespace zuapi;
 
 namespace {
 
-constexpr size_t longest_uri = 65536;
-
 char *text_of(zu_do_uri *uri) {
   return reinterpret_cast<char *>(uri + 1);
 }

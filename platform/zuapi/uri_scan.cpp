@@ -8,8 +8,6 @@ using namespace zuapi;
 
 namespace {
 
-constexpr size_t longest_uri = 65536;
-
 constexpr bool among(uint8_t byte, std::string_view set) {
   return set.find(static_cast<char>(byte)) != set.npos;
 }
@@ -74,18 +72,18 @@ public:
 
   // None, or why the value is refused.
   const char *take_value() {
-    for (; at_ < end_ && !byte_is(*at_, byte_ends_value); ++at_) {
-      if (byte_is(*at_, byte_plain)) {
-        ++out_;
-      } else if (byte_is(*at_, byte_control)) {
-        return "control byte in a value";
-      } else if (*at_ != '%') {
+    for (;; ++at_) {
+      const char *start = at_;
+      while (at_ < end_ && byte_is(*at_, byte_plain)) ++at_;
+      out_ += static_cast<uint32_t>(at_ - start);
+      if (at_ == end_ || byte_is(*at_, byte_ends_value)) return nullptr;
+      if (byte_is(*at_, byte_control)) return "control byte in a value";
+      if (*at_ != '%') {
         take_encoded();
       } else if (const char *reason = take_escape()) {
         return reason;
       }
     }
-    return nullptr;
   }
 
   // None, or why the segment is refused; where its name ends in the canonical text.
@@ -257,14 +255,23 @@ char *put_key_byte(char *at, char byte) {
 bool uri_next_key(std::string_view text, uint32_t &at, uri_key &key) {
   if (at >= text.size() || text[at] != ';') return false;
   const size_t equals = text.find('=', at);
-  const size_t end = text.find_first_of("/;?", equals);
+  size_t end = equals + 1;
+  while (end < text.size() && !byte_is(text[end], byte_ends_value)) ++end;
   key.name = text.substr(at + size_t{1}, equals - at - 1);
-  key.value = text.substr(equals + 1, end == text.npos ? end : end - equals - 1);
-  at = static_cast<uint32_t>(end == text.npos ? text.size() : end);
+  key.value = text.substr(equals + 1, end - equals - 1);
+  at = static_cast<uint32_t>(end);
+  return true;
+}
+
+bool uri_skip_value(std::string_view text, size_t &at) {
+  scanner walk(text.data() + at, text.data() + text.size(), 0);
+  if (walk.take_value() != nullptr || !walk.verbatim()) return false;
+  at = static_cast<size_t>(walk.at() - text.data());
   return true;
 }
 
 size_t uri_decode_value(std::string_view value, char *out) {
+  if (value.find('%') == value.npos) return value.copy(out, value.size());
   char *const start = out;
   for (size_t i = 0; i < value.size(); ++i) {
     if (value[i] != '%') {

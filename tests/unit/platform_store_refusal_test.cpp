@@ -100,6 +100,10 @@ TEST(store_refusal, members_and_classes) {
            {classes(R"("/a": {"m:x": {}})"), "f:1:21: property name \"m:x\" has a ':'"},
            {classes(R"("/a": {"_pending_attrs": {"default": 1}})"),
             "f:1:51: property \"_pending_attrs\" must be a string"},
+           // Classes behind the records count for them, and faults are told in the order of the file.
+           {R"({"records": {"/a": {"x": [1]}}, "classes": {"/a": {"x": {"type": "PasswordString"}}}})",
+            "f:1:26: a PasswordString is an array"},
+           {R"({"records": {"/a": 1}, "classes": 1})", "f:1:20: record \"/a\" must be an object"},
        }) {
     EXPECT_EQ(refusal(text), message) << text;
   }
@@ -111,6 +115,14 @@ TEST(store_refusal, records) {
            {R"("/a": 1)", "f:1:20: record \"/a\" must be an object"},
            {"\"/a\": {}, \"/b\": {},\n \"a\": {}", "f:2:2: duplicate record \"/a\""},
            {R"("/a;k=%41": {}, "/a;k=A": {})", "f:1:30: duplicate record \"/a;k=A\""},
+           // Texts of the pattern of one before.
+           {R"("/a;k=%2F/b": {}, "/a;k=/b": {}, "/a;k=%2f/b": {})",
+            "f:1:47: duplicate record \"/a;k=%2F/b\""},
+           {R"("/a;k=1": {}, "/a;k=%0": {})", "f:1:28: bad URI \"/a;k=%0\": malformed % in a value"},
+           {R"("/a;k=1": {}, "/a;k=2/": {})", "f:1:28: bad URI \"/a;k=2/\": empty segment"},
+           {R"("/a;k=1": {}, "/a;k=2?b": {})", "f:1:28: URI \"/a;k=2?b\" of a record has a query"},
+           {R"("//l;k=1/a": {}, "//l;k=1234567890123456/a": {})",
+            "f:1:31: the location of \"//l;k=1234567890123456/a\" is longer than 15 bytes"},
            {R"("/a\u0000": {})", "f:1:14: a name holds a NUL"},
            {R"("/a;b:k=1": {})", "f:1:14: property name \"b:k\" has a ':'"},
            {R"("/a;_uri=1": {})", "f:1:14: property name \"_uri\" is the data store's own"},

@@ -1,8 +1,5 @@
-// The first walk over a data file: its classes, its paths, and which properties the records of each give.
-#include <cstring>
-
+// The classes of a data file: what they declare, and what names of properties are good.
 #include "store/loader.hpp"
-#include "store/path.hpp"
 
 namespace store {
 
@@ -17,31 +14,7 @@ std::string_view without_blanks(std::string_view text) {
 
 } // namespace
 
-void loader::expect_object(json::value &value, const char *what, std::string_view name) {
-  const char *start = value_reader::start_of(value);
-  if (*start != '{') refuse(start, what + in_quotes(name) + " must be an object");
-}
-
-void loader::survey(json::object file) {
-  bool has_classes = false;
-  bool has_records = false;
-  const char *start = at_;
-  for (json::field field : file) {
-    at_ = value_reader::start_of(field);
-    const std::string_view name = reader_.name(field);
-    if (name != "classes" && name != "records")
-      refuse(at_, "unknown member " + in_quotes(name) + " of the file");
-    bool &seen = name == "classes" ? has_classes : has_records;
-    if (seen) refuse(at_, "duplicate member " + in_quotes(name) + " of the file");
-    seen = true;
-    json::value value = field.value();
-    expect_object(value, "member ", name);
-    name == "classes" ? survey_classes(value) : survey_records(value);
-  }
-  if (!has_records) refuse(start, "the file has no member \"records\"");
-}
-
-void loader::survey_classes(json::value value) {
+void loader::read_classes(json::value value) {
   for (json::field field : members_of(value)) {
     at_ = value_reader::start_of(field);
     const std::string_view name = reader_.name(field);
@@ -50,7 +23,7 @@ void loader::survey_classes(json::value value) {
     path.has_class = true;
     json::value members = field.value();
     expect_object(members, "class ", path.text());
-    survey_class(path, members);
+    read_class(path, members);
   }
 }
 
@@ -70,7 +43,7 @@ uint32_t loader::path_of_class(std::string_view text, const char *at) {
   return paths_.find_or_add(scratch_);
 }
 
-void loader::survey_class(path_builder &path, json::value value) {
+void loader::read_class(path_builder &path, json::value value) {
   std::vector<bool> seen;
   for (json::field field : members_of(value)) {
     at_ = value_reader::start_of(field);
@@ -80,11 +53,11 @@ void loader::survey_class(path_builder &path, json::value value) {
     if (seen[index])
       refuse(at_, "duplicate property " + in_quotes(name) + " of class " + in_quotes(path.text()));
     seen[index] = true;
-    survey_declaration(path.properties()[index], field.value());
+    read_declaration(path.properties()[index], field.value());
   }
 }
 
-void loader::survey_declaration(property &declared, json::value value) {
+void loader::read_declaration(property &declared, json::value value) {
   const std::string of = " of property " + in_quotes(declared.name);
   expect_object(value, "the declaration of property ", declared.name);
   json::object members = members_of(value);
@@ -134,58 +107,6 @@ void loader::check_own_property(std::string_view name, const zu_do_value &value)
   if (name == ZU_DO_NAME_PENDING_ATTRS && value.type != ZU_DO_TYPE_STRING) {
     refuse(at_, "property " + in_quotes(name) + " must be a string");
   }
-}
-
-void loader::survey_records(json::value value) {
-  for (json::field field : members_of(value)) {
-    at_ = value_reader::start_of(field);
-    const std::string_view uri = reader_.name(field);
-    zuapi::uri_scan scan;
-    const char *reason = zuapi::uri_scan_text(uri.data(), uri.size(), &scan);
-    if (reason != nullptr) refuse(at_, "bad URI " + in_quotes(uri) + ": " + reason);
-    if (scan.coll_type != 0) refuse(at_, "URI " + in_quotes(uri) + " of a record has a query");
-    path_builder &path = survey_uri(scan);
-    json::value members = field.value();
-    expect_object(members, "record ", uri);
-    uint32_t expected = 0;
-    for (json::field member : members_of(members)) {
-      // Most records of a path give the same properties in the same order: only new names cost more.
-      const std::vector<property> &known = path.properties();
-      if (expected < known.size() && known[expected].plain && is_named(member, known[expected].name)) {
-        ++expected;
-        continue;
-      }
-      at_ = value_reader::start_of(member);
-      expected = path.add(property_name(member), property::other, expected, data_.memory) + 1;
-    }
-  }
-}
-
-bool loader::is_named(const json::field &field, std::string_view name) {
-  // The text's end, a NUL in its padding, may be nearer than the end of a long name: no byte is read past it.
-  const char *raw = field.key().raw();
-  return std::strncmp(raw, name.data(), name.size()) == 0 && raw[name.size()] == '"';
-}
-
-path_builder &loader::survey_uri(const zuapi::uri_scan &scan) {
-  scratch_.assign(scan.add_slash ? "/" : "");
-  scratch_.append(scan.source, scan.source_length);
-  path_text_.resize(scratch_.size());
-  path_text_.resize(path_of(scratch_, (scan.flags & zuapi::uri_absolute) != 0, path_text_.data()));
-  const uint32_t id = paths_.find_or_add(path_text_);
-  path_ids_.push_back(id);
-  if (scan.segment_count == 0) return paths_[id];
-  const std::string_view last = std::string_view(scratch_).substr(scratch_.rfind('/'));
-  auto at = static_cast<uint32_t>(std::min(last.find(';'), last.size()));
-  uint32_t expected = 0;
-  for (zuapi::uri_key key; zuapi::uri_next_key(last, at, key); ++expected) {
-    const std::vector<property> &known = paths_[id].properties();
-    const bool is_known = expected < known.size() && known[expected].order == property::key;
-    if (is_known && known[expected].name == key.name) continue;
-    check_property_name(key.name);
-    expected = paths_[id].add(key.name, property::key, expected, data_.memory);
-  }
-  return paths_[id];
 }
 
 } // namespace store

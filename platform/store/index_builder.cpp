@@ -1,0 +1,139 @@
+// Builds the tables of a snapshot while its records are read.
+#include "store/index_builder.hpp"
+
+namespace store {
+
+namespace {
+
+bool is_absolute(const zu_do_uri *uri) {
+  return (uri->flags & zuapi::uri_absolute) != 0;
+}
+
+// A record in a location; a location record itself is in none.
+bool is_located(const zu_do_uri *uri) {
+  return is_absolute(uri) && uri->segment_count > 1;
+}
+
+// Adds a row to a run that has rows of its own: those are in no array of the snapshot's.
+void append(run &rows, zu_do_vlist *row) {
+  const_cast<zu_do_vlist **>(rows.rows)[rows.count++] = row;
+}
+
+} // namespace
+
+collection_key own_key(const zu_do_uri *uri) {
+  const std::string_view text = uri->view();
+  return {text.substr(0, uri->parent), text.substr(uri->name, uri->name_end - uri->name)};
+}
+
+collection_key any_key(const zu_do_uri *uri) {
+  collection_key key = own_key(uri);
+  if (!is_absolute(uri)) return key;
+  const bool located = uri->segment_count > 1 && uri->relative < uri->parent;
+  key.parent = located ? key.parent.substr(uri->relative) : "/";
+  return key;
+}
+
+run run_builder::place(snapshot &data) const {
+  if (count == 0) return {nullptr, 0};
+  if (!scattered) return {data.records.data() + first, count};
+  return {static_cast<zu_do_vlist **>(data.memory.take(count * sizeof(zu_do_vlist *))), 0};
+}
+
+void collections_builder::add(uint32_t id, uint32_t path) {
+  const collection_key key = key_of_(uris_[id]);
+  if (path >= last_of_path_.size()) last_of_path_.resize(path + size_t{1}, no_id);
+  // Records of a path are mostly in the collection of the one before.
+  uint32_t &last = last_of_path_[path];
+  if (last == no_id || !is_of(last, key)) last = find_or_add(key, path);
+  collection &found = collections_[last];
+  found.rows.add(id);
+  if (found.path != path) found.path = no_id;
+  scattered_ = scattered_ || found.rows.scattered;
+  of_record_.resize(id, no_id);
+  of_record_.push_back(last);
+}
+
+// The caller adds a record to it at once: a collection is compared by its first one.
+uint32_t collections_builder::find_or_add(const collection_key &key, uint32_t path) {
+  uint32_t found = table_.by_key.find(hash_, [&](uint32_t i) { return is_of(i, key); });
+  if (found != no_id) return found;
+  found = static_cast<uint32_t>(collections_.size());
+  collections_.push_back({{}, path});
+  table_.by_key.insert(hash_, found);
+  return found;
+}
+
+void collections_builder::place(snapshot &data) {
+  table_.entries = array<collection_entry>(collections_.size());
+  for (size_t i = 0; i < collections_.size(); ++i) {
+    table_.entries[i] = {collections_[i].rows.place(data), collections_[i].path};
+  }
+  for (uint32_t id = 0; scattered_ && id < of_record_.size(); ++id) {
+    const uint32_t found = of_record_[id];
+    if (found != no_id && collections_[found].rows.scattered)
+      append(table_.entries[found].records, data.records[id]);
+  }
+}
+
+void index_builder::prepare(const zu_do_uri *uri) {
+  data_.by_text.prefetch(uri->hash);
+  if (uri->segment_count == 0) return;
+  any_.prepare(uri);
+  if (is_absolute(uri)) own_.prepare(uri);
+}
+
+bool index_builder::add(zu_do_uri *uri, uint32_t path) {
+  const uint32_t id = count();
+  const auto is_same = [&](uint32_t i) { return uris_[i]->view() == uri->view(); };
+  if (data_.by_text.find(uri->hash, is_same) != no_id) return false;
+  data_.by_text.insert(uri->hash, id);
+  uris_.push_back(uri);
+  paths_.push_back(path);
+  any_absolute_ = any_absolute_ || is_absolute(uri);
+  if (uri->segment_count == 0) return true;
+  any_.add(id, path);
+  if (is_absolute(uri)) own_.add(id, path);
+  return true;
+}
+
+void index_builder::finish() {
+  place_paths();
+  any_.place(data_);
+  own_.place(data_);
+  if (any_absolute_) build_relative_texts();
+}
+
+void index_builder::place_paths() {
+  std::vector<run_builder> builders(data_.paths.size());
+  for (uint32_t id = 0; id < count(); ++id) builders[paths_[id]].add(id);
+  bool scattered = false;
+  for (size_t i = 0; i < builders.size(); ++i) {
+    data_.paths[i].records = builders[i].place(data_);
+    scattered = scattered || builders[i].scattered;
+  }
+  for (uint32_t id = 0; scattered && id < count(); ++id) {
+    if (builders[paths_[id]].scattered) append(data_.paths[paths_[id]].records, data_.records[id]);
+  }
+}
+
+void index_builder::build_relative_texts() {
+  data_.next_relative = array<uint32_t>(count());
+  std::vector<uint32_t> last(count());
+  for (uint32_t id = 0; id < count(); ++id) {
+    if (!is_located(uris_[id])) continue;
+    const std::string_view text = uris_[id]->relative_view();
+    const uint32_t hash = zuapi::hash_text(text.data(), text.size());
+    const uint32_t first =
+        data_.by_relative_text.find(hash, [&](uint32_t i) { return uris_[i]->relative_view() == text; });
+    if (first == no_id) {
+      data_.by_relative_text.insert(hash, id);
+      last[id] = id;
+    } else {
+      data_.next_relative[last[first]] = id + 1;
+      last[first] = id;
+    }
+  }
+}
+
+} // namespace store

@@ -1,0 +1,110 @@
+// Builds the tables of a snapshot while its records are read.
+#pragma once
+
+#include <vector>
+
+#include "store/snapshot.hpp"
+
+namespace store {
+
+// The parts of a collection's key.
+struct collection_key {
+  std::string_view parent;
+  std::string_view name;
+
+  bool operator==(const collection_key &) const = default;
+  uint32_t hash() const {
+    return zuapi::hash_text(parent.data(), parent.size()) * 31 + zuapi::hash_text(name.data(), name.size());
+  }
+};
+
+// Of the collection that a record is an instance of, in its absolute form if the record has one.
+collection_key own_key(const zu_do_uri *uri);
+// The same in relative form. The relative form of "//" is "/".
+collection_key any_key(const zu_do_uri *uri);
+
+// Collects runs while records come by in store order. Records that stand side by side in the snapshot need
+// no rows of their own.
+struct run_builder {
+  uint32_t first = 0;
+  uint32_t count = 0;
+  bool scattered = false;
+
+  void add(uint32_t id) {
+    if (count == 0) first = id;
+    scattered = scattered || id != first + count;
+    ++count;
+  }
+  // A run that is scattered is empty yet, and has room for its rows.
+  run place(snapshot &data) const;
+};
+
+// Makes a table of collections, of those records that are added, under the keys that `key_of` gives. All
+// functions throw std::bad_alloc.
+class collections_builder {
+public:
+  using key_function = collection_key (*)(const zu_do_uri *);
+
+  collections_builder(const std::vector<zu_do_uri *> &uris, collection_table &table, key_function key_of)
+      : uris_(uris), table_(table), key_of_(key_of) {}
+
+  // Called a while before the record is added: the table is far bigger than the caches.
+  void prepare(const zu_do_uri *uri) {
+    hash_ = key_of_(uri).hash();
+    table_.by_key.prefetch(hash_);
+  }
+  void add(uint32_t id, uint32_t path);
+  // After all records have been added and placed.
+  void place(snapshot &data);
+
+private:
+  struct collection {
+    run_builder rows;
+    uint32_t path;
+  };
+
+  bool is_of(uint32_t i, const collection_key &key) const {
+    return key_of_(uris_[collections_[i].rows.first]) == key;
+  }
+  uint32_t find_or_add(const collection_key &key, uint32_t path);
+
+  const std::vector<zu_do_uri *> &uris_;
+  collection_table &table_;
+  key_function key_of_;
+  std::vector<collection> collections_;
+  std::vector<uint32_t> last_of_path_;
+  std::vector<uint32_t> of_record_; // the collection of each record, or no_id
+  uint32_t hash_ = 0;               // of the record that comes next
+  bool scattered_ = false;
+};
+
+// All tables of a snapshot, from the URIs of its records in store order. All functions throw std::bad_alloc.
+class index_builder {
+public:
+  explicit index_builder(snapshot &data)
+      : data_(data), any_(uris_, data.any_collections, any_key), own_(uris_, data.own_collections, own_key) {}
+
+  // Called a while before the URI is added.
+  void prepare(const zu_do_uri *uri);
+  // False when a record before has the same text.
+  bool add(zu_do_uri *uri, uint32_t path);
+  uint32_t count() const { return static_cast<uint32_t>(uris_.size()); }
+  zu_do_uri *uri(uint32_t id) const { return uris_[id]; }
+  uint32_t path(uint32_t id) const { return paths_[id]; }
+
+  // Once all records stand in the snapshot.
+  void finish();
+
+private:
+  void place_paths();
+  void build_relative_texts();
+
+  snapshot &data_;
+  std::vector<zu_do_uri *> uris_;
+  std::vector<uint32_t> paths_;
+  collections_builder any_;
+  collections_builder own_;
+  bool any_absolute_ = false;
+};
+
+} // namespace store

@@ -1,0 +1,61 @@
+// What the records of a file give, kept until all of the file is known.
+#include "store/record_log.hpp"
+
+#include <algorithm>
+
+namespace store {
+
+void record_log::add(uint32_t path, const std::vector<uint32_t> &properties,
+                     const std::vector<zu_do_value> &cells) {
+  if (path >= last_of_path_.size()) last_of_path_.resize(path + size_t{1}, no_id);
+  uint32_t &last = last_of_path_[path];
+  const auto count = static_cast<uint32_t>(properties.size());
+  const bool same = last != no_id && outlines_[last + 1] == count &&
+                    std::equal(properties.begin(), properties.end(), outlines_.begin() + last + 2);
+  if (!same) {
+    last = static_cast<uint32_t>(outlines_.size());
+    outlines_.insert(outlines_.end(), {path, count});
+    outlines_.insert(outlines_.end(), properties.begin(), properties.end());
+  }
+  records_.push_back(last);
+  for (const zu_do_value &cell : cells) push(cell);
+}
+
+void record_log::push(const zu_do_value &cell) {
+  if (written_ % chunk_size == 0) chunks_.emplace_back(new zu_do_value[chunk_size]);
+  chunks_.back()[written_++ % chunk_size] = cell;
+}
+
+const zu_do_value &record_log::next() {
+  if (read_ % chunk_size == 0 && read_ != 0) chunks_[read_ / chunk_size - 1].reset();
+  const zu_do_value &cell = chunks_[read_ / chunk_size][read_ % chunk_size];
+  ++read_;
+  return cell;
+}
+
+// From now on the outlines hold slots, which are known once the paths are finished.
+void record_log::name_slots(path_list &paths) {
+  for (size_t at = 0; at < outlines_.size();) {
+    const std::vector<property> &properties = paths[outlines_[at]].properties();
+    const size_t end = at + 2 + outlines_[at + 1];
+    for (at += 2; at < end; ++at) outlines_[at] = properties[outlines_[at]].slot;
+  }
+}
+
+void record_log::place(snapshot &data, path_list &paths, const index_builder &index) {
+  name_slots(paths);
+  data.records = array<zu_do_vlist *>(records_.size());
+  for (const uint32_t outline : records_) {
+    const path_builder &path = paths[outlines_[outline]];
+    void *block = data.memory.take(zuapi::store_record_size(path.form()->columns.length));
+    auto *record =
+        zuapi::store_record_place(block, path.form(), index.uri(static_cast<uint32_t>(data.record_count)));
+    data.records[data.record_count++] = &record->row;
+    const std::vector<zu_do_value> &cells = path.template_cells();
+    std::copy(cells.begin(), cells.end(), record->cells() + 1);
+    const uint32_t *slots = outlines_.data() + outline + 2;
+    for (uint32_t i = 0; i < outlines_[outline + 1]; ++i) record->cells()[slots[i]] = next();
+  }
+}
+
+} // namespace store

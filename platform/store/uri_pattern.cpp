@@ -1,0 +1,83 @@
+// The pattern of records' URIs: their text without the values of keys.
+#include "store/uri_pattern.hpp"
+
+#include <cstring>
+
+namespace store {
+
+void uri_pattern::write_text(std::string_view uri, std::string &out) {
+  out.clear();
+  bool in_value = false;
+  for (const char byte : uri) {
+    if (byte == '/' || byte == ';') in_value = false;
+    if (!in_value) out += byte;
+    if (byte == '=') in_value = true;
+  }
+}
+
+uri_pattern::uri_pattern(const zu_do_uri *sample)
+    : flags_(sample->flags & static_cast<uint8_t>(~zuapi::uri_frozen)),
+      segment_count_(sample->segment_count) {
+  write_text(sample->view(), text_);
+  for (size_t i = 0; i < text_.size(); ++i) {
+    if (text_[i] == '=') cuts_.push_back(static_cast<uint32_t>(i + 1));
+  }
+  note(sample->view());
+  relative_ = place_of(sample->relative);
+  parent_ = place_of(sample->parent);
+  name_ = place_of(sample->name);
+  name_end_ = place_of(sample->name_end);
+  first_end_ = place_of(sample->first_end);
+  if (absolute()) below_ = sample->segment_count == 0 ? 2 : place_of(sample->first_end).fixed;
+}
+
+void uri_pattern::note(std::string_view text) {
+  sums_.assign(1, 0);
+  for (const uint32_t cut : cuts_) {
+    const uint32_t start = cut + sums_.back();
+    const size_t end = std::min(text.find_first_of("/;", start), text.size());
+    sums_.push_back(static_cast<uint32_t>(end) - cut);
+  }
+}
+
+uri_pattern::place uri_pattern::place_of(uint32_t offset) const {
+  uint32_t values = 0;
+  while (values < cuts_.size() && cuts_[values] + sums_[values + 1] <= offset) ++values;
+  return {values, offset - sums_[values]};
+}
+
+bool uri_pattern::take_literal(std::string_view text, size_t &at, size_t from, size_t to) const {
+  if (text.size() - at < to - from || std::memcmp(text.data() + at, text_.data() + from, to - from) != 0)
+    return false;
+  at += to - from;
+  return true;
+}
+
+bool uri_pattern::match(std::string_view text, zuapi::uri_scan &scan) {
+  size_t at = 0;
+  size_t from = 0;
+  for (size_t i = 0; i < cuts_.size(); from = cuts_[i++]) {
+    if (!take_literal(text, at, from, cuts_[i]) || !zuapi::uri_skip_value(text, at)) return false;
+    sums_[i + 1] = static_cast<uint32_t>(at) - cuts_[i];
+  }
+  if (!take_literal(text, at, from, text_.size()) || at != text.size() || at > zuapi::longest_uri)
+    return false;
+  const auto length = static_cast<uint32_t>(at);
+  scan = {.source = text.data(),
+          .source_length = length,
+          .add_slash = false,
+          .verbatim = true,
+          .flags = flags_,
+          .coll_type = 0,
+          .segment_count = segment_count_,
+          .length = length,
+          .relative = offset_of(relative_),
+          .parent = offset_of(parent_),
+          .name = offset_of(name_),
+          .name_end = offset_of(name_end_),
+          .end = length,
+          .first_end = offset_of(first_end_)};
+  return true;
+}
+
+} // namespace store

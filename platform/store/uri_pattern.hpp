@@ -1,0 +1,54 @@
+// The pattern of records' URIs: their text without the values of keys.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zuapi/layout.hpp"
+
+namespace store {
+
+// Made of one URI; tells whether another text is a URI that differs in the values of its keys only, and where
+// its parts are then. Records of a list share a pattern, so that few URIs of a file need the whole grammar.
+class uri_pattern {
+public:
+  explicit uri_pattern(const zu_do_uri *sample);
+
+  // "/sys/ifc;name=/addr;ip=" of "/sys/ifc;name=e0/addr;ip=1".
+  static void write_text(std::string_view uri, std::string &out);
+  const std::string &text() const { return text_; }
+  std::string_view location() const { return std::string_view(text_).substr(0, below_); }
+  std::string_view below_location() const { return std::string_view(text_).substr(below_); }
+  bool absolute() const { return (flags_ & zuapi::uri_absolute) != 0; }
+
+  // False also for texts of the pattern that are not in canonical form.
+  bool match(std::string_view text, zuapi::uri_scan &scan);
+  // Notes where the values of a canonical text of this pattern are: `value` tells of the last text that was
+  // noted or matched.
+  void note(std::string_view text);
+  size_t value_count() const { return cuts_.size(); }
+  std::string_view value(std::string_view text, size_t i) const {
+    return text.substr(cuts_[i] + sums_[i], sums_[i + 1] - sums_[i]);
+  }
+
+private:
+  // An offset in a URI: behind so many values, and so many other bytes.
+  struct place {
+    uint32_t values;
+    uint32_t fixed;
+  };
+  place place_of(uint32_t offset) const;
+  uint32_t offset_of(const place &at) const { return at.fixed + sums_[at.values]; }
+  bool take_literal(std::string_view text, size_t &at, size_t from, size_t to) const;
+
+  std::string text_;
+  std::vector<uint32_t> cuts_; // where in it a value is left out
+  std::vector<uint32_t> sums_; // how long the first values are together, from none to all
+  uint32_t below_ = 0;         // where the text of what follows a location begins
+  uint8_t flags_;
+  uint16_t segment_count_;
+  place relative_, parent_, name_, name_end_, first_end_;
+};
+
+} // namespace store
