@@ -61,14 +61,30 @@ bool is_anchor(const char *id) noexcept {
   return std::strcmp(id, "config") == 0 || std::strcmp(id, "interface") == 0;
 }
 
+zu_tvr_node *elder_of(const zu_tvr_node *node) noexcept {
+  return node->elder != nullptr ? node->elder : node->parent;
+}
+
+// The ancestor without parent. Shortcuts on the way keep this short, however long a chain grows: a parent
+// stays one for good.
+zu_tvr_node *oldest_of(zu_tvr_node *node) noexcept {
+  while (zu_tvr_node *elder = elder_of(node)) {
+    zu_tvr_node *older = elder_of(elder);
+    if (older == nullptr) return elder;
+    node->elder = older;
+    node = older;
+  }
+  return node;
+}
+
 // A new node can only close a circle by naming itself, or by adopting the chain from which its parent
 // descends.
 bool would_be_own_ancestor(zu_tvr_tree *tree, const char *id, const char *parent_id) noexcept {
   if (std::strcmp(id, parent_id) == 0) return true;
   const tvr_orphan *waiting = find_orphan(tree, id);
-  zu_tvr_node *oldest = waiting != nullptr ? find_node(tree, parent_id) : nullptr;
-  if (oldest == nullptr) return false;
-  while (oldest->parent != nullptr) oldest = oldest->parent;
+  zu_tvr_node *parent = waiting != nullptr ? find_node(tree, parent_id) : nullptr;
+  if (parent == nullptr) return false;
+  const zu_tvr_node *oldest = oldest_of(parent);
   if (oldest == tree->root) return false;
   for (const zu_tvr_node *node = waiting->node; node != nullptr; node = node->next_sibling) {
     if (node == oldest) return true;

@@ -34,6 +34,7 @@ struct zu_tvr_node {
   /* Private. */
   zu_tvr_node *last_child; /* where the next child is appended */
   zu_tvr_node *chain_end;  /* of a chain's head: a node near its end, so that appending does not walk it */
+  zu_tvr_node *elder;      /* a shortcut to an ancestor, which looking for the oldest one left */
   uint64_t ordinal;        /* of creation, from 1: how dumps name the node */
   uint32_t slot;           /* from 1: its place in the scratch slots of a walk; 0 outside a tree */
 };
