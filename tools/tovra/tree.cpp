@@ -1,4 +1,5 @@
 // `tovra tree`: the template tree as the loader linked it.
+#include <algorithm>
 #include <cstdio>
 
 #include "commands.hpp"
@@ -32,9 +33,13 @@ std::string detail(const zu_tvr_node &node) {
   }
 }
 
+// Deeper than any walk goes, indentation would only make the text grow with the square of the depth.
+constexpr size_t deepest_shown = 1000;
+
 void show(const zu_tvr_node &node, size_t depth, const std::map<const zu_tvr_node *, std::string> &ids) {
   const std::string told = detail(node);
-  std::printf("%*s%s %s%s%s\n", static_cast<int>(2 * depth), "", ids.at(&node).c_str(), op_name(node),
+  const auto indentation = static_cast<int>(2 * std::min(depth, deepest_shown));
+  std::printf("%*s%s %s%s%s\n", indentation, "", ids.at(&node).c_str(), op_name(node),
               told.empty() ? "" : " ", told.c_str());
 }
 
