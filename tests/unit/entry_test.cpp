@@ -91,6 +91,17 @@ TEST_F(entry_test, the_whole_is_rendered_whatever_node_is_named_when_asked_for) 
   EXPECT_TRUE(log.has("(info): TOVRA render request returning: line"));
 }
 
+TEST_F(entry_test, a_secret_that_records_are_grouped_by_is_in_no_trace) {
+  templates.write("a.tvr", "Cmd: config\nOp: get_collection\nUri: /?a\nOrderby: secret\nGroup:\n");
+  const host::store grouped(R"({"classes": {"/a": {"secret": {"type": "PasswordString"}}},
+                               "records": {"/a;n=1": {"secret": "s3cret"}}})");
+  host::session other(grouped.get());
+  test::trace_log log(7);
+  EXPECT_TRUE(other.render());
+  EXPECT_EQ(log.count("current group key secret=<removed>"), 1);
+  EXPECT_EQ(log.count("s3cret"), 0);
+}
+
 TEST_F(entry_test, without_a_template_directory_the_build_is_good_and_renders_nothing) {
   unsetenv("ZU_TVR_DIR");
   EXPECT_EQ(render_tovra_reload_func(), nullptr);
@@ -119,6 +130,7 @@ TEST_F(entry_test, the_fetch_count_is_read_after_every_good_build) {
 TEST_F(entry_test, the_area_has_a_name_and_the_hooks_are_kept) {
   ASSERT_TRUE(zu_tovra_init());
   EXPECT_STREQ(qmalloc_area_name(ZU_TVR_AREA), "zu-tovra");
+  zu_tvr_trace_msg(); // does nothing
   EXPECT_EQ(zu_tvr_trace_test(), 1);
   EXPECT_EQ((*register_libzu_tvr_trace_test([] { return 2; }))(), 2);
   EXPECT_EQ(zu_tvr_trace_test(), 2);
