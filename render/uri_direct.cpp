@@ -18,15 +18,16 @@ bool has_dynamic_parent(const zu_tvr_dyn_uri *segment) noexcept {
   return segment->parent != nullptr && segment->parent->is_dynamic != 0;
 }
 
-// Learns whether the look-up is direct; one that is, behind a static parent, is always the same text.
+// Learns whether the look-up is direct; one that is, behind a static parent, is always the same text. Groups
+// are not searched by text.
 void prepare_look_up(zu_tvr_dyn_uri *segment, bool relative, zu_do_strbuf *buffer) noexcept {
-  if (segment->sep_type == DYN_KEY_GROUP) return;
   const look_up wanted = write_look_up(segment, relative, buffer);
   const char *written = zu_do_strbuf_to_string(buffer);
   if (wanted.possible && written != nullptr &&
       is_text_of_uri(written + wanted.shown, written + wanted.start)) {
     segment->direct = 1;
-    if (!has_dynamic_parent(segment)) segment->look_up = copy_text(written + wanted.start).release();
+    const bool is_fixed = segment->sep_type != DYN_KEY_GROUP && !has_dynamic_parent(segment);
+    if (is_fixed) segment->look_up = copy_text(written + wanted.start).release();
     segment->look_up_shown = static_cast<uint32_t>(wanted.shown - wanted.start);
     segment->look_up_length = static_cast<uint32_t>(zu_do_strbuf_get_len(buffer) - wanted.start);
   }

@@ -52,8 +52,8 @@ zu_do_properties *search(const zu_tvr_dyn_uri *segment, zu_tvr_walk_ctx *ctx, zu
 
 bool may_search_text(const resolution &now, const zu_tvr_dyn_uri *segment, size_t length) noexcept {
   const zu_tvr_stack *stack = now.ctx->props_cache;
-  return segment->direct != 0 && now.direct && length < longest_direct && stack != nullptr &&
-         stack->find_text != nullptr && !debugging();
+  return segment->sep_type != DYN_KEY_GROUP && segment->direct != 0 && now.direct &&
+         length < longest_direct && stack != nullptr && stack->find_text != nullptr && !debugging();
 }
 
 zu_do_properties *find_key_record(const resolution &now, const zu_tvr_dyn_uri *segment) noexcept {
