@@ -126,7 +126,8 @@ void reload_scenario(device &of, const std::string &name, const taker &take) {
         .look = show,
         .again = again,
         .restore = nothing,
-        .kinds = memory_kinds()});
+        .kinds = memory_kinds(),
+        .loads = true});
 }
 
 void first_scenario(device &of, const fs::path &root, const std::string &name, const taker &take) {
@@ -139,7 +140,8 @@ void first_scenario(device &of, const fs::path &root, const std::string &name, c
         .look = look_at_nothing,
         .again = again,
         .restore = drop,
-        .kinds = memory_kinds()});
+        .kinds = memory_kinds(),
+        .loads = true});
 }
 
 // All at once, and in batches unless the run says how many rows a fetch gives.

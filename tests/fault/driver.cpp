@@ -116,7 +116,7 @@ totals run(const scenario &tried, const kind &failing, const std::string &name, 
   totals sum;
   const auto tell = [&](uint64_t n, const std::string &fault) {
     if (fault.empty()) return;
-    ++sum.faults;
+    ++sum.wrong;
     const std::string place = std::to_string(n);
     std::printf("%s %s: %s\n  to repeat: scripts/faults %s %s\n", name.c_str(), place.c_str(), fault.c_str(),
                 name.c_str(), place.c_str());
@@ -125,17 +125,17 @@ totals run(const scenario &tried, const kind &failing, const std::string &name, 
   std::string fault;
   if (how.only >= 0) {
     const auto n = static_cast<uint64_t>(how.only);
-    sum.places = trial.inject(n, fault) ? 1 : 0;
+    sum.places = sum.failed = trial.inject(n, fault) ? 1 : 0;
     tell(n, fault);
     return sum;
   }
-  const uint64_t count = trial.places();
+  const uint64_t count = sum.places = trial.places();
   if (count == 0 && failing.means == meaning::no_memory) tell(0, "nothing failed at all");
   if (count == 0) return sum;
   const uint64_t size = how.work == 0 ? count : std::max(least_sample, how.work / (1 + trial.allocations()));
   for (const uint64_t n : sample(count, size, how.seed)) {
     if (!trial.inject(n, fault)) fault = "nothing failed here";
-    ++sum.places;
+    ++sum.failed;
     tell(n, fault);
   }
   if (trial.inject(count, fault)) fault = "this is one more than there were";
@@ -167,10 +167,7 @@ totals run(const scenario &tried, const settings &how,
   totals sum;
   for (const kind &failing : tried.kinds) {
     const std::string name = tried.name + "/" + failing.name;
-    if (!wanted(name)) continue;
-    const totals part = run(tried, failing, name, how);
-    sum.places += part.places;
-    sum.faults += part.faults;
+    if (wanted(name)) sum += run(tried, failing, name, how);
   }
   return sum;
 }

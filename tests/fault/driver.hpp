@@ -53,6 +53,7 @@ struct scenario {
   std::function<void(outcome &)> again; // then the whole anew, which must go as if nothing had failed
   std::function<void()> restore;        // at last, things as they were before the body
   std::vector<kind> kinds;
+  bool loads = false;         // the body loads templates
   bool in_batches = false;    // rows come in more than one batch: the last one answers for all
   bool may_miss_rows = false; // a get-one node sees the first batch only, and an error of it as no rows
 };
@@ -64,8 +65,15 @@ struct settings {
 };
 
 struct totals {
-  uint64_t places = 0;
-  uint64_t faults = 0;
+  uint64_t places = 0; // that there are
+  uint64_t failed = 0; // of these, made to fail
+  uint64_t wrong = 0;
+
+  void operator+=(const totals &part) {
+    places += part.places;
+    failed += part.failed;
+    wrong += part.wrong;
+  }
 };
 
 // Runs a scenario with every kind of failure whose name "SCENARIO/KIND" `wanted` accepts; says what is wrong

@@ -1,7 +1,7 @@
 // tovra_fault [--all] [--seed N] [SCENARIO [N]]: makes loads and renders fail at every place, or at one.
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <string>
 
 #include "driver.hpp"
@@ -10,12 +10,12 @@
 namespace {
 
 int usage() {
-  std::fputs("tovra_fault ROOT [--all] [--seed N] [SCENARIO [N]]\n"
-             "  ROOT      the folder of the project\n"
-             "  SCENARIO  where its name begins: GROUP/CASE/RUN/WHAT/FAILURE, or less of it\n"
-             "  N         one place alone, from 0\n"
-             "  --all     every place, where otherwise a sample is taken of many; --seed takes another one\n",
-             stderr);
+  std::cerr
+      << "tovra_fault ROOT [--all] [--seed N] [SCENARIO [N]]\n"
+         "  ROOT      the folder of the project\n"
+         "  SCENARIO  where its name begins: GROUP/CASE/RUN/WHAT/FAILURE, or less of it\n"
+         "  N         one place alone, from 0\n"
+         "  --all     every place, where otherwise a sample is taken of many; --seed takes another one\n";
   return 2;
 }
 
@@ -45,19 +45,15 @@ int main(int argc, char **argv) {
   const auto begins = [&](const std::string &name) { return name.starts_with(scenario); };
   fault::totals sum;
   try {
-    const fault::taker take = [&](const fault::scenario &tried) {
-      const fault::totals part = fault::run(tried, how, begins);
-      sum.places += part.places;
-      sum.faults += part.faults;
-    };
+    const fault::taker take = [&](const fault::scenario &tried) { sum += fault::run(tried, how, begins); };
     fault::each_constructor(take);
     fault::each_case(root, scenario, take);
   } catch (const std::exception &wrong) {
-    std::printf("%s\n", wrong.what());
+    std::cout << wrong.what() << "\n";
     return 1;
   }
   zu_tovra_stop();
-  std::printf("%llu failures injected (seed %llu), %llu wrong\n", static_cast<unsigned long long>(sum.places),
-              static_cast<unsigned long long>(how.seed), static_cast<unsigned long long>(sum.faults));
-  return sum.faults == 0 && sum.places > 0 ? 0 : 1;
+  std::cout << sum.failed << " of " << sum.places << " places made to fail (seed " << how.seed << "), "
+            << sum.wrong << " wrong\n";
+  return sum.wrong == 0 && sum.failed > 0 ? 0 : 1;
 }
