@@ -1,7 +1,10 @@
 // Named memory: a header in front of every block, counters per thread and area, and fault injection.
 #include "qmalloc/qmalloc.h"
 
+#include <sys/mman.h>
+
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -191,6 +194,19 @@ void *charge(uint32_t area, block_header *header, size_t size) {
   return header + 1;
 }
 
+// Asks for big pages under a block of many pages: filling it costs fewer page faults then, and walking over
+// it fewer look-ups of addresses. Nothing hangs on it.
+void ask_for_big_pages(block_header *header, size_t size) {
+  constexpr size_t many = size_t{4} << 20;
+  constexpr uintptr_t page = 4096;
+  if (header == nullptr || size < many) return;
+  const int error = errno;
+  const uintptr_t start = (reinterpret_cast<uintptr_t>(header) + page - 1) & ~(page - 1);
+  const uintptr_t end = reinterpret_cast<uintptr_t>(header) + size;
+  madvise(reinterpret_cast<void *>(start), end - start, MADV_HUGEPAGE);
+  errno = error;
+}
+
 } // namespace
 
 extern "C" {
@@ -211,7 +227,9 @@ void *qmalloc_named(uint32_t area, size_t size) {
   if (refused(size)) {
     return nullptr;
   }
-  return charge(area, static_cast<block_header *>(malloc(sizeof(block_header) + size)), size);
+  auto *header = static_cast<block_header *>(malloc(sizeof(block_header) + size));
+  ask_for_big_pages(header, size);
+  return charge(area, header, size);
 }
 
 void *qcalloc_named(uint32_t area, size_t elements, size_t size) {
