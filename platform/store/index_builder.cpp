@@ -40,12 +40,18 @@ run run_builder::place(snapshot &data) const {
   return {static_cast<zu_do_vlist **>(data.memory.take(count * sizeof(zu_do_vlist *))), 0};
 }
 
-void collections_builder::add(uint32_t id, uint32_t path) {
-  const collection_key key = key_of_(uris_[id]);
+void collections_builder::prepare(const zu_do_uri *uri, uint32_t path) {
   if (path >= last_of_path_.size()) last_of_path_.resize(path + size_t{1}, no_id);
-  // Records of a path are mostly in the collection of the one before.
+  const collection_key key = key_of_(uri);
+  same_as_last_ = last_of_path_[path] != no_id && is_of(last_of_path_[path], key);
+  if (same_as_last_) return;
+  hash_ = key.hash();
+  table_.by_key.prefetch(hash_);
+}
+
+void collections_builder::add(const zu_do_uri *uri, uint32_t id, uint32_t path) {
   uint32_t &last = last_of_path_[path];
-  if (last == no_id || !is_of(last, key)) last = find_or_add(key, path);
+  if (!same_as_last_) last = find_or_add(key_of_(uri), path);
   collection &found = collections_[last];
   found.rows.add(id);
   if (found.path != path) found.path = no_id;
@@ -76,11 +82,11 @@ void collections_builder::place(snapshot &data) {
   }
 }
 
-void index_builder::prepare(const zu_do_uri *uri) {
+void index_builder::prepare(const zu_do_uri *uri, uint32_t path) {
   data_.by_text.prefetch(uri->hash);
   if (uri->segment_count == 0) return;
-  any_.prepare(uri);
-  if (is_absolute(uri)) own_.prepare(uri);
+  any_.prepare(uri, path);
+  if (is_absolute(uri)) own_.prepare(uri, path);
 }
 
 bool index_builder::add(zu_do_uri *uri, uint32_t path) {
@@ -92,8 +98,8 @@ bool index_builder::add(zu_do_uri *uri, uint32_t path) {
   paths_.push_back(path);
   any_absolute_ = any_absolute_ || is_absolute(uri);
   if (uri->segment_count == 0) return true;
-  any_.add(id, path);
-  if (is_absolute(uri)) own_.add(id, path);
+  any_.add(uri, id, path);
+  if (is_absolute(uri)) own_.add(uri, id, path);
   return true;
 }
 

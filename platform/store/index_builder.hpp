@@ -49,11 +49,8 @@ public:
       : uris_(uris), table_(table), key_of_(key_of) {}
 
   // Called a while before the record is added: the table is far bigger than the caches.
-  void prepare(const zu_do_uri *uri) {
-    hash_ = key_of_(uri).hash();
-    table_.by_key.prefetch(hash_);
-  }
-  void add(uint32_t id, uint32_t path);
+  void prepare(const zu_do_uri *uri, uint32_t path);
+  void add(const zu_do_uri *uri, uint32_t id, uint32_t path);
   // After all records have been added and placed.
   void place(snapshot &data);
 
@@ -74,7 +71,10 @@ private:
   std::vector<collection> collections_;
   std::vector<uint32_t> last_of_path_;
   std::vector<uint32_t> of_record_; // the collection of each record, or no_id
-  uint32_t hash_ = 0;               // of the record that comes next
+  // Of the record that comes next: whether it is in the collection of the one before on its path, or else the
+  // hash of its key.
+  bool same_as_last_ = false;
+  uint32_t hash_ = 0;
   bool scattered_ = false;
 };
 
@@ -85,7 +85,7 @@ public:
       : data_(data), any_(uris_, data.any_collections, any_key), own_(uris_, data.own_collections, own_key) {}
 
   // Called a while before the URI is added.
-  void prepare(const zu_do_uri *uri);
+  void prepare(const zu_do_uri *uri, uint32_t path);
   // False when a record before has the same text.
   bool add(zu_do_uri *uri, uint32_t path);
   uint32_t count() const { return static_cast<uint32_t>(uris_.size()); }

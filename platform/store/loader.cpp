@@ -89,7 +89,7 @@ void loader::read_record(std::string_view text, json::value value) {
   const char *start = at_;
   known_pattern *pattern = nullptr;
   zu_do_uri *uri = read_uri(text, pattern);
-  index_.prepare(uri);
+  index_.prepare(uri, pattern->path);
   expect_object(value, "record ", text);
   path_builder &path = paths_[pattern->path];
   uint32_t expected = 0;

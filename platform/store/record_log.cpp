@@ -22,15 +22,19 @@ void record_log::add(uint32_t path, const std::vector<uint32_t> &properties,
 }
 
 void record_log::push(const zu_do_value &cell) {
-  if (written_ % chunk_size == 0) chunks_.emplace_back(new zu_do_value[chunk_size]);
-  chunks_.back()[written_++ % chunk_size] = cell;
+  if (chunks_.empty() || written_ == chunks_.back().size()) {
+    chunks_.emplace_back(chunks_.empty() ? smallest_chunk : std::min(written_ * 2, largest_chunk));
+    written_ = 0;
+  }
+  chunks_.back()[written_++] = cell;
 }
 
 const zu_do_value &record_log::next() {
-  if (read_ % chunk_size == 0 && read_ != 0) chunks_[read_ / chunk_size - 1].reset();
-  const zu_do_value &cell = chunks_[read_ / chunk_size][read_ % chunk_size];
-  ++read_;
-  return cell;
+  if (read_ == chunks_[reading_].size()) {
+    chunks_[reading_++] = {}; // its memory is wanted for the records
+    read_ = 0;
+  }
+  return chunks_[reading_][read_++];
 }
 
 // From now on the outlines hold slots, which are known once the paths are finished.

@@ -20,7 +20,8 @@ public:
   void place(snapshot &data, path_list &paths, const index_builder &index);
 
 private:
-  static constexpr size_t chunk_size = 4096;
+  static constexpr size_t smallest_chunk = 64;
+  static constexpr size_t largest_chunk = size_t{64} << 10;
 
   void push(const zu_do_value &cell);
   const zu_do_value &next();
@@ -29,8 +30,9 @@ private:
   std::vector<uint32_t> outlines_;     // path, number of properties, their indices; and so on
   std::vector<uint32_t> last_of_path_; // where in them, or no_id
   std::vector<uint32_t> records_;      // the outline of each
-  std::vector<std::unique_ptr<zu_do_value[]>> chunks_;
-  size_t written_ = 0; // values, all in all
+  std::vector<array<zu_do_value>> chunks_;
+  size_t written_ = 0; // values of the last chunk
+  size_t reading_ = 0; // the chunk that is being read, and how many values of it have been
   size_t read_ = 0;
 };
 
