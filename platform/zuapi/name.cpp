@@ -1,4 +1,5 @@
 // Interned names: one object for each text, found through a sharded table.
+#include <cstdlib>
 #include <mutex>
 #include <shared_mutex>
 
@@ -9,7 +10,7 @@ using namespace zuapi;
 namespace {
 
 constexpr uint32_t shard_count = 64;
-constexpr uint32_t bucket_count = 16384;
+constexpr uint32_t first_bucket_count = 256; // of a shard
 
 struct known_name {
   zu_do_name name;
@@ -22,21 +23,58 @@ constinit known_name known_coll_uri{{1, 0, 9, 0, 1, nullptr}, ZU_DO_NAME_COLL_UR
 constinit known_name known_pending{{1, 0, 14, 0, 1, nullptr}, ZU_DO_NAME_PENDING_ATTRS};
 static_assert(offsetof(known_name, text) == sizeof(zu_do_name));
 
-// The fixed number of buckets keeps the table itself out of the counted memory.
+// Buckets are no part of the counted memory: they stay for the names to come.
+struct name_shard {
+  std::shared_mutex lock;
+  zu_do_name **buckets = first;
+  uint32_t size = first_bucket_count;
+  uint32_t count = 0;
+  zu_do_name *first[first_bucket_count] = {};
+
+  zu_do_name *&bucket(uint32_t hash) { return buckets[hash / shard_count % size]; }
+
+  void enter(zu_do_name *name) {
+    name->next = bucket(name->hash);
+    bucket(name->hash) = name;
+    if (++count > 2 * size) widen();
+  }
+
+  void leave(zu_do_name *name) {
+    zu_do_name **link = &bucket(name->hash);
+    while (*link != name) link = &(*link)->next;
+    *link = name->next;
+    --count;
+  }
+
+  // Without memory for it the buckets only get fuller.
+  void widen() {
+    const uint32_t old_size = size;
+    auto **wider = static_cast<zu_do_name **>(calloc(size_t{old_size} * 4, sizeof(zu_do_name *)));
+    if (wider == nullptr) return;
+    zu_do_name **old = buckets;
+    buckets = wider;
+    size = old_size * 4;
+    for (uint32_t i = 0; i < old_size; ++i) {
+      for (zu_do_name *name = old[i], *next; name != nullptr; name = next) {
+        next = name->next;
+        name->next = bucket(name->hash);
+        bucket(name->hash) = name;
+      }
+    }
+    if (old != first) free(old);
+  }
+};
+
 struct name_table {
-  std::shared_mutex locks[shard_count];
-  zu_do_name *buckets[bucket_count] = {};
+  name_shard shards[shard_count];
 
   name_table() {
     for (known_name *known : {&known_uri, &known_coll_uri, &known_pending}) {
-      zu_do_name &name = known->name;
-      name.hash = hash_text(known->text, name.length);
-      name.next = bucket(name.hash);
-      bucket(name.hash) = &name;
+      known->name.hash = hash_text(known->text, known->name.length);
+      shard(known->name.hash).enter(&known->name);
     }
   }
-  zu_do_name *&bucket(uint32_t hash) { return buckets[hash % bucket_count]; }
-  std::shared_mutex &lock(uint32_t hash) { return locks[hash % shard_count]; }
+  name_shard &shard(uint32_t hash) { return shards[hash % shard_count]; }
 };
 
 // Never destroyed: names may be released while the process ends.
@@ -48,7 +86,7 @@ name_table &table() {
 
 // A new reference on the name of that text. Whoever holds the shard's lock may raise the count of a name
 // that is in the table: a name whose count falls to 0 leaves it under the exclusive lock.
-zu_do_name *find(name_table &names, uint32_t hash, std::string_view text) {
+zu_do_name *find(name_shard &names, uint32_t hash, std::string_view text) {
   for (zu_do_name *name = names.bucket(hash); name != nullptr; name = name->next) {
     if (name->hash != hash || name->view() != text) continue;
     if (name->permanent == 0) count_up(name->count);
@@ -73,29 +111,26 @@ zu_do_name *make(uint32_t hash, std::string_view text) {
 zu_do_name *intern(std::string_view text) {
   constexpr size_t longest_name = 0x7ffffff0u;
   if (text.empty() || text.size() > longest_name) return nullptr;
-  name_table &names = table();
   const uint32_t hash = hash_text(text.data(), text.size());
+  name_shard &names = table().shard(hash);
   {
-    std::shared_lock reading(names.lock(hash));
+    std::shared_lock reading(names.lock);
     if (zu_do_name *name = find(names, hash, text)) return name;
   }
-  std::unique_lock writing(names.lock(hash));
+  std::unique_lock writing(names.lock);
   if (zu_do_name *name = find(names, hash, text)) return name;
   zu_do_name *name = make(hash, text);
   if (name == nullptr) return nullptr;
-  name->next = names.bucket(hash);
-  names.bucket(hash) = name;
+  names.enter(name);
   return name;
 }
 
 void release_last(zu_do_name *name) {
-  name_table &names = table();
+  name_shard &names = table().shard(name->hash);
   {
-    std::unique_lock writing(names.lock(name->hash));
+    std::unique_lock writing(names.lock);
     if (name->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-    zu_do_name **link = &names.bucket(name->hash);
-    while (*link != name) link = &(*link)->next;
-    *link = name->next;
+    names.leave(name);
   }
   release(name);
 }
