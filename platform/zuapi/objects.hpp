@@ -143,6 +143,8 @@ struct zu_do_properties {
   uint32_t length; // of the entries
   uint32_t capacity;
   uint32_t own_used;
+  uint32_t index_mask; // of the index, whose size is a power of two
+  uint32_t *index;     // open-addressed by name->hash: entry + 1, 0 is free; none while entries are few
   // Values of `_coll_uri` and `_uri` without an allocation; each is filled once, so that it never changes.
   zu_do_value own[own_count];
 

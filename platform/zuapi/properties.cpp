@@ -1,5 +1,6 @@
 // Records: properties of their own, or views of a store's row with what was set later over it.
 #include <algorithm>
+#include <bit>
 
 #include "zuapi/objects.hpp"
 #include "zuapi/record.hpp"
@@ -10,6 +11,7 @@ namespace {
 
 constexpr uint32_t entries_of_new = 6;
 constexpr uint32_t entries_of_view = 2;
+constexpr uint32_t entries_without_index = 32; // looking through so many takes no longer than hashing
 
 zu_do_properties *make(size_t room) {
   if (room > UINT32_MAX / 2) return nullptr;
@@ -24,6 +26,8 @@ zu_do_properties *make(size_t room) {
   record->length = 0;
   record->capacity = static_cast<uint32_t>(room);
   record->own_used = 0;
+  record->index_mask = 0;
+  record->index = nullptr;
   return record;
 }
 
@@ -38,15 +42,27 @@ void release_value(zu_do_value *value) {
   if ((value->flags & value_in_record) == 0) zu_do_value_deref(value);
 }
 
+void enter(zu_do_properties *record, uint32_t entry) {
+  uint32_t at = record->entries[entry].name->hash & record->index_mask;
+  while (record->index[at] != 0) at = (at + 1) & record->index_mask;
+  record->index[at] = entry + 1;
+}
+
+void enter_all(zu_do_properties *record) {
+  if (record->index == nullptr) return;
+  memset(record->index, 0, (size_t{record->index_mask} + 1) * sizeof *record->index);
+  for (uint32_t i = 0; i < record->length; ++i) enter(record, i);
+}
+
 void append(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
   record->entries[record->length++] = {name, value};
+  if (record->index != nullptr) enter(record, record->length - 1);
   if (record->form == nullptr) return;
   const int32_t slot = shape_find(record->form, name);
   if (slot >= 0) record->overlaid |= slot_bit(static_cast<uint32_t>(slot));
 }
 
-// Makes room for one entry more.
-bool reserve(zu_do_properties *record, size_t wanted) {
+bool widen(zu_do_properties *record, size_t wanted) {
   if (wanted <= record->capacity) return true;
   const bool inside = record->entries == record->first_entries(); // room that is not given back
   zu_do_entry *entries = inside ? nullptr : record->entries;
@@ -56,6 +72,25 @@ bool reserve(zu_do_properties *record, size_t wanted) {
   record->entries = entries;
   record->capacity = capacity;
   return true;
+}
+
+// Keeps the index of many entries at least twice as large as what it may have to hold.
+bool widen_index(zu_do_properties *record, size_t wanted) {
+  if (wanted <= entries_without_index) return true;
+  if (record->index != nullptr && record->index_mask / 2 >= wanted) return true;
+  const uint32_t size = std::bit_ceil(record->capacity * 2u + 2u);
+  auto *index = static_cast<uint32_t *>(qmalloc_named(ZU_DO_AREA, size * sizeof(uint32_t)));
+  if (index == nullptr) return false;
+  release(record->index);
+  record->index = index;
+  record->index_mask = size - 1;
+  enter_all(record);
+  return true;
+}
+
+// Makes room for so many entries.
+bool reserve(zu_do_properties *record, size_t wanted) {
+  return widen(record, wanted) && widen_index(record, wanted);
 }
 
 // Sets a property to a value whose reference the record takes over on success.
@@ -178,6 +213,7 @@ void zu_do_properties_deref(zu_do_properties *record) {
   }
   for (uint32_t i = 0; i < record->own_used; ++i) zu_do_uri_deref(record->own[i].as.uri);
   if (record->entries != record->first_entries()) release(record->entries);
+  release(record->index);
   release(record);
 }
 
@@ -244,6 +280,7 @@ int properties_add_record(zu_do_properties *record, store_record *row) {
     }
   }
   record->length = kept;
+  enter_all(record);
   become_view(record, row);
   return ZU_OK;
 }

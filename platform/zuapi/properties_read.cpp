@@ -34,6 +34,11 @@ zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *na
     const int32_t slot = shape_find_text(record->form, text.data(), text.size());
     if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
   }
+  if (record->index != nullptr) {
+    const zu_do_entry *entry = find_entry(record, hash_text(text.data(), text.size()),
+                                          [text](const zu_do_name *other) { return other->view() == text; });
+    return entry == nullptr ? nullptr : entry->value;
+  }
   for (uint32_t i = 0; i < record->length; ++i) {
     if (record->entries[i].name->view() == text) return record->entries[i].value;
   }
