@@ -25,6 +25,22 @@ void loader::read() {
     read_waiting_records(document);
   }
   if (fault != nullptr) std::rethrow_exception(fault);
+  check_cells();
+}
+
+void loader::check_cells() {
+  constexpr uint64_t always = uint64_t{1} << 24;
+  constexpr uint64_t a_byte = 64;
+  uint64_t left = always + a_byte * length_;
+  for (uint32_t i = 0; i < paths_.size(); ++i) {
+    path_builder &path = paths_[i];
+    if (path.cell_count() > left) {
+      refuse(text_, "too many values: " + std::to_string(path.record_count) + " records of " +
+                        in_quotes(path.text()) + " with " + std::to_string(path.properties().size()) +
+                        " properties each");
+    }
+    left -= path.cell_count();
+  }
 }
 
 void loader::finish() {
@@ -223,6 +239,7 @@ void loader::check_key(const property &of, const char *at, zu_do_value &given, s
 }
 
 void loader::end_record(uint32_t path) {
+  ++paths_[path].record_count;
   log_.add(path, properties_, cells_);
   for (const uint32_t index : properties_) {
     if (index < places_.size()) places_[index].at = nullptr;

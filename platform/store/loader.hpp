@@ -37,6 +37,8 @@ private:
   // Reads the classes, and the records when they stand behind them.
   void read_members(json::document &document);
   void read_waiting_records(json::document &document);
+  // Refuses records that would take far more memory than the file, each of them giving other properties.
+  void check_cells();
 
   void read_classes(json::value value);
   void read_class(path_builder &path, json::value value);

@@ -48,6 +48,10 @@ public:
   }
 
   bool has_class = false;
+  uint32_t record_count = 0;
+
+  // The cells that all records take.
+  uint64_t cell_count() const { return uint64_t{record_count} * (properties_.size() + 1); }
 
   // Makes the shape (`_uri` first) and the cells of a record that gives nothing. The names become the
   // snapshot's: `names` takes one reference on each. Throws std::bad_alloc.

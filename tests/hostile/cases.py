@@ -343,6 +343,14 @@ def rows_of_own_shape(n):
 
 
 @case(100_000)
+def properties_of_path(n):
+    """Each record of a path gives a property of its own: n * n values."""
+    n = max(n, 8_000)
+    return Run(data=records((f"/l/x;k={i}", f'{{"p{i}":1}}') for i in range(n)), status=1,
+               err=f'd.json:1:1: too many values: {n} records of "/l/x" with {n + 1} properties each\n')
+
+
+@case(100_000)
 def every_second_empty(n):
     return Run(listed("r %s", "Props: /l?x k:0") +
                node("inner", "list", "get_collection", "Uri: /l/x;k=$?y") +
