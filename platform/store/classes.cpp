@@ -1,18 +1,8 @@
 // The classes of a data file: what they declare, and what names of properties are good.
 #include "store/loader.hpp"
+#include "zuapi/objects.hpp"
 
 namespace store {
-
-namespace {
-
-std::string_view without_blanks(std::string_view text) {
-  const auto blank = [](char c) { return c == ' ' || c == '\t'; };
-  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
-  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
-  return text;
-}
-
-} // namespace
 
 void loader::read_classes(json::value value) {
   for (json::field field : members_of(value)) {
@@ -90,7 +80,8 @@ void loader::read_declaration(property &declared, json::value value) {
 }
 
 std::string_view loader::property_name(json::field &field) {
-  const std::string_view name = without_blanks(reader_.name(field));
+  const std::string_view given = reader_.name(field);
+  const std::string_view name = zuapi::trimmed(given.data(), given.size());
   check_property_name(name);
   return name;
 }
