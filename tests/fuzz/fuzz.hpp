@@ -53,7 +53,8 @@ class balanced_memory {
 public:
   ~balanced_memory() {
     for (int i = 0; i < 2; ++i) {
-      check(qmalloc_count(areas[i]).live_blocks == before_[i], "all memory is given back");
+      const int64_t kept = qmalloc_count(areas[i]).live_blocks - before_[i];
+      check(kept == 0, "all memory is given back", std::to_string(kept) + " blocks of area " + std::to_string(i));
     }
   }
 
