@@ -54,7 +54,8 @@ public:
   ~balanced_memory() {
     for (int i = 0; i < 2; ++i) {
       const int64_t kept = qmalloc_count(areas[i]).live_blocks - before_[i];
-      check(kept == 0, "all memory is given back", std::to_string(kept) + " blocks of area " + std::to_string(i));
+      check(kept == 0, "all memory is given back",
+            std::to_string(kept) + " blocks of area " + std::to_string(i));
     }
   }
 
