@@ -15,7 +15,7 @@ namespace tovra::check {
 
 namespace {
 
-using nlohmann::ordered_json;
+using nlohmann::json;
 
 // Whether the store takes the text; what it refuses is said.
 bool loads(const std::string &file, const std::string &text) {
@@ -40,21 +40,39 @@ std::vector<std::string> key_names(zu_do_uri_segment *segment) {
   return names;
 }
 
-// The line on which a record's URI stands as a member's name.
-int line_of(const std::string &text, const std::string &uri) {
-  const size_t at = text.find(ordered_json(uri).dump());
-  if (at == text.npos) return 1;
-  return 1 + static_cast<int>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
-}
+// Finds the lines of members. Those asked for in the order of the file cost one pass over it.
+class line_finder {
+public:
+  explicit line_finder(const std::string &text) : text_(text) {}
 
-void take_record(data_set &data, const std::string &text, const std::string &written,
-                 const ordered_json &given) {
+  // The line on which a record's URI stands as a member's name.
+  int line_of(const std::string &uri) {
+    const std::string member = json(uri).dump();
+    size_t at = text_.find(member, at_);
+    if (at == text_.npos) {
+      at = text_.find(member);
+      if (at == text_.npos) return 1;
+      at_ = 0;
+      line_ = 1;
+    }
+    line_ += static_cast<int>(std::count(text_.data() + at_, text_.data() + at, '\n'));
+    at_ = at;
+    return line_;
+  }
+
+private:
+  const std::string &text_;
+  size_t at_ = 0;
+  int line_ = 1; // of at_
+};
+
+void take_record(data_set &data, line_finder &lines, const std::string &written, const json &given) {
   zu_do_uri *uri = zu_do_uri_new(written.c_str());
   if (uri == nullptr) return;
   path_data &path = data.paths[path_of(zu_do_uri_get_uri_str(uri))];
   if (path.records++ == 0) {
     path.first_record = written;
-    path.number = line_of(text, written);
+    path.number = lines.line_of(written);
   }
   const auto keys = key_names(zu_do_uri_get_segment_last(uri));
   path.properties.insert(keys.begin(), keys.end());
@@ -70,6 +88,11 @@ void take_record(data_set &data, const std::string &text, const std::string &wri
   zu_do_uri_deref(uri);
 }
 
+void take_class(data_set &data, const std::string &path, const json &properties) {
+  path_data &known = data.paths[path];
+  for (const auto &[name, about] : properties.items()) known.properties.insert(name);
+}
+
 } // namespace
 
 std::optional<data_set> read_data(const std::string &file) {
@@ -80,18 +103,19 @@ std::optional<data_set> read_data(const std::string &file) {
     return std::nullopt;
   }
   if (!loads(file, text)) return std::nullopt;
-  const auto json = ordered_json::parse(text, nullptr, false);
   data_set data{file, {}, {"loc"}};
-  if (json.is_discarded()) return data;
-  if (json.contains("classes")) {
-    for (const auto &[path, properties] : json["classes"].items()) {
-      path_data &known = data.paths[path];
-      for (const auto &[name, about] : properties.items()) known.properties.insert(name);
-    }
-  }
-  if (json.contains("records")) {
-    for (const auto &[uri, given] : json["records"].items()) take_record(data, text, uri, given);
-  }
+  line_finder lines(text);
+  std::string section;
+  std::string member;
+  // Taken one by one as they are read, and dropped: that keeps the order of the file.
+  const auto take = [&](int depth, json::parse_event_t event, json &parsed) {
+    if (event == json::parse_event_t::key && depth <= 2) (depth == 1 ? section : member) = parsed;
+    if (event != json::parse_event_t::object_end || depth != 2) return true;
+    if (section == "classes") take_class(data, member, parsed);
+    if (section == "records") take_record(data, lines, member, parsed);
+    return false;
+  };
+  [[maybe_unused]] const json emptied = json::parse(text, take, false);
   return data;
 }
 
