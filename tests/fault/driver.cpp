@@ -16,7 +16,7 @@ namespace fault {
 
 namespace {
 
-constexpr uint64_t least_sample = 4;
+constexpr uint64_t least_sample = 3;
 
 struct memory {
   int64_t held[4];
