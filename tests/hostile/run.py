@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Runs the hostile sizes through the host program: the exact text or the exact error, on a small stack.
 
-run.py --tovra PROGRAM [--divide N] [--stack KIB] [--memory MIB] [--times] [CASE...]: --divide makes every size
-N times smaller; --times prints the seconds of processor time at the size and at twice the size, best of three.
+run.py --tovra PROGRAM [--divide N] [--stack KIB] [--memory MIB] [--times] [CASE...]: --divide makes every
+size N times smaller; --times prints the seconds of processor time at the size and at twice the size, best of
+three.
 """
 import argparse
 import resource
@@ -44,7 +45,8 @@ def execute(argv, folder, stack_kib, memory_mib):
 
     before = used()
     with (folder / "out").open("wb") as out, (folder / "err").open("wb") as err:
-        status = subprocess.run(argv, cwd=folder, stdout=out, stderr=err, preexec_fn=bound, timeout=SECONDS).returncode
+        status = subprocess.run(argv, cwd=folder, stdout=out, stderr=err, preexec_fn=bound,
+                                timeout=SECONDS).returncode
     seconds = used() - before
     return status, (folder / "out").read_bytes(), (folder / "err").read_bytes(), seconds
 
@@ -69,7 +71,8 @@ def check(options, name, size, repeat):
         argv = prepare(options.tovra.resolve(), run, Path(scratch))
         for _ in range(repeat):
             try:
-                *got, seconds = execute(argv, Path(scratch), max(run.stack_kib, options.stack), options.memory)
+                stack_kib = max(run.stack_kib, options.stack)
+                *got, seconds = execute(argv, Path(scratch), stack_kib, options.memory)
             except subprocess.TimeoutExpired:
                 print(f"{name} {size}: not done within {SECONDS} seconds", flush=True)
                 return None
@@ -83,13 +86,13 @@ def check(options, name, size, repeat):
 
 
 def main():
-    options = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    options = argparse.ArgumentParser(description=__doc__)
     options.add_argument("--tovra", required=True, type=Path)
     options.add_argument("--divide", type=int, default=1)
     options.add_argument("--stack", type=int, default=256, help="KiB")
     options.add_argument("--memory", type=int, default=0, help="MiB of address space")
     options.add_argument("--times", action="store_true")
-    options.add_argument("cases", nargs="*", choices=[[], *CASES], metavar="CASE")
+    options.add_argument("cases", nargs="*", metavar="CASE")
     options = options.parse_args()
     failed = 0
     if options.times:
@@ -101,7 +104,8 @@ def main():
         failed += None in seconds
         if options.times and None not in seconds:
             once, twice = seconds
-            print(f"| {name} | {size:,} | {once:.2f} | {twice:.2f} | {twice / max(once, 0.001):.1f} |", flush=True)
+            ratio = twice / max(once, 0.001)
+            print(f"| {name} | {size:,} | {once:.2f} | {twice:.2f} | {ratio:.1f} |", flush=True)
     print(f"{len(options.cases or CASES)} cases, {failed} failed", file=sys.stderr)
     return 1 if failed else 0
 
