@@ -2,12 +2,11 @@
 // tovra_bench --templates DIR --data FILE --reps R [--out FILE] loads, renders once (writing to FILE what
 // `tovra render` prints), then R times; prints `load_ns T` and `render_ns T1 T2 ...`.
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "peak.hpp"
+#include "measure.hpp"
 #include "store/store.h"
 #include "zu_tovra/zu_tovra.h"
 
@@ -48,11 +47,6 @@ bool write(const std::string &path, std::string_view text) {
   return std::fclose(file) == 0;
 }
 
-using clock = std::chrono::steady_clock;
-long long nanoseconds(clock::duration took) {
-  return std::chrono::nanoseconds(took).count();
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
@@ -67,11 +61,11 @@ int main(int argc, char **argv) {
   setenv("ZU_TVR_DIR", templates.c_str(), 1);
 
   if (!zu_tovra_init() || zu_tovra_trace_init() != 0) return 1;
-  auto start = clock::now();
+  long long start = bench::nanoseconds();
   zu_do_error *error = nullptr;
   zu_data_ifc *data = zu_store_load_file(data_file.c_str(), &error);
   if (data == nullptr) return std::fprintf(stderr, "%s\n", zu_do_error_get_msg(error)), 1;
-  std::printf("load_ns %lld\n", nanoseconds(clock::now() - start));
+  std::printf("load_ns %lld\n", bench::nanoseconds() - start);
 
   request made;
   made.context.output_fn = take_text;
@@ -80,9 +74,9 @@ int main(int argc, char **argv) {
   bool good = render(cli, made, arguments) && (out.empty() || write(out, made.text));
   std::printf("render_ns");
   for (; good && reps > 0; --reps) {
-    start = clock::now();
+    start = bench::nanoseconds();
     good = render(cli, made, arguments);
-    std::printf(" %lld", nanoseconds(clock::now() - start));
+    std::printf(" %lld", bench::nanoseconds() - start);
   }
   std::printf("\npeak_kib %ld\n", bench::peak_kib());
   zu_do_properties_deref(arguments);

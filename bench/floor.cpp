@@ -1,12 +1,11 @@
 // The floor: the same bytes, rendered by hand from plain structs, handed out a line at a time.
 // tovra_bench_floor N REPS [FILE]: renders once (to FILE), then REPS times; prints `render_ns T1 T2 ...`.
 #include <charconv>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
 
-#include "peak.hpp"
+#include "measure.hpp"
 #include "router.hpp"
 
 namespace {
@@ -125,10 +124,9 @@ int main(int argc, char **argv) {
   std::printf("render_ns");
   for (long reps = std::strtol(argv[2], nullptr, 10); reps > 0; --reps) {
     text.clear();
-    const auto start = std::chrono::steady_clock::now();
+    const long long start = bench::nanoseconds();
     renderer(take, &text).render(router);
-    const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
-    std::printf(" %lld", static_cast<long long>(took.count()));
+    std::printf(" %lld", bench::nanoseconds() - start);
   }
   std::printf("\npeak_kib %ld\n", bench::peak_kib());
 }
