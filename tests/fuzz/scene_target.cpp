@@ -198,7 +198,8 @@ private:
     text_ += "Op: print_if\nFmt: w" + std::to_string(nodes_);
     for (uint32_t i = 0; i < slots; ++i) text_ += pick_.below(4) == 1 ? ",%s" : " x %s";
     text_ += "\n";
-    for (uint32_t line = 0; line < 1 + (pick_.below(6) == 1); ++line) {
+    const uint32_t lines = (pick_.below(6) != 1) + (pick_.below(6) == 1); // none: the format as it stands
+    for (uint32_t line = 0; line < lines; ++line) {
       const named one = pick_.below(32) == 1
                             ? named{readings[pick_.below(readings.size())].names[0], "name"}
                             : names[names.size() - 1 - pick_.below(std::min<size_t>(names.size(), 3))];
