@@ -1,27 +1,41 @@
-// Runs a target over files, and the files of folders, without a fuzzer: what was found once stays covered.
+// Runs a target over files, the files of folders, and as many random inputs as a number says (always the
+// same), without a fuzzer: what was found once stays covered.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 
 #include "fuzz.hpp"
 
 int main(int count, char **arguments) {
   namespace fs = std::filesystem;
-  int files = 0;
-  const auto run = [&](const fs::path &path) {
+  int inputs = 0;
+  const auto run = [&](const std::string &text) {
+    LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(text.data()), text.size());
+    ++inputs;
+  };
+  const auto run_file = [&](const fs::path &path) {
     std::fprintf(stderr, "%s\n", path.c_str());
     std::ifstream file(path, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(text.data()), text.size());
-    ++files;
+    run({std::istreambuf_iterator<char>(file), {}});
+  };
+  const auto run_random = [&](int wanted) {
+    std::mt19937 random; // NOLINT(cert-msc*): the same numbers in every run
+    for (; wanted > 0; --wanted) {
+      std::string text(100 + random() % 500, '\0');
+      for (char &byte : text) byte = static_cast<char>(random());
+      run(text);
+    }
   };
   for (int i = 1; i < count; ++i) {
-    if (!fs::is_directory(arguments[i])) {
-      run(arguments[i]);
-      continue;
+    if (fs::is_directory(arguments[i])) {
+      for (const auto &entry : fs::directory_iterator(arguments[i])) run_file(entry.path());
+    } else if (const int wanted = std::atoi(arguments[i]); wanted > 0) {
+      run_random(wanted);
+    } else {
+      run_file(arguments[i]);
     }
-    for (const auto &entry : fs::directory_iterator(arguments[i])) run(entry.path());
   }
-  if (files == 0) std::fprintf(stderr, "nothing to replay\n");
-  return files > 0 ? 0 : 1;
+  if (inputs == 0) std::fprintf(stderr, "nothing to replay\n");
+  return inputs > 0 ? 0 : 1;
 }
