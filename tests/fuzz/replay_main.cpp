@@ -20,7 +20,7 @@ int main(int count, char **arguments) {
     run({std::istreambuf_iterator<char>(file), {}});
   };
   const auto run_random = [&](int wanted) {
-    std::mt19937 random; // NOLINT(cert-msc*): the same numbers in every run
+    std::mt19937 random; // the same numbers in every run
     for (; wanted > 0; --wanted) {
       std::string text(100 + random() % 500, '\0');
       for (char &byte : text) byte = static_cast<char>(random());
