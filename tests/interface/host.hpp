@@ -80,7 +80,6 @@ public:
   zu_do_properties *arguments = zu_do_properties_new(); // of the walk
   std::string text;
   std::vector<std::string> errors; // "CODE MESSAGE"
-  int take_pieces = -1;            // so many more pieces are taken; -1: all
 
 private:
   struct request {
@@ -89,10 +88,7 @@ private:
   } request_;
 
   static bool take_text(zu_tovra_context *context, zu_cli_context *, const char *text) {
-    session *self = reinterpret_cast<request *>(context)->self;
-    if (self->take_pieces == 0) return false;
-    if (self->take_pieces > 0) --self->take_pieces;
-    self->text += text;
+    reinterpret_cast<request *>(context)->self->text += text;
     return true;
   }
   static void take_error(void *self, int32_t code, const char *message) {
