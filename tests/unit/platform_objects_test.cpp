@@ -1,4 +1,5 @@
 // Names, values, lists, records, tables and string buffers.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <thread>
@@ -78,10 +79,6 @@ TEST(values_from_json, accepts) {
     EXPECT_EQ(display(value.get()), row.shown);
     const char *typedef_name = zu_do_value_get_typedef_name(value.get());
     EXPECT_EQ(typedef_name == nullptr ? "" : typedef_name, row.typedef_name);
-    char room[ZU_DO_VALUE_ROOM];
-    size_t length = 0;
-    const char *text = zu_do_value_display(value.get(), room, &length);
-    EXPECT_TRUE(text == nullptr || (text == row.shown && length == row.shown.size()));
   }
 }
 
@@ -126,9 +123,6 @@ TEST(values, key_form) {
   std::pair<own_value, const char *> cases[] = {
       {json(R"("aZ09-._~:@+,*()[]|")"), "aZ09-._~:@+,*()[]|"},
       {json(R"("a/b;c=d?e%f g!\n\u00e9")"), "a%2Fb%3Bc%3Dd%3Fe%25f%20g%21%0A%C3%A9"},
-      {json(R"("")"), ""},
-      {json(R"({"Text":"a"})"), "a"},
-      {json("true"), "true"},
       {json("1e300"), "1e+300"},
       {own_value(zu_do_value_new_mr_uri(uri.get())), "%2Fa%3Bk%3Db%2520c%3Fq"},
       {json("null"), nullptr}, // has none
@@ -170,34 +164,27 @@ TEST(values, take_a_typedef_and_default_later) {
   }
 }
 
-// The order of all: each is below the next; those in one group are equal.
 TEST(values, have_one_order) {
   own_uri uri(zu_do_uri_new("/b"));
-  std::vector<std::pair<int, own_value>> values; // with the number of its group
-  int number = 0;
-  const auto group = [&](std::initializer_list<const char *> texts, zu_do_value *more = nullptr) {
-    ++number;
-    for (const char *text : texts) values.emplace_back(number, json(text));
-    if (more != nullptr) values.emplace_back(number, more);
+  const auto value_of = [&](std::string_view text) {
+    if (text == "nan") return own_value(zu_do_value_new_double(std::nan("")));
+    if (text == "-inf") return own_value(zu_do_value_new_double(-std::numeric_limits<double>::infinity()));
+    return text == "/b" ? own_value(zu_do_value_new_mr_uri(uri.get())) : json(text);
   };
-  for (const char *alone : {"null", "false", "true"}) group({alone});
-  group({}, zu_do_value_new_double(std::nan("")));
-  group({}, zu_do_value_new_double(-std::numeric_limits<double>::infinity()));
-  group({"-1e19"});
-  group({"-9223372036854775808", "-9223372036854775808.0"});
-  group({"-1.5"});
-  group({"0", "-0.0", "{\"T\":0}"});
-  group({"0.5"});
-  group({"9007199254740992", "9007199254740992.0"});
-  group({"9007199254740993"});
-  group({"9223372036854775807"});
-  group({"9223372036854775808", "9223372036854775808.0"});
-  group({"18446744073709551615"});
-  group({"18446744073709551616.0"});
-  for (const char *alone : {"\"10\"", "\"9\"", "\"9 \"", "\"\u00e9\""}) group({alone});
-  group({}, zu_do_value_new_mr_uri(uri.get()));
-  group({"[1,[null,2]]", "[1.0,[null,{\"T\":2}]]"});
-  group({"[2]"});
+  std::string_view order = R"(null < false < true < nan < -inf < -1e19 )"
+                           R"(< -9223372036854775808 = -9223372036854775808.0 < -1.5 < 0 = -0.0 = {"T":0} )"
+                           R"(< 0.5 < 9007199254740992 = 9007199254740992.0 < 9007199254740993 )"
+                           R"(< 9223372036854775807 < 9223372036854775808 = 9223372036854775808.0 )"
+                           R"(< 18446744073709551615 < 18446744073709551616.0 < "10" < "9" < "9 " )"
+                           R"(< "\u00e9" < /b < [1,[null,2]] = [1.0,[null,{"T":2}]] < [2] < )";
+  std::vector<std::pair<int, own_value>> values; // with the number of those below
+  for (int number = 0; !order.empty();) {
+    const size_t end = std::min(order.find(" < "), order.find(" = "));
+    values.emplace_back(number, value_of(order.substr(0, end)));
+    if (order[end + 1] == '<') ++number;
+    order.remove_prefix(end + 3);
+  }
+  EXPECT_EQ(values.size(), 29u);
   for (const auto &[i, a] : values) {
     for (const auto &[j, b] : values) {
       SCOPED_TRACE(display(a.get()) + " and " + display(b.get()));
@@ -348,18 +335,16 @@ TEST(records, take_a_row_over_what_they_have) {
   balanced_memory balanced;
   own_uri asked(zu_do_uri_new("//locations;loc=0/system;id=1"));
   own_record record(zu_do_properties_new());
-  zu_do_properties_set_string(record.get(), "hostname", "stale");
   zu_do_properties_set_coll_uri(record.get(), ZU_DO_NAME_COLL_URI, asked.get());
   zu_do_properties_set_mr_uri(record.get(), ZU_DO_NAME_URI, asked.get());
   const char *wanted = "_uri=//locations;loc=0/system;id=1, hostname=edge, secret=<removed>, "
                        "_coll_uri=//locations;loc=0/system;id=1";
-  EXPECT_EQ(zuapi::properties_add_record(record.get(), frozen.record), 0);
-  EXPECT_EQ(debug_text(record.get()), wanted);
-  EXPECT_EQ(zu_do_properties_get_shape(record.get()), frozen.form);
-  // A view that takes another row keeps its own shape.
-  zu_do_properties_set_string(record.get(), "hostname", "stale");
-  EXPECT_EQ(zuapi::properties_add_record(record.get(), frozen.record), 0);
-  EXPECT_EQ(debug_text(record.get()), wanted);
+  for (int i = 0; i < 2; ++i) { // the second time it is a view, which keeps its own shape
+    zu_do_properties_set_string(record.get(), "hostname", "stale");
+    EXPECT_EQ(zuapi::properties_add_record(record.get(), frozen.record), 0);
+    EXPECT_EQ(debug_text(record.get()), wanted);
+    EXPECT_EQ(zu_do_properties_get_shape(record.get()), frozen.form);
+  }
 }
 
 TEST(records, never_hold_each_other) {
@@ -374,17 +359,6 @@ TEST(records, never_hold_each_other) {
   zu_do_properties_set_value(a.get(), "y", zu_do_properties_get_value(a.get(), "_uri"));
   zu_do_vlist_add(list.get(), zu_do_properties_get_value(a.get(), "_uri"));
   EXPECT_EQ(debug_text(a.get()), "_uri=/a, x=/a, y=/a");
-}
-
-TEST(records, of_many_properties_keep_all) {
-  balanced_memory balanced;
-  own_record record(zu_do_properties_new());
-  const auto name = [](int i) { return "tvr" + std::to_string(i % 300); };
-  for (int i = 0; i < 600; ++i) ASSERT_EQ(zu_do_properties_set_int(record.get(), name(i).c_str(), i), 0);
-  EXPECT_EQ(zu_do_properties_get_len(record.get()), 300u);
-  for (int i = 300; i < 600; ++i) {
-    EXPECT_EQ(zu_do_properties_get_int(record.get(), name(i).c_str(), nullptr), i);
-  }
 }
 
 TEST(records, from_rows_use_unqualified_names) {
@@ -450,17 +424,7 @@ TEST(tables, keep_their_columns_and_step_back) {
   EXPECT_EQ(zu_do_ntlist_add(&frozen.form->columns, nullptr, 1), ZU_FAILED);
 }
 
-TEST(exhausted_memory, is_reported) {
-  fail_each_allocation([] {
-    own_value value = json(R"({"Text":["a\n",{"T":2},[null,1.5]]})");
-    own_list list(zu_do_vlist_new());
-    bool done = value != nullptr && list != nullptr;
-    for (int i = 0; i < 9; ++i) done = zu_do_vlist_add(list.get(), value.get()) == 0 && done;
-    own_value array(zu_do_value_new_array(list.get()));
-    own_value typed(zu_do_value_new_as(array.get(), "T", false));
-    own_buffer buffer(zu_do_strbuf_new());
-    return done && typed != nullptr && zu_do_value_to_strbuf(typed.get(), 0, buffer.get()) == 0;
-  });
+TEST(records, keep_what_they_have_when_memory_is_exhausted) {
   frozen_row frozen;
   own_uri uri(zu_do_uri_new("/u"));
   fail_each_allocation([&frozen, &uri] {
@@ -468,18 +432,13 @@ TEST(exhausted_memory, is_reported) {
     own_record record(zu_do_properties_new());
     bool done = view != nullptr && record != nullptr;
     for (zu_do_properties *each : {view.get(), record.get()}) {
-      // A change that fails leaves the record as it was.
-      size_t before = zu_do_properties_get_len(each);
-      const auto unchanged = [&](int code) {
-        EXPECT_TRUE(code == 0 || zu_do_properties_get_len(each) == before);
-        before = zu_do_properties_get_len(each);
-        done = code == 0 && done;
-      };
       for (const char *name : {"a", "hostname", "b", "a", "c", "d", "e", "f", "g", "h"}) {
-        unchanged(zu_do_properties_set_string(each, name, "text"));
-        unchanged(zu_do_properties_set_mr_uri(each, name, uri.get()));
+        const size_t before = zu_do_properties_get_len(each);
+        const bool set = zu_do_properties_set_string(each, name, "text") == 0;
+        EXPECT_TRUE(set || zu_do_properties_get_len(each) == before);
+        done = set && zu_do_properties_set_mr_uri(each, name, uri.get()) == 0 && done;
       }
-      unchanged(each == nullptr ? ZU_EXHAUSTED : zuapi::properties_add_record(each, frozen.record));
+      done = each != nullptr && zuapi::properties_add_record(each, frozen.record) == 0 && done;
     }
     own_record empty(zu_do_properties_new());
     return done && empty != nullptr && zuapi::properties_add_record(empty.get(), frozen.record) == 0;
