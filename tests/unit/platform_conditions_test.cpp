@@ -1,7 +1,5 @@
 // Conditions: what is accepted, what is refused and where, what holds.
 #include <algorithm>
-#include <thread>
-#include <vector>
 
 #include "cli_exec/cli_exec.h"
 #include "support/objects.hpp"
@@ -200,20 +198,6 @@ TEST(conditions, report_exhausted_memory) {
   EXPECT_TRUE(holds_over(op, properties.get()));
   zu_results_array_free(results);
   zu_cli_context_free(cli);
-}
-
-TEST(conditions, threads_share_an_operation) {
-  const owned_op op = operation("(and (gt $ten 9) (lt $arr \"2\") (eq $up \"up\") (not $null))");
-  std::vector<int> held(4);
-  std::vector<std::thread> threads;
-  for (int &count : held) {
-    threads.emplace_back([&op, &count] {
-      const own_record properties = sample();
-      for (int i = 0; i < 500; ++i) count += holds_over(op, properties.get()) ? 1 : 0;
-    });
-  }
-  for (auto &thread : threads) thread.join();
-  EXPECT_EQ(held, std::vector<int>(4, 500));
 }
 
 } // namespace
