@@ -160,7 +160,13 @@ TEST(uris, make_collections_as_their_texts_do) {
     SCOPED_TRACE(parent_text);
     balanced_memory balanced;
     own_uri parent = uri_of(parent_text), made(zu_do_uri_new_coll(parent.get(), "ifc"));
-    EXPECT_EQ(text_of(made.get()), std::string(parent_text) + "?ifc");
+    own_uri read = uri_of(std::string(parent_text) + "?ifc");
+    EXPECT_EQ(text_of(made.get()), text_of(read.get()));
+    zu_do_uri_parts a{}, b{};
+    zu_do_uri_get_parts(made.get(), &a);
+    zu_do_uri_get_parts(read.get(), &b);
+    EXPECT_EQ(std::tie(a.relative, a.parent, a.end, a.relative_ok, a.has_segment),
+              std::tie(b.relative, b.parent, b.end, b.relative_ok, b.has_segment));
     EXPECT_EQ(zu_do_uri_get_coll_type(made.get()), 1);
     EXPECT_TRUE(zu_do_uri_equals(zu_do_uri_get_parent_uri(made.get()), parent.get()));
     for (const char *bad : {"", "a b", "a/b", "a=1", "a?"}) {
