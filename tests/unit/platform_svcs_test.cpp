@@ -34,10 +34,8 @@ TEST(location, a_text_gives_its_parts_or_the_defaults) {
       {"1/65536", defaults},
       {"1/1/1/65536", defaults},
       {"1/2/3/4/5", defaults},
-      {"", defaults},
       {"/1", defaults},
       {"1//2", defaults},
-      {" 1", defaults},
       {"0x1", defaults},
       {"1.4x", defaults},
       {nullptr, defaults},
@@ -94,15 +92,14 @@ TEST(location, the_list_of_every_scheme_holds_all_parts) {
     }
     for (int times = 0; times < 2; ++times) locsvcs_free_nvlist(&list);
   }
-  locsvcs_nvlist list = {9, nullptr};
-  EXPECT_NE(tarvo_location_to_nv_scheme(3, &location, &list), 0);
-  EXPECT_EQ(list.count, 0u);
-  list.count = 9;
-  qmalloc_fail_nth(1, false);
-  EXPECT_NE(tarvo_location_to_nv_scheme(0, &location, &list), 0);
-  qmalloc_fail_nth(0, false);
-  EXPECT_EQ(list.count, 0u);
-  EXPECT_EQ(list.pairs, nullptr);
+  for (const uint32_t scheme : {0u, 3u}) { // without memory, and an unknown one
+    locsvcs_nvlist list = {9, nullptr};
+    qmalloc_fail_nth(1, false);
+    EXPECT_NE(tarvo_location_to_nv_scheme(scheme, &location, &list), 0);
+    qmalloc_fail_nth(0, false);
+    EXPECT_EQ(list.count, 0u);
+    EXPECT_EQ(list.pairs, nullptr);
+  }
 }
 
 TEST(location, sorting_is_by_parts_with_missing_first_and_stable) {
