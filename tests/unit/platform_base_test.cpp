@@ -157,20 +157,17 @@ std::string ten_allocations() {
 }
 
 TEST(faults, the_nth_allocation_fails_alone_or_with_all_later) {
-  const struct {
-    uint64_t n;
-    bool all_later;
-    const char *expected;
-  } cases[] = {
-      {1, false, "x........."}, {3, false, "..x......."}, {11, false, ".........."}, {4, true, "...xxxxxxx"}};
   disarm after;
-  for (const auto &c : cases) {
+  for (const auto &[n, all_later, expected] : {std::tuple{1u, false, "x........."},
+                                               {3u, false, "..x......."},
+                                               {11u, false, ".........."},
+                                               {4u, true, "...xxxxxxx"}}) {
     area_change counted(test_area);
-    qmalloc_fail_nth(c.n, c.all_later);
+    qmalloc_fail_nth(n, all_later);
     const std::string seen = ten_allocations();
     const uint64_t fired = qmalloc_fail_fired();
     qmalloc_fail_nth(0, false);
-    EXPECT_EQ(seen, c.expected) << c.n << (c.all_later ? " and later" : "");
+    EXPECT_EQ(seen, expected) << n << (all_later ? " and later" : "");
     EXPECT_EQ(fired, static_cast<uint64_t>(std::count(seen.begin(), seen.end(), 'x')));
     EXPECT_EQ(ten_allocations(), "..........");
     EXPECT_EQ(counted.now()[0], 0);
