@@ -167,8 +167,6 @@ TEST(conditions, size_limits) {
   const std::string deeper = repeated("(and ", 65) + "1" + repeated(")", 65);
   EXPECT_EQ(parse(deeper.c_str(), errors), nullptr);
   EXPECT_EQ(errors.message, "condition: groups nested more than 64 deep at column 321");
-  const std::string many = "(and " + repeated("(eq 1 1) ", 5000) + ")";
-  EXPECT_TRUE(holds_over(operation(many.c_str()), nullptr));
   const std::string word = "1 " + repeated("\xc3\xa9", 200);
   report long_word;
   EXPECT_EQ(parse(word.c_str(), long_word), nullptr);
