@@ -214,9 +214,9 @@ TEST(store, collections) {
 TEST(store, queries_and_order) {
   const balanced_memory balanced;
   store_of store(R"({"records": {
-    "/a;n=1": {"x": "b", "g": 1}, "/a;n=2": {"x": 10, "g": 1}, "/a;n=3": {"x": null, "g": 2}, "/a;n=4": {"x": 9.5, "g": 2},
-    "/a;n=5": {"x": true, "g": 1}, "/a;n=6": {"x": "B", "g": 1}, "/a;n=7": {"g": 2}, "/a;n=8": {"x": false, "g": 1},
-    "/a;n=9": {"x": ["q"], "g": 1}}})");
+    "/a;n=1": {"x": "b", "g": 1}, "/a;n=2": {"x": 10, "g": 1}, "/a;n=3": {"x": null, "g": 2},
+    "/a;n=4": {"x": 9.5, "g": 2}, "/a;n=5": {"x": true, "g": 1}, "/a;n=6": {"x": "B", "g": 1},
+    "/a;n=7": {"g": 2}, "/a;n=8": {"x": false, "g": 1}, "/a;n=9": {"x": ["q"], "g": 1}}})");
   const std::pair<request, const char *> rows[] = {
       {{.uri = "/?a", .order_by = {"x"}}, "378542619"},
       {{.uri = "/?a", .order_by = {"g", "x"}}, "852619374"},
