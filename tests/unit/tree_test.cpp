@@ -1,7 +1,6 @@
 // Nodes and their tree: the order in which children are linked, who waits for whom, dumps, where walks start.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <memory>
 
 #include "support.h"
@@ -135,28 +134,6 @@ TEST(Tree, WalksFromAnyNodeThatItHas) {
   test::trace_log traces;
   EXPECT_FALSE(tree->walk(tree.get(), "nobody", walk));
   EXPECT_EQ(traces.text(), "3 (ERR): Invalid node id: nobody\n");
-}
-
-// ---- Large trees ----
-
-// Nodes below one parent that comes first or last, or each below the next.
-double seconds_to_load(bool parent_first, bool chain, int count) {
-  const auto start = std::chrono::steady_clock::now();
-  const tree_ptr tree = new_tree();
-  const auto id = [](int i) { return "n" + std::to_string(i); };
-  if (parent_first) add(tree, id(count).c_str(), nullptr);
-  for (int i = 0; i < count; ++i) add(tree, id(i).c_str(), id(chain ? i + 1 : count).c_str());
-  if (!parent_first) add(tree, id(count).c_str(), nullptr);
-  EXPECT_TRUE(tree->resolve_links(tree.get()));
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-TEST(Tree, LoadsLargeTreesInLinearTime) {
-  for (const auto &[parent_first, chain] : {std::pair(true, false), {false, false}, {false, true}}) {
-    const double few = seconds_to_load(parent_first, chain, 20000);
-    const double many = seconds_to_load(parent_first, chain, 100000); // a square would take 25 times
-    EXPECT_LT(many, 15 * few + 0.2) << parent_first << chain << ": " << few << " and " << many;
-  }
 }
 
 } // namespace
