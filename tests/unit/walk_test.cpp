@@ -3,7 +3,6 @@
 
 #include <deque>
 
-#include "qmalloc/qmalloc.h"
 #include "support.h"
 #include "support/fake_walk.hpp"
 #include "tree/scratch.hpp"
@@ -11,7 +10,6 @@
 #include "zu_tovra/coll.h"
 #include "zu_tovra/crudx.h"
 #include "zu_tovra/iter.h"
-#include "zu_tovra/jump.h"
 #include "zu_tovra/print.h"
 
 namespace {
@@ -209,20 +207,6 @@ TEST(Walk, ReportsWhatItCannotWalk) {
   }
 }
 
-TEST(Walk, GoesAThousandNodesDeep) {
-  for (const size_t depth : {1000u, 1001u}) {
-    std::deque<fake_node> chain;
-    for (size_t i = 0; i < depth; ++i) {
-      chain.emplace_back("n", noop);
-      if (i > 0) chain[i].under(chain[i - 1]);
-    }
-    test::fake_walk walk;
-    EXPECT_EQ(tvr_node_walk(chain[0].node(), walk), depth == 1000);
-    EXPECT_EQ(walk.error_text(), depth == 1000 ? "" : "10000 Template tree nested too deep\n");
-    EXPECT_EQ(walk->depth, 0u);
-  }
-}
-
 // ---- Scratch data ----
 
 TEST(Walk, KeepsScratchDataForTheWholeWalk) {
@@ -245,54 +229,6 @@ TEST(Walk, KeepsScratchDataForTheWholeWalk) {
       EXPECT_EQ(traces.count(std::string("6 (info): add ") + word + " scratch node 0x"), level == 7 ? 20 : 0);
     }
   }
-}
-
-TEST(Walk, FailsWithoutScratchData) {
-  for (const uint32_t type : {coll, iter, print}) {
-    int failures = 0;
-    for (uint64_t n = 1; n <= 8; ++n) {
-      const test::balanced_memory balanced;
-      fake_node node("n", type);
-      node.node()->slot = 3;
-      test::fake_walk walk;
-      qmalloc_fail_nth(n, false);
-      const bool result = tvr_node_walk(node.node(), walk); // by the table when there is no memory for slots
-      qmalloc_fail_nth(0, false);
-      EXPECT_EQ(walk.error_text(), result ? "" : "10002 Failed to allocate tovra node\n");
-      EXPECT_EQ(called().empty(), !result);
-      failures += !result;
-    }
-    EXPECT_GT(failures, 0);
-  }
-}
-
-// ---- Jumps ----
-
-TEST(Jump, MayLoseItsTags) {
-  const test::balanced_memory balanced;
-  zu_tvr_node *jump = zu_tvr_node_new_jump("mode");
-  const std::string opening = "\n ! <submode> \"mode\"", closing = "\n ! </submode> \"mode\"";
-  const struct {
-    int refused_tag;
-    uint64_t failing_allocation;
-    std::string text, traces;
-  } cases[] = {
-      {1, 0, closing, ""}, {2, 0, opening, ""}, {0, 1, closing, "3 (ERR): Failed to allocate buffer\n"}};
-  for (const auto &c : cases) {
-    fake_node dest("d", print, {1});
-    static_cast<zu_tvr_jump_data *>(jump->data)->dest = dest.node();
-    test::fake_walk walk({.tag_submodes = true});
-    walk.refuse_nth = c.refused_tag;
-    test::trace_log traces;
-    qmalloc_fail_nth(c.failing_allocation, false);
-    EXPECT_TRUE(tvr_node_walk(jump, walk));
-    qmalloc_fail_nth(0, false);
-    EXPECT_EQ(called(), " d");
-    EXPECT_EQ(walk.text(), c.text);
-    EXPECT_EQ(traces.text(), c.traces);
-    EXPECT_EQ(walk.error_text(), "");
-  }
-  zu_tvr_node_delete(jump);
 }
 
 } // namespace
