@@ -89,23 +89,6 @@ TEST(line, lays_arrays_out) {
   for (const auto &one : cases) test::check(one);
 }
 
-TEST(line, limits_arrays_inside_one_another) {
-  const auto nested = [](int depth, const std::string &expected) {
-    print_case made{"", "", {{"/t", {}}}, thing({{"v", "[1]"}}), expected};
-    for (int i = 0; i < depth; ++i) {
-      made.format += "%s";
-      made.uris[0].properties.push_back({"v", TVR_KIND_ARRAY_ELEMENT, i, nullptr, true});
-    }
-    return made;
-  };
-  test::check(nested(64, "1 " + std::string(64, '1') + "\n"));
-  print_case deeper = nested(65, "");
-  test::print_stage stage(deeper, false);
-  const auto got = stage.run(4);
-  EXPECT_EQ(got.step, -1);
-  EXPECT_EQ(got.reports, "! 10000 Array expansion nested too deep\n");
-}
-
 // What no template makes, but another builder of maps may.
 TEST(line, renders_broken_items_without_harm) {
   const print_case given = {"", "%s", shows({{"v"}}), thing({{"v", "1"}}), ""};
