@@ -80,25 +80,6 @@ TEST(print, takes_an_extra_property_by_its_index) {
   EXPECT_EQ(got.text(), "-1 \n(ERR): Property not found for index\n");
 }
 
-TEST(print, reads_records_of_changing_shape) {
-  const test::balanced_memory balanced;
-  std::vector<std::unique_ptr<test::made_record>> records; // a shape lasts as long as a render
-  test::print_stage stage({"", "%s %s", {shows({"name", "mtu"})}, {}, ""}, true);
-  const auto turn = [&](const test::record_text &text, const char *over) {
-    auto *record = records.emplace_back(std::make_unique<test::made_record>(text, true))->get();
-    if (over != nullptr) zu_do_properties_set_string(record, "mtu", over);
-    zu_tvr_push_props_to_cache(stage.walk().ctx(), record, 0, 0);
-    const auto output = stage.run(0).output;
-    zu_tvr_pop_props_from_cache(stage.walk().ctx());
-    return output;
-  };
-  EXPECT_EQ(turn(ifc({{"mtu", "1"}}), nullptr), "e0 1");
-  EXPECT_EQ(turn({"/sys/ifc;name=e1", "/sys?ifc", {{"mtu", "2"}, {"x", "3"}, {"name", "\"e1\""}}}, nullptr),
-            "e1 2");
-  EXPECT_EQ(turn(ifc({{"mtu", "3"}}), "over"), "e0 over");
-  EXPECT_EQ(turn(ifc({}), "added"), "e0 added");
-}
-
 TEST(print, dumps) {
   const test::balanced_memory balanced;
   test::print_stage stage({"", "i %s", {shows({"name"})}, {}, "", {.newline = true}}, false);
@@ -112,8 +93,6 @@ TEST(print, has_no_context_to_walk_in) {
   const test::trace_log traces;
   EXPECT_EQ(stage.data()->walk(stage.data(), stage.scratch(), nullptr), -1);
   EXPECT_EQ(traces.text(), "3 (ERR): TVR Walk context is NULL\n");
-  zu_tvr_print_data_delete(nullptr);
-  zu_tvr_print_scratch_data_delete(nullptr);
 }
 
 } // namespace
