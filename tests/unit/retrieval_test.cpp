@@ -217,24 +217,6 @@ TEST(retrieval, requests_a_collection_once_for_all_parents) {
   EXPECT_EQ(only(did, "open"), (lines{open(1), open(2), open(3), open(5), open(5)}));
 }
 
-// The order by location, in runs of equal sorting keys; runs of one key are not merged.
-TEST(retrieval, orders_by_location_inside_runs) {
-  const auto at = [](const char *place) { return "//locations;loc=" + std::string(place) + "/sys/ifc;n=1"; };
-  const lines did = in_both_ways(
-      [&](auto &data) {
-        data.collections["/sys?ifc"] = test::make_table(
-            {"_uri", "m:a", "b"},
-            {{at("1.9"), "1", "1"}, {at("1.2"), "1", "1"}, {at("1.1"), "1", "2"}, {at("1.0"), "1", "1"}});
-      },
-      0,
-      [](auto *ctx) {
-        return coll_node({.orderby = {"x:a", "b"}, .location = true}).walk(ctx);
-      });
-  lines expected;
-  for (const char *place : {"1.2", "1.9", "1.1", "1.0"}) expected.push_back(at(place) + " of /sys?ifc");
-  EXPECT_EQ(only(did, "//"), expected);
-}
-
 // ---- Failures ----
 
 TEST(retrieval, failures_are_traced_and_reported) {
@@ -307,27 +289,6 @@ TEST(retrieval, failures_are_traced_and_reported) {
     EXPECT_EQ(errors, c.errors);
     EXPECT_EQ(traces, c.traces.empty() ? messages : c.traces);
   }
-}
-
-// ---- The record caches ----
-
-TEST(retrieval, a_failed_insertion_loses_the_marked_collection) {
-  test::balanced_memory balanced;
-  test::trace_log traces;
-  test::fake_walk ctx;
-  test::own_uri uri(zu_do_uri_new("/s/i;n=1?u"));
-  test::own_record record(zu_do_properties_new());
-  EXPECT_EQ(tvr::cursor_cache_mark_requested(ctx, uri.get(), tvr::requester::collection_node), 0);
-  EXPECT_EQ(tvr::insert_props_into_hashmap(ctx, uri.get(), record.get()), 0);
-  EXPECT_EQ(htSize(ctx->mr_cache_cursor), 1u);
-  qmalloc_fail_nth(1, false);
-  EXPECT_EQ(tvr::insert_props_into_hashmap(ctx, uri.get(), record.get()), -1);
-  qmalloc_fail_nth(0, false);
-  EXPECT_EQ(tvr::cursor_cache_find(ctx, uri.get()), nullptr);
-  EXPECT_FALSE(tvr::cursor_cache_remove(ctx, uri.get(), nullptr));
-  EXPECT_EQ(traces.text(), "3 (ERR): Failed to allocate memory for props item\n"
-                           "3 (ERR): Failed to remove cursor /s/i;n=1?u from hash\n");
-  EXPECT_EQ(ctx.error_text(), "");
 }
 
 // ---- Collection URIs ----
