@@ -31,9 +31,7 @@ const char *type_word(uint32_t type) noexcept {
 void *new_scratch_data(uint32_t type) noexcept {
   if (type == TVR_NODE_COLL) return zu_tvr_coll_scratch_data_new();
   if (type == TVR_NODE_ITER) return zu_tvr_iter_scratch_data_new();
-  void *scratch = zu_tvr_print_scratch_data_new(); // alone in saying nothing itself
-  if (scratch == nullptr) TVR_ERROR("Failed to allocate tovra node");
-  return scratch;
+  return zu_tvr_print_scratch_data_new();
 }
 
 zu_tvr_node *find_by_slot(const zu_tvr_node *node, const zu_tvr_walk_ctx *ctx) noexcept {
