@@ -37,41 +37,6 @@ struct get_node {
   zu_tvr_crudx_data *data;
 };
 
-// What walks did: their answers, what they reported, the calls and the traces, each row with " | " after it.
-struct walked {
-  std::string answers;
-  std::string rest;
-};
-
-// Walks a node for each URI, with errors traced only and with every trace on: what happened must be the same.
-walked in_both_ways(const std::function<void(test::scripted_data &)> &prepare, const lines &uris,
-                    uint32_t fetch_count) {
-  walked did[2];
-  for (const int level : {6, 7}) {
-    test::balanced_memory balanced;
-    test::scripted_data data;
-    prepare(data);
-    test::trace_log traces(level);
-    auto &[answers, rest] = did[level - 6];
-    {
-      test::walk_options options;
-      options.data = data.get();
-      options.fetch_count = fetch_count;
-      options.config_name = "other";
-      test::fake_walk ctx(options);
-      for (const auto &uri : uris) answers += get_node(uri).walk(ctx) + " | ";
-      for (const auto &error : ctx.errors) rest += "error " + error + " | ";
-    }
-    EXPECT_EQ(data.open_cursors, 0);
-    for (const auto &call : data.calls) rest += call + " | ";
-    for (const auto &trace : traces.lines()) {
-      if (trace[0] < '7') rest += trace + " | ";
-    }
-  }
-  EXPECT_EQ(did[0].answers + did[0].rest, did[1].answers + did[1].rest);
-  return did[0];
-}
-
 std::function<void(test::scripted_data &)> answer(int test::scripted_data::*call, int code) {
   return [=](auto &data) { data.*call = code; };
 }
@@ -146,9 +111,16 @@ TEST(crudx, what_a_read_asks_and_tells) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.rest);
-    const walked did = in_both_ways(c.prepare, c.uris, c.fetch_count);
-    EXPECT_EQ(did.answers, c.answers + " | ");
-    EXPECT_EQ(did.rest, c.rest);
+    const test::walk_options options = {.config_name = "other", .fetch_count = c.fetch_count};
+    const lines did = test::in_both_ways(c.prepare, options, 6, [&](auto *ctx) {
+      lines steps;
+      for (const auto &uri : c.uris) steps.push_back(get_node(uri).walk(ctx));
+      return steps;
+    });
+    std::string answers, rest; // each row with " | " after it
+    for (size_t i = 0; i < did.size(); ++i) (i < c.uris.size() ? answers : rest) += did[i] + " | ";
+    EXPECT_EQ(answers, c.answers + " | ");
+    EXPECT_EQ(rest, c.rest);
   }
 }
 

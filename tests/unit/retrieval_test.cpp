@@ -91,33 +91,10 @@ public:
   zu_tvr_coll_scratch_data *scratch;
 };
 
-// Runs a scenario with errors traced only, and with every trace on, when all steps are the plain ones: what
-// the node did must be the same, the warnings and errors included. Gives what it did.
-lines in_both_ways(const std::function<void(test::scripted_data &)> &prepare, uint32_t fetch_count,
+// What a scenario did; warnings and errors are traced.
+lines in_both_ways(const test::scripted_data::preparation &prepare, uint32_t fetch_count,
                    const std::function<lines(zu_tvr_walk_ctx *)> &walk) {
-  lines did[2];
-  for (const int level : {4, 7}) {
-    test::balanced_memory balanced;
-    test::scripted_data data;
-    prepare(data);
-    test::trace_log traces(level);
-    {
-      test::walk_options options;
-      options.data = data.get();
-      options.fetch_count = fetch_count;
-      test::fake_walk ctx(options);
-      lines &all = did[level / 7];
-      all = walk(ctx);
-      for (const auto &error : ctx.errors) all.push_back("error " + error);
-    }
-    EXPECT_EQ(data.open_cursors, 0);
-    for (const auto &call : data.calls) did[level / 7].push_back(call);
-    for (const auto &trace : traces.lines()) {
-      if (trace[0] < '5') did[level / 7].push_back(trace);
-    }
-  }
-  EXPECT_EQ(did[0], did[1]);
-  return did[0];
+  return test::in_both_ways(prepare, {.fetch_count = fetch_count}, 4, walk);
 }
 
 lines only(const lines &did, const std::string &start) {

@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "cli_exec/interfaces.h"
+#include "support/fake_walk.hpp"
 #include "support/objects.hpp"
 #include "zuapi/zuapi.h"
 
@@ -45,6 +47,8 @@ inline own_table make_table(const std::vector<std::string> &columns,
 
 class scripted_data {
 public:
+  using preparation = std::function<void(scripted_data &)>;
+
   scripted_data() : data_{{&data_ops}, this}, coll_{{&coll_ops}, this}, crudx_{{&crudx_ops}, this} {}
 
   zu_data_ifc *get() { return &data_.ifc; }
@@ -163,5 +167,33 @@ private:
   object<zu_crudx_ifc> crudx_;
   object<zu_status> status_{{&status_ops}, this};
 };
+
+// Runs a scenario with traces up to a level, and with every trace on, when all steps are the plain ones: what
+// the node did must be the same. Gives what `walk` answered, the errors, the calls and the level's traces.
+inline std::vector<std::string>
+in_both_ways(const scripted_data::preparation &prepare, walk_options options, int level,
+             const std::function<std::vector<std::string>(zu_tvr_walk_ctx *)> &walk) {
+  std::vector<std::string> did[2];
+  for (const bool plain : {false, true}) {
+    balanced_memory balanced;
+    scripted_data data;
+    prepare(data);
+    options.data = data.get();
+    auto &all = did[plain];
+    trace_log traces(plain ? 7 : level);
+    {
+      fake_walk ctx(options);
+      all = walk(ctx);
+      for (const auto &error : ctx.errors) all.push_back("error " + error);
+    }
+    EXPECT_EQ(data.open_cursors, 0);
+    all.insert(all.end(), data.calls.begin(), data.calls.end());
+    for (const auto &trace : traces.lines()) {
+      if (trace[0] <= '0' + level) all.push_back(trace);
+    }
+  }
+  EXPECT_EQ(did[0], did[1]);
+  return did[0];
+}
 
 } // namespace test
