@@ -31,13 +31,6 @@ struct condition {
   }
 };
 
-std::string decoder_message(std::string_view text) {
-  zu_do_error *error = nullptr;
-  zu_do_value_from_json(text.data(), text.size(), &error);
-  const test::own_error owned(error);
-  return zu_do_error_get_msg(error);
-}
-
 struct evaluated {
   const char *text;
   const char *evals;
@@ -53,9 +46,7 @@ const evaluated conditions[] = {
     {" x ", "(none)", "Unable to find name/value pairs"},
     // Malformed arguments; the text's end is never passed.
     {"(eval  \t ", "(none)", "Invalid eval expr|Invalid eval expression"},
-    {"(evaluate $a)", "(none)", "Invalid eval expr|Invalid eval expression"},
     {R"((eval "$a\")", "(none)", "Cond expression unexpectedly ended|Invalid eval expression"},
-    {"(eval \"$a\\", "(none)", "Cond expression unexpectedly ended|Invalid eval expression"},
     {R"((eval "\q"))", "(none)",
      "zu_do_value_from_json returned error : 10000|Decoding json expr failed|Invalid eval expression"},
     {R"((eval "$a" x))", "(none)", "eval expr incorrect : x|Invalid eval expression"},
@@ -73,8 +64,6 @@ const evaluated conditions[] = {
      "Invalid variable value in expression|Invalid value for name[a]"},
     {R"((eval "$a") (eval "{\"v\":1"))", "(none)",
      "find_end_of_json_expr unexpectedly returned NULL|Invalid value for name[a]"},
-    {R"((eval "$a") (eval "{\"a\":{\"b\":1}}"))", "(none)",
-     decoder_message(R"({"a":{"b":1})") + "|Invalid value for name[a]"},
     // The search goes on inside an argument's string, where a quote that ends it opens the next argument.
     {R"((eval "$a") (eval "{\"v\":1} (eval ") "))", "(none)", "Invalid variable name"},
 };
