@@ -26,7 +26,6 @@ TEST(print, walks) {
   using records = std::vector<test::record_text>;
   const uris no_map, one = {shows({"name"})}, both = {shows({"name", "mtu"})}, mtu = {shows({"mtu"})},
                      roomy = {{ifc_uri, {{.name = "name"}}, 3}},
-                     many = {shows(std::vector<std::string>(18, "a"))},
                      below = {{"/sys/ifc;name=$/ip;net=%41", {{.name = "mask"}}}};
   const auto in = [](std::vector<test::property> properties) { return records{ifc(properties)}; };
   const auto pending = [&](const char *text) { return in({{"mtu", "9"}, {"_pending_attrs", text}}); };
@@ -41,8 +40,6 @@ TEST(print, walks) {
   const std::vector<print_case> cases = {
       {"room that no property fills", "%s", roomy, plain, "1 e0\n"},
       {"extra properties are read", "%s", both, in({{"mtu", "none"}}), "1 e0\n"},
-      {"more than the usual number of slots", "%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s", many, in({{"a", "1"}}),
-       "1 111111111111111111\n"},
       {"a default and a slot that nothing fills", "%s %s", mtu, in({{"mtu", "=1"}}),
        "-1 \n! 10000 Unable to find property\n(ERR): Missing value for property: *unknown*\n"
        "(ERR): Failed to render %s %s\n"},
@@ -61,7 +58,6 @@ TEST(print, walks) {
        unparsed},
       {"pending: the record itself", "i %s", one, pending("\"_uri\""), "1 \n " + marker + "\n i e0\n",
        indented},
-      {"pending: inside a longer name", "i %s", one, pending("\"\\\"my name\\\"\""), "1 i e0\n"},
       {"pending: not a text", "i %s", one, pending("1"), "1 i e0\n"},
       {"no such location field", "%s", location("name", "shelf"), plain,
        "-1 \n(ERR): Failed to format location to string\n"},
