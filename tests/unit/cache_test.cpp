@@ -140,7 +140,6 @@ TEST(Cache, PushesTheLocationAndAMemberOfEachGroupUnderTheSameRoot) {
       {"//l;loc=1/a;k=1", 0, 4, "//l;loc=1/outer //l;loc=1/inner _coll_uri=//?locations, loc=1 "},
       {"//l;loc=1/a;k=1", 1, 3, "//l;loc=1/outer _coll_uri=//?locations, loc=1 "},
       {"//chassis;unit=2;loc=1/a", 0, 2, "_coll_uri=//?locations, unit=2, loc=1 "},
-      {"//locations/a", 0, 2, "_coll_uri=//?locations "},
       {"/a;k=1", 1, 4, "//l;loc=10/x //l;loc=2/elsewhere _coll_uri=//?locations, loc=0 "},
   };
   for (const auto &c : cases) {
