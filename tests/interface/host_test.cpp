@@ -53,6 +53,14 @@ TEST_F(host_test, a_request_leaves_nothing_behind) {
   EXPECT_EQ(session.errors, std::vector<std::string>{"10000 Invalid node id for walk start"});
 }
 
+TEST_F(host_test, refused_output_ends_the_render_and_keeps_what_was_taken) {
+  const host::store store(data("r1", 3));
+  host::session session(store.get());
+  session.take_pieces = 2;
+  EXPECT_FALSE(session.render());
+  EXPECT_EQ(session.text, text("r1", 1));
+}
+
 TEST_F(host_test, a_failed_reload_is_told_and_the_next_good_one_renders_again) {
   const host::store store(data("r1", 1));
   host::session session(store.get());
