@@ -107,6 +107,20 @@ TEST(contexts, find_named_configurations) {
   EXPECT_EQ(zu_cli_context_new(&first.ifc, nullptr, nullptr), nullptr);
 }
 
+TEST(contexts, are_made_whole_or_not_at_all) {
+  counted_data data;
+  test::fail_each_allocation([&data] {
+    const owned_context cli(zu_cli_context_new(&data.ifc, nullptr, nullptr));
+    if (cli == nullptr) return false;
+    const int code = zu_cli_context_add_config(cli.get(), "running", &data.ifc);
+    EXPECT_TRUE(code == 0 || code == ZU_EXHAUSTED) << code;
+    const owned_results array(zu_results_array_new(cli->result_ifc));
+    cli->result_ifc->ops->set_error(cli->result_ifc, 1, "recorded whatever memory is left");
+    EXPECT_EQ(zu_results_array_get_len(array.get()), array != nullptr ? 1u : 0u);
+    return code == 0 && array != nullptr && qmalloc_fail_fired() == 0;
+  });
+}
+
 TEST(formatted_texts, are_charged_to_the_library) {
   const test::balanced_memory balanced;
   const int64_t before = qmalloc_count(0x2800000).live_blocks;
