@@ -118,6 +118,11 @@ TEST(values_from_json, refuses_with_the_position) {
   EXPECT_NE(json(nested(64)), nullptr);
 }
 
+TEST(values_from_json, are_made_whole_or_not_at_all) {
+  fail_each_allocation(
+      [] { return json(R"({"Text":["a\n",{"T":2},[null,1.5],4,5,6,7,8,9,10]})") != nullptr; });
+}
+
 TEST(values, key_form) {
   own_uri uri(zu_do_uri_new("/a;k=b c?q"));
   std::pair<own_value, const char *> cases[] = {
