@@ -46,10 +46,7 @@ struct walk_options {
   zu_data_ifc *data = nullptr; // none: a fake_data
   const char *config_name = nullptr;
   zu_do_properties *arguments = nullptr;
-  bool render_defaults = false;
-  uint64_t flags = 0x1010000;
   uint32_t fetch_count = 0;
-  bool tag_submodes = false;
   zu_tvr_cond_args *cond_args = nullptr;
 };
 
@@ -58,9 +55,8 @@ class fake_walk {
 public:
   explicit fake_walk(const walk_options &options = {}) {
     ctx_ = zu_tvr_walk_ctx_new(options.data != nullptr ? options.data : data.get(), options.config_name,
-                               options.arguments, options.render_defaults ? 1 : 0, options.flags,
-                               options.fetch_count, options.tag_submodes ? 1 : 0, options.cond_args, this,
-                               take_error, take_output);
+                               options.arguments, 0, 0x1010000, options.fetch_count, 0, options.cond_args,
+                               this, take_error, take_output);
   }
   ~fake_walk() {
     if (ctx_ != nullptr) zu_tvr_walk_ctx_delete(ctx_);
