@@ -25,11 +25,6 @@ namespace {
 
 TEST(location_text, is_what_the_services_answer) {
   locsvcs_nvpair number = {LOCSVCS_NV_UINT32, "f", {.u32 = 4294967295}};
-  locsvcs_nvpair negative = {LOCSVCS_NV_INT32, "f", {.i32 = -5}};
-  locsvcs_nvpair letters = {LOCSVCS_NV_TEXT, "f", {.text = "CPU0"}};
-  locsvcs_nvpair no_text = {LOCSVCS_NV_TEXT, "f", {.text = nullptr}};
-  locsvcs_nvpair letter = {LOCSVCS_NV_CHAR, "f", {.character = 'B'}};
-  locsvcs_nvpair unknown = {9, "f", {.u32 = 1}};
   char field[] = "f";
   const struct {
     char *field;
@@ -38,11 +33,11 @@ TEST(location_text, is_what_the_services_answer) {
     std::string wanted; // or the first trace
   } cases[] = {
       {field, number, 0, "4294967295"},
-      {field, negative, 0, "-5"},
-      {field, letters, 0, "CPU0"},
-      {field, no_text, 0, "3 (ERR): Failed to format location to string"},
-      {field, letter, 0, "B"},
-      {field, unknown, 0, "3 (ERR): Invalid location nvpair type 9"},
+      {field, {LOCSVCS_NV_INT32, "f", {.i32 = -5}}, 0, "-5"},
+      {field, {LOCSVCS_NV_TEXT, "f", {.text = "CPU0"}}, 0, "CPU0"},
+      {field, {LOCSVCS_NV_TEXT, "f", {.text = nullptr}}, 0, "3 (ERR): Failed to format location to string"},
+      {field, {LOCSVCS_NV_CHAR, "f", {.character = 'B'}}, 0, "B"},
+      {field, {9, "f", {.u32 = 1}}, 0, "3 (ERR): Invalid location nvpair type 9"},
       {field, number, 7, "to nvlist (rc=7)"},
       {nullptr, number, 0, std::string(63, 'x')},
       {nullptr, number, 7, "3 (ERR): Failed to convert location to string (rc=7)"},
