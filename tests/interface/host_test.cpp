@@ -39,20 +39,6 @@ protected:
   host::templates templates;
 };
 
-TEST_F(host_test, a_request_leaves_nothing_behind) {
-  const host::store store(data("r1", 3));
-  host::session session(store.get());
-  const int64_t before = host::live_blocks();
-  for (const char *node : {static_cast<const char *>(nullptr), "host", "nowhere"}) {
-    session.text.clear();
-    session.errors.clear();
-    const bool rendered = session.render(node);
-    EXPECT_EQ(rendered, session.errors.empty());
-    EXPECT_EQ(host::live_blocks(), before);
-  }
-  EXPECT_EQ(session.errors, std::vector<std::string>{"10000 Invalid node id for walk start"});
-}
-
 TEST_F(host_test, refused_output_ends_the_render_and_keeps_what_was_taken) {
   const host::store store(data("r1", 3));
   host::session session(store.get());
