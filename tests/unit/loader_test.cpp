@@ -168,15 +168,6 @@ TEST(Template, IsRefusedWithLineAndReason) {
   }
 }
 
-TEST(Template, TakesLongLinesWhole) {
-  recording_tree tree;
-  const std::string name(10u << 20, 'n'); // longer than one bounded copy takes
-  const std::string text =
-      "Cmd: a\nOp: print_if\nFmt: %s\nProps: /a x:0\nValueMap: 0 k " + name + "\nCmd: b\nFmt: " + name;
-  EXPECT_TRUE(load_text(tree, text).loaded);
-  EXPECT_EQ(tree.nodes, "a < : print '%s' [x:1{k=" + name + "}] /a<0>\nb < : print '" + name + "'\n");
-}
-
 // ---- Files and directories ----
 
 class Directory : public ::testing::Test {
