@@ -146,7 +146,6 @@ public:
 
   zu_tvr_print_data *data() { return data_; }
   zu_tvr_print_scratch_data *scratch() { return scratch_; }
-  fake_walk &walk() { return *walk_; }
 
 private:
   const print_case given_;
