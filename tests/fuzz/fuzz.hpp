@@ -10,21 +10,15 @@
 
 #include "qmalloc/qmalloc.h"
 #include "qtrace/qtrace.h"
+#include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/zu_tovra.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace fuzz {
 
-template <auto Release>
-struct releaser {
-  template <class T>
-  void operator()(T *object) const {
-    Release(object);
-  }
-};
 template <class T, auto Release>
-using own = std::unique_ptr<T, releaser<Release>>;
+using own = tvr::unique<T, Release>;
 using own_uri = own<zu_do_uri, zu_do_uri_deref>;
 using own_value = own<zu_do_value, zu_do_value_deref>;
 using own_buffer = own<zu_do_strbuf, zu_do_strbuf_deref>;
