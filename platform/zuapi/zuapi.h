@@ -5,6 +5,7 @@
 #include "zuapi/base.h"
 #include "zuapi/name.h"
 #include "zuapi/properties.h"
+#include "zuapi/shortcuts.h"
 #include "zuapi/strbuf.h"
 #include "zuapi/table.h"
 #include "zuapi/uri.h"
