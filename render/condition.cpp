@@ -2,6 +2,7 @@
 #include "print_job.hpp"
 #include "zu_tovra/entry.h"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/shortcuts.hpp"
 
 namespace tvr {
 namespace {
@@ -11,16 +12,6 @@ constexpr char command_name[] = "TOVRA";
 int print_condition_error(void *, int32_t code, const char *message) {
   TVR_ERROR("Error %i: %s", code, message != nullptr ? message : "*null*");
   return 0;
-}
-
-// Sets a condition property with one of the record's setters by name text or by name.
-template <class Set>
-condition_set set_named(const print_job &job, int32_t index, Set set) noexcept {
-  if (job.conditions == nullptr) return condition_set::done;
-  ref<zu_do_name> made;
-  zu_do_name *name = condition_name(job, index, made);
-  if (name == nullptr) return condition_set::no_name;
-  return set(name) == 0 ? condition_set::done : condition_set::not_set;
 }
 
 } // namespace
@@ -39,8 +30,8 @@ void make_condition(zu_tvr_print_data *data) noexcept {
 }
 
 bool check_condition(zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx, zu_do_properties *conditions,
-                     bool &holds) noexcept {
-  holds = true;
+                     bool *holds) noexcept {
+  *holds = true;
   if (data->cond == nullptr) return true;
   if (data->cond_op == nullptr) {
     zu_cond_list *list = nullptr;
@@ -55,40 +46,48 @@ bool check_condition(zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx, zu_do_proper
   const zu_tvr_cond_args *args = ctx->cond_args;
   if (args != nullptr &&
       zu_cli_exec_resolve_cond(args->cli_context, args->results, zu_cli_cmd_get_name(args->cmd),
-                               data->cond_op, conditions, &holds)) {
+                               data->cond_op, conditions, holds)) {
     return true;
   }
   TVR_ERROR("Failed to resolve condition");
   return false;
 }
 
-zu_do_name *condition_name(const print_job &job, int32_t index, ref<zu_do_name> &made) noexcept {
-  if (index >= 0 && static_cast<uint32_t>(index) < job.prepared->cond_name_count) {
-    return job.prepared->cond_names[index];
+// The node's record may have been kept by who was given it: then it is theirs.
+bool condition_properties::start(const zu_tvr_line_plan *plan, zu_tvr_line_memory *memory) noexcept {
+  plan_ = plan;
+  if (shortcuts.new_positions == nullptr || memory == nullptr) {
+    fresh_ = ref<zu_do_properties>::adopt(zu_do_properties_new());
+    record_ = fresh_.get();
+    return record_ != nullptr;
   }
-  char *formatted = nullptr;
-  const int written = zu_printf(&formatted, "%s%d", "tvr", index);
-  const text holder(formatted);
-  if (written >= 0) made = ref<zu_do_name>::adopt(zu_do_name_new(formatted));
-  return made.get();
+  if (!memory->conditions || !shortcuts.reset(memory->conditions.get())) {
+    memory->conditions = ref<zu_do_properties>::adopt(
+        shortcuts.new_positions(plan->condition_names.get(), plan->condition_count));
+  }
+  record_ = memory->conditions.get();
+  by_position_ = true;
+  return record_ != nullptr;
 }
 
-condition_set set_condition(const print_job &job, int32_t index, zu_do_value *value) noexcept {
-  return set_named(job, index, [&](zu_do_name *name) {
-    return zu_do_properties_set_value_n(job.conditions, name, value);
-  });
+bool condition_properties::set(uint32_t position, zu_do_value *value) noexcept {
+  if (record_ == nullptr || position == no_condition) return true;
+  if (by_position_) return shortcuts.set_at(record_, position, value) == 0;
+  return zu_do_properties_set_value_n(record_, name_at(position), value) == 0;
 }
 
-condition_set set_condition_null(const print_job &job, int32_t index) noexcept {
-  return set_named(job, index, [&](zu_do_name *name) {
-    return zu_do_properties_set_null(job.conditions, zu_do_name_get_strname(name));
-  });
+bool condition_properties::set_null(uint32_t position) noexcept {
+  if (record_ == nullptr || position == no_condition) return true;
+  if (!by_position_)
+    return zu_do_properties_set_null(record_, zu_do_name_get_strname(name_at(position))) == 0;
+  auto null = ref<zu_do_value>::adopt(zu_do_value_new_null());
+  return null && shortcuts.set_at(record_, position, null.get()) == 0;
 }
 
-condition_set set_condition_number(const print_job &job, int32_t index, int32_t number) noexcept {
-  return set_named(job, index, [&](zu_do_name *name) {
-    return zu_do_properties_set_int(job.conditions, zu_do_name_get_strname(name), number);
-  });
+bool condition_properties::set_number(uint32_t position, int32_t number) noexcept {
+  if (record_ == nullptr || position == no_condition) return true;
+  if (by_position_) return shortcuts.set_int_at(record_, position, number) == 0;
+  return zu_do_properties_set_int(record_, zu_do_name_get_strname(name_at(position)), number) == 0;
 }
 
 } // namespace tvr

@@ -1,106 +1,170 @@
-// Finds the cached record that a URI item of a print node names.
-//
-// Lines of one node, and nodes with equal templates, ask for the same records while the caches stand as they
-// are. So a record that was found is remembered with the stamps of both caches' tops; what is not found is
-// looked for, and traced, again.
+// Finds the cached record that a URI template names, and remembers it.
 #include "find_record.hpp"
 
-#include <cstring>
+#include <algorithm>
 
-#include "uri_text.hpp"
 #include "zu_tovra/internal/report.hpp"
+
+zu_tvr_render_memory::~zu_tvr_render_memory() {
+  for (uint32_t i = 0; i < named_count; ++i) zu_do_strbuf_deref(named.get()[i].text);
+}
 
 namespace tvr {
 namespace {
 
-// Information traces name URIs, which the quick steps do not make.
-bool quick_steps_will_do(const zu_tvr_walk_ctx *ctx) noexcept {
-  return !qtrace_module_test(g_zu_tovra_trace_module_id, 6) && ctx->props_cache != nullptr &&
-         ctx->props_cache->top != nullptr && ctx->props_cache->find_text != nullptr;
+using named_record = zu_tvr_render_memory::named_record;
+
+void report_exhausted(zu_tvr_walk_ctx *ctx) noexcept {
+  report(ctx, ZU_EXHAUSTED, "Failed to allocate URI");
 }
 
-uint64_t top_stamp(const zu_tvr_stack *stack) noexcept {
-  return stack != nullptr && stack->top != nullptr ? stack->top->stamp : 0;
-}
-
-bool is_same_template(const zu_tvr_uri *a, const zu_tvr_uri *b) noexcept {
-  return a == b || (a != nullptr && a->hash == b->hash && a->length == b->length &&
-                    std::memcmp(a->text, b->text, b->length) == 0);
-}
-
-bool holds_uri(zu_do_value *value) noexcept {
-  const int32_t type = zu_do_value_get_type(value);
-  return value == nullptr || type == ZU_DO_TYPE_MR_URI || type == ZU_DO_TYPE_COLL_URI;
-}
-
-// True when no look-up meets a record whose URI property holds no URI, which would be traced every time.
-bool look_ups_are_silent(const zu_tvr_uri *uri, const zu_tvr_walk_ctx *ctx) noexcept {
-  for (const auto *entry = ctx->props_cache->top; entry != nullptr; entry = entry->next) {
-    if (entry->keys[0].state == 2 || entry->keys[1].state == 2) return false;
-  }
-  if (uri->uses_groups == 0 || ctx->props_groups_cache == nullptr) return true;
-  for (const auto *entry = ctx->props_groups_cache->top; entry != nullptr; entry = entry->next) {
-    auto *first = zu_do_properties_list_get(static_cast<zu_do_properties_list *>(entry->item), 0);
-    if (!holds_uri(zu_do_properties_get_value(first, ZU_DO_NAME_COLL_URI))) return false;
-  }
+bool make_room(zu_tvr_render_memory *memory, uint32_t number) noexcept {
+  if (number < memory->named_count) return true;
+  const uint32_t count = std::max({number + 1, 2 * memory->named_count, 32u});
+  auto grown = make_zeroed_array<named_record>(count);
+  if (!grown) return false;
+  std::copy_n(memory->named.get(), memory->named_count, grown.get());
+  memory->named = std::move(grown);
+  memory->named_count = count;
   return true;
+}
+
+// Where a program's record is remembered; none when memory is exhausted.
+named_record *memory_of(zu_tvr_walk_ctx *ctx, const zu_tvr_uri_program *program) noexcept {
+  zu_tvr_render_memory *memory = render_memory(ctx);
+  if (memory == nullptr || !make_room(memory, program->number)) return nullptr;
+  named_record *named = &memory->named.get()[program->number];
+  if (named->program == program) return named;
+  if (program->step_count > 0 && named->text == nullptr) {
+    named->text = zu_do_strbuf_new();
+    if (named->text == nullptr) return nullptr;
+  }
+  named->program = program;
+  named->mark = {};
+  return named;
+}
+
+const char *name_of_property(const zu_tvr_uri *uri) noexcept {
+  return uri->kind == URI_KIND_OBJECT ? ZU_DO_NAME_URI : ZU_DO_NAME_COLL_URI;
+}
+
+zu_do_properties *look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, zu_do_uri *resolved) noexcept {
+  auto *name = const_cast<char *>(name_of_property(uri));
+  return static_cast<zu_do_properties *>(zu_tvr_stack_lookup(ctx->props_cache, resolved, name));
+}
+
+// The rest of a search: what the record says of itself, or what is traced when there is none.
+found_record conclude(found_record found, bool resolved) noexcept {
+  if (!resolved) {
+    TVR_INFO("print node: could not solve dynamic URI");
+  } else if (found.record == nullptr) {
+    TVR_INFO("print node: properties for %s not found in cache", found.uri);
+  } else {
+    found.pending = zu_do_properties_get_string(found.record, ZU_DO_NAME_PENDING_ATTRS, nullptr);
+  }
+  return found;
+}
+
+// By a resolve operation that is not the library's own.
+found_record find_by_operation(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+  found_record found;
+  found.held = ref<zu_do_uri>::adopt(uri->resolve(uri, ctx));
+  const bool resolved = static_cast<bool>(found.held);
+  if (resolved) found.record = look_up(uri, ctx, found.held.get());
+  found.uri = zu_do_uri_get_uri_str(found.held.get());
+  return conclude(std::move(found), resolved);
+}
+
+// The text that a template resolves to; none when it does not.
+std::string_view resolve_text(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named,
+                              cache_source &source) noexcept {
+  if (uri->is_dynamic == 0) return {zu_do_uri_get_uri_str(uri->data.uri), zu_do_uri_get_len(uri->data.uri)};
+  TVR_DEBUG("uri: attempting dynamic key resolution");
+  zu_tvr_dyn_uri *segment = uri->data.dyn;
+  zu_do_strbuf_clear(named.text);
+  int32_t status = 0;
+  if (segment->resolve_keys == resolve_uri_keys) {
+    status = run_segment(segment, source, uri->relative, ctx, named.text);
+  } else {
+    source.distrust();
+    status = segment->resolve_keys(segment, uri->relative, ctx, named.text);
+  }
+  if (status != 0) {
+    TVR_ERROR("Failed to resolve one or more keys in URI");
+    return {};
+  }
+  const std::string_view written = text_of(named.text);
+  if (written.data() != nullptr) return written;
+  TVR_ERROR("Failed to allocate URI");
+  source.fail_exhausted();
+  return {};
+}
+
+// By a text that need not be that of its URI.
+found_record find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::string_view written,
+                         bool is_uri) noexcept {
+  const bool is_static = uri->is_dynamic == 0;
+  found_record found;
+  found.held =
+      is_static ? ref<zu_do_uri>::share(uri->data.uri) : ref<zu_do_uri>::adopt(zu_do_uri_new(written.data()));
+  const bool resolved = static_cast<bool>(found.held);
+  if (resolved) {
+    found.uri = zu_do_uri_get_uri_str(found.held.get());
+    if (!is_static) TVR_DEBUG("uri resolved to %s", found.uri);
+    found.record = look_up(uri, ctx, found.held.get());
+  } else {
+    TVR_ERROR("Failed to allocate URI");
+    if (is_uri) report_exhausted(ctx);
+  }
+  return conclude(std::move(found), resolved);
+}
+
+found_record search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) noexcept {
+  const zu_tvr_uri_program &program = *uri->program;
+  named.mark = {};
+  cache_source source(ctx, uri->relative != 0, true);
+  const std::string_view resolved = resolve_text(uri, ctx, named, source);
+  if (source.exhausted()) report_exhausted(ctx);
+  if (resolved.data() == nullptr) return conclude({}, false);
+  const bool is_uri = program.canonical && source.canonical() && resolved.size() < longest_canonical;
+  if (!is_uri || !answers_texts(ctx->props_cache)) return find_by_uri(uri, ctx, resolved, is_uri);
+
+  if (uri->is_dynamic != 0) TVR_DEBUG("uri resolved to %s", resolved.data());
+  const cache_answer answer = look_up_text(ctx->props_cache, {resolved}, uri->kind != URI_KIND_OBJECT);
+  source.note(answer);
+  found_record found = conclude({.record = answer.record, .uri = resolved.data()}, true);
+  if (found.record != nullptr && source.silent()) {
+    named.record = found.record;
+    named.pending = found.pending;
+    named.mark = cache_mark(ctx->props_cache, source.consulted());
+  }
+  return found;
 }
 
 } // namespace
 
-zu_do_properties *record_finder::find() noexcept {
-  if (!quick_steps_will_do(ctx_)) return find_plainly();
-  const uint64_t props_stamp = ctx_->props_cache->top->stamp;
-  const uint64_t groups_stamp = top_stamp(ctx_->props_groups_cache);
-  auto &memory = ctx_->found[template_->hash % ZU_TVR_FOUND_RECORDS];
-  if (memory.props_stamp == props_stamp && memory.groups_stamp == groups_stamp && memory.uri != nullptr &&
-      is_same_template(memory.uri, template_)) {
-    return memory.record;
-  }
-  zu_do_properties *record = find_quickly();
-  if (record != nullptr && look_ups_are_silent(template_, ctx_)) {
-    memory = {template_, props_stamp, groups_stamp, record};
-  }
-  return record;
+void render_memory_delete(zu_tvr_render_memory *memory) noexcept {
+  const owned<zu_tvr_render_memory> freed(memory);
 }
 
-zu_do_properties *record_finder::look_up(zu_do_uri *uri) noexcept {
-  auto *by = const_cast<char *>(by_collection() ? ZU_DO_NAME_COLL_URI : ZU_DO_NAME_URI);
-  return static_cast<zu_do_properties *>(zu_tvr_stack_lookup(ctx_->props_cache, uri, by));
+zu_tvr_render_memory *render_memory(zu_tvr_walk_ctx *ctx) noexcept {
+  if (ctx->render == nullptr) ctx->render = make_owned<zu_tvr_render_memory>().release();
+  return ctx->render;
 }
 
-zu_do_properties *record_finder::find_plainly() noexcept {
-  uri_ = ref<zu_do_uri>::adopt(template_->resolve(template_, ctx_));
-  if (!uri_) {
-    TVR_INFO("print node: could not solve dynamic URI");
-    return nullptr;
+found_record find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+  if (uri->resolve != resolve_uri) return find_by_operation(uri, ctx);
+  named_record *named = memory_of(ctx, uri->program);
+  if (named == nullptr) {
+    TVR_ERROR("Failed to allocate URI buffer");
+    report_exhausted(ctx);
+    return conclude({}, false);
   }
-  zu_do_properties *record = look_up(uri_.get());
-  if (record == nullptr) {
-    TVR_INFO("print node: properties for %s not found in cache", zu_do_uri_get_uri_str(uri_.get()));
-  }
-  return record;
-}
-
-zu_do_properties *record_finder::find_quickly() noexcept {
-  const resolved_text resolved = resolve_to_text(template_, ctx_);
-  if (resolved.text == nullptr) return nullptr;
-  text_ = resolved.text;
-  if (resolved.direct) {
-    zu_tvr_stack *stack = ctx_->props_cache;
-    return stack->find_text(stack, resolved.text, resolved.length, by_collection());
-  }
-  uri_ = ref<zu_do_uri>::adopt(zu_do_uri_new(resolved.text));
-  if (!uri_) {
-    TVR_ERROR("Failed to allocate URI");
-    return nullptr;
-  }
-  return look_up(uri_.get());
-}
-
-const char *record_finder::uri_text() noexcept {
-  if (!uri_ && text_ == nullptr) uri_ = ref<zu_do_uri>::adopt(template_->resolve(template_, ctx_));
-  return uri_ ? zu_do_uri_get_uri_str(uri_.get()) : text_;
+  if (!named->mark.stands(ctx->props_cache)) return search(uri, ctx, *named);
+  if (tracing(7)) static_cast<void>(search(uri, ctx, *named)); // again, for the traces of what is remembered
+  const char *resolved =
+      uri->is_dynamic != 0 ? zu_do_strbuf_to_string(named->text) : zu_do_uri_get_uri_str(uri->data.uri);
+  return {.record = named->record, .uri = resolved, .pending = named->pending};
 }
 
 } // namespace tvr

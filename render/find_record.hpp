@@ -1,32 +1,44 @@
-// Finds the cached record that a URI item of a print node names.
+// Finds the cached record that a URI template names, and remembers it.
 #pragma once
 
-#include "zu_tovra/internal/own.hpp"
-#include "zu_tovra/uri.h"
-#include "zu_tovra/walk_ctx.h"
+#include "uri_program.hpp"
+#include "zu_tovra/internal/text_buffer.hpp"
+#include "zu_tovra/internal/walk_memory.hpp"
+
+// What print nodes keep in a walk context. Lines of one node, and nodes with equal templates, ask for the
+// same record while the records in scope stay as they are.
+struct zu_tvr_render_memory {
+  // The last record that a template named; good while its mark stands.
+  struct named_record {
+    const zu_tvr_uri_program *program; // none: nothing is remembered
+    zu_do_strbuf *text;                // owned: the resolved text of a dynamic template
+    zu_do_properties *record;          // borrowed from the cache
+    const char *pending;               // its pending attributes, borrowed from it; or none
+    tvr::cache_mark mark;
+  };
+
+  ~zu_tvr_render_memory();
+
+  tvr::block<named_record> named; // by the programs' numbers; the first is for those without
+  uint32_t named_count = 0;
+  tvr::text_buffer line;
+};
 
 namespace tvr {
 
-// The record that a template names just now, and how its URI reads.
-class record_finder {
-public:
-  record_finder(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept : template_(uri), ctx_(ctx) {}
+// The walk's memory, made on first use; none when memory is exhausted.
+zu_tvr_render_memory *render_memory(zu_tvr_walk_ctx *ctx) noexcept;
 
-  // The record, borrowed from the cache; none when the URI does not resolve or no record answers to it.
-  zu_do_properties *find() noexcept;
-  // The text of the URI of a record that was found, or none; borrowed until the next resolution.
-  const char *uri_text() noexcept;
-
-private:
-  zu_do_properties *find_plainly() noexcept;
-  zu_do_properties *find_quickly() noexcept;
-  zu_do_properties *look_up(zu_do_uri *uri) noexcept;
-  bool by_collection() const noexcept { return template_->kind != URI_KIND_OBJECT; }
-
-  zu_tvr_uri *template_;
-  zu_tvr_walk_ctx *ctx_;
-  ref<zu_do_uri> uri_;         // goes before the text, which may not be that of the URI
-  const char *text_ = nullptr; // of the quick steps; none when the record was remembered
+struct found_record {
+  zu_do_properties *record =
+      nullptr;               // borrowed from the cache; none: the URI does not resolve, or no record answers
+  const char *uri = nullptr; // the text of its URI, borrowed until the template is resolved again; or none
+  const char *pending = nullptr; // its pending attributes, borrowed from it; or none
+  ref<zu_do_uri> held = {};      // what the text is borrowed from, if anything
 };
+
+// The record that a template names just now. Exhausted memory is reported: who asks would take it for a
+// record that is not in scope.
+found_record find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept;
 
 } // namespace tvr

@@ -11,19 +11,6 @@ namespace {
 
 using print_data = unique<zu_tvr_print_data, zu_tvr_print_data_delete>;
 
-// Sets what may fail; true when all is there.
-bool fill(zu_tvr_print_data *data, const char *format, const zu_tvr_props_map *map,
-          const char *cond) noexcept {
-  data->format = copy_text(format).release();
-  if (data->format == nullptr) return false;
-  if (cond != nullptr) {
-    data->cond = copy_text(cond).release();
-    if (data->cond == nullptr) return false;
-  }
-  data->prepared = prepare_print(data->format, map, cond != nullptr);
-  return data->prepared != nullptr;
-}
-
 } // namespace
 } // namespace tvr
 
@@ -31,27 +18,34 @@ zu_tvr_print_data *zu_tvr_print_data_new(const char *format, zu_tvr_props_map *p
                                          const char *cond, zu_do_properties *eval_props) noexcept {
   TVR_ASSERT(format);
   tvr::print_data data(tvr::make_zeroed<zu_tvr_print_data>().release());
-  if (!data || !tvr::fill(data.get(), format, props_map, cond)) {
+  if (data) {
+    data->format = tvr::copy_text(format).release();
+    if (cond != nullptr) data->cond = tvr::copy_text(cond).release();
+    data->eval_props = tvr::share_into_field(eval_props);
+    data->newline = newline;
+    data->walk = tvr::walk_print;
+    data->props_map = props_map;
+    const bool copied = data->format != nullptr && (cond == nullptr || data->cond != nullptr);
+    if (copied) data->plan = tvr::plan_line(data.get()).release();
+  }
+  if (!data || data->plan == nullptr) {
     TVR_ERROR("Failed to allocate tovra node");
+    if (data) data->props_map = nullptr; // still the caller's
     return nullptr;
   }
-  data->props_map = props_map;
-  data->newline = newline;
-  data->walk = tvr::walk_print;
-  data->eval_props = tvr::share_into_field(eval_props);
   if (cond != nullptr) tvr::make_condition(data.get());
   return data.release();
 }
 
 void zu_tvr_print_data_delete(zu_tvr_print_data *data) noexcept {
-  if (data == nullptr) return;
-  qfree_named(data->format);
+  const tvr::block<zu_tvr_print_data> owner(data);
+  if (!owner) return;
+  const tvr::owned<zu_tvr_line_plan> plan(data->plan);
+  const tvr::text format(data->format);
+  const tvr::text cond(data->cond);
   zu_tvr_props_map_delete(data->props_map);
-  qfree_named(data->cond);
   zu_cli_cmd_op_free(data->cond_op);
   tvr::drop_field(data->eval_props);
-  tvr::delete_prepared(static_cast<tvr::prepared_print *>(data->prepared));
-  qfree_named(data);
 }
 
 void zu_tvr_print_data_print(FILE *stream, uint32_t indentation, zu_tvr_print_data *data) noexcept {
@@ -82,7 +76,6 @@ zu_tvr_print_scratch_data *zu_tvr_print_scratch_data_new(void) noexcept {
 }
 
 void zu_tvr_print_scratch_data_delete(zu_tvr_print_scratch_data *scratch) noexcept {
-  if (scratch == nullptr) return;
-  tvr::delete_memo(static_cast<tvr::print_memo *>(scratch->memo));
-  qfree_named(scratch);
+  const tvr::block<zu_tvr_print_scratch_data> owner(scratch);
+  if (owner) tvr::line_memory_delete(scratch->memory);
 }

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "uri_text.hpp"
+#include "uri_program.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
@@ -24,12 +24,6 @@ uri_template parse(std::string_view source, int depth) noexcept;
 
 bool is_separator(char c) noexcept {
   return c == '!' || c == '#' || c == '$';
-}
-
-uint32_t hash_of(std::string_view source) noexcept {
-  uint32_t hash = 2166136261u;
-  for (const char c : source) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-  return hash;
 }
 
 // The last separator, or 0; the first character is never one. A '?' after it makes the template that of a
@@ -156,17 +150,13 @@ bool parse_segment(zu_tvr_uri *uri, std::string_view source, size_t separator, i
 uri_template parse(std::string_view source, int depth) noexcept {
   TVR_DEBUG("uri new: %s", source.data());
   uri_template uri(make_zeroed<zu_tvr_uri>().release());
-  if (uri) uri->text = copy_text(source.data()).release();
-  if (!uri || uri->text == nullptr) {
+  if (!uri) {
     TVR_ERROR("Failed to allocate URI internals");
     return {};
   }
-  uri->length = static_cast<uint32_t>(source.size());
-  uri->hash = hash_of(source);
   uri->resolve = resolve_uri;
   uri->relative = source.empty() || source.front() != '/';
   uri->kind = URI_KIND_OBJECT;
-  uri->uses_groups = source.find('#') != std::string_view::npos;
 
   const size_t separator = find_separator(source, uri->kind);
   if (separator == 0) {
@@ -184,36 +174,42 @@ uri_template parse(std::string_view source, int depth) noexcept {
 }
 
 void delete_segment(zu_tvr_dyn_uri *segment) noexcept {
-  if (segment == nullptr) return;
+  const block<zu_tvr_dyn_uri> owner(segment);
+  if (!owner) return;
   zu_tvr_uri_delete(segment->parent);
   drop_field(segment->ref_name);
   drop_field(segment->keys);
-  qfree_named(segment->tail);
-  qfree_named(segment->look_up);
-  qfree_named(segment->head);
-  qfree_named(segment);
+  const text tail(segment->tail);
 }
 
 } // namespace
-} // namespace tvr
 
-zu_tvr_uri *zu_tvr_uri_new(const char *text) noexcept {
-  if (text == nullptr) {
+zu_tvr_uri *uri_new_shared(const char *source, zu_tvr_uri_programs *programs) noexcept {
+  if (source == nullptr) {
     TVR_ERROR("Missing URI in call to zu_tvr_uri constructor");
     return nullptr;
   }
-  auto uri = tvr::parse(text, 1);
-  if (uri) tvr::prepare_direct(uri.get());
+  auto uri = parse(source, 1);
+  if (uri && !compile_uri(uri.get(), source, programs)) {
+    TVR_ERROR("Failed to allocate URI internals");
+    uri.reset();
+  }
   return uri.release();
 }
 
+} // namespace tvr
+
+zu_tvr_uri *zu_tvr_uri_new(const char *text) noexcept {
+  return tvr::uri_new_shared(text, nullptr);
+}
+
 void zu_tvr_uri_delete(zu_tvr_uri *uri) noexcept {
-  if (uri == nullptr) return;
+  const tvr::block<zu_tvr_uri> owner(uri);
+  if (!owner) return;
+  tvr::drop_uri_program(uri->program);
   if (uri->is_dynamic != 0) {
     tvr::delete_segment(uri->data.dyn);
   } else {
     tvr::drop_field(uri->data.uri);
   }
-  qfree_named(uri->text);
-  qfree_named(uri);
 }

@@ -1,7 +1,7 @@
 // The groups cache: opening a group of records, appending to it, popping it.
-#include "props_match.hpp"
 #include "stack.hpp"
 #include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/records_cache.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace {
@@ -42,7 +42,6 @@ bool append_to_group(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
     fail(ctx, ZU_FAILED, "Failed to allocate properties list");
     return false;
   }
-  tvr::renew_top(cache);
   return true;
 }
 

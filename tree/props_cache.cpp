@@ -2,10 +2,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "props_match.hpp"
 #include "stack.hpp"
 #include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/records_cache.hpp"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/shortcuts.hpp"
 
 namespace {
 
@@ -16,12 +17,9 @@ using tvr::report;
 bool make_cache(zu_tvr_walk_ctx *ctx) noexcept {
   if (ctx->props_cache != nullptr) return true;
   ctx->props_cache = zu_tvr_stack_new(tvr_props_match);
-  if (ctx->props_cache == nullptr) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate property cache");
-    return false;
-  }
-  ctx->props_cache->find_text = tvr::find_record;
-  return true;
+  if (ctx->props_cache != nullptr) return true;
+  fail(ctx, ZU_EXHAUSTED, "Failed to allocate property cache");
+  return false;
 }
 
 // Puts a record on the cache with a reference of the cache's own; false (traced) without memory.
@@ -29,13 +27,13 @@ bool push_record(zu_tvr_stack *cache, zu_do_properties *record) noexcept {
   zu_tvr_stack_entry *entry = tvr::push_entry(cache, record);
   if (entry == nullptr) return false;
   entry->item = tvr::share_into_field(record);
-  tvr::note_keys(entry);
+  if (tvr::shortcuts.revision_of != nullptr) entry->revision = tvr::shortcuts.revision_of(record);
   return true;
 }
 
 // Says, while debugging, which record is pushed: built only then, since it renders the whole record.
 void trace_record(const char *what, zu_do_properties *record) noexcept {
-  if (!tvr::debugging()) return;
+  if (!tvr::tracing(7)) return;
   const tvr::string_buffer buffer(zu_do_strbuf_new());
   zu_do_properties_to_strbuf(record, 0, buffer.get());
   TVR_DEBUG("stack%s: %s", what, zu_do_strbuf_to_string(buffer.get()));

@@ -1,24 +1,16 @@
 // How look-ups on the two caches tell which record or group answers to a URI: its own, or a query on it.
-#include "props_match.hpp"
-
-#include <cstring>
-#include <string_view>
-
+#include "zu_tovra/internal/records_cache.hpp"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/shortcuts.hpp"
 
 namespace {
 
-enum : uint32_t { no_property = 0, holds_uri = 1, holds_no_uri = 2 };
+using tvr::looked_up;
 
-struct uri_property {
-  uint32_t state;
-  zu_do_uri *uri; // borrowed; of state holds_uri
-};
-
-// The URI that a record's property holds: of a record, or of a collection.
-uri_property read_uri(zu_do_properties *record, const char *name) noexcept {
+// The URI that a record's property holds, of a record or of a collection, by the plain calls.
+zu_do_uri_text read_uri_plainly(zu_do_properties *record, const char *name) noexcept {
   zu_do_property *property = zu_do_properties_get_prop(record, name);
-  if (property == nullptr) return {no_property, nullptr};
+  if (property == nullptr) return {nullptr, 0, ZU_DO_NO_PROPERTY};
   zu_do_value *value = zu_do_property_get_value(property);
   int code = ZU_OK;
   zu_do_uri *uri = zu_do_value_get_mr_uri(value, &code);
@@ -26,67 +18,69 @@ uri_property read_uri(zu_do_properties *record, const char *name) noexcept {
     code = ZU_OK;
     uri = zu_do_value_get_coll_uri(value, &code);
   }
-  if (uri == nullptr || code != ZU_OK) return {holds_no_uri, nullptr};
-  return {holds_uri, uri};
+  if (uri == nullptr || code != ZU_OK) return {nullptr, 0, ZU_DO_HAS_NO_URI};
+  return {zu_do_uri_get_uri_str(uri), static_cast<uint32_t>(zu_do_uri_get_len(uri)), ZU_DO_HAS_URI};
 }
 
-std::string_view text_of(zu_do_uri *uri) noexcept {
-  const char *text = zu_do_uri_get_uri_str(uri);
-  return text != nullptr ? std::string_view(text, zu_do_uri_get_len(uri)) : std::string_view();
+zu_do_uri_text read_uri(zu_do_properties *record, bool by_collection) noexcept {
+  if (tvr::shortcuts.read_uri == nullptr) {
+    return read_uri_plainly(record, by_collection ? ZU_DO_NAME_COLL_URI : ZU_DO_NAME_URI);
+  }
+  zu_do_uri_text found;
+  tvr::shortcuts.read_uri(record, by_collection, &found);
+  return found;
 }
 
 // The record's text is the one looked up, or a query on it.
-bool answers(std::string_view record_text, std::string_view looked_up) noexcept {
-  const size_t length = looked_up.size();
-  if (record_text.size() < length) return false;
-  if (record_text.size() > length && record_text[length] != '?') return false;
-  return std::memcmp(record_text.data(), looked_up.data(), length) == 0;
+bool answers(const zu_do_uri_text &record, const looked_up &wanted) noexcept {
+  const size_t first = wanted.first.size();
+  const size_t length = first + wanted.second.size();
+  if (record.length < length || (record.length > length && record.text[length] != '?')) return false;
+  return std::string_view(record.text + first, wanted.second.size()) == wanted.second &&
+         std::string_view(record.text, first) == wanted.first;
+}
+
+bool is_readable(const zu_do_uri_text &found) noexcept {
+  if (found.state == ZU_DO_HAS_URI && found.text != nullptr) return true;
+  if (found.state == ZU_DO_HAS_NO_URI) TVR_ERROR("Failed to read uri from value");
+  if (found.state == ZU_DO_HAS_URI) TVR_ERROR("Failed to read string value from URI");
+  return false;
+}
+
+bool matches(const zu_do_uri_text &found, const looked_up &wanted) noexcept {
+  if (answers(found, wanted)) {
+    TVR_DEBUG("stack match: %s", found.text);
+    return true;
+  }
+  TVR_DEBUG("stack nomatch: %s", found.text);
+  return false;
 }
 
 bool record_matches(zu_do_uri *uri, zu_do_properties *record, const char *name) noexcept {
-  const uri_property property = read_uri(record, name);
-  if (property.state == no_property) return false;
-  if (property.state == holds_no_uri) {
-    TVR_ERROR("Failed to read uri from value");
-    return false;
-  }
-  const std::string_view record_text = text_of(property.uri);
-  if (record_text.data() == nullptr) {
-    TVR_ERROR("Failed to read string value from URI");
-    return false;
-  }
-  if (answers(record_text, text_of(uri))) {
-    TVR_DEBUG("stack match: %s", record_text.data());
-    return true;
-  }
-  TVR_DEBUG("stack nomatch: %s", record_text.data());
-  return false;
+  const zu_do_uri_text found = read_uri_plainly(record, name);
+  return is_readable(found) && matches(found, {{zu_do_uri_get_uri_str(uri), zu_do_uri_get_len(uri)}});
 }
 
 } // namespace
 
 namespace tvr {
 
-void note_keys(zu_tvr_stack_entry *entry) noexcept {
-  static constexpr const char *names[2] = {ZU_DO_NAME_URI, ZU_DO_NAME_COLL_URI};
-  for (int i = 0; i < 2; ++i) {
-    const uri_property property = read_uri(static_cast<zu_do_properties *>(entry->item), names[i]);
-    const std::string_view text = text_of(property.uri);
-    entry->keys[i] = {text.data(), static_cast<uint32_t>(text.size()), property.state};
-  }
-}
-
-zu_do_properties *find_record(zu_tvr_stack *stack, const char *text, size_t length,
-                              bool by_collection) noexcept {
-  const std::string_view looked_up(text, length);
-  for (zu_tvr_stack_entry *entry = stack->top; entry != nullptr; entry = entry->next) {
-    const auto &key = entry->keys[by_collection ? 1 : 0];
-    if (key.state == holds_uri && answers({key.text, key.length}, looked_up)) {
-      return static_cast<zu_do_properties *>(entry->item);
+cache_answer look_up_text(const zu_tvr_stack *cache, const looked_up &wanted, bool by_collection) noexcept {
+  cache_answer answer;
+  zu_tvr_stack_entry *entry = cache != nullptr ? cache->top : nullptr;
+  for (; entry != nullptr; entry = entry->next) {
+    ++answer.consulted;
+    auto *record = static_cast<zu_do_properties *>(entry->item);
+    const zu_do_uri_text found = read_uri(record, by_collection);
+    if (found.state == ZU_DO_NO_PROPERTY) continue;
+    if (!is_readable(found)) {
+      answer.silent = false;
+    } else if (matches(found, wanted)) {
+      answer.record = record;
+      break;
     }
-    if (key.state == holds_no_uri) TVR_ERROR("Failed to read uri from value");
   }
-  return nullptr;
+  return answer;
 }
 
 } // namespace tvr

@@ -40,7 +40,7 @@ zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept {
   entry->item = item;
   entry->next = stack->top;
   stack->top = entry;
-  renew_top(stack);
+  entry->stamp = ++stack->last_stamp;
   return entry;
 }
 

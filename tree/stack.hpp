@@ -5,12 +5,7 @@
 
 namespace tvr {
 
-// Puts an item on top: its entry, whose keys are empty; or none (traced).
+// Puts an item on top: its entry; or none (traced).
 [[nodiscard]] zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept;
-
-// Gives the top entry a new stamp, after what it holds has changed.
-inline void renew_top(zu_tvr_stack *stack) noexcept {
-  stack->top->stamp = ++stack->last_stamp;
-}
 
 } // namespace tvr

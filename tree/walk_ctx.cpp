@@ -2,11 +2,11 @@
 #include "zu_tovra/walk_ctx.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "node.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/walk_memory.hpp"
 #include "zu_tovra/record_cache.h"
 
 namespace {
@@ -59,9 +59,7 @@ void close_table(ht_table *&field, void (*free_entry)(char *key, void *value)) n
 void free_private(zu_tvr_walk_ctx *ctx) noexcept {
   const tvr::block<zu_tvr_scratch_slot> slots(std::exchange(ctx->scratch_slots, nullptr));
   ctx->scratch_slot_count = 0;
-  const tvr::string_buffer line(std::exchange(ctx->line, nullptr));
-  const tvr::string_buffer buffer(std::exchange(ctx->text, nullptr));
-  std::memset(ctx->found, 0, sizeof(ctx->found));
+  tvr::render_memory_delete(std::exchange(ctx->render, nullptr));
 }
 
 } // namespace

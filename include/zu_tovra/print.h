@@ -10,8 +10,8 @@ ZU_TVR_BEGIN
 typedef struct zu_tvr_print_scratch_data {
   uint8_t failed; /* a record reported a pending failure for a property of the line being rendered */
 
-  /* Private: made and used by the renderer. */
-  void *memo; /* owned */
+  /* Private: what the renderer remembers of the line plan that was rendered last. */
+  struct zu_tvr_line_memory *memory; /* owned; none before the first line */
 } zu_tvr_print_scratch_data;
 
 typedef struct zu_tvr_print_data zu_tvr_print_data;
@@ -25,8 +25,8 @@ struct zu_tvr_print_data {
   /* Renders: ZU_TVR_STEP_*. */
   int32_t (*walk)(zu_tvr_print_data *data, zu_tvr_print_scratch_data *scratch, zu_tvr_walk_ctx *ctx);
 
-  /* Private: what the renderer prepared at construction. */
-  void *prepared; /* owned */
+  /* Private: what the line is compiled to at construction. */
+  struct zu_tvr_line_plan *plan; /* owned */
 };
 
 /* Takes the properties map over, shares the eval properties, copies the texts. On failure (none, traced)

@@ -19,13 +19,8 @@ struct zu_tvr_stack_entry {
   zu_tvr_stack_entry *next; /* the entry below */
 
   /* Private. */
-  uint64_t stamp; /* unique among the stack's entries, ever: equal stamps on top, equal stacks */
-  /* On the records cache: the texts that look-ups compare, by ZU_DO_NAME_URI and ZU_DO_NAME_COLL_URI. */
-  struct zu_tvr_stack_key {
-    const char *text; /* borrowed from the record; none when the state is not 1 */
-    uint32_t length;
-    uint32_t state; /* 0: no such property; 1: a URI; 2: a property that holds no URI */
-  } keys[2];
+  uint64_t stamp;           /* unique among the stack's entries, ever: equal stamps on top, equal stacks */
+  const uint32_t *revision; /* of the record in the entry: changes with it; none when that cannot be told */
 };
 
 struct zu_tvr_stack {
@@ -35,10 +30,6 @@ struct zu_tvr_stack {
   /* Private. */
   uint64_t last_stamp;
   zu_tvr_stack_entry *spare; /* entries to use again */
-  /* Of the records cache, else none: the topmost record whose URI (`by_collection` false) or collection URI
-   * (true) answers to a text, as a look-up by the URI of that text does, without making one. It traces the
-   * errors of that look-up, none of its debug lines. */
-  zu_do_properties *(*find_text)(zu_tvr_stack *stack, const char *text, size_t length, bool by_collection);
 };
 
 /* A new empty stack; without a compare operation items are compared by identity. None (traced) on failure. */

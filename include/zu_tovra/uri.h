@@ -30,12 +30,8 @@ struct zu_tvr_dyn_uri {
   int32_t (*resolve_keys)(zu_tvr_dyn_uri *uri, uint8_t relative, zu_tvr_walk_ctx *ctx, zu_do_strbuf *buffer);
 
   /* Private. */
-  uint8_t direct;         /* the text that is looked up is already the text of its URI */
-  char *look_up;          /* owned, or none: that text, when no part of it changes */
-  uint32_t look_up_shown; /* where it starts as messages show it */
-  uint32_t look_up_length;
-  char *head; /* owned, or none: what stands before the key's value, after a dynamic parent's text */
-  uint32_t head_length;
+  struct zu_tvr_uri_program *program; /* of the outermost template, which owns it */
+  uint32_t step;                      /* this segment's place in it */
 };
 
 struct zu_tvr_uri {
@@ -50,11 +46,8 @@ struct zu_tvr_uri {
   zu_do_uri *(*resolve)(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx);
 
   /* Private. */
-  char *text; /* owned: the template text, by which equal templates are known */
-  uint32_t length;
-  uint32_t hash;
-  uint8_t direct;      /* dynamic: the resolved text is already the text of its URI */
-  uint8_t uses_groups; /* a segment may take its key from a group */
+  struct zu_tvr_uri_program *program; /* the compiled template, one reference; none for a parent */
+  const char *text;                   /* of the template, borrowed from its program */
 };
 
 /* Parses a template text (copied where kept); none (traced) when it is none or refused. */

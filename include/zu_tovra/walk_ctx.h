@@ -29,16 +29,6 @@ typedef struct zu_tvr_walk_frame {
   zu_tvr_node *node;
 } zu_tvr_walk_frame;
 
-/* The record that a URI template named when the caches stood as the two stamps say. */
-typedef struct zu_tvr_found_record {
-  zu_tvr_uri *uri;          /* none: empty */
-  uint64_t props_stamp;     /* of the top of the records cache */
-  uint64_t groups_stamp;    /* of the top of the groups cache; 0 when it is empty */
-  zu_do_properties *record; /* borrowed from the records cache */
-} zu_tvr_found_record;
-
-enum { ZU_TVR_FOUND_RECORDS = 64 };
-
 struct zu_tvr_walk_ctx {
   zu_tvr_stack *node_path;          /* the path of a partial render, or none; emptied by the walk */
   zu_data_ifc *data_ifc;            /* one reference */
@@ -67,9 +57,8 @@ struct zu_tvr_walk_ctx {
   uint32_t scratch_slot_count;
   uint32_t depth;           /* frames on the walk */
   zu_tvr_walk_frame *frame; /* the innermost */
-  zu_do_strbuf *line;       /* the renderer's buffers, made on first use */
-  zu_do_strbuf *text;
-  zu_tvr_found_record found[ZU_TVR_FOUND_RECORDS];
+  struct zu_tvr_render_memory
+      *render; /* what print nodes remember and write into; owned, made on first use */
 };
 
 /* A new context. Takes references on the data interface and the arguments (may be none); borrows the rest.

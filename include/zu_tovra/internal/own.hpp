@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -45,6 +46,32 @@ template <class T>
 // Room for a text of `length` bytes and its NUL, zeroed; or none.
 [[nodiscard]] inline text make_text(size_t length) noexcept {
   return text(static_cast<char *>(qcalloc_named(ZU_TVR_AREA, 1, length + 1)));
+}
+
+// Gives a text, which may be null, room for `length` bytes and a NUL; false leaves it as it was.
+[[nodiscard]] inline bool resize_text(text &block, size_t length) noexcept {
+  void *resized = qrealloc_named(ZU_TVR_AREA, block.get(), length + 1);
+  if (resized == nullptr) return false;
+  static_cast<void>(block.release());
+  block.reset(static_cast<char *>(resized));
+  return true;
+}
+
+// A T that has members to release, in a block of its own.
+template <class T>
+struct destroy_block {
+  void operator()(T *thing) const noexcept {
+    thing->~T();
+    qfree_named(thing);
+  }
+};
+template <class T>
+using owned = std::unique_ptr<T, destroy_block<T>>;
+
+template <class T>
+[[nodiscard]] owned<T> make_owned() noexcept {
+  void *block = qcalloc_named(ZU_TVR_AREA, 1, sizeof(T));
+  return owned<T>(block != nullptr ? new (block) T() : nullptr);
 }
 
 // Something that one call frees: unique<zu_tvr_uri, zu_tvr_uri_delete>.

@@ -21,9 +21,12 @@
 
 namespace tvr {
 
-// While this is true every step is the plain one, so that the traces tell all of it.
+// Decides only whether a trace is written, or the text of one is built.
+inline bool tracing(int level) noexcept {
+  return qtrace_module_test(g_zu_tovra_trace_module_id, level);
+}
 inline bool debugging() noexcept {
-  return qtrace_module_test(g_zu_tovra_trace_module_id, 7);
+  return tracing(7);
 }
 
 // Reports a failure that has been traced.
