@@ -4,7 +4,9 @@ namespace bench::edge {
 
 namespace {
 
-std::string numbered(const char *name, uint32_t number) { return name + std::to_string(number); }
+std::string numbered(const char *name, uint32_t number) {
+  return name + std::to_string(number);
+}
 
 std::string ip(uint32_t first, uint32_t number) {
   return std::to_string(first) + "." + std::to_string(number >> 16 & 255) + "." +
