@@ -1,18 +1,12 @@
-// Writes the router's data file: tovra_bench_data N > FILE.
 #include <cstdio>
-#include <cstdlib>
 
-#include "router.hpp"
+#include "data.hpp"
+
+namespace bench {
 
 namespace {
 
-std::string key(const std::string &text) { // key form: what the names here have to encode is the slash
-  std::string coded;
-  for (const char byte : text) byte == '/' ? coded += "%2F" : coded += byte;
-  return coded;
-}
-
-void write(const bench::interface &ifc) {
+void write(const interface &ifc) {
   const std::string uri = "/sys/ifc;name=" + key(ifc.name);
   std::printf(",\n\"%s\":{\"description\":\"%s\",\"mtu\":%ld,\"speed\":\"%s\",\"bandwidth\":%ld,\"cost\":%ld,"
               "\"policy\":\"%s\",\"enabled\":%s,\"vlans\":[",
@@ -26,7 +20,7 @@ void write(const bench::interface &ifc) {
   }
 }
 
-void write(const bench::neighbour &peer) {
+void write(const neighbour &peer) {
   const std::string uri = "/bgp/neighbor;ip=" + peer.ip;
   std::printf(",\n\"%s\":{\"as\":%ld,\"description\":\"%s\",\"source\":\"%s\"}", uri.c_str(), peer.as_number,
               peer.description.c_str(), peer.source.c_str());
@@ -38,9 +32,7 @@ void write(const bench::neighbour &peer) {
 
 } // namespace
 
-int main(int argc, char **argv) {
-  if (argc != 2) return std::fprintf(stderr, "usage: tovra_bench_data N\n"), 2;
-  const bench::router router = bench::make_router(static_cast<uint32_t>(std::strtoul(argv[1], nullptr, 10)));
+void write(const router &router) {
   std::printf("{\"classes\":{\"/sys/ifc\":{\"mtu\":{\"default\":1500}}},\n\"records\":{\n\"/"
               "sys\":{\"name\":\"%s\"},\n"
               "\"/bgp\":{\"as\":65000}",
@@ -53,3 +45,5 @@ int main(int argc, char **argv) {
   }
   std::printf("}}\n");
 }
+
+} // namespace bench

@@ -1,0 +1,24 @@
+// The data file of each workload, written to standard output.
+#pragma once
+
+#include "edge.hpp"
+#include "router.hpp"
+
+namespace bench {
+
+void write(const router &router);
+
+// Key form: what the names here have to encode is the slash.
+inline std::string key(const std::string &text) {
+  std::string coded;
+  for (const char byte : text) byte == '/' ? coded += "%2F" : coded += byte;
+  return coded;
+}
+
+} // namespace bench
+
+namespace bench::edge {
+
+void write(const device &device);
+
+} // namespace bench::edge

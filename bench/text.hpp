@@ -1,0 +1,123 @@
+// One growing text, written to in place: what the floor renders into, and where the library's lines go.
+#pragma once
+
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace bench {
+
+class text {
+public:
+  text() = default;
+  ~text() { std::free(begin_); }
+  text(const text &) = delete;
+  text &operator=(const text &) = delete;
+
+  void clear() { end_ = begin_; }
+  std::string_view view() const { return {begin_, static_cast<size_t>(end_ - begin_)}; }
+
+  void add(std::string_view part) {
+    make_room(part.size());
+    std::memcpy(end_, part.data(), part.size());
+    end_ += part.size();
+  }
+
+  // Literals, which hold the indentation too, values and numbers; then the end of the line.
+  template <class... Part>
+  void line(const Part &...part) {
+    make_room((most(part) + ... + 1));
+    ((end_ = put(end_, part)), ...);
+    *end_++ = '\n';
+  }
+  // A line whose last part is numbers with a blank between them.
+  template <size_t N, class Numbers>
+  void list(const char (&literal)[N], const Numbers &numbers) {
+    make_room(N + numbers.size() * 21);
+    end_ = put(end_, literal);
+    for (const int64_t number : numbers) *(end_ = put(end_, number))++ = ' ';
+    end_[-1] = '\n';
+  }
+
+private:
+  static constexpr size_t first_size = 64 * 1024;
+
+  void make_room(size_t bytes) {
+    if (static_cast<size_t>(limit_ - end_) < bytes) grow(bytes);
+  }
+  [[gnu::noinline]] void grow(size_t bytes) {
+    const size_t used = view().size();
+    size_t size = begin_ == nullptr ? first_size : 2 * static_cast<size_t>(limit_ - begin_);
+    while (size - used < bytes) size *= 2;
+    begin_ = static_cast<char *>(std::realloc(begin_, size));
+    if (begin_ == nullptr) std::abort();
+    end_ = begin_ + used;
+    limit_ = begin_ + size;
+  }
+
+  template <size_t N>
+  static constexpr size_t most(const char (&)[N]) {
+    return N - 1;
+  }
+  static size_t most(std::string_view value) { return 2 * value.size() + 2; }
+  static constexpr size_t most(int64_t) { return 20; }
+
+  template <size_t N>
+  static char *put(char *to, const char (&literal)[N]) {
+    std::memcpy(to, literal, N - 1);
+    return to + N - 1;
+  }
+  static char *put(char *to, int64_t number) { return std::to_chars(to, to + 20, number).ptr; }
+
+  // A value as the CLI writes it: in double quotes when it holds a blank or begins with '!'. Most values need
+  // nothing: they are copied a word at a time, and looked at on the way. (Control bytes do not occur.)
+  static char *put(char *to, std::string_view value) {
+    const char *from = value.data();
+    const size_t size = value.size();
+    uint64_t blanks = 0, quotes = 0;
+    const auto copy = [&]<class Word>(Word, size_t at) {
+      Word word;
+      std::memcpy(&word, from + at, sizeof word);
+      std::memcpy(to + at, &word, sizeof word);
+      constexpr Word ones = static_cast<Word>(0x0101010101010101u), tops = static_cast<Word>(ones * 0x80u);
+      const Word quote = word ^ static_cast<Word>(ones * '"');
+      blanks |= (word - static_cast<Word>(ones * '!')) & ~word & tops;
+      quotes |= (quote - ones) & ~quote & tops;
+    };
+    if (size >= 8) {
+      for (size_t at = 0; at + 8 <= size; at += 8) copy(uint64_t{}, at);
+      copy(uint64_t{}, size - 8);
+    } else if (size >= 4) {
+      copy(uint32_t{}, 0);
+      copy(uint32_t{}, size - 4);
+    } else {
+      for (size_t at = 0; at < size; ++at) copy(uint8_t{}, at);
+    }
+    const bool quoted = blanks != 0 || (size > 0 && from[0] == '!');
+    if (!quoted && quotes == 0) return to + size;
+    return put_marked(to, value, quoted, quotes != 0);
+  }
+  static char *put_marked(char *to, std::string_view value, bool quoted, bool marks) {
+    if (quoted) *to++ = '"';
+    if (marks) {
+      for (const char byte : value) {
+        if (byte == '"') *to++ = '\\';
+        *to++ = byte;
+      }
+    } else {
+      std::memcpy(to, value.data(), value.size());
+      to += value.size();
+    }
+    if (quoted) *to++ = '"';
+    return to;
+  }
+
+  char *begin_ = nullptr;
+  char *end_ = nullptr;
+  char *limit_ = nullptr;
+};
+
+} // namespace bench
