@@ -72,33 +72,16 @@ private:
   }
   static char *put(char *to, int64_t number) { return std::to_chars(to, to + 20, number).ptr; }
 
-  // A value as the CLI writes it: in double quotes when it holds a blank or begins with '!'. Most values need
-  // nothing: they are copied a word at a time, and looked at on the way. (Control bytes do not occur.)
+  // A value as the CLI writes it: in double quotes when it holds a blank or begins with '!'.
   static char *put(char *to, std::string_view value) {
-    const char *from = value.data();
-    const size_t size = value.size();
-    uint64_t blanks = 0, quotes = 0;
-    const auto copy = [&]<class Word>(Word, size_t at) {
-      Word word;
-      std::memcpy(&word, from + at, sizeof word);
-      std::memcpy(to + at, &word, sizeof word);
-      constexpr Word ones = static_cast<Word>(0x0101010101010101u), tops = static_cast<Word>(ones * 0x80u);
-      const Word quote = word ^ static_cast<Word>(ones * '"');
-      blanks |= (word - static_cast<Word>(ones * '!')) & ~word & tops;
-      quotes |= (quote - ones) & ~quote & tops;
-    };
-    if (size >= 8) {
-      for (size_t at = 0; at + 8 <= size; at += 8) copy(uint64_t{}, at);
-      copy(uint64_t{}, size - 8);
-    } else if (size >= 4) {
-      copy(uint32_t{}, 0);
-      copy(uint32_t{}, size - 4);
-    } else {
-      for (size_t at = 0; at < size; ++at) copy(uint8_t{}, at);
+    bool quoted = value.starts_with('!'), marks = false;
+    for (const char byte : value) {
+      quoted |= byte == ' ' || byte == '\t';
+      marks |= byte == '"';
     }
-    const bool quoted = blanks != 0 || (size > 0 && from[0] == '!');
-    if (!quoted && quotes == 0) return to + size;
-    return put_marked(to, value, quoted, quotes != 0);
+    if (quoted || marks) return put_marked(to, value, quoted, marks);
+    std::memcpy(to, value.data(), value.size());
+    return to + value.size();
   }
   static char *put_marked(char *to, std::string_view value, bool quoted, bool marks) {
     if (quoted) *to++ = '"';

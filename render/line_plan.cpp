@@ -34,8 +34,8 @@ public:
     if (!split_format()) return false;
     if (map_ == nullptr) return true;
     plan_.item_count = static_cast<uint32_t>(map_->num_items);
-    plan_.has_arrays = (map_->type_flags[0] & TVR_MAP_HAS_ELEMENT) != 0 ||
-                       (map_->type_flags[1] & TVR_MAP_HAS_INDEX) != 0;
+    plan_.has_arrays =
+        (map_->type_flags[0] & TVR_MAP_HAS_ELEMENT) != 0 || (map_->type_flags[1] & TVR_MAP_HAS_INDEX) != 0;
     return gather_reads() && place_slots() && name_conditions();
   }
 

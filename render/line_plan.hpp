@@ -1,5 +1,5 @@
-// A print node's line, compiled when its data is made: the format's literal texts, its slots, and what is read
-// for them. And what is remembered of it per node and walk.
+// A print node's line, compiled when its data is made: the format's literal texts, its slots, and what is
+// read for them. And what is remembered of it per node and walk.
 #pragma once
 
 #include <string_view>
@@ -52,7 +52,7 @@ struct zu_tvr_line_plan {
   uint32_t property_count;
   tvr::block<zu_do_name *> condition_names; // "tvr0" and so on, one reference each, by condition property
   uint32_t condition_count;                 // 0 for a node without a condition
-  bool has_arrays; // the condition is tested per line
+  bool has_arrays;                          // the condition is tested per line
 
   ~zu_tvr_line_plan();
 };
@@ -92,9 +92,9 @@ struct zu_tvr_line_memory {
   uint32_t slot_count;
   tvr::block<tvr::known_shape> shapes; // by read
   uint32_t read_count;
-  tvr::block<int32_t> positions;           // by property of the plan
-  tvr::block<zu_do_value_facts> facts;     // of the read at hand
-  tvr::ref<zu_do_properties> conditions;   // filled line by line, when the platform has such records
+  tvr::block<int32_t> positions;         // by property of the plan
+  tvr::block<zu_do_value_facts> facts;   // of the read at hand
+  tvr::ref<zu_do_properties> conditions; // filled line by line, when the platform has such records
 
   ~zu_tvr_line_memory();
   void clear_slots() noexcept;

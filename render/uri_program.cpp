@@ -95,8 +95,8 @@ public:
     }
     const std::string_view expected = text_of(whole.get());
     const char *given = zu_do_strbuf_to_string(shown.get());
-    step.canonical = wanted.possible && given != nullptr && expected.data() != nullptr &&
-                     is_text_of_uri(given, expected);
+    step.canonical =
+        wanted.possible && given != nullptr && expected.data() != nullptr && is_text_of_uri(given, expected);
     zu_do_strbuf_add_bytes(buffer, step.head.data(), step.head.size());
     zu_do_strbuf_add_string(buffer, sample_value);
     return 0;

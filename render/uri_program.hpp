@@ -93,7 +93,7 @@ public:
 
   bool canonical() const noexcept { return canonical_; } // every value stands in a URI as it is
   bool exhausted() const noexcept { return exhausted_; } // memory, and not the template, is why it failed
-  bool silent() const noexcept { return silent_; }       // the texts of the records cache decided, without an error
+  bool silent() const noexcept { return silent_; } // the texts of the records cache decided, without an error
   uint32_t consulted() const noexcept { return consulted_; } // entries of the records cache
 
   void fail_exhausted() noexcept { exhausted_ = true; }

@@ -91,17 +91,32 @@ TEST(line, lays_arrays_out) {
 
 // What no template makes, but another builder of maps may.
 TEST(line, renders_broken_items_without_harm) {
-  const print_case given = {"", "%s", shows({{"v"}}), thing({{"v", "1"}}), ""};
-  for (const int32_t kind : {2, 3, 9}) {
-    test::print_stage stage(given, false);
-    stage.data()->props_map->fmt_items[0]->kind = kind;
-    EXPECT_EQ(stage.run(4).text(), "-1 \n! 10000 Invalid type\n(ERR): Invalid type\n" + no_line + "%s\n");
-  }
-  test::print_stage stage(
-      {"", "%s", pair(true, false), thing({{"v", "[1]"}}), "", {.condition = "(eq $tvr5 0)", .slots = 2}},
-      false);
-  static_cast<zu_tvr_array_data *>(stage.data()->props_map->fmt_items[0]->data)->partner = 5;
-  EXPECT_EQ(stage.run(4).text(), "1 x1\n");
+  const std::string invalid = "-1 \n! 10000 Invalid type\n(ERR): Invalid type\n" + no_line + "%s\n";
+  const auto value = thing({{"v", "1"}});
+  const print_case cases[] = {
+      {"an element without array data",
+       "%s",
+       shows({{"v"}}),
+       value,
+       invalid,
+       {.alter_map = [](auto *map) { map->fmt_items[0]->kind = TVR_KIND_ARRAY_ELEMENT; }}},
+      {"an unknown kind",
+       "%s",
+       shows({{"v"}}),
+       value,
+       invalid,
+       {.alter_map = [](auto *map) { map->fmt_items[0]->kind = 9; }}},
+      {"a partner beyond the slots",
+       "%s",
+       pair(true, false),
+       thing({{"v", "[1]"}}),
+       "1 x1\n",
+       {.condition = "(eq $tvr5 0)",
+        .slots = 2,
+        .alter_map =
+            [](auto *map) { static_cast<zu_tvr_array_data *>(map->fmt_items[0]->data)->partner = 5; }}},
+  };
+  for (const auto &one : cases) test::check(one);
 }
 
 } // namespace

@@ -68,12 +68,26 @@ TEST(print, walks) {
 }
 
 TEST(print, takes_an_extra_property_by_its_index) {
-  const print_case unknown = {"", "%s", {shows({"name", "mtu"})}, {ifc({{"mtu", "1"}})}, ""};
+  test::check({"",
+               "%s",
+               {shows({"name", "mtu"})},
+               {ifc({{"mtu", "1"}})},
+               "-1 \n(ERR): Property not found for index\n",
+               {.alter_map = [](zu_tvr_props_map *map) { map->extra_props->slot = 9; }}});
+}
+
+// One scratch record for two nodes, and what the walk is asked for between two lines.
+TEST(print, remembers_nothing_of_another_line_and_no_secret) {
   const test::balanced_memory balanced;
-  test::print_stage stage(unknown, true);
-  stage.data()->props_map->extra_props->slot = 9;
-  const auto got = stage.run(4);
-  EXPECT_EQ(got.text(), "-1 \n(ERR): Property not found for index\n");
+  const std::vector<test::record_text> records = {ifc({{"mtu", "1"}, {"key", "{\"PasswordString\":\"s\"}"}})};
+  test::print_stage one({"", "%s", {shows({"name"})}, records, ""}, true);
+  test::print_stage other(
+      {"", "%s %s %s", {shows({"mtu", "name", "key"})}, records, "", {.arguments = {{"x", "1"}}}}, true);
+  EXPECT_EQ(one.run().text(), "1 e0\n");
+  EXPECT_EQ(other.run(one.scratch()).text(), "1 1 e0 s\n");
+  zu_do_properties_set_int(other.arguments(), "_in_show_tech", 1);
+  EXPECT_EQ(other.run(one.scratch()).text(), "1 1 e0 <removed>\n");
+  EXPECT_EQ(one.run().text(), "1 e0\n");
 }
 
 TEST(print, dumps) {
