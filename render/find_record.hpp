@@ -1,7 +1,7 @@
 // Finds the cached record that a URI template names, and remembers it.
 #pragma once
 
-#include "uri_program.hpp"
+#include "uri_resolve.hpp"
 #include "zu_tovra/internal/text_buffer.hpp"
 #include "zu_tovra/internal/walk_memory.hpp"
 

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "uri_program.hpp"
+#include "uri_resolve.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {

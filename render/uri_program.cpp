@@ -1,5 +1,5 @@
 // Compiles URI templates, and keeps the programs that the templates of a tree share.
-#include "uri_program.hpp"
+#include "uri_resolve.hpp"
 
 #include <cstring>
 #include <utility>
@@ -214,16 +214,6 @@ bool compile_uri(zu_tvr_uri *uri, const char *source, zu_tvr_uri_programs *progr
     uri->data.dyn->step = step;
   }
   return true;
-}
-
-step_look_up look_up_of(const uri_step &step, std::string_view so_far, bool relative) noexcept {
-  if (step.where == DYN_KEY_QUERY) {
-    return {{so_far.empty() ? std::string_view("/") : so_far, step.look_up}, so_far, true};
-  }
-  if (relative) return {{so_far, step.look_up}, so_far, true};
-  const size_t slash = so_far.starts_with("//") ? so_far.find('/', 2) : std::string_view::npos;
-  if (slash == std::string_view::npos) return {{}, {}, false};
-  return {{so_far.substr(slash), step.look_up}, so_far.substr(slash + 1), true};
 }
 
 } // namespace tvr

@@ -1,7 +1,7 @@
 // Resolves URI templates: fills their keys from the records and groups in scope.
 #include <algorithm>
 
-#include "uri_program.hpp"
+#include "uri_resolve.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "source.hpp"
-#include "zuapi/zuapi.h"
+#include "zu_tovra/internal/uri_program.hpp"
 
 namespace tovra::check {
 
@@ -26,43 +26,41 @@ size_t last_separator(std::string_view uri) {
   return at == 0 ? uri.npos : at;
 }
 
-std::string key_name(const zu_tvr_dyn_uri &uri) {
-  zu_do_name *name = zu_do_nlist_get(uri.keys, 0);
-  return name != nullptr ? zu_do_name_get_strname(name) : "";
-}
+// Follows a template as the library does, with `any_value` for each key, and collects its look-ups.
+class any_source {
+public:
+  explicit any_source(bool relative) : relative_(relative) {}
 
-// Follows a template from its outermost segment in, writing its text and collecting its keys.
-struct reader {
-  bool relative;
-  std::string text = {};
-  std::vector<key_look_up> keys = {};
-
-  void read(const zu_tvr_uri &uri) {
-    if (uri.is_dynamic == 0) {
-      text += zu_do_uri_get_uri_str(uri.data.uri);
-      return;
-    }
-    const zu_tvr_dyn_uri &dyn = *uri.data.dyn;
-    if (dyn.parent != nullptr) read(*dyn.parent);
-    const char *segment = zu_do_name_get_strname(dyn.ref_name);
-    const std::string key = key_name(dyn);
-    keys.push_back({separators[std::min<size_t>(dyn.sep_type, 2)], segment, key, wanted(dyn, segment)});
-    const bool after_root =
-        dyn.parent != nullptr && dyn.parent->is_dynamic == 0 && (text == "/" || text == "//");
-    if (!after_root) text += "/";
-    text += std::string(segment) + ";" + key + "=" + std::string(any_value);
-    if (dyn.tail != nullptr) text += dyn.tail;
+  int32_t take(const tvr::uri_step &step, zu_do_strbuf *buffer) {
+    const auto wanted = tvr::look_up_of(step, tvr::text_of(buffer), relative_);
+    key_look_up &key = keys.emplace_back();
+    key.separator = separators[std::min<size_t>(step.where, 2)];
+    key.segment = step.look_up.substr(1);
+    key.key = zu_do_name_get_strname(step.key);
+    if (wanted.possible) key.wanted = canonical(std::string(wanted.from).append(step.look_up));
+    zu_do_strbuf_add_bytes(buffer, step.head.data(), step.head.size());
+    zu_do_strbuf_add_bytes(buffer, any_value.data(), any_value.size());
+    return 0;
   }
+
+  std::vector<key_look_up> keys;
 
 private:
-  std::optional<pattern> wanted(const zu_tvr_dyn_uri &dyn, const std::string &segment) const {
-    if (dyn.sep_type == DYN_KEY_QUERY) return canonical(text + "?" + segment);
-    if (relative) return canonical(text + "/" + segment);
-    if (!text.starts_with("//")) return std::nullopt;
-    const size_t slash = text.find('/', 2);
-    return slash == text.npos ? std::nullopt : canonical(text.substr(slash + 1) + "/" + segment);
-  }
+  bool relative_;
 };
+
+struct followed {
+  std::optional<pattern> uri;
+  std::vector<key_look_up> keys;
+};
+
+followed follow(const zu_tvr_uri &uri) {
+  const tvr::string_buffer buffer(zu_do_strbuf_new());
+  any_source source(uri.relative != 0);
+  uint32_t at = 0;
+  tvr::run_uri_program(*uri.program, at, uri.program->step_count, buffer.get(), source);
+  return {canonical(std::string(tvr::text_of(buffer.get()))), std::move(source.keys)};
+}
 
 size_t end_of_value(std::string_view text, size_t at) {
   return std::min(text.find_first_of("/;?", at), text.size());
@@ -100,16 +98,13 @@ std::string why_refused(std::string_view uri) {
 }
 
 std::optional<pattern> pattern_of(const zu_tvr_uri &uri) {
-  reader reader{uri.relative != 0};
-  reader.read(uri);
-  return canonical(reader.text);
+  return follow(uri).uri;
 }
 
 std::optional<std::vector<key_look_up>> look_ups_of(const zu_tvr_uri &uri) {
-  reader reader{uri.relative != 0};
-  reader.read(uri);
-  if (!canonical(reader.text)) return std::nullopt;
-  return reader.keys;
+  followed found = follow(uri);
+  if (!found.uri) return std::nullopt;
+  return std::move(found.keys);
 }
 
 bool can_match(std::string_view record_uri, std::string_view looked_up) {

@@ -6,9 +6,11 @@
 
 #include <string_view>
 
+#include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/records_cache.hpp"
-#include "zu_tovra/internal/uri_programs.hpp"
-#include "zu_tovra/walk_ctx.h"
+#include "zu_tovra/uri.h"
+
+struct zu_tvr_uri_programs; // the programs of a tree: equal templates share one
 
 namespace tvr {
 
@@ -44,17 +46,21 @@ struct zu_tvr_uri_program {
 
 namespace tvr {
 
-// Gives the template, whose segments are linked, its program; false when memory is exhausted.
-bool compile_uri(zu_tvr_uri *uri, const char *text, zu_tvr_uri_programs *programs) noexcept;
-void drop_uri_program(zu_tvr_uri_program *program) noexcept;
-
 // What a step looks up behind the text so far.
 struct step_look_up {
   looked_up uri;         // the text of its URI, when the step is canonical
   std::string_view from; // the part of the text so far that messages show before `look_up`
   bool possible;         // false: without a location there is no path behind it, and nothing answers
 };
-step_look_up look_up_of(const uri_step &step, std::string_view so_far, bool relative) noexcept;
+inline step_look_up look_up_of(const uri_step &step, std::string_view so_far, bool relative) noexcept {
+  if (step.where == DYN_KEY_QUERY) {
+    return {{so_far.empty() ? std::string_view("/") : so_far, step.look_up}, so_far, true};
+  }
+  if (relative) return {{so_far, step.look_up}, so_far, true};
+  const size_t slash = so_far.starts_with("//") ? so_far.find('/', 2) : std::string_view::npos;
+  if (slash == std::string_view::npos) return {{}, {}, false};
+  return {{so_far.substr(slash), step.look_up}, so_far.substr(slash + 1), true};
+}
 
 // Writes the steps from `at` up to, not including, `to`; `at` is then the step that ended it. The source has
 //   int32_t take(step, buffer): writes the step's head and its key's value; 0, or the status that ends it.
@@ -81,49 +87,15 @@ inline std::string_view text_of(zu_do_strbuf *buffer) noexcept {
   return written != nullptr ? std::string_view(written, zu_do_strbuf_get_len(buffer)) : std::string_view();
 }
 
-// ---- Over the caches of a walk ----
+// ---- The programs of a tree ----
+// A walk remembers for all templates that share a program what one of them named.
 
-// One resolution over the records and groups in scope. What it meets is traced, never reported.
-class cache_source {
-public:
-  cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool canonical) noexcept
-      : ctx_(ctx), relative_(relative), canonical_(canonical) {}
+// None when memory is exhausted.
+[[nodiscard]] zu_tvr_uri_programs *uri_programs_new() noexcept;
+// Its templates may outlive it; none is ignored.
+void uri_programs_delete(zu_tvr_uri_programs *programs) noexcept;
 
-  int32_t take(const uri_step &step, zu_do_strbuf *buffer) noexcept;
-
-  bool canonical() const noexcept { return canonical_; } // every value stands in a URI as it is
-  bool exhausted() const noexcept { return exhausted_; } // memory, and not the template, is why it failed
-  bool silent() const noexcept { return silent_; } // the texts of the records cache decided, without an error
-  uint32_t consulted() const noexcept { return consulted_; } // entries of the records cache
-
-  void fail_exhausted() noexcept { exhausted_ = true; }
-  void note(const cache_answer &answer) noexcept;
-  // The text so far is not the program's own; nothing is to be remembered.
-  void distrust() noexcept { canonical_ = silent_ = false; }
-  // Something other than the texts of the records cache decides.
-  void note_foreign() noexcept { silent_ = false; }
-
-private:
-  zu_do_properties *find(const uri_step &step, std::string_view so_far) noexcept;
-  bool find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri,
-                   zu_do_properties **record) noexcept;
-  int32_t append_value(zu_do_value *value, zu_do_strbuf *buffer) noexcept;
-
-  zu_tvr_walk_ctx *ctx_;
-  bool relative_;
-  bool canonical_;
-  bool exhausted_ = false;
-  bool silent_ = true;
-  uint32_t consulted_ = 0;
-};
-
-// Runs the program up to a segment, its own step included: 0, or the status.
-int32_t run_segment(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relative, zu_tvr_walk_ctx *ctx,
-                    zu_do_strbuf *buffer) noexcept;
-
-// The operations of the public records.
-zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept;
-int32_t resolve_uri_keys(zu_tvr_dyn_uri *segment, uint8_t relative, zu_tvr_walk_ctx *ctx,
-                         zu_do_strbuf *buffer) noexcept;
+// As zu_tvr_uri_new, with a program of the set, which may be none: then the template has its own.
+[[nodiscard]] zu_tvr_uri *uri_new_shared(const char *text, zu_tvr_uri_programs *programs) noexcept;
 
 } // namespace tvr
