@@ -7,6 +7,7 @@
 #include "property_lines.hpp"
 #include "version.hpp"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/uri_program.hpp"
 
 namespace tvr::loader {
 
@@ -39,7 +40,7 @@ bool take_op(parse_context &parse, const char *value) noexcept {
 bool take_uri(parse_context &parse, const char *value) noexcept {
   const char *uri = skip_blanks(value);
   if (*uri == '\0') uri = nullptr;
-  parse.data->uri.reset(zu_tvr_uri_new(uri));
+  parse.data->uri.reset(uri_new_shared(uri, parse.tree->programs));
   if (parse.data->uri != nullptr) return true;
   TVR_ERROR("Error creating the URI from %s", uri);
   return refuse("Failed to allocate URI", nullptr, ZU_EXHAUSTED, parse.error);

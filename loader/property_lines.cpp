@@ -20,7 +20,10 @@ bool need_map(parse_context &parse, const char *value) noexcept {
   if (data.props_map != nullptr) return true;
   TVR_INFO("loader starting property map of size %d with %s", data.format_slots, value);
   data.props_map.reset(zu_tvr_props_map_new(data.format_slots));
-  if (data.props_map != nullptr) return true;
+  if (data.props_map != nullptr) {
+    data.props_map->programs = parse.tree->programs;
+    return true;
+  }
   return refuse("Failed to create props map", nullptr, ZU_FAILED, parse.error);
 }
 

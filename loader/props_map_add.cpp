@@ -5,7 +5,7 @@
 
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
-#include "zu_tovra/uri.h"
+#include "zu_tovra/internal/uri_program.hpp"
 
 namespace tvr::loader {
 
@@ -157,7 +157,7 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
     TVR_ERROR("Failed to allocate indices in item in the map of print props");
     return nullptr;
   }
-  item->uri = zu_tvr_uri_new(uri);
+  item->uri = uri_new_shared(uri, map->programs);
   if (item->uri == nullptr) {
     TVR_ERROR("Failed to allocate uri in item in the map of print props");
     return nullptr;

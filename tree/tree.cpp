@@ -9,6 +9,7 @@
 #include "tree_walk.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/uri_program.hpp"
 #include "zu_tovra/jump.h"
 
 namespace {
@@ -235,6 +236,7 @@ zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
   }
   tree->nodes = nodes.release();
   tree->orphans = orphans.release();
+  tree->programs = tvr::uri_programs_new(); // without memory for it each template has its own
   tree->add_node = add_node;
   tree->resolve_links = resolve_links;
   tree->walk = tvr::walk_tree;
@@ -244,6 +246,7 @@ zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
 void zu_tvr_tree_delete(zu_tvr_tree *tree) noexcept {
   TVR_ASSERT(tree);
   const tvr::block<zu_tvr_tree> owner(tree);
+  tvr::uri_programs_delete(tree->programs);
   const table orphans(tree->orphans); // destroyed after the nodes, whose ids its records borrow
   const table nodes(tree->nodes);
 }

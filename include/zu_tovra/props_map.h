@@ -80,6 +80,9 @@ struct zu_tvr_props_map {
   /* Private: where the lists go on. */
   zu_tvr_extra_prop *last_extra_prop;
   zu_tvr_uri_item *last_uri_item;
+
+  /* Private: of the tree that is loaded, borrowed; or none. */
+  struct zu_tvr_uri_programs *programs;
 };
 
 /* A map for a format with that many slots; none when the number is negative or memory is exhausted. */

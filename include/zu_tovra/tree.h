@@ -27,7 +27,8 @@ struct zu_tvr_tree {
   bool (*walk)(zu_tvr_tree *tree, const char *id, zu_tvr_walk_ctx *ctx);
 
   /* Private. */
-  uint32_t slots; /* nodes that were given a slot */
+  uint32_t slots;                       /* nodes that were given a slot */
+  struct zu_tvr_uri_programs *programs; /* owned: the compiled URI templates, or none */
 };
 
 /* A new tree that holds only its root, or none (traced). */
