@@ -3,7 +3,7 @@
 #include <memory>
 #include <string_view>
 
-#include "cli_exec/cond_tree.h"
+#include "cli_exec/cond_tree.hpp"
 #include "zuapi/properties.h"
 #include "zuapi/strbuf.h"
 #include "zuapi/value.h"
