@@ -40,6 +40,9 @@ bool truth_of(zu_do_value *value) {
   }
 }
 
+// Which sides of an order a comparison is true for.
+enum : unsigned { below = 1, same = 2, above = 4 };
+
 class evaluation {
 public:
   evaluation(const node *nodes, zu_do_properties *properties) : nodes_(nodes), properties_(properties) {}
@@ -54,8 +57,7 @@ private:
   bool any_argument(const node &group, bool truth);
   bool equal(const node &group);
   int order(zu_do_value *a, zu_do_value *b);
-  template <typename Wanted>
-  bool ordered(const node &group, Wanted wanted);
+  bool ordered(const node &group, unsigned wanted);
 
   const node *nodes_;
   zu_do_properties *properties_;
@@ -82,13 +84,13 @@ bool evaluation::holds(const node &what) {
   case kind::not_equal:
     return !equal(what);
   case kind::less:
-    return ordered(what, [](int order) { return order < 0; });
+    return ordered(what, below);
   case kind::less_or_equal:
-    return ordered(what, [](int order) { return order <= 0; });
+    return ordered(what, below | same);
   case kind::greater:
-    return ordered(what, [](int order) { return order > 0; });
+    return ordered(what, above);
   case kind::greater_or_equal:
-    return ordered(what, [](int order) { return order >= 0; });
+    return ordered(what, above | same);
   case kind::is_set:
     return value_at(*first(what)) != nullptr;
   case kind::constant:
@@ -113,11 +115,12 @@ bool evaluation::equal(const node &group) {
   return a == nullptr || b == nullptr ? a == b : zu_do_value_equals(a, b);
 }
 
-template <typename Wanted>
-bool evaluation::ordered(const node &group, Wanted wanted) {
+bool evaluation::ordered(const node &group, unsigned wanted) {
   zu_do_value *a = value_at(*first(group));
   zu_do_value *b = value_at(*after(*first(group)));
-  return a != nullptr && b != nullptr && wanted(order(a, b));
+  if (a == nullptr || b == nullptr) return false;
+  const int found = order(a, b);
+  return (wanted & (found < 0 ? below : found > 0 ? above : same)) != 0;
 }
 
 int evaluation::order(zu_do_value *a, zu_do_value *b) {
@@ -131,8 +134,9 @@ int evaluation::order(zu_do_value *a, zu_do_value *b) {
 } // namespace
 
 bool evaluate(const zu_cond_list &list, zu_do_properties *properties, bool *holds) noexcept {
-  evaluation run(list.nodes(), properties);
-  const bool answer = run.holds(*list.nodes());
+  const node *nodes = list.nodes();
+  evaluation run(nodes, properties);
+  const bool answer = run.holds(nodes[1].end == list.count ? nodes[1] : nodes[0]); // mostly there is but one
   if (run.exhausted()) return false;
   *holds = answer;
   return true;

@@ -136,10 +136,11 @@ zu_do_properties *make_view(store_record *row) {
   return record;
 }
 
-// `_coll_uri` (unless the URI is none) as the first property of an empty record that has room for it.
+// `_coll_uri` (unless the URI is none) as the first property of a record without entries that has room.
 void put_first(zu_do_properties *record, zu_do_uri *coll_uri) {
   if (coll_uri == nullptr) return;
-  append(record, name_of_coll_uri(), own_cell(record, cell_coll_uri(coll_uri)));
+  record->entries[0] = {name_of_coll_uri(), own_cell(record, cell_coll_uri(coll_uri))};
+  record->length = 1;
   keep_own_cell(record);
   record->lead = record->form != nullptr ? 1 : 0;
 }

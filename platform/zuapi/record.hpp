@@ -3,6 +3,8 @@
 
 #include "zuapi/objects.hpp"
 
+#pragma GCC visibility push(hidden)
+
 namespace zuapi {
 
 // ---- Look-ups ----
@@ -77,3 +79,5 @@ inline void replace_value(zu_do_properties *record, zu_do_entry &entry, zu_do_va
 void record_release_own(zu_do_properties *record);
 
 } // namespace zuapi
+
+#pragma GCC visibility pop

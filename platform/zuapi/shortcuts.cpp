@@ -19,31 +19,54 @@ int32_t find_position(const void *form, zu_do_name *name) {
   return form == nullptr || name == nullptr ? -1 : shape_find(static_cast<const shape *>(form), name);
 }
 
-void read_at(zu_do_properties *record, const int32_t *positions, uint32_t count, zu_do_value_facts *facts) {
-  const uint32_t width = record == nullptr ? 0 : record->width;
-  zu_do_value *const cells = width == 0 ? nullptr : record->cells;
-  const uint64_t overlaid = width == 0 ? 0 : record->overlaid;
-  for (uint32_t i = 0; i < count; ++i) {
-    const auto slot = static_cast<uint32_t>(positions[i]);
-    if (slot >= width) {
-      facts[i] = {nullptr, ZU_DO_TYPE_NONE, false, false};
-      continue;
-    }
-    zu_do_value *value = (overlaid & slot_bit(slot)) != 0 ? overlay_at(record, slot) : &cells[slot];
-    facts[i] = {value, value->type, (value->flags & value_default) != 0, (value->flags & value_typed) != 0};
+constexpr zu_do_value_facts no_facts = {nullptr, ZU_DO_TYPE_NONE, false, false};
+
+zu_do_value_facts facts_of(zu_do_value *value) {
+  return {value, value->type, (value->flags & value_default) != 0, (value->flags & value_typed) != 0};
+}
+
+// The positions from the first on that something may have been set over.
+[[gnu::noinline]] void read_overlaid(zu_do_properties *record, const int32_t *position, const int32_t *end,
+                                     zu_do_value_facts *facts) {
+  for (; position != end; ++position, ++facts) {
+    const auto slot = static_cast<uint32_t>(*position);
+    *facts = slot < record->width ? facts_of(value_at(record, slot)) : no_facts;
   }
 }
 
-// In a view, the row's URI stands in the first slot, and `_coll_uri` leads when the view was made with it.
-zu_do_value *known_value(zu_do_properties *record, bool collection) {
-  if (record == nullptr) return nullptr;
-  if (record->form != nullptr && !collection) return value_at(record, 0);
-  if (record->lead != 0) return record->entries[0].value;
-  return value_of(record, collection ? name_of_coll_uri() : name_of_uri());
+// The loop reads the cells alone, so that it needs few registers and no call.
+void read_at(zu_do_properties *record, const int32_t *position, uint32_t count, zu_do_value_facts *facts) {
+  const uint32_t width = record == nullptr ? 0 : record->width;
+  zu_do_value *const cells = width == 0 ? nullptr : record->cells;
+  const uint64_t overlaid = width == 0 ? 0 : record->overlaid;
+  for (const int32_t *const end = position + count; position != end; ++position, ++facts) {
+    const auto slot = static_cast<uint32_t>(*position);
+    if (slot >= width) {
+      *facts = no_facts;
+    } else if ((overlaid >> (slot % 64) & 1) == 0) {
+      *facts = facts_of(&cells[slot]);
+    } else {
+      return read_overlaid(record, position, end, facts);
+    }
+  }
+}
+
+[[gnu::noinline]] zu_do_value *find_value(zu_do_properties *record, const zu_do_name *name) {
+  return value_of(record, name);
 }
 
 void read_uri(zu_do_properties *record, bool collection, zu_do_uri_text *found) {
-  zu_do_value *value = known_value(record, collection);
+  zu_do_value *value = nullptr;
+  // In a view the row's URI stands in the first slot, and `_coll_uri` leads when the view was made with it.
+  if (record != nullptr) {
+    if (record->width != 0 && !collection && (record->overlaid & slot_bit(0)) == 0) {
+      value = &record->cells[0];
+    } else if (record->lead != 0 && collection) {
+      value = record->entries[0].value;
+    } else {
+      value = find_value(record, collection ? name_of_coll_uri() : name_of_uri());
+    }
+  }
   if (value == nullptr) {
     *found = {nullptr, 0, ZU_DO_NO_PROPERTY};
   } else if (value->type == ZU_DO_TYPE_MR_URI || value->type == ZU_DO_TYPE_COLL_URI) {

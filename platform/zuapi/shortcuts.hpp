@@ -3,6 +3,8 @@
 
 #include "zuapi/layout.hpp"
 
+#pragma GCC visibility push(hidden)
+
 namespace zuapi {
 
 // As in zu_do_shortcuts: display, uri_parts and new_from_row.
@@ -40,3 +42,5 @@ private:
 };
 
 } // namespace zuapi
+
+#pragma GCC visibility pop
