@@ -112,9 +112,7 @@ node *find(const ht_table *table, const char *key) {
   if (table == nullptr || key == nullptr) return nullptr;
   const uint64_t hash = hash_of(key);
   node *entry = bucket_of(table, hash).head;
-  while (entry != nullptr && (entry->hash != hash || strcmp(entry->key, key) != 0)) {
-    entry = entry->chain_next;
-  }
+  while (entry != nullptr && (entry->hash != hash || strcmp(entry->key, key) != 0)) entry = entry->chain_next;
   return entry;
 }
 

@@ -46,6 +46,27 @@ inline bool count_down(std::atomic<uint32_t> &count) {
   return count.load(std::memory_order_acquire) == 1 || count.fetch_sub(1, std::memory_order_acq_rel) == 1;
 }
 
+// ---- Counted lists: count, length, capacity, items ----
+
+// An empty list, or none when memory is exhausted.
+template <class List>
+List *list_new() {
+  auto *list = allocate<List>();
+  if (list == nullptr) return nullptr;
+  list->count = 1;
+  list->length = list->capacity = 0;
+  list->items = nullptr;
+  return list;
+}
+
+template <class List, class ReleaseItem>
+void list_deref(List *list, ReleaseItem release_item) {
+  if (list == nullptr || !count_down(list->count)) return;
+  for (uint32_t i = 0; i < list->length; ++i) release_item(list->items[i]);
+  release(list->items);
+  release(list);
+}
+
 // ---- Walks over lists ----
 
 inline void iter_start(void *list, zu_do_iter *it) {
