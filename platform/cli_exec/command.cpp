@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cli_exec/cond_tree.h"
-#include "cli_exec/results.h"
+#include "cli_exec/cond_tree.hpp"
+#include "cli_exec/results.hpp"
 #include "qmalloc/qmalloc.h"
 #include "svcs/svcs.h"
 

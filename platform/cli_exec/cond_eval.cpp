@@ -1,190 +1,142 @@
 // Evaluates a parsed condition over condition properties; reads the nodes only, so threads may share them.
-#include <cstring>
-#include <memory>
-#include <string_view>
-
-#include "cli_exec/cond_tree.h"
-#include "zuapi/properties.h"
-#include "zuapi/strbuf.h"
-#include "zuapi/value.h"
+#include "cli_exec/cond_tree.hpp"
+#include "zuapi/record.hpp"
+#include "zuapi/shortcuts.hpp"
 
 namespace zu_cond {
 
 namespace {
 
-// A side of a comparison: a value, null, or the boolean that a group yields.
-struct side {
-  zu_do_value *value; // borrowed; none: null, or a boolean
-  bool is_boolean;
-  bool boolean;
+bool is_number(const zu_do_value *value) {
+  return value->type == ZU_DO_TYPE_INT || value->type == ZU_DO_TYPE_UINT || value->type == ZU_DO_TYPE_DOUBLE;
+}
 
-  bool is_null() const { return value == nullptr && !is_boolean; }
-};
-
-// The display text of a side; only what cannot be shown in place needs memory.
-class display_text {
-public:
-  // False when memory is exhausted.
-  bool take(const side &shown) {
-    if (shown.is_boolean) {
-      text_ = shown.boolean ? "true" : "false";
-      return true;
-    }
-    size_t length = 0;
-    if (const char *text = zu_do_value_display(shown.value, room_, &length)) {
-      text_ = {text, length};
-      return true;
-    }
-    buffer_.reset(zu_do_strbuf_new());
-    if (buffer_ == nullptr || zu_do_value_to_strbuf(shown.value, 0, buffer_.get()) != 0) return false;
-    text_ = {zu_do_strbuf_to_string(buffer_.get()), zu_do_strbuf_get_len(buffer_.get())};
-    return true;
-  }
-  std::string_view text() const { return text_; }
-
-private:
-  struct releaser {
-    void operator()(zu_do_strbuf *buffer) const { zu_do_strbuf_deref(buffer); }
-  };
-  char room_[ZU_DO_VALUE_ROOM];
-  std::unique_ptr<zu_do_strbuf, releaser> buffer_;
-  std::string_view text_;
-};
-
-bool is_number(zu_do_value *value) {
-  const int32_t type = zu_do_value_get_type(value);
-  return type == ZU_DO_TYPE_INT || type == ZU_DO_TYPE_UINT || type == ZU_DO_TYPE_DOUBLE;
+// What is absent, without value or null is one thing: none.
+zu_do_value *none_for_null(zu_do_value *value) {
+  if (value == nullptr || value->type == ZU_DO_TYPE_NULL || value->type == ZU_DO_TYPE_NONE) return nullptr;
+  return value;
 }
 
 // Whether the display text is empty. That of an array is when the array is, or when its one element's is.
 bool shows_nothing(zu_do_value *value) {
-  while (zu_do_value_get_type(value) == ZU_DO_TYPE_ARRAY) {
-    zu_do_vlist *elements = zu_do_value_get_array(value, nullptr);
-    const size_t length = zu_do_vlist_get_len(elements);
-    if (length != 1) return length == 0;
+  while (none_for_null(value) != nullptr && value->type == ZU_DO_TYPE_ARRAY) {
+    zu_do_vlist *elements = value->content().list;
+    if (elements->length != 1) return elements->length == 0;
     value = zu_do_vlist_get_value(elements, 0);
   }
-  if (zu_do_value_is_null(value)) return true;
-  if (zu_do_value_get_type(value) != ZU_DO_TYPE_STRING) return false;
-  return zu_do_value_get_string(value, nullptr)[0] == '\0';
+  return none_for_null(value) == nullptr || (value->type == ZU_DO_TYPE_STRING && value->length == 0);
 }
 
 bool truth_of(zu_do_value *value) {
-  switch (zu_do_value_get_type(value)) {
+  switch (value->type) {
   case ZU_DO_TYPE_BOOL:
-    return zu_do_value_get_bool(value, nullptr);
+    return value->content().boolean;
   case ZU_DO_TYPE_INT:
-    return zu_do_value_get_int(value, nullptr) != 0;
+    return value->content().integer != 0;
   case ZU_DO_TYPE_DOUBLE:
-    return zu_do_value_get_double(value, nullptr) != 0.0;
+    return value->content().number != 0.0;
   default:
     return !shows_nothing(value);
   }
 }
 
+// Which sides of an order a comparison is true for.
+enum : unsigned { below = 1, same = 2, above = 4 };
+
 class evaluation {
 public:
   evaluation(const node *nodes, zu_do_properties *properties) : nodes_(nodes), properties_(properties) {}
 
-  bool holds(uint32_t index);
+  bool holds(const node &what);
   bool exhausted() const { return exhausted_; }
 
 private:
-  side side_at(uint32_t index);
-  bool any_argument(uint32_t group, bool truth);
-  bool equal(uint32_t group);
-  int order(const side &a, const side &b);
-  template <typename Wanted>
-  bool ordered(uint32_t group, Wanted wanted);
+  const node *first(const node &group) const { return &group + 1; }
+  const node *after(const node &argument) const { return nodes_ + argument.end; }
+  zu_do_value *value_at(const node &what);
+  bool any_argument(const node &group, bool truth);
+  bool equal(const node &group);
+  int order(zu_do_value *a, zu_do_value *b);
+  bool ordered(const node &group, unsigned wanted);
 
   const node *nodes_;
   zu_do_properties *properties_;
   bool exhausted_ = false;
 };
 
-side evaluation::side_at(uint32_t index) {
-  const node &what = nodes_[index];
-  zu_do_value *value = nullptr;
-  if (what.what == kind::constant) {
-    value = what.value;
-  } else if (what.what == kind::property) {
-    value = zu_do_properties_get_value_n(properties_, what.name);
-  } else {
-    return {nullptr, true, holds(index)};
-  }
-  return {zu_do_value_is_null(value) ? nullptr : value, false, false};
+// A side of a comparison: borrowed, none for null. A group is a boolean, whose values need no memory.
+zu_do_value *evaluation::value_at(const node &what) {
+  if (what.what == kind::constant) return none_for_null(what.value);
+  if (what.what != kind::property) return zu_do_value_new_bool(holds(what));
+  return properties_ == nullptr ? nullptr : none_for_null(zuapi::value_of(properties_, what.name));
 }
 
-bool evaluation::holds(uint32_t index) {
-  switch (nodes_[index].what) {
+bool evaluation::holds(const node &what) {
+  switch (what.what) {
   case kind::all_of:
-    return !any_argument(index, false);
+    return !any_argument(what, false);
   case kind::any_of:
-    return any_argument(index, true);
+    return any_argument(what, true);
   case kind::negation:
-    return !holds(index + 1);
+    return !holds(*first(what));
   case kind::equal:
-    return equal(index);
+    return equal(what);
   case kind::not_equal:
-    return !equal(index);
+    return !equal(what);
   case kind::less:
-    return ordered(index, [](int order) { return order < 0; });
+    return ordered(what, below);
   case kind::less_or_equal:
-    return ordered(index, [](int order) { return order <= 0; });
+    return ordered(what, below | same);
   case kind::greater:
-    return ordered(index, [](int order) { return order > 0; });
+    return ordered(what, above);
   case kind::greater_or_equal:
-    return ordered(index, [](int order) { return order >= 0; });
+    return ordered(what, above | same);
   case kind::is_set:
-    return !side_at(index + 1).is_null();
+    return value_at(*first(what)) != nullptr;
   case kind::constant:
   case kind::property:
     break;
   }
-  zu_do_value *value = side_at(index).value;
+  zu_do_value *value = value_at(what);
   return value != nullptr && truth_of(value);
 }
 
-bool evaluation::any_argument(uint32_t group, bool truth) {
-  for (uint32_t i = group + 1; i < nodes_[group].end; i = nodes_[i].end) {
-    if (holds(i) == truth) return true;
+bool evaluation::any_argument(const node &group, bool truth) {
+  const node *const end = after(group);
+  for (const node *argument = first(group); argument != end; argument = after(*argument)) {
+    if (holds(*argument) == truth) return true;
   }
   return false;
 }
 
-bool evaluation::equal(uint32_t group) {
-  const side a = side_at(group + 1);
-  const side b = side_at(nodes_[group + 1].end);
-  if (a.is_null() || b.is_null()) return a.is_null() && b.is_null();
-  if (a.is_boolean && b.is_boolean) return a.boolean == b.boolean;
-  if (!a.is_boolean && !b.is_boolean) return zu_do_value_equals(a.value, b.value);
-  zu_do_value *value = a.is_boolean ? b.value : a.value;
-  return zu_do_value_get_type(value) == ZU_DO_TYPE_BOOL &&
-         zu_do_value_get_bool(value, nullptr) == (a.is_boolean ? a.boolean : b.boolean);
+bool evaluation::equal(const node &group) {
+  zu_do_value *a = value_at(*first(group));
+  zu_do_value *b = value_at(*after(*first(group)));
+  return a == nullptr || b == nullptr ? a == b : zu_do_value_equals(a, b);
 }
 
-template <typename Wanted>
-bool evaluation::ordered(uint32_t group, Wanted wanted) {
-  const side a = side_at(group + 1);
-  const side b = side_at(nodes_[group + 1].end);
-  return !a.is_null() && !b.is_null() && wanted(order(a, b));
+bool evaluation::ordered(const node &group, unsigned wanted) {
+  zu_do_value *a = value_at(*first(group));
+  zu_do_value *b = value_at(*after(*first(group)));
+  if (a == nullptr || b == nullptr) return false;
+  const int found = order(a, b);
+  return (wanted & (found < 0 ? below : found > 0 ? above : same)) != 0;
 }
 
-int evaluation::order(const side &a, const side &b) {
-  if (is_number(a.value) && is_number(b.value)) return zu_do_value_compare(a.value, b.value);
-  display_text a_text, b_text;
-  if (!a_text.take(a) || !b_text.take(b)) {
-    exhausted_ = true;
-    return 0;
-  }
-  return a_text.text().compare(b_text.text());
+int evaluation::order(zu_do_value *a, zu_do_value *b) {
+  if (is_number(a) && is_number(b)) return zu_do_value_compare(a, b);
+  zuapi::shown_text a_shown, b_shown;
+  const std::string_view a_text = a_shown.of(a), b_text = b_shown.of(b);
+  exhausted_ = exhausted_ || a_text.data() == nullptr || b_text.data() == nullptr;
+  return a_text.compare(b_text);
 }
 
 } // namespace
 
 bool evaluate(const zu_cond_list &list, zu_do_properties *properties, bool *holds) noexcept {
-  evaluation run(list.nodes(), properties);
-  const bool answer = run.holds(0);
+  const node *nodes = list.nodes();
+  evaluation run(nodes, properties);
+  const bool answer = run.holds(nodes[1].end == list.count ? nodes[1] : nodes[0]); // mostly there is but one
   if (run.exhausted()) return false;
   *holds = answer;
   return true;

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "cli_exec/cond_tree.h"
+#include "cli_exec/cond_tree.hpp"
 #include "zuapi/name.h"
 #include "zuapi/value.h"
 

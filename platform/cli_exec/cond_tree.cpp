@@ -1,5 +1,5 @@
 // Making, growing and freeing the node block of a condition.
-#include "cli_exec/cond_tree.h"
+#include "cli_exec/cond_tree.hpp"
 
 #include "qmalloc/qmalloc.h"
 #include "zuapi/name.h"

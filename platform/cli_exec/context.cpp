@@ -1,7 +1,7 @@
 // The CLI context that a host makes for its requests, with its named configurations.
 #include <cstring>
 
-#include "cli_exec/results.h"
+#include "cli_exec/results.hpp"
 #include "qmalloc/qmalloc.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // Recording errors: the bundled result interface and results arrays.
-#include "cli_exec/results.h"
+#include "cli_exec/results.hpp"
 
 #include "qmalloc/qmalloc.h"
 

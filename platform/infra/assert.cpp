@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-extern "C" void zu_assert_fail(const char *name) {
+void zu_assert_fail(const char *name) {
   fprintf(stderr, "zu_tovra: missing mandatory argument: %s\n", name != nullptr ? name : "(null)");
   abort();
 }

@@ -1,16 +1,12 @@
 // Queues of items that begin with their link.
 #include "infra/infra.h"
 
-extern "C" {
-
 void queue_init(queue *q, uint32_t bound) {
   *q = queue{nullptr, nullptr, 0, bound};
 }
 
 int queue_enqueue(queue *q, void *item) {
-  if (q->bound != 0 && q->count >= q->bound) {
-    return 1;
-  }
+  if (q->bound != 0 && q->count >= q->bound) return 1;
   auto *link = static_cast<queue_item *>(item);
   link->next = nullptr;
   (q->tail != nullptr ? q->tail->next : q->head) = link;
@@ -21,16 +17,10 @@ int queue_enqueue(queue *q, void *item) {
 
 void *queue_dequeue(queue *q) {
   queue_item *item = q->head;
-  if (item == nullptr) {
-    return nullptr;
-  }
+  if (item == nullptr) return nullptr;
   q->head = item->next;
-  if (q->head == nullptr) {
-    q->tail = nullptr;
-  }
+  if (q->head == nullptr) q->tail = nullptr;
   --q->count;
   item->next = nullptr;
   return item;
 }
-
-} // extern "C"

@@ -40,16 +40,10 @@ uint32_t slot_of(uint32_t area, bool enter) {
   for (uint32_t probes = 0; probes < area_count; ++probes, slot = (slot + 1) % area_count) {
     uint64_t found = area_entries[slot].load(std::memory_order_relaxed);
     if (found == 0) {
-      if (!enter) {
-        return overflow_slot;
-      }
-      if (area_entries[slot].compare_exchange_strong(found, wanted, std::memory_order_relaxed)) {
-        return slot;
-      }
+      if (!enter) return overflow_slot;
+      if (area_entries[slot].compare_exchange_strong(found, wanted, std::memory_order_relaxed)) return slot;
     }
-    if (found == wanted) {
-      return slot;
-    }
+    if (found == wanted) return slot;
   }
   return overflow_slot;
 }
@@ -108,9 +102,7 @@ struct thread_end {
                  own.total_blocks.load(std::memory_order_relaxed));
     }
     (record->previous != nullptr ? record->previous->next : records) = record->next;
-    if (record->next != nullptr) {
-      record->next->previous = record->previous;
-    }
+    if (record->next != nullptr) record->next->previous = record->previous;
     free(record);
   }
 };
@@ -118,16 +110,12 @@ struct thread_end {
 // Gives the thread its record; none when there is no memory for one.
 thread_record *make_record() {
   void *memory = calloc(1, sizeof(thread_record));
-  if (memory == nullptr) {
-    return nullptr;
-  }
+  if (memory == nullptr) return nullptr;
   auto *record = new (memory) thread_record{};
   {
     std::lock_guard lock(records_mutex);
     record->next = records;
-    if (records != nullptr) {
-      records->previous = record;
-    }
+    if (records != nullptr) records->previous = record;
     records = record;
   }
   current = record;
@@ -164,17 +152,13 @@ constinit std::atomic<uint64_t> fault_fired{0};
 __attribute__((noinline, cold)) bool armed_failure_strikes() {
   const uint64_t ordinal = fault_seen.fetch_add(1) + 1;
   const uint64_t target = fault_target.load();
-  if (ordinal < target || (ordinal > target && !fault_all_later.load())) {
-    return false;
-  }
+  if (ordinal < target || (ordinal > target && !fault_all_later.load())) return false;
   fault_fired.fetch_add(1);
   return true;
 }
 
 inline bool refused(size_t size) {
-  if (size > largest_size) {
-    return true;
-  }
+  if (size > largest_size) return true;
   return __builtin_expect(fault_armed.load(std::memory_order_relaxed), 0) && armed_failure_strikes();
 }
 
@@ -185,9 +169,7 @@ block_header *header_of(void *block) {
 
 // Takes a fresh block into account; gives what the caller gets.
 void *charge(uint32_t area, block_header *header, size_t size) {
-  if (header == nullptr) {
-    return nullptr;
-  }
+  if (header == nullptr) return nullptr;
   header->size = size;
   header->slot = slot_of(area, true);
   count(header->slot, 1, static_cast<int64_t>(size), 1);
@@ -209,24 +191,16 @@ void ask_for_big_pages(block_header *header, size_t size) {
 
 } // namespace
 
-extern "C" {
-
 int qmalloc_init(uint32_t area, qmalloc_area_name_fn name) {
-  if (name == nullptr) {
-    return 1;
-  }
+  if (name == nullptr) return 1;
   const uint32_t slot = slot_of(area, true);
-  if (slot == overflow_slot) {
-    return 1;
-  }
+  if (slot == overflow_slot) return 1;
   area_names[slot].store(name);
   return 0;
 }
 
 void *qmalloc_named(uint32_t area, size_t size) {
-  if (refused(size)) {
-    return nullptr;
-  }
+  if (refused(size)) return nullptr;
   auto *header = static_cast<block_header *>(malloc(sizeof(block_header) + size));
   ask_for_big_pages(header, size);
   return charge(area, header, size);
@@ -234,24 +208,16 @@ void *qmalloc_named(uint32_t area, size_t size) {
 
 void *qcalloc_named(uint32_t area, size_t elements, size_t size) {
   size_t bytes = 0;
-  if (__builtin_mul_overflow(elements, size, &bytes) || refused(bytes)) {
-    return nullptr;
-  }
+  if (__builtin_mul_overflow(elements, size, &bytes) || refused(bytes)) return nullptr;
   return charge(area, static_cast<block_header *>(calloc(1, sizeof(block_header) + bytes)), bytes);
 }
 
 void *qrealloc_named(uint32_t area, void *block, size_t size) {
-  if (block == nullptr) {
-    return qmalloc_named(area, size);
-  }
-  if (refused(size)) {
-    return nullptr;
-  }
+  if (block == nullptr) return qmalloc_named(area, size);
+  if (refused(size)) return nullptr;
   const block_header before = *header_of(block);
   auto *header = static_cast<block_header *>(realloc(header_of(block), sizeof(block_header) + size));
-  if (header == nullptr) {
-    return nullptr;
-  }
+  if (header == nullptr) return nullptr;
   header->size = size;
   header->slot = slot_of(area, true);
   count(before.slot, -1, -static_cast<int64_t>(before.size), 0);
@@ -260,18 +226,14 @@ void *qrealloc_named(uint32_t area, void *block, size_t size) {
 }
 
 char *qstrdup_named(uint32_t area, const char *text) {
-  if (text == nullptr) {
-    return nullptr;
-  }
+  if (text == nullptr) return nullptr;
   const size_t size = strlen(text) + 1;
   void *copy = qmalloc_named(area, size);
   return copy != nullptr ? static_cast<char *>(memcpy(copy, text, size)) : nullptr;
 }
 
 void qfree_named(void *block) {
-  if (block == nullptr) {
-    return;
-  }
+  if (block == nullptr) return;
   block_header *header = header_of(block);
   count(header->slot, -1, -static_cast<int64_t>(header->size), 0);
   free(header);
@@ -284,9 +246,7 @@ void qfree_unnamed(void *block) {
 qmalloc_counters qmalloc_count(uint32_t area) {
   const uint32_t slot = slot_of(area, false);
   qmalloc_counters sum{};
-  if (slot == overflow_slot) {
-    return sum;
-  }
+  if (slot == overflow_slot) return sum;
   const auto add = [&sum](const counter_set &from) {
     sum.live_blocks += from.live_blocks.load(std::memory_order_relaxed);
     sum.live_bytes += from.live_bytes.load(std::memory_order_relaxed);
@@ -325,5 +285,3 @@ uint64_t qmalloc_fail_fired(void) {
 uint64_t qmalloc_fail_seen(void) {
   return fault_seen.load();
 }
-
-} // extern "C"

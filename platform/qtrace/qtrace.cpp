@@ -8,9 +8,7 @@
 #include <mutex>
 #include <unistd.h>
 
-extern "C" {
 int qtrace_current_level = 0;
-}
 
 namespace {
 
@@ -30,9 +28,7 @@ constinit trace_module *modules = nullptr; // the newest first, so it has the hi
 
 trace_module *find_module(const char *name) {
   trace_module *module = modules;
-  while (module != nullptr && strcmp(module->name, name) != 0) {
-    module = module->next;
-  }
+  while (module != nullptr && strcmp(module->name, name) != 0) module = module->next;
   return module;
 }
 
@@ -40,9 +36,7 @@ trace_module *add_module(const char *name) {
   const uint16_t last = modules != nullptr ? modules->id : uint16_t{0};
   const size_t length = strlen(name);
   void *memory = last < UINT16_MAX ? malloc(sizeof(trace_module) + length) : nullptr;
-  if (memory == nullptr) {
-    return nullptr;
-  }
+  if (memory == nullptr) return nullptr;
   auto *module = static_cast<trace_module *>(memory);
   module->next = modules;
   module->control = nullptr;
@@ -63,9 +57,7 @@ size_t append_visible(char *line, size_t at, size_t end, const char *message) {
   static const char digits[] = "0123456789ABCDEF";
   for (; *message != '\0'; ++message) {
     const bool control = is_control(*message);
-    if (at + (control ? 4 : 1) > end) {
-      break;
-    }
+    if (at + (control ? 4 : 1) > end) break;
     if (control) {
       const auto value = static_cast<unsigned char>(*message);
       const char shown[4] = {'\\', 'x', digits[value >> 4], digits[value & 15]};
@@ -108,9 +100,7 @@ void write_to_standard_error(void *, int level, const char *message) {
   size_t at = append_visible(line, prefix, size - 1, message);
   line[at++] = '\n';
   write_all(line, at);
-  if (line != stack_line) {
-    free(line);
-  }
+  if (line != stack_line) free(line);
 }
 
 constinit qtrace_sink_fn current_sink = write_to_standard_error;
@@ -118,20 +108,12 @@ constinit void *current_context = nullptr;
 
 } // namespace
 
-extern "C" {
-
 int qtrace_module_init_fn(const char *name, uint16_t *id, uintptr_t *control) {
-  if (name == nullptr || id == nullptr || control == nullptr) {
-    return 1;
-  }
+  if (name == nullptr || id == nullptr || control == nullptr) return 1;
   std::lock_guard lock(modules_mutex);
   trace_module *module = find_module(name);
-  if (module == nullptr) {
-    module = add_module(name);
-  }
-  if (module == nullptr) {
-    return 1;
-  }
+  if (module == nullptr) module = add_module(name);
+  if (module == nullptr) return 1;
   module->control = control;
   *id = module->id;
   return 0;
@@ -168,10 +150,6 @@ void qtrace_emit(uint16_t, int level, int, const char *format, ...) {
   }
   va_end(again);
   current_sink(current_context, level, message);
-  if (message != stack_message) {
-    free(message);
-  }
+  if (message != stack_message) free(message);
   errno = caller_errno;
 }
-
-} // extern "C"

@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "store/path.hpp"
+#include "zuapi/shortcuts.hpp"
 
 namespace store {
 
@@ -223,17 +224,8 @@ void loader::add_key(path_builder &path, uint32_t index, std::string_view encode
 
 void loader::check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const {
   char room[ZU_DO_VALUE_ROOM];
-  size_t length = 0;
-  std::string_view text;
-  bool has_text = given.type == ZU_DO_TYPE_STRING;
-  if (has_text) {
-    text = given.text();
-  } else if (given.type != ZU_DO_TYPE_ARRAY && !zu_do_value_is_null(&given)) {
-    const char *shown = zu_do_value_display(&given, room, &length);
-    has_text = shown != nullptr;
-    if (has_text) text = {shown, length};
-  }
-  if (!has_text || text != key) {
+  const std::string_view text = zuapi::raw_text(&given, room);
+  if (text.data() == nullptr || text != key) {
     refuse(at, "property " + in_quotes(of.name) + " contradicts the key " + in_quotes(key) + " of the URI");
   }
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "store/answer.hpp"
+#include "zuapi/shortcuts.hpp"
 
 namespace store {
 
@@ -30,31 +31,6 @@ private:
   std::string_view text_;
   const zuapi::shape *form_ = nullptr;
   int32_t slot_ = -1;
-};
-
-// Display texts, one at a time.
-class display {
-public:
-  ~display() { zu_do_strbuf_deref(buffer_); }
-  display() = default;
-  display(const display &) = delete;
-  display &operator=(const display &) = delete;
-
-  // Good until the next call; no data when memory is exhausted.
-  std::string_view of(zu_do_value *value) {
-    size_t length = 0;
-    const char *text = zu_do_value_display(value, room_, &length);
-    if (text != nullptr) return {text, length};
-    if (buffer_ == nullptr) buffer_ = zu_do_strbuf_new();
-    if (buffer_ == nullptr) return {};
-    zu_do_strbuf_clear(buffer_);
-    if (zu_do_value_to_strbuf(value, 0, buffer_) != ZU_OK) return {};
-    return {zu_do_strbuf_to_string(buffer_), zu_do_strbuf_get_len(buffer_)};
-  }
-
-private:
-  char room_[ZU_DO_VALUE_ROOM];
-  zu_do_strbuf *buffer_ = nullptr;
 };
 
 // Sorts by one property. Throws std::bad_alloc: a sort must not go on with an order that is not one.
@@ -86,7 +62,7 @@ int sort_rows(zu_do_nlist *order_by, answer &found) {
 
 int keep_rows_with(std::string_view name, std::string_view text, answer &found) {
   column wanted(name);
-  display shown;
+  zuapi::shown_text shown;
   const run rows = found.rows();
   // Rows are thinned out in place, in a block that is made when the first one is dropped.
   uint32_t kept = 0;
@@ -111,7 +87,7 @@ int refine_rows(zu_do_nvlist *query, zu_do_nlist *order_by, answer &found) {
   if (query != nullptr) zu_do_nvlist_iter(query, &it);
   while (query != nullptr && found.rows().count != 0 && zu_do_nvlist_has_next(query, &it)) {
     zu_do_nvpair *pair = zu_do_nvlist_get_next(query, &it);
-    display shown;
+    zuapi::shown_text shown;
     const std::string_view text = shown.of(zu_do_nvpair_get_value(pair));
     if (text.data() == nullptr) return ZU_EXHAUSTED;
     const int code = keep_rows_with(zu_do_nvpair_get_name(pair), text, found);

@@ -1,4 +1,4 @@
-// How data objects lie in memory: private to zuapi and to the store, which places frozen ones in its arena.
+// How data objects lie in memory: private to this platform, whose store places frozen ones in its arena.
 //
 // A frozen object is not counted: ref and deref do nothing, and its owner (a snapshot) outlives every use.
 // What a frozen object points at (texts, lists, URIs, names) is kept alive by the same owner.
@@ -37,9 +37,27 @@ namespace zuapi {
 
 uint32_t hash_text(const char *text, size_t length);
 
+// A name that lives as long as the process: known without the intern table.
+struct known_name {
+  zu_do_name name;
+  char text[16];
+};
+#pragma GCC visibility push(hidden)
+extern known_name known_uri, known_coll_uri;
+#pragma GCC visibility pop
+
 // The store's own names; never none, never released.
-zu_do_name *name_of_uri();      // _uri
-zu_do_name *name_of_coll_uri(); // _coll_uri
+inline zu_do_name *name_of_uri() { // _uri
+  return &known_uri.name;
+}
+inline zu_do_name *name_of_coll_uri() { // _coll_uri
+  return &known_coll_uri.name;
+}
+// The one of the two whose text that is, or none.
+inline zu_do_name *known_name_of(std::string_view text) {
+  if (text == ZU_DO_NAME_URI) return name_of_uri();
+  return text == ZU_DO_NAME_COLL_URI ? name_of_coll_uri() : nullptr;
+}
 
 // ---- Values ----
 

@@ -1,7 +1,9 @@
 // Interned names: one object for each text, found through a sharded table.
+#include <bit>
 #include <cstdlib>
 #include <mutex>
 #include <shared_mutex>
+#include <type_traits>
 
 #include "zuapi/objects.hpp"
 
@@ -12,15 +14,32 @@ namespace {
 constexpr uint32_t shard_count = 64;
 constexpr uint32_t first_bucket_count = 256; // of a shard
 
-struct known_name {
-  zu_do_name name;
-  char text[16];
-};
+// Up to eight bytes as a number, which is also known to the compiler.
+constexpr uint64_t word_of(const char *text, size_t length) {
+  char bytes[8] = {};
+  if (std::is_constant_evaluated()) {
+    for (size_t i = 0; i < length; ++i) bytes[i] = text[i];
+  } else if (length != 0) {
+    memcpy(bytes, text, length);
+  }
+  return std::bit_cast<uint64_t>(bytes);
+}
+
+constexpr uint32_t hash_of(const char *text, size_t length) {
+  constexpr uint64_t factor = 0x9e3779b97f4a7c15u;
+  uint64_t hash = length * factor;
+  for (; length >= 8; text += 8, length -= 8) {
+    hash = (hash ^ word_of(text, 8)) * factor;
+    hash ^= hash >> 32;
+  }
+  hash = (hash ^ word_of(text, length)) * factor;
+  hash ^= hash >> 29;
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
+}
 
 // Static, so that they cost no memory and are never released.
-constinit known_name known_uri{{1, 0, 4, 0, 1, nullptr}, ZU_DO_NAME_URI};
-constinit known_name known_coll_uri{{1, 0, 9, 0, 1, nullptr}, ZU_DO_NAME_COLL_URI};
-constinit known_name known_pending{{1, 0, 14, 0, 1, nullptr}, ZU_DO_NAME_PENDING_ATTRS};
+constinit known_name known_pending{{1, hash_of(ZU_DO_NAME_PENDING_ATTRS, 14), 14, 0, 1, nullptr},
+                                   ZU_DO_NAME_PENDING_ATTRS};
 static_assert(offsetof(known_name, text) == sizeof(zu_do_name));
 
 // Buckets are no part of the counted memory: they stay for the names to come.
@@ -70,7 +89,6 @@ struct name_table {
 
   name_table() {
     for (known_name *known : {&known_uri, &known_coll_uri, &known_pending}) {
-      known->name.hash = hash_text(known->text, known->name.length);
       shard(known->name.hash).enter(&known->name);
     }
   }
@@ -139,30 +157,12 @@ void release_last(zu_do_name *name) {
 
 namespace zuapi {
 
+constinit known_name known_uri{{1, hash_of(ZU_DO_NAME_URI, 4), 4, 0, 1, nullptr}, ZU_DO_NAME_URI};
+constinit known_name known_coll_uri{{1, hash_of(ZU_DO_NAME_COLL_URI, 9), 9, 0, 1, nullptr},
+                                    ZU_DO_NAME_COLL_URI};
+
 uint32_t hash_text(const char *text, size_t length) {
-  constexpr uint64_t factor = 0x9e3779b97f4a7c15u;
-  uint64_t hash = length * factor;
-  for (; length >= 8; text += 8, length -= 8) {
-    uint64_t word;
-    memcpy(&word, text, 8);
-    hash = (hash ^ word) * factor;
-    hash ^= hash >> 32;
-  }
-  uint64_t rest = 0;
-  if (length != 0) memcpy(&rest, text, length);
-  hash = (hash ^ rest) * factor;
-  hash ^= hash >> 29;
-  return static_cast<uint32_t>(hash ^ (hash >> 32));
-}
-
-zu_do_name *name_of_uri() {
-  table();
-  return &known_uri.name;
-}
-
-zu_do_name *name_of_coll_uri() {
-  table();
-  return &known_coll_uri.name;
+  return hash_of(text, length);
 }
 
 } // namespace zuapi

@@ -4,12 +4,7 @@
 using namespace zuapi;
 
 zu_do_nlist *zu_do_nlist_new(void) {
-  auto *list = allocate<zu_do_nlist>();
-  if (list == nullptr) return nullptr;
-  list->count = 1;
-  list->length = list->capacity = 0;
-  list->items = nullptr;
-  return list;
+  return list_new<zu_do_nlist>();
 }
 
 zu_do_nlist *zu_do_nlist_ref(zu_do_nlist *list) {
@@ -18,10 +13,7 @@ zu_do_nlist *zu_do_nlist_ref(zu_do_nlist *list) {
 }
 
 void zu_do_nlist_deref(zu_do_nlist *list) {
-  if (list == nullptr || !count_down(list->count)) return;
-  for (uint32_t i = 0; i < list->length; ++i) zu_do_name_deref(list->items[i]);
-  release(list->items);
-  release(list);
+  list_deref(list, zu_do_name_deref);
 }
 
 int zu_do_nlist_add(zu_do_nlist *list, zu_do_name *name) {

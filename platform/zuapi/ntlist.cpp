@@ -55,12 +55,8 @@ int32_t shape_find_text(const shape *form, const char *text, size_t length) {
 } // namespace zuapi
 
 zu_do_ntlist *zu_do_ntlist_new(void) {
-  auto *list = allocate<zu_do_ntlist>();
-  if (list == nullptr) return nullptr;
-  list->count = 1;
-  list->frozen = false;
-  list->length = list->capacity = 0;
-  list->items = nullptr;
+  auto *list = list_new<zu_do_ntlist>();
+  if (list != nullptr) list->frozen = false;
   return list;
 }
 
@@ -70,10 +66,8 @@ zu_do_ntlist *zu_do_ntlist_ref(zu_do_ntlist *list) {
 }
 
 void zu_do_ntlist_deref(zu_do_ntlist *list) {
-  if (list == nullptr || list->frozen || !count_down(list->count)) return;
-  for (uint32_t i = 0; i < list->length; ++i) zu_do_name_deref(list->items[i].name);
-  release(list->items);
-  release(list);
+  if (list == nullptr || list->frozen) return;
+  list_deref(list, [](const zu_do_ntcolumn &column) { zu_do_name_deref(column.name); });
 }
 
 int zu_do_ntlist_add(zu_do_ntlist *list, zu_do_name *name, int32_t type) {

@@ -35,12 +35,7 @@ int nvlist_add(zu_do_nvlist *list, std::string_view name, zu_do_value *value) {
 } // namespace zuapi
 
 zu_do_nvlist *zu_do_nvlist_new(void) {
-  auto *list = allocate<zu_do_nvlist>();
-  if (list == nullptr) return nullptr;
-  list->count = 1;
-  list->length = list->capacity = 0;
-  list->items = nullptr;
-  return list;
+  return list_new<zu_do_nvlist>();
 }
 
 zu_do_nvlist *zu_do_nvlist_ref(zu_do_nvlist *list) {
@@ -49,13 +44,10 @@ zu_do_nvlist *zu_do_nvlist_ref(zu_do_nvlist *list) {
 }
 
 void zu_do_nvlist_deref(zu_do_nvlist *list) {
-  if (list == nullptr || !count_down(list->count)) return;
-  for (uint32_t i = 0; i < list->length; ++i) {
-    zu_do_value_deref(list->items[i]->value);
-    release(list->items[i]);
-  }
-  release(list->items);
-  release(list);
+  list_deref(list, [](zu_do_nvpair *pair) {
+    zu_do_value_deref(pair->value);
+    release(pair);
+  });
 }
 
 int zu_do_nvlist_add(zu_do_nvlist *list, const char *name, zu_do_value *value) {

@@ -46,6 +46,27 @@ inline bool count_down(std::atomic<uint32_t> &count) {
   return count.load(std::memory_order_acquire) == 1 || count.fetch_sub(1, std::memory_order_acq_rel) == 1;
 }
 
+// ---- Counted lists: count, length, capacity, items ----
+
+// An empty list, or none when memory is exhausted.
+template <class List>
+List *list_new() {
+  auto *list = allocate<List>();
+  if (list == nullptr) return nullptr;
+  list->count = 1;
+  list->length = list->capacity = 0;
+  list->items = nullptr;
+  return list;
+}
+
+template <class List, class ReleaseItem>
+void list_deref(List *list, ReleaseItem release_item) {
+  if (list == nullptr || !count_down(list->count)) return;
+  for (uint32_t i = 0; i < list->length; ++i) release_item(list->items[i]);
+  release(list->items);
+  release(list);
+}
+
 // ---- Walks over lists ----
 
 inline void iter_start(void *list, zu_do_iter *it) {
@@ -59,12 +80,25 @@ inline constexpr std::string_view no_typedef{};
 
 // A counted value with the content of an untyped cell, whose text is copied and whose URI or list is shared.
 zu_do_value *value_make(const zu_do_value &content, std::string_view typedef_name, bool is_default);
-// A new reference for a container: a cell inside a record is copied, so that records never hold each other.
-inline zu_do_value *value_share(zu_do_value *value);
 zu_do_value *value_copy(zu_do_value *value);
 
+// A value on the heap. Behind the cell: the typed payload if it has a typedef name, the text of a string, the
+// typedef name.
+struct counted_value {
+  std::atomic<uint32_t> count;
+  uint32_t unused;
+  zu_do_value cell;
+
+  static counted_value *of(zu_do_value *value) {
+    return reinterpret_cast<counted_value *>(reinterpret_cast<char *>(value) - offsetof(counted_value, cell));
+  }
+};
+
+// A new reference for a container: a cell inside a record is copied, so that records never hold each other.
 inline zu_do_value *value_share(zu_do_value *value) {
-  return (value->flags & value_in_record) != 0 ? value_copy(value) : zu_do_value_ref(value);
+  if ((value->flags & value_in_record) != 0) return value_copy(value);
+  if ((value->flags & value_counted) != 0) count_up(counted_value::of(value)->count);
+  return value;
 }
 
 inline const char *typedef_name_of(const zu_do_value *value) {
@@ -126,26 +160,30 @@ struct zu_do_nlist {
 // One property of a record that is not a view, or one set over a view.
 struct zu_do_entry {
   zu_do_name *name;
-  zu_do_value *value;
+  zu_do_value *value; // none: of a position that is not set
 };
 
-// A record. Without a shape, its entries are its properties. With one, it is a view: the shape's names over
-// `cells`, and the entries are what was set later, over a slot or beside them.
+// A record. Without a shape, its entries are its properties; the first may have been made ahead, without
+// values, as positions. With a shape, it is a view: the shape's names over `cells`, and the entries are what
+// was set later, over a slot or beside them.
 struct zu_do_properties {
   static constexpr uint32_t own_count = 2;
 
   std::atomic<uint32_t> count;
   uint32_t width; // slots of the shape; 0 without one
   const zuapi::shape *form;
-  zu_do_value *cells;
-  uint64_t overlaid; // bit (slot % 64): an entry may stand over the slot
+  zu_do_value *cells; // of the row; without a shape those for the positions' integers, in this block
+  uint64_t overlaid;  // bit (slot % 64): an entry may stand over the slot
   zu_do_entry *entries;
   uint32_t length; // of the entries
   uint32_t capacity;
-  uint32_t own_used;
+  uint32_t revision; // raised by every set
+  uint32_t positions;
+  uint16_t own_used;
+  uint16_t lead;       // 1 in a view whose first entry, `_coll_uri`, comes before the slots
   uint32_t index_mask; // of the index, whose size is a power of two
   uint32_t *index;     // open-addressed by name->hash: entry + 1, 0 is free; none while entries are few
-  // Values of `_coll_uri` and `_uri` without an allocation; each is filled once, so that it never changes.
+  // Values of `_coll_uri` and `_uri` without an allocation; while somebody may hold one it does not change.
   zu_do_value own[own_count];
 
   zu_do_entry *first_entries() { return reinterpret_cast<zu_do_entry *>(this + 1); }

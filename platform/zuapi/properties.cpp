@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "zuapi/objects.hpp"
 #include "zuapi/record.hpp"
+#include "zuapi/shortcuts.hpp"
 
 using namespace zuapi;
 
@@ -13,45 +13,16 @@ constexpr uint32_t entries_of_new = 6;
 constexpr uint32_t entries_of_view = 2;
 constexpr uint32_t entries_without_index = 32; // looking through so many takes no longer than hashing
 
-zu_do_properties *make(size_t room) {
-  if (room > UINT32_MAX / 2) return nullptr;
-  auto *record = allocate<zu_do_properties>(room * sizeof(zu_do_entry));
-  if (record == nullptr) return nullptr;
-  record->count = 1;
-  record->width = 0;
-  record->form = nullptr;
-  record->cells = nullptr;
-  record->overlaid = 0;
-  record->entries = record->first_entries();
-  record->length = 0;
-  record->capacity = static_cast<uint32_t>(room);
-  record->own_used = 0;
-  record->index_mask = 0;
-  record->index = nullptr;
-  return record;
-}
-
 void become_view(zu_do_properties *record, store_record *row) {
   record->form = row->form;
   record->width = row->row.length;
   record->cells = row->row.cells;
 }
 
-// The record's own cells are released with the record.
-void release_value(zu_do_value *value) {
-  if ((value->flags & value_in_record) == 0) zu_do_value_deref(value);
-}
-
 void enter(zu_do_properties *record, uint32_t entry) {
   uint32_t at = record->entries[entry].name->hash & record->index_mask;
   while (record->index[at] != 0) at = (at + 1) & record->index_mask;
   record->index[at] = entry + 1;
-}
-
-void enter_all(zu_do_properties *record) {
-  if (record->index == nullptr) return;
-  memset(record->index, 0, (size_t{record->index_mask} + 1) * sizeof *record->index);
-  for (uint32_t i = 0; i < record->length; ++i) enter(record, i);
 }
 
 void append(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
@@ -84,58 +55,67 @@ bool widen_index(zu_do_properties *record, size_t wanted) {
   release(record->index);
   record->index = index;
   record->index_mask = size - 1;
-  enter_all(record);
+  record_enter_all(record);
   return true;
-}
-
-// Makes room for so many entries.
-bool reserve(zu_do_properties *record, size_t wanted) {
-  return widen(record, wanted) && widen_index(record, wanted);
 }
 
 // Sets a property to a value whose reference the record takes over on success.
 int put(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
   if (zu_do_entry *entry = find_entry(record, name)) {
-    release_value(entry->value);
-    entry->value = value;
+    replace_value(record, *entry, value);
     return ZU_OK;
   }
-  if (!reserve(record, record->length + size_t{1})) return ZU_EXHAUSTED;
+  if (!record_reserve(record, record->length + size_t{1})) return ZU_EXHAUSTED;
+  ++record->revision;
   append(record, zu_do_name_ref(name), value);
   return ZU_OK;
 }
 
-// The same for a fresh value, which is released on failure; a value of none is exhausted memory.
-int put_new(zu_do_properties *record, const char *text, zu_do_value *value) {
-  if (value == nullptr) return ZU_EXHAUSTED;
-  zu_do_name *name = zu_do_name_new(text);
+// The same by the name's text. The well-known names need no look-up.
+int put(zu_do_properties *record, std::string_view text, zu_do_value *value) {
+  zu_do_name *name = known_name_of(text);
+  if (name == nullptr) name = zu_do_name_new_l(text.data(), text.size());
   const int code = name == nullptr ? ZU_EXHAUSTED : put(record, name, value);
   zu_do_name_deref(name);
+  return code;
+}
+
+// The same for a fresh value, which is released on failure; a value of none is exhausted memory.
+int put_new(zu_do_properties *record, std::string_view text, zu_do_value *value) {
+  if (value == nullptr) return ZU_EXHAUSTED;
+  const int code = put(record, text, value);
   if (code != ZU_OK) zu_do_value_deref(value);
   return code;
 }
 
-bool is_name(const char *text) {
-  return text != nullptr && !trimmed(text, strlen(text)).empty();
+// The text without blanks at its ends; empty when it makes no name.
+std::string_view name_text(const char *text) {
+  return text == nullptr ? std::string_view() : trimmed(text, strlen(text));
 }
 
-// Sets a URI value in one of the record's own cells while there is one left.
-int put_uri(zu_do_properties *record, const char *text, const zu_do_value &content) {
-  if (record == nullptr || content.as.uri == nullptr || !is_name(text)) return ZU_FAILED;
-  if (record->own_used == zu_do_properties::own_count) {
-    return put_new(record, text, value_make(content, no_typedef, false));
-  }
+// A URI value in the next of the record's own cells, which counts once the caller has put it.
+zu_do_value *own_cell(zu_do_properties *record, const zu_do_value &content) {
   zu_do_value &cell = record->own[record->own_used];
   cell = content;
   cell.flags = value_in_record;
   cell.spare = static_cast<uint16_t>(reinterpret_cast<char *>(&cell) - reinterpret_cast<char *>(record));
-  zu_do_name *name = zu_do_name_new(text);
-  const int code = name == nullptr ? ZU_EXHAUSTED : put(record, name, &cell);
-  zu_do_name_deref(name);
-  if (code != ZU_OK) return code;
-  ++record->own_used;
-  zu_do_uri_ref(content.as.uri);
-  return ZU_OK;
+  return &cell;
+}
+
+void keep_own_cell(zu_do_properties *record) {
+  zu_do_uri_ref(record->own[record->own_used++].as.uri);
+}
+
+// Sets a URI value in one of the record's own cells while there is one left.
+int put_uri(zu_do_properties *record, const char *name, const zu_do_value &content) {
+  const std::string_view text = name_text(name);
+  if (record == nullptr || content.as.uri == nullptr || text.empty()) return ZU_FAILED;
+  if (record->own_used == zu_do_properties::own_count) {
+    return put_new(record, text, value_make(content, no_typedef, false));
+  }
+  const int code = put(record, text, own_cell(record, content));
+  if (code == ZU_OK) keep_own_cell(record);
+  return code;
 }
 
 bool has_shape_names(zu_do_nlist *names, const shape *form) {
@@ -151,18 +131,28 @@ store_record *record_of(zu_do_vlist *row) {
 }
 
 zu_do_properties *make_view(store_record *row) {
-  zu_do_properties *record = make(entries_of_view);
+  zu_do_properties *record = record_make(entries_of_view);
   if (record != nullptr) become_view(record, row);
   return record;
 }
 
-// A record of the pairs that `name_at` (a new reference, or none to give up) and the values give; the last
-// value of a name counts.
+// `_coll_uri` (unless the URI is none) as the first property of a record without entries that has room.
+void put_first(zu_do_properties *record, zu_do_uri *coll_uri) {
+  if (coll_uri == nullptr) return;
+  record->entries[0] = {name_of_coll_uri(), own_cell(record, cell_coll_uri(coll_uri))};
+  record->length = 1;
+  keep_own_cell(record);
+  record->lead = record->form != nullptr ? 1 : 0;
+}
+
+// A record of `_coll_uri` and the pairs that `name_at` (a new reference, or none to give up) and the values
+// give; the last value of a name counts.
 template <class NameAt>
-zu_do_properties *make_of(size_t names, zu_do_vlist *values, NameAt name_at) {
+zu_do_properties *make_of(zu_do_uri *coll_uri, size_t names, zu_do_vlist *values, NameAt name_at) {
   const size_t count = names < values->length ? names : values->length;
-  zu_do_properties *record = make(count + entries_of_view);
+  zu_do_properties *record = record_make(count + entries_of_view);
   if (record == nullptr) return nullptr;
+  put_first(record, coll_uri);
   for (size_t i = 0; i < count; ++i) {
     zu_do_value *value = value_share(zu_do_vlist_get_value(values, i));
     zu_do_name *name = value == nullptr ? nullptr : name_at(i);
@@ -178,26 +168,71 @@ zu_do_properties *make_of(size_t names, zu_do_vlist *values, NameAt name_at) {
 
 } // namespace
 
+namespace zuapi {
+
+zu_do_properties *record_make(size_t room, size_t cells) {
+  if (room > UINT32_MAX / 2) return nullptr;
+  auto *record = allocate<zu_do_properties>(room * sizeof(zu_do_entry) + cells * sizeof(zu_do_value));
+  if (record == nullptr) return nullptr;
+  record->count = 1;
+  record->width = 0;
+  record->form = nullptr;
+  record->cells = cells == 0 ? nullptr : reinterpret_cast<zu_do_value *>(record->first_entries() + room);
+  record->overlaid = 0;
+  record->entries = record->first_entries();
+  record->length = 0;
+  record->capacity = static_cast<uint32_t>(room);
+  record->revision = 0;
+  record->positions = 0;
+  record->own_used = 0;
+  record->lead = 0;
+  record->index_mask = 0;
+  record->index = nullptr;
+  return record;
+}
+
+bool record_reserve(zu_do_properties *record, size_t wanted) {
+  return widen(record, wanted) && widen_index(record, wanted);
+}
+
+void record_enter_all(zu_do_properties *record) {
+  if (record->index == nullptr) return;
+  memset(record->index, 0, (size_t{record->index_mask} + 1) * sizeof *record->index);
+  for (uint32_t i = 0; i < record->length; ++i) enter(record, i);
+}
+
+void record_release_own(zu_do_properties *record) {
+  for (; record->own_used > 0; --record->own_used) zu_do_uri_deref(record->own[record->own_used - 1].as.uri);
+}
+
+zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row) {
+  if (columns == nullptr || row == nullptr) return nullptr;
+  store_record *stored = record_of(row);
+  if (stored != nullptr && columns == &stored->form->columns &&
+      shape_find(stored->form, name_of_coll_uri()) < 0) {
+    zu_do_properties *record = make_view(stored);
+    if (record != nullptr) put_first(record, coll_uri);
+    return record;
+  }
+  return make_of(coll_uri, columns->length, row, [columns](size_t i) -> zu_do_name * {
+    zu_do_name *name = columns->items[i].name;
+    if (name == nullptr) return nullptr;
+    return name->unqualified == 0 ? zu_do_name_ref(name) : zu_do_name_new(zu_do_name_get_unqualified(name));
+  });
+}
+
+} // namespace zuapi
+
 zu_do_properties *zu_do_properties_new(void) {
-  return make(entries_of_new);
+  return record_make(entries_of_new);
 }
 
 zu_do_properties *zu_do_properties_new_from_vlist(zu_do_nlist *names, zu_do_vlist *values) {
   if (names == nullptr || values == nullptr) return nullptr;
   store_record *row = record_of(values);
   if (row != nullptr && has_shape_names(names, row->form)) return make_view(row);
-  return make_of(names->length, values, [names](size_t i) { return zu_do_name_ref(names->items[i]); });
-}
-
-zu_do_properties *zu_do_properties_new_from_row(zu_do_ntlist *columns, zu_do_vlist *row) {
-  if (columns == nullptr || row == nullptr) return nullptr;
-  store_record *stored = record_of(row);
-  if (stored != nullptr && columns == &stored->form->columns) return make_view(stored);
-  return make_of(columns->length, row, [columns](size_t i) -> zu_do_name * {
-    zu_do_name *name = columns->items[i].name;
-    if (name == nullptr) return nullptr;
-    return name->unqualified == 0 ? zu_do_name_ref(name) : zu_do_name_new(zu_do_name_get_unqualified(name));
-  });
+  return make_of(nullptr, names->length, values,
+                 [names](size_t i) { return zu_do_name_ref(names->items[i]); });
 }
 
 zu_do_properties *zu_do_properties_ref(zu_do_properties *record) {
@@ -211,15 +246,16 @@ void zu_do_properties_deref(zu_do_properties *record) {
     zu_do_name_deref(record->entries[i].name);
     release_value(record->entries[i].value);
   }
-  for (uint32_t i = 0; i < record->own_used; ++i) zu_do_uri_deref(record->own[i].as.uri);
+  record_release_own(record);
   if (record->entries != record->first_entries()) release(record->entries);
   release(record->index);
   release(record);
 }
 
 int zu_do_properties_set_value(zu_do_properties *record, const char *name, zu_do_value *value) {
-  if (record == nullptr || value == nullptr || !is_name(name)) return ZU_FAILED;
-  return put_new(record, name, value_share(value));
+  const std::string_view text = name_text(name);
+  if (record == nullptr || value == nullptr || text.empty()) return ZU_FAILED;
+  return put_new(record, text, value_share(value));
 }
 
 int zu_do_properties_set_value_n(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
@@ -235,13 +271,15 @@ int zu_do_properties_set_null(zu_do_properties *record, const char *name) {
 }
 
 int zu_do_properties_set_int(zu_do_properties *record, const char *name, int64_t value) {
-  if (record == nullptr || !is_name(name)) return ZU_FAILED;
-  return put_new(record, name, zu_do_value_new_int(value));
+  const std::string_view text = name_text(name);
+  if (record == nullptr || text.empty()) return ZU_FAILED;
+  return put_new(record, text, zu_do_value_new_int(value));
 }
 
 int zu_do_properties_set_string(zu_do_properties *record, const char *name, const char *text) {
-  if (record == nullptr || text == nullptr || !is_name(name)) return ZU_FAILED;
-  return put_new(record, name, zu_do_value_new_string(text));
+  const std::string_view trimmed_name = name_text(name);
+  if (record == nullptr || text == nullptr || trimmed_name.empty()) return ZU_FAILED;
+  return put_new(record, trimmed_name, zu_do_value_new_string(text));
 }
 
 int zu_do_properties_set_mr_uri(zu_do_properties *record, const char *name, zu_do_uri *uri) {
@@ -256,12 +294,12 @@ namespace zuapi {
 
 int properties_add_record(zu_do_properties *record, store_record *row) {
   const shape *form = row->form;
-  if (record->form != nullptr) {
-    // A view of another row: every value is set over it, so the room is made first.
-    if (!reserve(record, size_t{record->length} + row->row.length)) return ZU_EXHAUSTED;
+  if (record->form != nullptr || record->positions != 0) {
+    // A view of another row, or positions that stay: every value is set over it, so the room is made first.
+    if (!record_reserve(record, size_t{record->length} + row->row.length)) return ZU_EXHAUSTED;
     for (uint32_t slot = 0; slot < row->row.length; ++slot) {
       zu_do_name *name = form->columns.items[slot].name;
-      if (name == name_of_uri() && zu_do_properties_get_value_n(record, name) != nullptr) continue;
+      if (name == name_of_uri() && value_of(record, name) != nullptr) continue;
       put(record, name, &row->row.cells[slot]);
     }
     return ZU_OK;
@@ -280,7 +318,8 @@ int properties_add_record(zu_do_properties *record, store_record *row) {
     }
   }
   record->length = kept;
-  enter_all(record);
+  ++record->revision;
+  record_enter_all(record);
   become_view(record, row);
   return ZU_OK;
 }

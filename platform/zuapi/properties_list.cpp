@@ -11,12 +11,7 @@ struct zu_do_properties_list {
 };
 
 zu_do_properties_list *zu_do_properties_list_new(void) {
-  auto *list = allocate<zu_do_properties_list>();
-  if (list == nullptr) return nullptr;
-  list->count = 1;
-  list->length = list->capacity = 0;
-  list->items = nullptr;
-  return list;
+  return list_new<zu_do_properties_list>();
 }
 
 zu_do_properties_list *zu_do_properties_list_ref(zu_do_properties_list *list) {
@@ -25,10 +20,7 @@ zu_do_properties_list *zu_do_properties_list_ref(zu_do_properties_list *list) {
 }
 
 void zu_do_properties_list_deref(zu_do_properties_list *list) {
-  if (list == nullptr || !count_down(list->count)) return;
-  for (uint32_t i = 0; i < list->length; ++i) zu_do_properties_deref(list->items[i]);
-  release(list->items);
-  release(list);
+  list_deref(list, zu_do_properties_deref);
 }
 
 int zu_do_properties_list_add(zu_do_properties_list *list, zu_do_properties *record) {

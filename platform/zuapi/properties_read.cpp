@@ -1,14 +1,13 @@
-// Reading records: look-ups, walks, slots and debug texts.
-#include "zuapi/objects.hpp"
+// Reading records: look-ups, walks and debug texts.
 #include "zuapi/record.hpp"
 
 using namespace zuapi;
 
 namespace {
 
-// The entries of a view that stand over no slot; those of any other record are all its properties.
+// The entries that are set and stand over no slot.
 bool is_beside(zu_do_properties *record, const zu_do_entry &entry) {
-  return record->form == nullptr || shape_find(record->form, entry.name) < 0;
+  return entry.value != nullptr && (record->form == nullptr || shape_find(record->form, entry.name) < 0);
 }
 
 // The first entry from `index` on that is a property of its own; the number of entries when there is none.
@@ -21,7 +20,7 @@ uint32_t next_beside(zu_do_properties *record, uint32_t index) {
 
 size_t zu_do_properties_get_len(zu_do_properties *record) {
   if (record == nullptr) return 0;
-  if (record->form == nullptr) return record->length;
+  if (record->form == nullptr && record->positions == 0) return record->length;
   size_t count = record->width;
   for (uint32_t i = 0; i < record->length; ++i) count += is_beside(record, record->entries[i]) ? 1 : 0;
   return count;
@@ -30,6 +29,7 @@ size_t zu_do_properties_get_len(zu_do_properties *record) {
 zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *name) {
   if (record == nullptr || name == nullptr) return nullptr;
   const std::string_view text = name;
+  if (const zu_do_name *known = known_name_of(text)) return value_of(record, known);
   if (record->form != nullptr) {
     const int32_t slot = shape_find_text(record->form, text.data(), text.size());
     if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
@@ -46,13 +46,7 @@ zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *na
 }
 
 zu_do_value *zu_do_properties_get_value_n(zu_do_properties *record, zu_do_name *name) {
-  if (record == nullptr || name == nullptr) return nullptr;
-  if (record->form != nullptr) {
-    const int32_t slot = shape_find(record->form, name);
-    if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
-  }
-  const zu_do_entry *entry = find_entry(record, name);
-  return entry == nullptr ? nullptr : entry->value;
+  return record == nullptr || name == nullptr ? nullptr : value_of(record, name);
 }
 
 // A property is handed out as its value: nothing more is asked of it.
@@ -80,43 +74,31 @@ zu_do_uri *zu_do_properties_get_coll_uri(zu_do_properties *record, const char *n
   return zu_do_value_get_coll_uri(zu_do_properties_get_value(record, name), code);
 }
 
-// The positions of a view: its slots, then its entries.
+// The positions of a view: the entry that leads, its slots, then the other entries.
 void zu_do_properties_iter(zu_do_properties *record, zu_do_iter *it) {
   iter_start(record, it);
 }
 
 bool zu_do_properties_has_next(zu_do_properties *record, zu_do_iter *it) {
   if (record == nullptr) return false;
-  if (it->position < record->width) return true;
+  if (it->position < size_t{record->lead} + record->width) return true;
   return next_beside(record, static_cast<uint32_t>(it->position - record->width)) < record->length;
 }
 
 zu_do_value *zu_do_properties_get_next(zu_do_properties *record, zu_do_iter *it, zu_do_name **name) {
   if (record == nullptr) return nullptr;
-  if (it->position < record->width) {
-    const auto slot = static_cast<uint32_t>(it->position++);
+  const bool leads = it->position < record->lead;
+  if (!leads && it->position - record->lead < record->width) {
+    const auto slot = static_cast<uint32_t>(it->position++ - record->lead);
     if (name != nullptr) *name = record->form->columns.items[slot].name;
     return value_at(record, slot);
   }
-  const uint32_t index = next_beside(record, static_cast<uint32_t>(it->position - record->width));
+  const uint32_t width = leads ? 0 : record->width;
+  const uint32_t index = next_beside(record, static_cast<uint32_t>(it->position - width));
   if (index >= record->length) return nullptr;
-  it->position = size_t{record->width} + index + 1;
+  it->position = size_t{width} + index + 1;
   if (name != nullptr) *name = record->entries[index].name;
   return record->entries[index].value;
-}
-
-const void *zu_do_properties_get_shape(zu_do_properties *record) {
-  return record == nullptr ? nullptr : record->form;
-}
-
-int32_t zu_do_properties_find_slot(zu_do_properties *record, zu_do_name *name) {
-  if (record == nullptr || name == nullptr || record->form == nullptr) return -1;
-  return shape_find(record->form, name);
-}
-
-zu_do_value *zu_do_properties_get_at(zu_do_properties *record, int32_t slot) {
-  if (record == nullptr || static_cast<uint32_t>(slot) >= record->width) return nullptr;
-  return value_at(record, static_cast<uint32_t>(slot));
 }
 
 int zu_do_properties_to_strbuf(zu_do_properties *record, int mode, zu_do_strbuf *buffer) {

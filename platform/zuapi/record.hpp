@@ -1,9 +1,13 @@
-// Look-ups in records, shared by the sources about records.
+// Reading and filling records: private to this platform.
 #pragma once
 
 #include "zuapi/objects.hpp"
 
+#pragma GCC visibility push(hidden)
+
 namespace zuapi {
+
+// ---- Look-ups ----
 
 inline uint64_t slot_bit(uint32_t slot) {
   return uint64_t{1} << (slot % 64);
@@ -29,14 +33,51 @@ inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name)
   return nullptr;
 }
 
-// The value at a slot of a view.
-inline zu_do_value *value_at(zu_do_properties *record, uint32_t slot) {
-  if ((record->overlaid & slot_bit(slot)) != 0) {
-    if (const zu_do_entry *entry = find_entry(record, record->form->columns.items[slot].name)) {
-      return entry->value;
-    }
-  }
-  return &record->cells[slot];
+// What stands over a slot of a view.
+inline zu_do_value *overlay_at(zu_do_properties *record, uint32_t slot) {
+  const zu_do_entry *entry = find_entry(record, record->form->columns.items[slot].name);
+  return entry != nullptr ? entry->value : &record->cells[slot];
 }
 
+// The value at a slot of a view.
+inline zu_do_value *value_at(zu_do_properties *record, uint32_t slot) {
+  return (record->overlaid & slot_bit(slot)) != 0 ? overlay_at(record, slot) : &record->cells[slot];
+}
+
+// As zu_do_properties_get_value_n, of a record and a name.
+inline zu_do_value *value_of(zu_do_properties *record, const zu_do_name *name) {
+  if (record->form != nullptr) {
+    const int32_t slot = shape_find(record->form, name);
+    if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
+  }
+  const zu_do_entry *entry = find_entry(record, name);
+  return entry != nullptr ? entry->value : nullptr;
+}
+
+// ---- Filling ----
+
+// A record without properties and with room for so many entries and cells; none when memory is exhausted.
+zu_do_properties *record_make(size_t room, size_t cells = 0);
+// Makes room for so many entries. False when memory is exhausted.
+bool record_reserve(zu_do_properties *record, size_t wanted);
+// Builds the index of many entries again.
+void record_enter_all(zu_do_properties *record);
+
+// Releases the value of an entry (may be none); the record's own cells are released with the record.
+inline void release_value(zu_do_value *value) {
+  if (value != nullptr && (value->flags & value_counted) != 0) zu_do_value_deref(value);
+}
+
+// Gives an entry a value whose reference the record takes over.
+inline void replace_value(zu_do_properties *record, zu_do_entry &entry, zu_do_value *value) {
+  ++record->revision;
+  release_value(entry.value);
+  entry.value = value;
+}
+
+// Releases the URIs of the record's own cells.
+void record_release_own(zu_do_properties *record);
+
 } // namespace zuapi
+
+#pragma GCC visibility pop

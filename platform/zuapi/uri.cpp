@@ -1,5 +1,6 @@
 // URIs: making, counting and comparing them, and their parents.
 #include "zuapi/objects.hpp"
+#include "zuapi/shortcuts.hpp"
 #include "zuapi/uri_text.hpp"
 
 using namespace zuapi;
@@ -200,7 +201,7 @@ zu_do_uri *zu_do_uri_get_parent_uri(zu_do_uri *uri) {
   return parent;
 }
 
-void zu_do_uri_get_parts(zu_do_uri *uri, zu_do_uri_parts *parts) {
+void zuapi::uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts) {
   *parts = {};
   if (uri == nullptr) return;
   parts->text = uri->text();

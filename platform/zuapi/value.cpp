@@ -5,18 +5,6 @@ using namespace zuapi;
 
 namespace {
 
-// A value on the heap. Behind the cell: the typed payload if it has a typedef name, the text of a string, the
-// typedef name.
-struct counted_value {
-  std::atomic<uint32_t> count;
-  uint32_t unused;
-  zu_do_value cell;
-
-  static counted_value *of(zu_do_value *value) {
-    return reinterpret_cast<counted_value *>(reinterpret_cast<char *>(value) - offsetof(counted_value, cell));
-  }
-};
-
 // The values that need no memory.
 constinit zu_do_value the_none{ZU_DO_TYPE_NONE, 0, 0, 0, {.whole = 0}};
 constinit zu_do_value the_null{ZU_DO_TYPE_NULL, 0, 0, 0, {.whole = 0}};
@@ -134,12 +122,9 @@ zu_do_value *zu_do_value_new_as(zu_do_value *value, const char *typedef_name, bo
 }
 
 zu_do_value *zu_do_value_ref(zu_do_value *value) {
-  if (value == nullptr || (value->flags & (value_counted | value_in_record)) == 0) return value;
-  if ((value->flags & value_counted) != 0) {
-    count_up(counted_value::of(value)->count);
-  } else {
-    zu_do_properties_ref(record_of(value));
-  }
+  if (value == nullptr) return nullptr;
+  if ((value->flags & value_in_record) == 0) return value_share(value);
+  zu_do_properties_ref(record_of(value));
   return value;
 }
 

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "zuapi/objects.hpp"
+#include "zuapi/shortcuts.hpp"
 
 using namespace zuapi;
 
@@ -73,31 +74,6 @@ int order_texts(std::string_view a, std::string_view b) {
   return order(a.compare(b), 0);
 }
 
-// The display text of a value, in a buffer when it needs one.
-class shown_text {
-public:
-  explicit shown_text(zu_do_value *value) {
-    size_t length = 0;
-    const char *text = zu_do_value_display(value, room_, &length);
-    if (text == nullptr) {
-      buffer_ = zu_do_strbuf_new();
-      if (zu_do_value_to_strbuf(value, 0, buffer_) == ZU_OK) text = zu_do_strbuf_to_string(buffer_);
-      length = text == nullptr ? 0 : zu_do_strbuf_get_len(buffer_);
-    }
-    if (text != nullptr) view_ = {text, length};
-  }
-  ~shown_text() { zu_do_strbuf_deref(buffer_); }
-  shown_text(const shown_text &) = delete;
-  shown_text &operator=(const shown_text &) = delete;
-  std::string_view view() const { return view_; }
-  bool failed() const { return view_.data() == nullptr; }
-
-private:
-  char room_[ZU_DO_VALUE_ROOM];
-  zu_do_strbuf *buffer_ = nullptr;
-  std::string_view view_;
-};
-
 bool same_elements(zu_do_vlist *a, zu_do_vlist *b) {
   if (a->length != b->length) return false;
   for (uint32_t i = 0; i < a->length; ++i) {
@@ -110,13 +86,16 @@ bool same_elements(zu_do_vlist *a, zu_do_vlist *b) {
 
 bool zu_do_value_equals(zu_do_value *a, zu_do_value *b) {
   if (a == b) return true;
-  const int32_t type = zu_do_value_get_type(a);
-  const int kind = rank(type);
-  if (kind == 2 && rank(zu_do_value_get_type(b)) == 2) return order_numbers(a, b) == 0;
-  if (type != zu_do_value_get_type(b)) return false;
-  switch (type) {
+  if (a == nullptr || b == nullptr) return zu_do_value_get_type(a) == zu_do_value_get_type(b);
+  if (a->type != b->type) return rank(a->type) == 2 && rank(b->type) == 2 && order_numbers(a, b) == 0;
+  switch (a->type) {
   case ZU_DO_TYPE_BOOL:
     return a->content().boolean == b->content().boolean;
+  case ZU_DO_TYPE_INT:
+  case ZU_DO_TYPE_UINT:
+    return a->content().whole == b->content().whole;
+  case ZU_DO_TYPE_DOUBLE:
+    return order_doubles(a->content().number, b->content().number) == 0;
   case ZU_DO_TYPE_STRING:
     return a->text() == b->text();
   case ZU_DO_TYPE_ARRAY:
@@ -148,9 +127,10 @@ int zuapi::value_order(zu_do_value *a, zu_do_value *b, bool &exhausted) {
   case 3:
     return order_texts(a->text(), b->text());
   default: {
-    const shown_text a_text(a), b_text(b);
-    exhausted = exhausted || a_text.failed() || b_text.failed();
-    return order_texts(a_text.view(), b_text.view());
+    shown_text a_shown, b_shown;
+    const std::string_view a_text = a_shown.of(a), b_text = b_shown.of(b);
+    exhausted = exhausted || a_text.data() == nullptr || b_text.data() == nullptr;
+    return order_texts(a_text, b_text);
   }
   }
 }

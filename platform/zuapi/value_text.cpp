@@ -2,6 +2,7 @@
 #include <charconv>
 
 #include "zuapi/objects.hpp"
+#include "zuapi/shortcuts.hpp"
 #include "zuapi/uri_text.hpp"
 
 using namespace zuapi;
@@ -64,7 +65,7 @@ int add_display(zu_do_value *value, bool hide_secrets, zu_do_strbuf *buffer) {
   }
   char room[ZU_DO_VALUE_ROOM];
   size_t length = 0;
-  if (const char *text = zu_do_value_display(value, room, &length)) {
+  if (const char *text = value_display(value, room, &length)) {
     return zu_do_strbuf_add_bytes(buffer, text, length);
   }
   if (value->type == ZU_DO_TYPE_ARRAY) return add_elements(value->content().list, hide_secrets, buffer);
@@ -108,6 +109,14 @@ int value_to_debug_text(zu_do_value *value, zu_do_strbuf *buffer) {
   return add_display(value, true, buffer);
 }
 
+std::string_view raw_text(zu_do_value *value, char *room) {
+  if (zu_do_value_is_null(value) || value->type == ZU_DO_TYPE_ARRAY) return {};
+  if (value->type == ZU_DO_TYPE_STRING) return value->text();
+  size_t length = 0;
+  const char *text = value_display(value, room, &length);
+  return {text, length};
+}
+
 } // namespace zuapi
 
 int zu_do_value_to_strbuf(zu_do_value *value, int mode, zu_do_strbuf *buffer) {
@@ -115,7 +124,7 @@ int zu_do_value_to_strbuf(zu_do_value *value, int mode, zu_do_strbuf *buffer) {
   return buffer == nullptr ? ZU_FAILED : add_display(value, false, buffer);
 }
 
-const char *zu_do_value_display(zu_do_value *value, char *room, size_t *length) {
+const char *zuapi::value_display(zu_do_value *value, char *room, size_t *length) {
   if (value == nullptr) return give("", length);
   switch (value->type) {
   case ZU_DO_TYPE_STRING:
@@ -139,16 +148,9 @@ const char *zu_do_value_display(zu_do_value *value, char *room, size_t *length) 
 }
 
 int zu_do_uri_value_to_keystr(zu_do_value *value, zu_do_strbuf *buffer) {
-  if (buffer == nullptr || zu_do_value_is_null(value) || value->type == ZU_DO_TYPE_ARRAY) return ZU_FAILED;
   char room[ZU_DO_VALUE_ROOM];
-  std::string_view raw;
-  if (value->type == ZU_DO_TYPE_STRING) {
-    raw = value->text();
-  } else {
-    size_t length = 0;
-    const char *text = zu_do_value_display(value, room, &length);
-    raw = {text, length};
-  }
+  const std::string_view raw = raw_text(value, room);
+  if (buffer == nullptr || raw.data() == nullptr) return ZU_FAILED;
   int code = ZU_OK;
   for (size_t at = 0; code == ZU_OK && at < raw.size();) {
     size_t stop = at;

@@ -4,12 +4,8 @@
 using namespace zuapi;
 
 zu_do_vlist *zu_do_vlist_new(void) {
-  auto *list = allocate<zu_do_vlist>();
-  if (list == nullptr) return nullptr;
-  list->count = 1;
-  list->flags = 0;
-  list->length = list->capacity = 0;
-  list->items = nullptr;
+  auto *list = list_new<zu_do_vlist>();
+  if (list != nullptr) list->flags = 0;
   return list;
 }
 
@@ -19,10 +15,7 @@ zu_do_vlist *zu_do_vlist_ref(zu_do_vlist *list) {
 }
 
 void zu_do_vlist_deref(zu_do_vlist *list) {
-  if (list == nullptr || (list->flags & list_frozen) != 0 || !count_down(list->count)) return;
-  for (uint32_t i = 0; i < list->length; ++i) zu_do_value_deref(list->items[i]);
-  release(list->items);
-  release(list);
+  if (list != nullptr && (list->flags & list_frozen) == 0) list_deref(list, zu_do_value_deref);
 }
 
 int zu_do_vlist_add(zu_do_vlist *list, zu_do_value *value) {

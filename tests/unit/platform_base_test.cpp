@@ -269,7 +269,7 @@ TEST(hash_table, finds_all_of_many_even_when_it_cannot_widen) {
     EXPECT_NE(htAdd(table, as_key("a"), nullptr), 0);
     EXPECT_EQ(htSize(table), 0u);
     EXPECT_EQ(htFindKey(table, "a"), nullptr);
-    qmalloc_fail_nth(widens ? UINT64_MAX : 10, false); // the ninth entry, then the wider buckets
+    qmalloc_fail_nth(widens ? UINT64_MAX : 3, false); // room for eight entries, for more, the wider buckets
     std::vector<std::string> keys(widens ? 100000 : 1000);
     for (size_t i = 0; i < keys.size(); ++i) keys[i] = std::string(i % 19, 'k') + std::to_string(i);
     for (auto &key : keys) ASSERT_EQ(htAdd(table, key.data(), &key), 0);
@@ -279,6 +279,10 @@ TEST(hash_table, finds_all_of_many_even_when_it_cannot_widen) {
       ASSERT_EQ(htFind(table, (keys[i] + "x").c_str()), nullptr);
     }
     EXPECT_EQ(qmalloc_fail_fired(), widens ? 0u : 1u);
+    qmalloc_fail_nth(1, true); // what was removed made room
+    for (size_t i = 0; i < keys.size(); i += 2) ASSERT_EQ(htAdd(table, keys[i].data(), &keys[i]), 0);
+    EXPECT_EQ(htSize(table), keys.size());
+    qmalloc_fail_nth(0, false);
     htCloseWithFunction2(table, nullptr);
   }
 }

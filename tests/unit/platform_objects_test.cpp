@@ -255,7 +255,7 @@ class frozen_row {
 public:
   frozen_row() {
     using namespace zuapi;
-    zu_do_name *const names[] = {name_of_uri(), hostname.get(), secret.get()};
+    zu_do_name *const names[] = {own_uri_name.get(), hostname.get(), secret.get()};
     form = shape_place(shape_block, names, nullptr, 3);
     uri_scan scan;
     EXPECT_EQ(uri_scan_text("/system;id=1", 12, &scan), nullptr);
@@ -270,6 +270,7 @@ public:
   }
   ~frozen_row() { zuapi::uri_drop(uri); }
 
+  own_name own_uri_name{zu_do_name_new(ZU_DO_NAME_URI)};
   own_name hostname{zu_do_name_new("hostname")};
   own_name secret{zu_do_name_new("secret")};
   zuapi::shape *form;
@@ -289,6 +290,43 @@ std::string debug_text(zu_do_properties *record) {
   return text_of(buffer.get());
 }
 
+// What a record holds under `_uri` and `_coll_uri`.
+std::string uris(zu_do_properties *record) {
+  std::string text;
+  for (const bool collection : {false, true}) {
+    zu_do_uri_text found{};
+    offered.read_uri(record, collection, &found);
+    const std::string_view uri = found.text != nullptr ? std::string_view(found.text, found.length) : "-";
+    text += std::to_string(found.state) + std::string(uri) + " ";
+  }
+  return text;
+}
+
+// Reads every position of the record's shape, and some that are none, in one call.
+void expect_facts_of(zu_do_properties *record) {
+  std::vector<int32_t> positions = {-1, 3, INT32_MAX, INT32_MIN};
+  std::vector<zu_do_value *> wanted(positions.size(), nullptr);
+  zu_do_iter it;
+  zu_do_name *name = nullptr;
+  zu_do_properties_iter(record, &it);
+  while (zu_do_value *value = zu_do_properties_get_next(record, &it, &name)) {
+    EXPECT_EQ(zu_do_properties_get_value_n(record, name), value);
+    const int32_t position = offered.find_position(offered.shape_of(record), name);
+    if (position < 0) continue;
+    positions.push_back(position);
+    wanted.push_back(value);
+  }
+  EXPECT_EQ(positions.size(), offered.shape_of(record) != nullptr ? 7u : 4u);
+  std::vector<zu_do_value_facts> facts(positions.size());
+  offered.read_at(record, positions.data(), static_cast<uint32_t>(positions.size()), facts.data());
+  for (size_t i = 0; i < facts.size(); ++i) {
+    EXPECT_EQ(facts[i].value, wanted[i]);
+    EXPECT_EQ(facts[i].type, zu_do_value_get_type(wanted[i]));
+    EXPECT_EQ(facts[i].is_default, zu_do_value_is_default(wanted[i]));
+    EXPECT_EQ(facts[i].has_typedef, zu_do_value_get_typedef_name(wanted[i]) != nullptr);
+  }
+}
+
 TEST(records, views_answer_as_records_of_their_own) {
   frozen_row frozen;
   balanced_memory balanced;
@@ -296,42 +334,90 @@ TEST(records, views_answer_as_records_of_their_own) {
   for (uint32_t i = 0; i < 3; ++i) {
     zu_do_ntlist_add(columns.get(), frozen.form->columns.items[i].name, ZU_DO_TYPE_NONE);
   }
+  own_uri list(zu_do_uri_new("/?system")), root(zu_do_uri_new("//locations;loc=3/system"));
+  const own_value flagged(zu_do_value_new_as(json("null").get(), nullptr, true)), text = json("\"text\"");
   own_nlist names(zu_do_nlist_new_from_ntlist(&frozen.form->columns));
-  own_record records[] = {
-      own_record(zu_do_properties_new_from_row(&frozen.form->columns, &frozen.record->row)),
-      own_record(zu_do_properties_new_from_vlist(names.get(), &frozen.record->row)),
-      own_record(zu_do_properties_new_from_row(columns.get(), &frozen.record->row)),
-  };
-  for (int i = 0; i < 3; ++i)
-    EXPECT_EQ(zu_do_properties_get_shape(records[i].get()), i < 2 ? frozen.form : nullptr);
-  EXPECT_EQ(zu_do_properties_get_at(records[0].get(), 1), &frozen.record->cells()[1]);
-  own_uri root(zu_do_uri_new("//locations;loc=3/system"));
-  for (own_record &owned : records) {
+  own_record plain(zu_do_properties_new_from_vlist(names.get(), &frozen.record->row));
+  EXPECT_EQ(offered.shape_of(plain.get()), frozen.form);
+  EXPECT_EQ(uris(plain.get()), "1/system;id=1 0- ");
+  EXPECT_EQ(debug_text(plain.get()), "_uri=/system;id=1, hostname=edge, secret=<removed>");
+  for (const bool view : {true, false}) {
+    SCOPED_TRACE(view);
+    const int64_t blocks = qmalloc_count(ZU_DO_AREA).total_blocks;
+    zu_do_ntlist *under = view ? &frozen.form->columns : columns.get();
+    own_record owned(offered.new_from_row(list.get(), under, &frozen.record->row));
     zu_do_properties *record = owned.get();
-    EXPECT_EQ(debug_text(record), "_uri=/system;id=1, hostname=edge, secret=<removed>");
+    EXPECT_EQ(qmalloc_count(ZU_DO_AREA).total_blocks, blocks + 1);
+    EXPECT_EQ(offered.shape_of(record), view ? frozen.form : nullptr);
+    EXPECT_EQ(debug_text(record), "_coll_uri=/?system, _uri=/system;id=1, hostname=edge, secret=<removed>");
+    EXPECT_EQ(uris(record), "1/system;id=1 1/?system ");
     EXPECT_EQ(zu_do_properties_get_value(record, "extra"), nullptr);
-    EXPECT_EQ(zu_do_properties_set_mr_uri(record, ZU_DO_NAME_URI, root.get()), 0);
-    EXPECT_EQ(zu_do_properties_set_coll_uri(record, ZU_DO_NAME_COLL_URI, frozen.uri), 0);
+    const uint32_t *revision = offered.revision_of(record), before = *revision;
+    EXPECT_EQ(zu_do_properties_set_mr_uri(record, " _uri", root.get()), 0);
     EXPECT_EQ(zu_do_properties_set_int(record, "extra", 5), 0);
-    EXPECT_EQ(zu_do_properties_set_null(record, "hostname"), 0);
+    EXPECT_EQ(zu_do_properties_set_value_n(record, frozen.hostname.get(), flagged.get()), 0);
+    EXPECT_EQ(zu_do_properties_set_coll_uri(record, ZU_DO_NAME_COLL_URI, frozen.uri), 0);
+    EXPECT_EQ(*revision, before + 4);
     EXPECT_EQ(zu_do_properties_get_mr_uri(record, ZU_DO_NAME_URI, nullptr), root.get());
     EXPECT_EQ(zu_do_properties_get_len(record), 5u);
-    EXPECT_EQ(debug_text(record), "_uri=//locations;loc=3/system, hostname=, secret=<removed>, "
-                                  "_coll_uri=/system;id=1, extra=5");
+    EXPECT_EQ(debug_text(record), "_coll_uri=/system;id=1, _uri=//locations;loc=3/system, hostname=, "
+                                  "secret=<removed>, extra=5");
+    expect_facts_of(record);
     // Set again and again: older values stay good for whoever took a reference.
     own_value taken(zu_do_value_ref(zu_do_properties_get_value(record, ZU_DO_NAME_URI)));
     EXPECT_EQ(zu_do_properties_set_mr_uri(record, ZU_DO_NAME_URI, frozen.uri), 0);
-    EXPECT_EQ(zu_do_properties_set_string(record, "hostname", "core"), 0);
-    EXPECT_EQ(debug_text(record),
-              "_uri=/system;id=1, hostname=core, secret=<removed>, _coll_uri=/system;id=1, extra=5");
-    const int32_t slot = zu_do_properties_find_slot(record, frozen.hostname.get());
-    EXPECT_EQ(slot, &owned == &records[2] ? -1 : 1);
-    EXPECT_TRUE(slot < 0 || display(zu_do_properties_get_at(record, slot)) == "core");
-    for (const int32_t bad : {-1, 3, INT32_MAX, INT32_MIN}) {
-      EXPECT_EQ(zu_do_properties_get_at(record, bad), nullptr);
-    }
+    EXPECT_EQ(zu_do_properties_set_value(record, ZU_DO_NAME_COLL_URI, text.get()), 0);
+    EXPECT_EQ(uris(record), "1/system;id=1 2- ");
     owned.reset();
     EXPECT_EQ(display(taken.get()), "//locations;loc=3/system");
+  }
+}
+
+TEST(records, of_positions_are_filled_again_and_again) {
+  const own_uri uri(zu_do_uri_new("/a"));
+  const own_value text = json("\"text\"");
+  for (const uint32_t count : {3u, 5000u}) { // of the many, not all integers find room in the record
+    SCOPED_TRACE(count);
+    balanced_memory balanced;
+    std::vector<own_name> held;
+    std::vector<zu_do_name *> names;
+    for (uint32_t i = 0; i < count; ++i) {
+      held.emplace_back(zu_do_name_new(("n" + std::to_string(i)).c_str()));
+      names.push_back(held[i].get());
+    }
+    own_record owned(offered.new_positions(names.data(), count));
+    zu_do_properties *record = owned.get();
+    const uint32_t last = count - 1, *revision = offered.revision_of(record);
+    for (int round = 0; round < 2; ++round) {
+      EXPECT_EQ(zu_do_properties_get_value(record, "n1"), nullptr);
+      EXPECT_EQ(zu_do_properties_get_prop(record, "n1"), nullptr);
+      EXPECT_EQ(zu_do_properties_get_value_n(record, names[last]), nullptr);
+      EXPECT_EQ(zu_do_properties_get_len(record), 0u);
+      EXPECT_EQ(debug_text(record), "");
+
+      const uint32_t before = *revision;
+      EXPECT_EQ(offered.set_int_at(record, last, -7), 0);
+      EXPECT_EQ(offered.set_at(record, 1, text.get()), 0);
+      EXPECT_EQ(offered.set_at(record, 1, zu_do_properties_get_value_n(record, names[last])), 0);
+      EXPECT_EQ(offered.set_int_at(record, last, 8), 0);
+      EXPECT_EQ(zu_do_properties_set_string(record, "n0", "by name"), 0);
+      EXPECT_EQ(zu_do_properties_set_mr_uri(record, ZU_DO_NAME_URI, uri.get()), 0);
+      EXPECT_EQ(*revision, before + 6);
+      EXPECT_EQ(offered.set_int_at(record, count, 1), ZU_FAILED);
+      EXPECT_EQ(offered.set_at(record, 0, nullptr), ZU_FAILED);
+      EXPECT_EQ(zu_do_properties_get_len(record), 4u);
+      EXPECT_EQ(debug_text(record), "n0=by name, n1=-7, n" + std::to_string(last) + "=8, _uri=/a");
+
+      // What somebody holds stays as it is; a value of the record's own keeps the whole record.
+      own_value taken(zu_do_value_ref(zu_do_properties_get_value_n(record, names[last])));
+      EXPECT_EQ(offered.set_int_at(record, last, 9), 0);
+      EXPECT_EQ(display(zu_do_properties_get_value_n(record, names[last])), "9");
+      EXPECT_EQ(display(taken.get()), "8");
+      EXPECT_EQ(offered.reset(record), count != 3);
+      EXPECT_EQ(zu_do_properties_get_len(record), count != 3 ? 0u : 4u);
+      taken.reset();
+      EXPECT_TRUE(offered.reset(record));
+    }
   }
 }
 
@@ -348,7 +434,7 @@ TEST(records, take_a_row_over_what_they_have) {
     zu_do_properties_set_string(record.get(), "hostname", "stale");
     EXPECT_EQ(zuapi::properties_add_record(record.get(), frozen.record), 0);
     EXPECT_EQ(debug_text(record.get()), wanted);
-    EXPECT_EQ(zu_do_properties_get_shape(record.get()), frozen.form);
+    EXPECT_EQ(offered.shape_of(record.get()), frozen.form);
   }
 }
 
@@ -370,14 +456,18 @@ TEST(records, from_rows_use_unqualified_names) {
   balanced_memory balanced;
   own_columns columns(zu_do_ntlist_new());
   own_list row(zu_do_vlist_new());
-  own_name name(zu_do_name_new("mod:mtu"));
-  zu_do_ntlist_add(columns.get(), name.get(), 102);
-  for (const char *text : {"9000", "1"})
+  for (const char *text : {"mod:mtu", "mod:_coll_uri"}) {
+    zu_do_ntlist_add(columns.get(), own_name(zu_do_name_new(text)).get(), 102);
+  }
+  for (const char *text : {"9000", "1", "2"})
     zu_do_vlist_add(row.get(), json(text).get()); // one beyond the columns
-  own_record record(zu_do_properties_new_from_row(columns.get(), row.get()));
-  EXPECT_EQ(debug_text(record.get()), "mtu=9000");
+  const own_uri list(zu_do_uri_new("/?b"));
+  own_record bare(offered.new_from_row(nullptr, columns.get(), row.get()));
+  EXPECT_EQ(debug_text(bare.get()), "mtu=9000, _coll_uri=1");
+  own_record record(offered.new_from_row(list.get(), columns.get(), row.get()));
+  EXPECT_EQ(debug_text(record.get()), "_coll_uri=1, mtu=9000");
   zu_do_ntlist_add(columns.get(), nullptr, 102);
-  EXPECT_EQ(zu_do_properties_new_from_row(columns.get(), row.get()), nullptr);
+  EXPECT_EQ(offered.new_from_row(nullptr, columns.get(), row.get()), nullptr);
   EXPECT_EQ(zu_do_nlist_new_from_ntlist(columns.get()), nullptr);
 }
 
@@ -432,11 +522,21 @@ TEST(tables, keep_their_columns_and_step_back) {
 TEST(records, keep_what_they_have_when_memory_is_exhausted) {
   frozen_row frozen;
   own_uri uri(zu_do_uri_new("/u"));
-  fail_each_allocation([&frozen, &uri] {
-    own_record view(zu_do_properties_new_from_row(&frozen.form->columns, &frozen.record->row));
-    own_record record(zu_do_properties_new());
-    bool done = view != nullptr && record != nullptr;
-    for (zu_do_properties *each : {view.get(), record.get()}) {
+  std::vector<own_name> held; // as many as are found through an index
+  zu_do_name *names[40];
+  for (zu_do_name *&name : names) {
+    name = held.emplace_back(zu_do_name_new(("n" + std::to_string(held.size())).c_str())).get();
+  }
+  names[1] = frozen.hostname.get();
+  fail_each_allocation([&frozen, &uri, &names] {
+    own_record view(offered.new_from_row(uri.get(), &frozen.form->columns, &frozen.record->row));
+    own_record record(zu_do_properties_new()), filled(offered.new_positions(names, 40));
+    bool done = view != nullptr && record != nullptr && filled != nullptr;
+    if (filled != nullptr) {
+      EXPECT_EQ(offered.set_int_at(filled.get(), 0, 1), 0);
+      done = offered.set_at(filled.get(), 2, zu_do_properties_get_value(filled.get(), "n0")) == 0 && done;
+    }
+    for (zu_do_properties *each : {view.get(), record.get(), filled.get()}) {
       for (const char *name : {"a", "hostname", "b", "a", "c", "d", "e", "f", "g", "h"}) {
         const size_t before = zu_do_properties_get_len(each);
         const bool set = zu_do_properties_set_string(each, name, "text") == 0;
@@ -445,6 +545,7 @@ TEST(records, keep_what_they_have_when_memory_is_exhausted) {
       }
       done = each != nullptr && zuapi::properties_add_record(each, frozen.record) == 0 && done;
     }
+    EXPECT_TRUE(!done || zu_do_properties_get_string(filled.get(), "hostname", nullptr) != nullptr);
     own_record empty(zu_do_properties_new());
     return done && empty != nullptr && zuapi::properties_add_record(empty.get(), frozen.record) == 0;
   });

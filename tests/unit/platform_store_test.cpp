@@ -261,7 +261,7 @@ TEST(store, rows_of_several_paths_have_the_columns_of_all) {
     std::string text;
     for (size_t i = 0; i < zu_do_vtable_get_len(table.get()); ++i) {
       zu_do_vlist *row = zu_do_vtable_get(table.get(), i);
-      text += show(own_record(zu_do_properties_new_from_row(columns, row)).get()) + "\n";
+      text += show(own_record(offered.new_from_row(nullptr, columns, row)).get()) + "\n";
     }
     EXPECT_EQ(text, "_uri=//locations;loc=1,loc=1,kind=rack,n=-\n_uri=/locations;n=1,loc=-,kind=room,n=1\n"
                     "_uri=//locations;loc=2,loc=2,kind=slot,n=-\n");

@@ -33,6 +33,8 @@ using own_columns = std::unique_ptr<zu_do_ntlist, releaser<zu_do_ntlist_deref>>;
 using own_table = std::unique_ptr<zu_do_vtable, releaser<zu_do_vtable_deref>>;
 using own_error = std::unique_ptr<zu_do_error, releaser<zu_do_error_deref>>;
 
+inline const zu_do_shortcuts &offered = *zu_do_get_shortcuts();
+
 inline own_value json(std::string_view text) {
   return own_value(zu_do_value_from_json(text.data(), text.size(), nullptr));
 }

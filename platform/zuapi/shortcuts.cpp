@@ -1,0 +1,179 @@
+// What this platform offers so that a library asks it less per line and per record.
+#include "zuapi/shortcuts.hpp"
+
+#include "zuapi/record.hpp"
+
+using namespace zuapi;
+
+namespace {
+
+const uint32_t *revision_of(zu_do_properties *record) {
+  return record == nullptr ? nullptr : &record->revision;
+}
+
+const void *shape_of(zu_do_properties *record) {
+  return record == nullptr ? nullptr : record->form;
+}
+
+int32_t find_position(const void *form, zu_do_name *name) {
+  return form == nullptr || name == nullptr ? -1 : shape_find(static_cast<const shape *>(form), name);
+}
+
+constexpr zu_do_value_facts no_facts = {nullptr, ZU_DO_TYPE_NONE, false, false};
+
+zu_do_value_facts facts_of(zu_do_value *value) {
+  return {value, value->type, (value->flags & value_default) != 0, (value->flags & value_typed) != 0};
+}
+
+// The positions from the first on that something may have been set over.
+[[gnu::noinline]] void read_overlaid(zu_do_properties *record, const int32_t *position, const int32_t *end,
+                                     zu_do_value_facts *facts) {
+  for (; position != end; ++position, ++facts) {
+    const auto slot = static_cast<uint32_t>(*position);
+    *facts = slot < record->width ? facts_of(value_at(record, slot)) : no_facts;
+  }
+}
+
+// The loop reads the cells alone, so that it needs few registers and no call.
+void read_at(zu_do_properties *record, const int32_t *position, uint32_t count, zu_do_value_facts *facts) {
+  const uint32_t width = record == nullptr ? 0 : record->width;
+  zu_do_value *const cells = width == 0 ? nullptr : record->cells;
+  const uint64_t overlaid = width == 0 ? 0 : record->overlaid;
+  for (const int32_t *const end = position + count; position != end; ++position, ++facts) {
+    const auto slot = static_cast<uint32_t>(*position);
+    if (slot >= width) {
+      *facts = no_facts;
+    } else if ((overlaid >> (slot % 64) & 1) == 0) {
+      *facts = facts_of(&cells[slot]);
+    } else {
+      return read_overlaid(record, position, end, facts);
+    }
+  }
+}
+
+[[gnu::noinline]] zu_do_value *find_value(zu_do_properties *record, const zu_do_name *name) {
+  return value_of(record, name);
+}
+
+void read_uri(zu_do_properties *record, bool collection, zu_do_uri_text *found) {
+  zu_do_value *value = nullptr;
+  // In a view the row's URI stands in the first slot, and `_coll_uri` leads when the view was made with it.
+  if (record != nullptr) {
+    if (record->width != 0 && !collection && (record->overlaid & slot_bit(0)) == 0) {
+      value = &record->cells[0];
+    } else if (record->lead != 0 && collection) {
+      value = record->entries[0].value;
+    } else {
+      value = find_value(record, collection ? name_of_coll_uri() : name_of_uri());
+    }
+  }
+  if (value == nullptr) {
+    *found = {nullptr, 0, ZU_DO_NO_PROPERTY};
+  } else if (value->type == ZU_DO_TYPE_MR_URI || value->type == ZU_DO_TYPE_COLL_URI) {
+    const zu_do_uri *uri = value->content().uri;
+    *found = {uri->text(), uri->length, ZU_DO_HAS_URI};
+  } else {
+    *found = {nullptr, 0, ZU_DO_HAS_NO_URI};
+  }
+}
+
+// ---- Positions: entries that are there from the start, each with a cell for an integer ----
+
+zu_do_properties *new_positions(zu_do_name *const *names, uint32_t count) {
+  zu_do_properties *record = record_make(count, count);
+  bool good = record != nullptr && record_reserve(record, count);
+  for (uint32_t i = 0; good && i < count; ++i) {
+    good = names[i] != nullptr;
+    if (!good) break;
+    record->entries[record->length++] = {zu_do_name_ref(names[i]), nullptr};
+    zu_do_value &cell = record->cells[i];
+    const auto offset = reinterpret_cast<char *>(&cell) - reinterpret_cast<char *>(record);
+    // A cell that is too far away to find its record is not used.
+    cell = {ZU_DO_TYPE_INT, value_in_record, static_cast<uint16_t>(offset <= UINT16_MAX ? offset : 0), 0, {}};
+  }
+  if (!good) {
+    zu_do_properties_deref(record);
+    return nullptr;
+  }
+  record->positions = count;
+  record_enter_all(record);
+  return record;
+}
+
+bool reset(zu_do_properties *record) {
+  if (record == nullptr || record->count.load(std::memory_order_acquire) != 1) return false;
+  ++record->revision;
+  for (uint32_t i = 0; i < record->length; ++i) {
+    release_value(record->entries[i].value);
+    record->entries[i].value = nullptr;
+  }
+  record_release_own(record);
+  if (record->length == record->positions && record->form == nullptr) return true;
+  for (uint32_t i = record->positions; i < record->length; ++i) zu_do_name_deref(record->entries[i].name);
+  record->length = record->positions;
+  record->form = nullptr;
+  record->width = record->lead = 0;
+  record->overlaid = 0;
+  record_enter_all(record);
+  return true;
+}
+
+int set_at(zu_do_properties *record, uint32_t position, zu_do_value *value) {
+  if (record == nullptr || value == nullptr || position >= record->positions) return ZU_FAILED;
+  zu_do_value *shared = value_share(value);
+  if (shared == nullptr) return ZU_EXHAUSTED;
+  replace_value(record, record->entries[position], shared);
+  return ZU_OK;
+}
+
+int set_int_at(zu_do_properties *record, uint32_t position, int64_t number) {
+  if (record == nullptr || position >= record->positions) return ZU_FAILED;
+  zu_do_value *value = &record->cells[position];
+  // While somebody else holds the record, or one of its cells, no cell may change.
+  if (value->spare != 0 && record->count.load(std::memory_order_acquire) == 1) {
+    value->as.integer = number;
+  } else {
+    value = zu_do_value_new_int(number);
+    if (value == nullptr) return ZU_EXHAUSTED;
+  }
+  replace_value(record, record->entries[position], value);
+  return ZU_OK;
+}
+
+constexpr zu_do_shortcuts offered = {revision_of,         shape_of,      find_position, read_at, read_uri,
+                                     record_new_from_row, new_positions, reset,         set_at,  set_int_at,
+                                     value_display,       uri_parts_of};
+
+} // namespace
+
+const zu_do_shortcuts *zu_do_get_shortcuts(void) {
+  return &offered;
+}
+
+// ---- The same as calls of their own ----
+
+zu_do_properties *zu_do_properties_new_from_row(zu_do_ntlist *columns, zu_do_vlist *row) {
+  return record_new_from_row(nullptr, columns, row);
+}
+
+const void *zu_do_properties_get_shape(zu_do_properties *record) {
+  return shape_of(record);
+}
+
+int32_t zu_do_properties_find_slot(zu_do_properties *record, zu_do_name *name) {
+  return find_position(shape_of(record), name);
+}
+
+zu_do_value *zu_do_properties_get_at(zu_do_properties *record, int32_t slot) {
+  zu_do_value_facts facts;
+  read_at(record, &slot, 1, &facts);
+  return facts.value;
+}
+
+const char *zu_do_value_display(zu_do_value *value, char *room, size_t *length) {
+  return value_display(value, room, length);
+}
+
+void zu_do_uri_get_parts(zu_do_uri *uri, zu_do_uri_parts *parts) {
+  uri_parts_of(uri, parts);
+}

@@ -1,0 +1,46 @@
+// What this platform itself uses of what it offers as shortcuts.
+#pragma once
+
+#include "zuapi/layout.hpp"
+
+#pragma GCC visibility push(hidden)
+
+namespace zuapi {
+
+// As in zu_do_shortcuts: display, uri_parts and new_from_row.
+const char *value_display(zu_do_value *value, char *room, size_t *length);
+void uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts);
+zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
+
+// The bytes of a string, the display text of any other value (which `room` may hold); no data for what has no
+// key form: null, no value and arrays.
+std::string_view raw_text(zu_do_value *value, char *room);
+
+// Display texts, one at a time; only what cannot be shown in place needs memory.
+class shown_text {
+public:
+  shown_text() = default;
+  ~shown_text() { zu_do_strbuf_deref(buffer_); }
+  shown_text(const shown_text &) = delete;
+  shown_text &operator=(const shown_text &) = delete;
+
+  // Good until the next call; no data when memory is exhausted.
+  std::string_view of(zu_do_value *value) {
+    size_t length = 0;
+    const char *text = value_display(value, room_, &length);
+    if (text != nullptr) return {text, length};
+    if (buffer_ == nullptr) buffer_ = zu_do_strbuf_new();
+    if (buffer_ == nullptr) return {};
+    zu_do_strbuf_clear(buffer_);
+    if (zu_do_value_to_strbuf(value, 0, buffer_) != ZU_OK) return {};
+    return {zu_do_strbuf_to_string(buffer_), zu_do_strbuf_get_len(buffer_)};
+  }
+
+private:
+  char room_[ZU_DO_VALUE_ROOM];
+  zu_do_strbuf *buffer_ = nullptr;
+};
+
+} // namespace zuapi
+
+#pragma GCC visibility pop
