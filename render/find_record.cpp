@@ -6,22 +6,19 @@
 #include "zu_tovra/internal/report.hpp"
 
 zu_tvr_render_memory::~zu_tvr_render_memory() {
-  for (uint32_t i = 0; i < named_count; ++i) zu_do_strbuf_deref(named.get()[i].text);
+  for (uint32_t i = 0; i < named_count; ++i) tvr::owned<tvr::named_record>(named.get()[i]).reset();
 }
 
 namespace tvr {
 namespace {
 
-using named_record = zu_tvr_render_memory::named_record;
-
 void report_exhausted(zu_tvr_walk_ctx *ctx) noexcept {
   report(ctx, ZU_EXHAUSTED, "Failed to allocate URI");
 }
 
-bool make_room(zu_tvr_render_memory *memory, uint32_t number) noexcept {
-  if (number < memory->named_count) return true;
-  const uint32_t count = std::max({number + 1, 2 * memory->named_count, 32u});
-  auto grown = make_zeroed_array<named_record>(count);
+bool make_room(zu_tvr_render_memory *memory, uint32_t place) noexcept {
+  const uint32_t count = std::max({place + 1, 2 * memory->named_count, 64u});
+  auto grown = make_zeroed_array<named_record *>(count);
   if (!grown) return false;
   std::copy_n(memory->named.get(), memory->named_count, grown.get());
   memory->named = std::move(grown);
@@ -32,13 +29,13 @@ bool make_room(zu_tvr_render_memory *memory, uint32_t number) noexcept {
 // Where a program's record is remembered; none when memory is exhausted.
 named_record *memory_of(zu_tvr_walk_ctx *ctx, const zu_tvr_uri_program *program) noexcept {
   zu_tvr_render_memory *memory = render_memory(ctx);
-  if (memory == nullptr || !make_room(memory, program->number)) return nullptr;
-  named_record *named = &memory->named.get()[program->number];
-  if (named->program == program) return named;
-  if (program->step_count > 0 && named->text == nullptr) {
-    named->text = zu_do_strbuf_new();
-    if (named->text == nullptr) return nullptr;
-  }
+  if (memory == nullptr) return nullptr;
+  const uint32_t level = level_of(ctx->props_cache) % zu_tvr_render_memory::levels;
+  const uint32_t place = program->number * zu_tvr_render_memory::levels + level;
+  if (place >= memory->named_count && !make_room(memory, place)) return nullptr;
+  named_record *&named = memory->named.get()[place];
+  if (named == nullptr) named = make_owned<named_record>().release();
+  if (named == nullptr || named->program == program) return named;
   named->program = program;
   named->mark = {};
   return named;
@@ -75,26 +72,13 @@ found_record find_by_operation(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   return conclude(std::move(found), resolved);
 }
 
-// The text that a template resolves to; none when it does not.
-std::string_view resolve_text(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named,
-                              cache_source &source) noexcept {
+// The text that a template resolves to, NUL-terminated; none when it does not.
+std::string_view text_of(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named,
+                         cache_source &source) noexcept {
   if (uri->is_dynamic == 0) return {zu_do_uri_get_uri_str(uri->data.uri), zu_do_uri_get_len(uri->data.uri)};
-  TVR_DEBUG("uri: attempting dynamic key resolution");
-  zu_tvr_dyn_uri *segment = uri->data.dyn;
-  zu_do_strbuf_clear(named.text);
-  int32_t status = 0;
-  if (segment->resolve_keys == resolve_uri_keys) {
-    status = run_segment(segment, source, uri->relative, ctx, named.text);
-  } else {
-    source.distrust();
-    status = segment->resolve_keys(segment, uri->relative, ctx, named.text);
-  }
-  if (status != 0) {
-    TVR_ERROR("Failed to resolve one or more keys in URI");
-    return {};
-  }
-  const std::string_view written = text_of(named.text);
-  if (written.data() != nullptr) return written;
+  named.text.clear();
+  if (resolve_text(uri, ctx, named.text, source) != 0) return {};
+  if (named.text.c_str() != nullptr) return named.text.view();
   TVR_ERROR("Failed to allocate URI");
   source.fail_exhausted();
   return {};
@@ -123,7 +107,7 @@ found_record search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) 
   const zu_tvr_uri_program &program = *uri->program;
   named.mark = {};
   cache_source source(ctx, uri->relative != 0, true);
-  const std::string_view resolved = resolve_text(uri, ctx, named, source);
+  const std::string_view resolved = text_of(uri, ctx, named, source);
   if (source.exhausted()) report_exhausted(ctx);
   if (resolved.data() == nullptr) return conclude({}, false);
   const bool is_uri = program.canonical && source.canonical() && resolved.size() < longest_canonical;
@@ -147,8 +131,8 @@ void render_memory_delete(zu_tvr_render_memory *memory) noexcept {
   const owned<zu_tvr_render_memory> freed(memory);
 }
 
-zu_tvr_render_memory *render_memory(zu_tvr_walk_ctx *ctx) noexcept {
-  if (ctx->render == nullptr) ctx->render = make_owned<zu_tvr_render_memory>().release();
+zu_tvr_render_memory *make_render_memory(zu_tvr_walk_ctx *ctx) noexcept {
+  ctx->render = make_owned<zu_tvr_render_memory>().release();
   return ctx->render;
 }
 
@@ -162,8 +146,7 @@ found_record find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   }
   if (!named->mark.stands(ctx->props_cache)) return search(uri, ctx, *named);
   if (tracing(7)) static_cast<void>(search(uri, ctx, *named)); // again, for the traces of what is remembered
-  const char *resolved =
-      uri->is_dynamic != 0 ? zu_do_strbuf_to_string(named->text) : zu_do_uri_get_uri_str(uri->data.uri);
+  const char *resolved = uri->is_dynamic != 0 ? named->text.c_str() : zu_do_uri_get_uri_str(uri->data.uri);
   return {.record = named->record, .uri = resolved, .pending = named->pending};
 }
 

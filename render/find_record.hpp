@@ -5,29 +5,39 @@
 #include "zu_tovra/internal/text_buffer.hpp"
 #include "zu_tovra/internal/walk_memory.hpp"
 
+namespace tvr {
+
+// The record that a template named last; good while its mark stands.
+struct named_record {
+  const zu_tvr_uri_program *program = nullptr; // none: nothing is remembered
+  zu_do_properties *record = nullptr;          // borrowed from the cache
+  const char *pending = nullptr;               // its pending attributes, borrowed from it; or none
+  cache_mark mark;
+  text_buffer text; // the resolved text of a dynamic template
+};
+
+} // namespace tvr
+
 // What print nodes keep in a walk context. Lines of one node, and nodes with equal templates, ask for the
-// same record while the records in scope stay as they are.
+// same record while the records in scope stay as they are; and so do the lines in front of a list and behind
+// it, whose records are one level deeper.
 struct zu_tvr_render_memory {
-  // The last record that a template named; good while its mark stands.
-  struct named_record {
-    const zu_tvr_uri_program *program; // none: nothing is remembered
-    zu_do_strbuf *text;                // owned: the resolved text of a dynamic template
-    zu_do_properties *record;          // borrowed from the cache
-    const char *pending;               // its pending attributes, borrowed from it; or none
-    tvr::cache_mark mark;
-  };
+  static constexpr uint32_t levels = 2;
 
   ~zu_tvr_render_memory();
 
-  tvr::block<named_record> named; // by the programs' numbers; the first is for those without
+  tvr::block<tvr::named_record *> named; // by program (the first is for those without a number) and level
   uint32_t named_count = 0;
   tvr::text_buffer line;
 };
 
 namespace tvr {
 
+zu_tvr_render_memory *make_render_memory(zu_tvr_walk_ctx *ctx) noexcept;
 // The walk's memory, made on first use; none when memory is exhausted.
-zu_tvr_render_memory *render_memory(zu_tvr_walk_ctx *ctx) noexcept;
+inline zu_tvr_render_memory *render_memory(zu_tvr_walk_ctx *ctx) noexcept {
+  return ctx->render != nullptr ? ctx->render : make_render_memory(ctx);
+}
 
 struct found_record {
   zu_do_properties *record =

@@ -39,8 +39,8 @@ after_slot render_plain(print_job &job, uint32_t slot, bool hide) noexcept {
     return after_slot::go_on;
   }
   size_t length = 0;
-  zu_do_value *value = job.memory->slots.get()[slot].facts.value;
-  if (!append_value(job.plan->slots.get()[slot].item, value, job.line, &length)) {
+  const zu_do_value_facts &facts = job.memory->slots.get()[slot].facts;
+  if (!append_value(job.plan->slots.get()[slot].item, facts.value, facts.type, job.line, &length)) {
     fail(job.ctx, ZU_FAILED, "Failed to map value");
     return after_slot::failed;
   }

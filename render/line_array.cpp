@@ -30,7 +30,7 @@ bool render_element(const print_job &job, const zu_tvr_fmt_item *item, int32_t n
     return true;
   }
   size_t length = 0;
-  if (append_value(item, value, job.line, &length)) return true;
+  if (append_value(item, value, zu_do_value_get_type(value), job.line, &length)) return true;
   TVR_ERROR("Failed to map value");
   return false;
 }

@@ -18,7 +18,7 @@ text whole_location(uint32_t scheme, const tarvo_location *location) noexcept {
 }
 
 const locsvcs_nvpair *find_field(const locsvcs_nvlist &fields, const char *name) noexcept {
-  for (uint32_t i = 0; i < fields.count; ++i) {
+  for (uint32_t i = 0; fields.pairs != nullptr && i < fields.count; ++i) {
     const locsvcs_nvpair &pair = fields.pairs[i];
     if (pair.name != nullptr && std::strcmp(pair.name, name) == 0) return &pair;
   }
@@ -49,10 +49,6 @@ text field_text(const locsvcs_nvpair &pair) noexcept {
 }
 
 } // namespace
-
-item_location::~item_location() {
-  if (fields_.pairs != nullptr) locsvcs_free_nvlist(&fields_);
-}
 
 bool item_location::read(const zu_tvr_uri_item *uri_item, uint32_t scheme, zu_do_value *value) noexcept {
   int code = 0;

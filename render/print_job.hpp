@@ -74,7 +74,7 @@ bool render_inline_array(print_job &job, uint32_t slot) noexcept;
 bool render_element_directly(print_job &job, uint32_t slot, bool *stop) noexcept;
 
 // Appends what a value shows as, mapped or quoted, and gives its length. False on failure (traced).
-bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, text_buffer *line,
+bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type, text_buffer *line,
                   size_t *length) noexcept;
 
 // ---- Locations ----
@@ -82,8 +82,10 @@ bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, text_buffer *
 // The location of the record of a URI item, read at the item's first location property.
 class item_location {
 public:
-  item_location() noexcept = default;
-  ~item_location();
+  item_location() noexcept { fields_.pairs = nullptr; }
+  ~item_location() {
+    if (fields_.pairs != nullptr) locsvcs_free_nvlist(&fields_);
+  }
   item_location(const item_location &) = delete;
   item_location &operator=(const item_location &) = delete;
 
@@ -93,9 +95,9 @@ public:
 private:
   bool read(const zu_tvr_uri_item *uri_item, uint32_t scheme, zu_do_value *value) noexcept;
 
-  bool done_ = false;
-  tarvo_location location_ = {};
-  locsvcs_nvlist fields_ = {};
+  bool done_ = false; // the rest is read
+  tarvo_location location_;
+  locsvcs_nvlist fields_; // of no pairs before it is read
 };
 
 } // namespace tvr

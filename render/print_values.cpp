@@ -79,22 +79,17 @@ int32_t report_missing_property(const read_job &now, zu_do_name *name) noexcept 
   return ZU_TVR_STEP_FAILED;
 }
 
-int32_t store_value(read_job &now, const planned_property &property,
-                    const zu_do_value_facts &facts) noexcept {
-  if (facts.type == ZU_DO_TYPE_NONE) return ZU_TVR_STEP_NOTHING;
+bool make_location(read_job &now, const planned_property &property, zu_do_value *value) noexcept {
   value_slot &slot = now.job.memory->slots.get()[property.index];
-  slot.facts = facts;
-  if (property.item->kind != TVR_KIND_LOCATION) return ZU_TVR_STEP_WALK;
   const text earlier(std::exchange(slot.location, nullptr));
-  slot.location = now.location.text_for(now.read.item, property.item, facts.value).release();
-  return slot.location != nullptr ? ZU_TVR_STEP_WALK : ZU_TVR_STEP_FAILED;
+  slot.location = now.location.text_for(now.read.item, property.item, value).release();
+  return slot.location != nullptr;
 }
 
 // Defaults count as null unless defaults are rendered; then the node's eval properties, where there are any,
 // say what is set.
 bool set_condition(print_job &job, const planned_property &property,
                    const zu_do_value_facts &facts) noexcept {
-  if (property.condition == no_condition) return true;
   eval_rule rule = property.rule;
   if (job.ctx->render_defaults == 0) rule = facts.is_default ? eval_rule::null : eval_rule::value;
   if (rule == eval_rule::nothing) return true;
@@ -104,24 +99,38 @@ bool set_condition(print_job &job, const planned_property &property,
   return set;
 }
 
-int32_t gather_property(read_job &now, const planned_property &property, zu_do_name *name,
-                        const zu_do_value_facts &facts) noexcept {
+inline int32_t gather_property(read_job &now, const planned_property &property, zu_do_name *name,
+                               const zu_do_value_facts &facts) noexcept {
   TVR_DEBUG("print node: attempting to find value for %s (index=%d)", zu_do_name_get_strname(name),
             property.index);
-  zu_tvr_print_scratch_data *scratch = now.job.scratch;
-  if (now.found.pending != nullptr && scratch->failed == 0) {
-    scratch->failed = is_pending(now.found.pending, zu_do_name_get_strname(name)) ? 1 : 0;
+  if (now.found.pending != nullptr && now.job.scratch->failed == 0) {
+    now.job.scratch->failed = is_pending(now.found.pending, zu_do_name_get_strname(name)) ? 1 : 0;
   }
   if (facts.value == nullptr) return report_missing_property(now, name);
   if (property.item != nullptr) {
-    const int32_t step = store_value(now, property, facts);
-    if (step != ZU_TVR_STEP_WALK) return step;
+    if (facts.type == ZU_DO_TYPE_NONE) return ZU_TVR_STEP_NOTHING;
+    now.job.memory->slots.get()[property.index].facts = facts;
+    if (property.item->kind == TVR_KIND_LOCATION && !make_location(now, property, facts.value)) {
+      return ZU_TVR_STEP_FAILED;
+    }
   }
+  if (property.condition == no_condition) return ZU_TVR_STEP_WALK;
   return set_condition(now.job, property, facts) ? ZU_TVR_STEP_WALK : ZU_TVR_STEP_FAILED;
 }
 
-// The extra properties are searched from the one found last; so one that the plan found may be another one
-// here, when records before it are missing.
+// The extra property of an index: the search goes on from the one found last. So it may be another one than
+// the plan found, when records before it are missing; none (traced) when there is none.
+const zu_tvr_extra_prop *take_extra(const planned_property &property,
+                                    const zu_tvr_extra_prop *&extra) noexcept {
+  const zu_tvr_extra_prop *next = property.is_extra ? find_extra(extra, property.index) : nullptr;
+  if (next != nullptr) {
+    extra = next;
+  } else {
+    TVR_ERROR("Property not found for index");
+  }
+  return next;
+}
+
 int32_t gather_read(print_job &job, uint32_t at, const found_record &found,
                     const zu_tvr_extra_prop *&extra) noexcept {
   const planned_read &read = job.plan->reads.get()[at];
@@ -130,18 +139,19 @@ int32_t gather_read(print_job &job, uint32_t at, const found_record &found,
   read_job now = {job, read, found};
   for (uint32_t i = 0; i < read.count; ++i) {
     const planned_property &property = read.properties[i];
-    int32_t step = ZU_TVR_STEP_FAILED;
-    if (property.item != nullptr) {
-      step = gather_property(now, property, property.item->name, facts[i]);
-    } else if (const auto *next = property.is_extra ? find_extra(extra, property.index) : nullptr) {
-      extra = next;
-      const bool planned = next->name == property.name;
-      step = gather_property(now, property, next->name,
-                             planned ? facts[i]
-                                     : facts_of(zu_do_properties_get_value_n(found.record, next->name)));
-    } else {
-      TVR_ERROR("Property not found for index");
+    zu_do_name *name = property.name;
+    zu_do_value_facts other;
+    const zu_do_value_facts *of_property = &facts[i];
+    if (property.item == nullptr) {
+      const zu_tvr_extra_prop *next = take_extra(property, extra);
+      if (next == nullptr) return ZU_TVR_STEP_FAILED;
+      if (next->name != name) {
+        name = next->name;
+        other = facts_of(zu_do_properties_get_value_n(found.record, name));
+        of_property = &other;
+      }
     }
+    const int32_t step = gather_property(now, property, name, *of_property);
     if (step != ZU_TVR_STEP_WALK) return step;
   }
   return ZU_TVR_STEP_WALK;

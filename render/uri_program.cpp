@@ -82,23 +82,18 @@ class sample_source {
 public:
   explicit sample_source(bool relative) noexcept : relative_(relative) {}
 
-  int32_t take(uri_step &step, zu_do_strbuf *buffer) noexcept {
-    const std::string_view so_far = text_of(buffer);
-    const step_look_up wanted = look_up_of(step, so_far, relative_);
-    const string_buffer shown(zu_do_strbuf_new());
-    const string_buffer whole(zu_do_strbuf_new());
-    for (const auto part : {wanted.from, step.look_up}) {
-      zu_do_strbuf_add_bytes(shown.get(), part.data(), part.size());
-    }
-    for (const auto part : {wanted.uri.first, wanted.uri.second}) {
-      zu_do_strbuf_add_bytes(whole.get(), part.data(), part.size());
-    }
-    const std::string_view expected = text_of(whole.get());
-    const char *given = zu_do_strbuf_to_string(shown.get());
+  int32_t take(uri_step &step, text_buffer &out) noexcept {
+    const step_look_up wanted = look_up_of(step, out.view(), relative_);
+    text_buffer shown, whole;
+    shown.add(wanted.from);
+    shown.add(step.look_up);
+    whole.add(wanted.uri.first);
+    whole.add(wanted.uri.second);
+    const char *given = shown.c_str();
     step.canonical =
-        wanted.possible && given != nullptr && expected.data() != nullptr && is_text_of_uri(given, expected);
-    zu_do_strbuf_add_bytes(buffer, step.head.data(), step.head.size());
-    zu_do_strbuf_add_string(buffer, sample_value);
+        wanted.possible && given != nullptr && !whole.failed() && is_text_of_uri(given, whole.view());
+    out.add(step.head);
+    out.add(sample_value);
     return 0;
   }
 
@@ -107,12 +102,12 @@ private:
 };
 
 void learn_canonical(zu_tvr_uri_program &program) noexcept {
-  const string_buffer buffer(zu_do_strbuf_new());
+  text_buffer out;
   sample_source source(program.relative);
   uint32_t at = 0;
-  run_uri_program(program, at, program.step_count, buffer.get(), source);
-  const char *written = zu_do_strbuf_to_string(buffer.get());
-  program.canonical = written != nullptr && is_text_of_uri(written, written);
+  run_uri_program(program, at, program.step_count, out, source);
+  const char *written = out.c_str();
+  program.canonical = written != nullptr && is_text_of_uri(written, out.view());
 }
 
 // The text of a template that is, or begins with, a static one.

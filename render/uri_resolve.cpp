@@ -3,6 +3,7 @@
 
 #include "uri_resolve.hpp"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/shortcuts.hpp"
 
 namespace tvr {
 namespace {
@@ -64,10 +65,10 @@ void cache_source::note(const cache_answer &answer) noexcept {
 bool cache_source::find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri,
                                zu_do_properties **record) noexcept {
   note_foreign();
-  const string_buffer shown(zu_do_strbuf_new());
-  zu_do_strbuf_add_bytes(shown.get(), wanted.from.data(), wanted.from.size());
-  zu_do_strbuf_add_bytes(shown.get(), step.look_up.data(), step.look_up.size());
-  const char *written = zu_do_strbuf_to_string(shown.get());
+  text_buffer shown;
+  shown.add(wanted.from);
+  shown.add(step.look_up);
+  const char *written = shown.c_str();
   const auto uri = ref<zu_do_uri>::adopt(zu_do_uri_new(written));
   if (!uri) {
     TVR_ERROR("Failed to allocate string");
@@ -99,26 +100,34 @@ zu_do_properties *cache_source::find(const uri_step &step, std::string_view so_f
   return record;
 }
 
-int32_t cache_source::append_value(zu_do_value *value, zu_do_strbuf *buffer) noexcept {
-  const size_t start = zu_do_strbuf_get_len(buffer);
-  if (zu_do_uri_value_to_keystr(value, buffer) != 0) {
-    TVR_ERROR("Failed to add key value to buffer");
-    if (text_of(buffer).data() == nullptr) fail_exhausted();
-    return ZU_FAILED;
+int32_t cache_source::append_value(zu_do_value *value, text_buffer &out) noexcept {
+  char room[256];
+  size_t length = 0;
+  const char *shown =
+      shortcuts.key_form != nullptr ? shortcuts.key_form(value, room, sizeof room, &length) : nullptr;
+  string_buffer buffer;
+  if (shown == nullptr) {
+    buffer.reset(zu_do_strbuf_new());
+    if (!buffer || zu_do_uri_value_to_keystr(value, buffer.get()) != 0) {
+      TVR_ERROR("Failed to add key value to buffer");
+      if (zu_do_strbuf_to_string(buffer.get()) == nullptr) fail_exhausted();
+      return ZU_FAILED;
+    }
+    shown = zu_do_strbuf_to_string(buffer.get());
+    length = zu_do_strbuf_get_len(buffer.get());
   }
-  const std::string_view written = text_of(buffer);
-  if (written.size() < start || !stands_as_it_is(written.substr(start))) canonical_ = false;
+  if (!stands_as_it_is({shown, length})) canonical_ = false;
+  out.add({shown, length});
   return 0;
 }
 
-int32_t cache_source::take(const uri_step &step, zu_do_strbuf *buffer) noexcept {
+int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
   trace_keys(step);
-  const std::string_view so_far = text_of(buffer);
-  if (so_far.data() == nullptr) {
+  if (out.failed()) {
     TVR_ERROR("Failed to allocate string");
     fail_exhausted();
   }
-  zu_do_properties *record = exhausted_ ? nullptr : find(step, so_far);
+  zu_do_properties *record = exhausted_ ? nullptr : find(step, out.view());
   if (record == nullptr) {
     TVR_ERROR("Could not find props for URI resolution");
     return ZU_FAILED;
@@ -128,21 +137,37 @@ int32_t cache_source::take(const uri_step &step, zu_do_strbuf *buffer) noexcept 
     TVR_ERROR("Unable to find %s in cache", zu_do_name_get_strname(step.key));
     return ZU_NOT_FOUND;
   }
-  zu_do_strbuf_add_bytes(buffer, step.head.data(), step.head.size());
-  return append_value(value, buffer);
+  out.add(step.head);
+  return append_value(value, out);
 }
 
-int32_t run_segment(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relative, zu_tvr_walk_ctx *ctx,
-                    zu_do_strbuf *buffer) noexcept {
+namespace {
+
+// By an operation that is not the library's own.
+int32_t call_foreign(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relative, zu_tvr_walk_ctx *ctx,
+                     text_buffer &out) noexcept {
+  source.distrust();
+  const string_buffer buffer(zu_do_strbuf_new());
+  zu_do_strbuf_add_bytes(buffer.get(), out.view().data(), out.size());
+  const int32_t status = segment->resolve_keys(segment, relative, ctx, buffer.get());
+  const char *written = zu_do_strbuf_to_string(buffer.get());
+  out.clear();
+  out.add({written != nullptr ? written : "", zu_do_strbuf_get_len(buffer.get())});
+  if (written == nullptr) source.fail_exhausted();
+  return status;
+}
+
+// Runs the program up to a segment, its own step included. A parent's own operation stands for all the steps
+// up to it.
+int32_t run_segment(const zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relative,
+                    zu_tvr_walk_ctx *ctx, text_buffer &out) noexcept {
   const zu_tvr_uri_program &program = *segment->program;
-  // A parent's own operation stands for all the steps up to it.
   uint32_t at = 0;
   int32_t status = 0;
   for (zu_tvr_dyn_uri *parent = parent_of(segment); parent != nullptr; parent = parent_of(parent)) {
     if (parent->resolve_keys == resolve_uri_keys) continue;
-    source.distrust();
     at = parent->step;
-    status = parent->resolve_keys(parent, relative, ctx, buffer);
+    status = call_foreign(parent, source, relative, ctx, out);
     if (status == 0) ++at;
     break;
   }
@@ -153,26 +178,31 @@ int32_t run_segment(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relat
   if (at == 0 && status == 0 && is_root(program.start)) {
     TVR_DEBUG("%s", program.start.size() == 1 ? "relative root detected" : "absolute root detected");
   }
-  if (status == 0) status = run_uri_program(program, at, segment->step + 1, buffer, source);
+  if (status == 0) status = run_uri_program(program, at, segment->step + 1, out, source);
   for (; status != 0 && at < segment->step; ++at) TVR_ERROR("Failed to resolve parent URI segment");
   return status;
 }
 
+} // namespace
+
+int32_t resolve_text(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, text_buffer &out, cache_source &source) noexcept {
+  TVR_DEBUG("uri: attempting dynamic key resolution");
+  zu_tvr_dyn_uri *segment = uri->data.dyn;
+  const int32_t status = segment->resolve_keys == resolve_uri_keys
+                             ? run_segment(segment, source, uri->relative, ctx, out)
+                             : call_foreign(segment, source, uri->relative, ctx, out);
+  if (status != 0) TVR_ERROR("Failed to resolve one or more keys in URI");
+  return status;
+}
+
 zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(uri);
   if (uri->is_dynamic == 0) return share_into_field(uri->data.uri);
   TVR_ASSERT(ctx);
-  TVR_DEBUG("uri: attempting dynamic key resolution");
-  const string_buffer buffer(zu_do_strbuf_new());
-  if (!buffer) {
-    TVR_ERROR("Failed to allocate URI buffer");
-    return nullptr;
-  }
-  zu_tvr_dyn_uri *segment = uri->data.dyn;
-  if (segment->resolve_keys(segment, uri->relative, ctx, buffer.get()) != 0) {
-    TVR_ERROR("Failed to resolve one or more keys in URI");
-    return nullptr;
-  }
-  zu_do_uri *made = zu_do_uri_new(zu_do_strbuf_to_string(buffer.get()));
+  text_buffer out;
+  cache_source source(ctx, uri->relative != 0, true);
+  if (resolve_text(uri, ctx, out, source) != 0) return nullptr;
+  zu_do_uri *made = zu_do_uri_new(out.c_str());
   if (made != nullptr) {
     TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made));
   } else {
@@ -186,9 +216,15 @@ int32_t resolve_uri_keys(zu_tvr_dyn_uri *segment, uint8_t relative, zu_tvr_walk_
   TVR_ASSERT_NAMED(segment, "uri");
   TVR_ASSERT(ctx);
   TVR_ASSERT(buffer);
-  const bool as_compiled = zu_do_strbuf_get_len(buffer) == 0 && segment->program->relative == (relative != 0);
-  cache_source source(ctx, relative != 0, as_compiled);
-  return run_segment(segment, source, relative, ctx, buffer);
+  const size_t before = zu_do_strbuf_get_len(buffer);
+  text_buffer out;
+  out.add({zu_do_strbuf_to_string(buffer), before});
+  cache_source source(ctx, relative != 0, before == 0 && segment->program->relative == (relative != 0));
+  const int32_t status = run_segment(segment, source, relative, ctx, out);
+  if (out.failed()) return ZU_FAILED;
+  const std::string_view written = out.view().substr(before);
+  if (zu_do_strbuf_add_bytes(buffer, written.data(), written.size()) != 0 && status == 0) return ZU_FAILED;
+  return status;
 }
 
 } // namespace tvr

@@ -18,7 +18,7 @@ public:
   cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool canonical) noexcept
       : ctx_(ctx), relative_(relative), canonical_(canonical) {}
 
-  int32_t take(const uri_step &step, zu_do_strbuf *buffer) noexcept;
+  int32_t take(const uri_step &step, text_buffer &out) noexcept;
 
   bool canonical() const noexcept { return canonical_; } // every value stands in a URI as it is
   bool exhausted() const noexcept { return exhausted_; } // memory, and not the template, is why it failed
@@ -36,7 +36,7 @@ private:
   zu_do_properties *find(const uri_step &step, std::string_view so_far) noexcept;
   bool find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri,
                    zu_do_properties **record) noexcept;
-  int32_t append_value(zu_do_value *value, zu_do_strbuf *buffer) noexcept;
+  int32_t append_value(zu_do_value *value, text_buffer &out) noexcept;
 
   zu_tvr_walk_ctx *ctx_;
   bool relative_;
@@ -46,9 +46,8 @@ private:
   uint32_t consulted_ = 0;
 };
 
-// Runs the program up to a segment, its own step included: 0, or the status.
-int32_t run_segment(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relative, zu_tvr_walk_ctx *ctx,
-                    zu_do_strbuf *buffer) noexcept;
+// Writes what a dynamic template resolves to: 0, or the status.
+int32_t resolve_text(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, text_buffer &out, cache_source &source) noexcept;
 
 // The operations of the public records.
 zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept;

@@ -52,9 +52,11 @@ void append_quoted(std::string_view shown, text_buffer *out) noexcept {
   bool enclose = shown.starts_with('!');
   bool has_quotes = false;
   for (const char c : shown) {
+    if (c > '"') continue;
     enclose |= c == ' ' || c == '\t';
     has_quotes |= c == '"';
   }
+  if (!enclose && !has_quotes) return out->add(shown);
   if (enclose) out->add('"');
   while (has_quotes) {
     const size_t quote = shown.find('"');
@@ -67,16 +69,23 @@ void append_quoted(std::string_view shown, text_buffer *out) noexcept {
   if (enclose) out->add('"');
 }
 
+// Numbers and truth values hold nothing that is quoted.
+bool may_need_quotes(int32_t type) noexcept {
+  return type < ZU_DO_TYPE_BOOL || type > ZU_DO_TYPE_DOUBLE;
+}
+
 } // namespace
 
 // A value that its table does not name stands as it is, without quotes.
-bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, text_buffer *line,
+bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type, text_buffer *line,
                   size_t *length) noexcept {
   shown_value shown;
   if (!shown.take(value)) return false;
   const size_t before = line->size();
-  if (item->value_map == nullptr) {
+  if (item->value_map == nullptr && may_need_quotes(type)) {
     append_quoted(shown.text(), line);
+  } else if (item->value_map == nullptr) {
+    line->add(shown.text());
   } else {
     const auto *entry = static_cast<const char *>(g_hash_table_lookup(item->value_map, shown.text().data()));
     line->add(entry != nullptr ? std::string_view(entry) : shown.text());
@@ -94,7 +103,7 @@ extern "C" bool zu_tvr_props_map_fmt_item_map_value(zu_tvr_fmt_item *item, zu_do
   *text = nullptr;
   tvr::text_buffer made;
   size_t length = 0;
-  if (!tvr::append_value(item, value, &made, &length)) return false;
+  if (!tvr::append_value(item, value, zu_do_value_get_type(value), &made, &length)) return false;
   *text = made.release().release();
   if (*text == nullptr) TVR_ERROR("Failed to allocate string");
   return *text != nullptr;

@@ -22,7 +22,7 @@ zu_do_uri_text read_uri_plainly(zu_do_properties *record, const char *name) noex
   return {zu_do_uri_get_uri_str(uri), static_cast<uint32_t>(zu_do_uri_get_len(uri)), ZU_DO_HAS_URI};
 }
 
-zu_do_uri_text read_uri(zu_do_properties *record, bool by_collection) noexcept {
+inline zu_do_uri_text read_uri(zu_do_properties *record, bool by_collection) noexcept {
   if (tvr::shortcuts.read_uri == nullptr) {
     return read_uri_plainly(record, by_collection ? ZU_DO_NAME_COLL_URI : ZU_DO_NAME_URI);
   }
@@ -32,7 +32,7 @@ zu_do_uri_text read_uri(zu_do_properties *record, bool by_collection) noexcept {
 }
 
 // The record's text is the one looked up, or a query on it.
-bool answers(const zu_do_uri_text &record, const looked_up &wanted) noexcept {
+inline bool answers(const zu_do_uri_text &record, const looked_up &wanted) noexcept {
   const size_t first = wanted.first.size();
   const size_t length = first + wanted.second.size();
   if (record.length < length || (record.length > length && record.text[length] != '?')) return false;
@@ -40,25 +40,26 @@ bool answers(const zu_do_uri_text &record, const looked_up &wanted) noexcept {
          std::string_view(record.text, first) == wanted.first;
 }
 
-bool is_readable(const zu_do_uri_text &found) noexcept {
-  if (found.state == ZU_DO_HAS_URI && found.text != nullptr) return true;
-  if (found.state == ZU_DO_HAS_NO_URI) TVR_ERROR("Failed to read uri from value");
-  if (found.state == ZU_DO_HAS_URI) TVR_ERROR("Failed to read string value from URI");
-  return false;
-}
+enum class match { no, yes, unreadable };
 
-bool matches(const zu_do_uri_text &found, const looked_up &wanted) noexcept {
+inline match compare(const zu_do_uri_text &found, const looked_up &wanted) noexcept {
+  if (found.text == nullptr) {
+    if (found.state == ZU_DO_NO_PROPERTY) return match::no;
+    if (found.state == ZU_DO_HAS_NO_URI) TVR_ERROR("Failed to read uri from value");
+    if (found.state == ZU_DO_HAS_URI) TVR_ERROR("Failed to read string value from URI");
+    return match::unreadable;
+  }
   if (answers(found, wanted)) {
     TVR_DEBUG("stack match: %s", found.text);
-    return true;
+    return match::yes;
   }
   TVR_DEBUG("stack nomatch: %s", found.text);
-  return false;
+  return match::no;
 }
 
 bool record_matches(zu_do_uri *uri, zu_do_properties *record, const char *name) noexcept {
-  const zu_do_uri_text found = read_uri_plainly(record, name);
-  return is_readable(found) && matches(found, {{zu_do_uri_get_uri_str(uri), zu_do_uri_get_len(uri)}});
+  const looked_up wanted = {{zu_do_uri_get_uri_str(uri), zu_do_uri_get_len(uri)}};
+  return compare(read_uri_plainly(record, name), wanted) == match::yes;
 }
 
 } // namespace
@@ -71,14 +72,12 @@ cache_answer look_up_text(const zu_tvr_stack *cache, const looked_up &wanted, bo
   for (; entry != nullptr; entry = entry->next) {
     ++answer.consulted;
     auto *record = static_cast<zu_do_properties *>(entry->item);
-    const zu_do_uri_text found = read_uri(record, by_collection);
-    if (found.state == ZU_DO_NO_PROPERTY) continue;
-    if (!is_readable(found)) {
-      answer.silent = false;
-    } else if (matches(found, wanted)) {
+    const match matched = compare(read_uri(record, by_collection), wanted);
+    if (matched == match::yes) {
       answer.record = record;
       break;
     }
+    if (matched == match::unreadable) answer.silent = false;
   }
   return answer;
 }

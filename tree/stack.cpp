@@ -41,6 +41,7 @@ zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept {
   entry->next = stack->top;
   stack->top = entry;
   entry->stamp = ++stack->last_stamp;
+  entry->level = entry->next != nullptr ? entry->next->level + 1 : 1;
   return entry;
 }
 

@@ -20,6 +20,7 @@ struct zu_tvr_stack_entry {
 
   /* Private. */
   uint64_t stamp;           /* unique among the stack's entries, ever: equal stamps on top, equal stacks */
+  uint32_t level;           /* 1 at the bottom */
   const uint32_t *revision; /* of the record in the entry: changes with it; none when that cannot be told */
 };
 

@@ -7,8 +7,9 @@
 
 namespace zuapi {
 
-// As in zu_do_shortcuts: display, uri_parts and new_from_row.
+// As in zu_do_shortcuts: display, key_form, uri_parts and new_from_row.
 const char *value_display(zu_do_value *value, char *room, size_t *length);
+const char *value_key_form(zu_do_value *value, char *room, size_t size, size_t *length);
 void uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts);
 zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
 

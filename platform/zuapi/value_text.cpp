@@ -147,21 +147,52 @@ const char *zuapi::value_display(zu_do_value *value, char *room, size_t *length)
   }
 }
 
+namespace {
+
+size_t plain_bytes(std::string_view raw) {
+  size_t count = 0;
+  while (count < raw.size() && byte_is(raw[count], byte_plain)) ++count;
+  return count;
+}
+
+} // namespace
+
+const char *zuapi::value_key_form(zu_do_value *value, char *room, size_t size, size_t *length) {
+  char shown[ZU_DO_VALUE_ROOM];
+  const bool is_string = value != nullptr && value->type == ZU_DO_TYPE_STRING;
+  const std::string_view raw = raw_text(value, is_string ? shown : room);
+  if (raw.data() == nullptr) return nullptr;
+  const size_t plain = plain_bytes(raw);
+  if (plain == raw.size()) return give(raw, length);
+  if (!is_string || raw.size() > size / 3) return nullptr;
+  memcpy(room, raw.data(), plain);
+  char *at = room + plain;
+  for (const char c : raw.substr(plain)) {
+    if (byte_is(c, byte_plain)) {
+      *at++ = c;
+    } else {
+      put_key_byte(at, c);
+      at += 3;
+    }
+  }
+  *length = static_cast<size_t>(at - room);
+  return room;
+}
+
 int zu_do_uri_value_to_keystr(zu_do_value *value, zu_do_strbuf *buffer) {
   char room[ZU_DO_VALUE_ROOM];
-  const std::string_view raw = raw_text(value, room);
+  std::string_view raw = raw_text(value, room);
   if (buffer == nullptr || raw.data() == nullptr) return ZU_FAILED;
   int code = ZU_OK;
-  for (size_t at = 0; code == ZU_OK && at < raw.size();) {
-    size_t stop = at;
-    while (stop < raw.size() && byte_is(raw[stop], byte_plain)) ++stop;
-    code = zu_do_strbuf_add_bytes(buffer, raw.data() + at, stop - at);
-    if (code == ZU_OK && stop < raw.size()) {
-      char escape[3];
-      put_key_byte(escape, raw[stop++]);
-      code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
-    }
-    at = stop;
+  while (code == ZU_OK && !raw.empty()) {
+    const size_t plain = plain_bytes(raw);
+    code = zu_do_strbuf_add_bytes(buffer, raw.data(), plain);
+    raw.remove_prefix(plain);
+    if (code != ZU_OK || raw.empty()) break;
+    char escape[3];
+    put_key_byte(escape, raw.front());
+    code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
+    raw.remove_prefix(1);
   }
   return code;
 }

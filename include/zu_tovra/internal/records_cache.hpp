@@ -39,6 +39,11 @@ inline bool answers_texts(const zu_tvr_stack *cache) noexcept {
   return cache == nullptr || cache->compare == tvr_props_match;
 }
 
+// How many entries a cache holds.
+inline uint32_t level_of(const zu_tvr_stack *cache) noexcept {
+  return cache != nullptr && cache->top != nullptr ? cache->top->level : 0;
+}
+
 // How a cache stood.
 class cache_mark {
 public:

@@ -45,6 +45,7 @@ public:
   }
 
   size_t size() const noexcept { return length_; }
+  std::string_view view() const noexcept { return {block_.get(), length_}; }
   bool failed() const noexcept { return failed_; }
   // The text, NUL-terminated, borrowed until it is written to; none for a failed buffer.
   const char *c_str() noexcept {

@@ -8,6 +8,7 @@
 
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/records_cache.hpp"
+#include "zu_tovra/internal/text_buffer.hpp"
 #include "zu_tovra/uri.h"
 
 struct zu_tvr_uri_programs; // the programs of a tree: equal templates share one
@@ -63,16 +64,15 @@ inline step_look_up look_up_of(const uri_step &step, std::string_view so_far, bo
 }
 
 // Writes the steps from `at` up to, not including, `to`; `at` is then the step that ended it. The source has
-//   int32_t take(step, buffer): writes the step's head and its key's value; 0, or the status that ends it.
+//   int32_t take(step, out): writes the step's head and its key's value; 0, or the status that ends it.
 template <class Source>
-int32_t run_uri_program(const zu_tvr_uri_program &program, uint32_t &at, uint32_t to, zu_do_strbuf *buffer,
+int32_t run_uri_program(const zu_tvr_uri_program &program, uint32_t &at, uint32_t to, text_buffer &out,
                         Source &source) noexcept {
-  if (at == 0) zu_do_strbuf_add_bytes(buffer, program.start.data(), program.start.size());
+  if (at == 0) out.add(program.start);
   for (; at < to; ++at) {
-    const int32_t status = source.take(program.steps[at], buffer);
+    const int32_t status = source.take(program.steps[at], out);
     if (status != 0) return status;
-    const std::string_view tail = program.steps[at].tail;
-    zu_do_strbuf_add_bytes(buffer, tail.data(), tail.size());
+    out.add(program.steps[at].tail);
   }
   return 0;
 }
@@ -80,11 +80,6 @@ int32_t run_uri_program(const zu_tvr_uri_program &program, uint32_t &at, uint32_
 // The text after which no slash is added.
 inline bool is_root(std::string_view uri) noexcept {
   return uri == "/" || uri == "//";
-}
-
-inline std::string_view text_of(zu_do_strbuf *buffer) noexcept {
-  const char *written = zu_do_strbuf_to_string(buffer);
-  return written != nullptr ? std::string_view(written, zu_do_strbuf_get_len(buffer)) : std::string_view();
 }
 
 // ---- The programs of a tree ----

@@ -31,15 +31,15 @@ class any_source {
 public:
   explicit any_source(bool relative) : relative_(relative) {}
 
-  int32_t take(const tvr::uri_step &step, zu_do_strbuf *buffer) {
-    const auto wanted = tvr::look_up_of(step, tvr::text_of(buffer), relative_);
+  int32_t take(const tvr::uri_step &step, tvr::text_buffer &out) {
+    const auto wanted = tvr::look_up_of(step, out.view(), relative_);
     key_look_up &key = keys.emplace_back();
     key.separator = separators[std::min<size_t>(step.where, 2)];
     key.segment = step.look_up.substr(1);
     key.key = zu_do_name_get_strname(step.key);
     if (wanted.possible) key.wanted = canonical(std::string(wanted.from).append(step.look_up));
-    zu_do_strbuf_add_bytes(buffer, step.head.data(), step.head.size());
-    zu_do_strbuf_add_bytes(buffer, any_value.data(), any_value.size());
+    out.add(step.head);
+    out.add(any_value);
     return 0;
   }
 
@@ -55,11 +55,11 @@ struct followed {
 };
 
 followed follow(const zu_tvr_uri &uri) {
-  const tvr::string_buffer buffer(zu_do_strbuf_new());
+  tvr::text_buffer out;
   any_source source(uri.relative != 0);
   uint32_t at = 0;
-  tvr::run_uri_program(*uri.program, at, uri.program->step_count, buffer.get(), source);
-  return {canonical(std::string(tvr::text_of(buffer.get()))), std::move(source.keys)};
+  tvr::run_uri_program(*uri.program, at, uri.program->step_count, out, source);
+  return {canonical(std::string(out.view())), std::move(source.keys)};
 }
 
 size_t end_of_value(std::string_view text, size_t at) {
