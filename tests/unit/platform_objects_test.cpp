@@ -416,7 +416,9 @@ TEST(records, of_positions_are_filled_again_and_again) {
       EXPECT_EQ(offered.reset(record), count != 3);
       EXPECT_EQ(zu_do_properties_get_len(record), count != 3 ? 0u : 4u);
       taken.reset();
+      const uint32_t filled = *revision;
       EXPECT_TRUE(offered.reset(record));
+      EXPECT_NE(*revision, filled);
     }
   }
 }
@@ -432,9 +434,11 @@ TEST(records, take_a_row_over_what_they_have) {
                        "_coll_uri=//locations;loc=0/system;id=1";
   for (int i = 0; i < 2; ++i) { // the second time it is a view, which keeps its own shape
     zu_do_properties_set_string(record.get(), "hostname", "stale");
+    const uint32_t before = *offered.revision_of(record.get());
     EXPECT_EQ(zuapi::properties_add_record(record.get(), frozen.record), 0);
     EXPECT_EQ(debug_text(record.get()), wanted);
     EXPECT_EQ(offered.shape_of(record.get()), frozen.form);
+    EXPECT_NE(*offered.revision_of(record.get()), before);
   }
 }
 
