@@ -210,8 +210,8 @@ inline zu_do_vlist *vlist_place(void *block, zu_do_value *cells, uint32_t length
   return list;
 }
 
-// What the records of one path have in common: the columns (frozen, `_uri` first, names without ':', no
-// name twice) and where each name stands.
+// What the records of one path have in common: the columns (frozen, `_uri` first, names without ':',
+// none twice and none `_coll_uri`) and where each name stands.
 struct shape {
   zu_do_ntlist columns; // first: a table's columns are a shape's when their address is
   uint32_t mask;

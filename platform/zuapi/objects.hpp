@@ -183,7 +183,7 @@ struct zu_do_properties {
   uint16_t lead;       // 1 in a view whose first entry, `_coll_uri`, comes before the slots
   uint32_t index_mask; // of the index, whose size is a power of two
   uint32_t *index;     // open-addressed by name->hash: entry + 1, 0 is free; none while entries are few
-  // Values of `_coll_uri` and `_uri` without an allocation; while somebody may hold one it does not change.
+  // Values of `_coll_uri` and `_uri` without an allocation; each is filled once, so that it never changes.
   zu_do_value own[own_count];
 
   zu_do_entry *first_entries() { return reinterpret_cast<zu_do_entry *>(this + 1); }

@@ -201,15 +201,10 @@ void record_enter_all(zu_do_properties *record) {
   for (uint32_t i = 0; i < record->length; ++i) enter(record, i);
 }
 
-void record_release_own(zu_do_properties *record) {
-  for (; record->own_used > 0; --record->own_used) zu_do_uri_deref(record->own[record->own_used - 1].as.uri);
-}
-
 zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row) {
   if (columns == nullptr || row == nullptr) return nullptr;
   store_record *stored = record_of(row);
-  if (stored != nullptr && columns == &stored->form->columns &&
-      shape_find(stored->form, name_of_coll_uri()) < 0) {
+  if (stored != nullptr && columns == &stored->form->columns) {
     zu_do_properties *record = make_view(stored);
     if (record != nullptr) put_first(record, coll_uri);
     return record;
@@ -246,7 +241,7 @@ void zu_do_properties_deref(zu_do_properties *record) {
     zu_do_name_deref(record->entries[i].name);
     release_value(record->entries[i].value);
   }
-  record_release_own(record);
+  for (uint32_t i = 0; i < record->own_used; ++i) zu_do_uri_deref(record->own[i].as.uri);
   if (record->entries != record->first_entries()) release(record->entries);
   release(record->index);
   release(record);

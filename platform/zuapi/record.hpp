@@ -75,9 +75,6 @@ inline void replace_value(zu_do_properties *record, zu_do_entry &entry, zu_do_va
   entry.value = value;
 }
 
-// Releases the URIs of the record's own cells.
-void record_release_own(zu_do_properties *record);
-
 } // namespace zuapi
 
 #pragma GCC visibility pop

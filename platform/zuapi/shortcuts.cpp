@@ -107,7 +107,6 @@ bool reset(zu_do_properties *record) {
     release_value(record->entries[i].value);
     record->entries[i].value = nullptr;
   }
-  record_release_own(record);
   if (record->length == record->positions && record->form == nullptr) return true;
   for (uint32_t i = record->positions; i < record->length; ++i) zu_do_name_deref(record->entries[i].name);
   record->length = record->positions;
