@@ -30,8 +30,7 @@ bool make_room(zu_tvr_render_memory *memory, uint32_t place) noexcept {
 named_record *memory_of(zu_tvr_walk_ctx *ctx, const zu_tvr_uri_program *program) noexcept {
   zu_tvr_render_memory *memory = render_memory(ctx);
   if (memory == nullptr) return nullptr;
-  const uint32_t level = level_of(ctx->props_cache) % zu_tvr_render_memory::levels;
-  const uint32_t place = program->number * zu_tvr_render_memory::levels + level;
+  const uint32_t place = zu_tvr_render_memory::place_of(program, ctx->props_cache);
   if (place >= memory->named_count && !make_room(memory, place)) return nullptr;
   named_record *&named = memory->named.get()[place];
   if (named == nullptr) named = make_owned<named_record>().release();
@@ -119,6 +118,7 @@ found_record search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) 
   found_record found = conclude({.record = answer.record, .uri = resolved.data()}, true);
   if (found.record != nullptr && source.silent()) {
     named.record = found.record;
+    named.uri = found.uri;
     named.pending = found.pending;
     named.mark = cache_mark(ctx->props_cache, source.consulted());
   }
@@ -136,18 +136,13 @@ zu_tvr_render_memory *make_render_memory(zu_tvr_walk_ctx *ctx) noexcept {
   return ctx->render;
 }
 
-found_record find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+found_record search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   if (uri->resolve != resolve_uri) return find_by_operation(uri, ctx);
   named_record *named = memory_of(ctx, uri->program);
-  if (named == nullptr) {
-    TVR_ERROR("Failed to allocate URI buffer");
-    report_exhausted(ctx);
-    return conclude({}, false);
-  }
-  if (!named->mark.stands(ctx->props_cache)) return search(uri, ctx, *named);
-  if (tracing(7)) static_cast<void>(search(uri, ctx, *named)); // again, for the traces of what is remembered
-  const char *resolved = uri->is_dynamic != 0 ? named->text.c_str() : zu_do_uri_get_uri_str(uri->data.uri);
-  return {.record = named->record, .uri = resolved, .pending = named->pending};
+  if (named != nullptr) return search(uri, ctx, *named);
+  TVR_ERROR("Failed to allocate URI buffer");
+  report_exhausted(ctx);
+  return conclude({}, false);
 }
 
 } // namespace tvr

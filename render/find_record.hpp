@@ -2,6 +2,7 @@
 #pragma once
 
 #include "uri_resolve.hpp"
+#include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/text_buffer.hpp"
 #include "zu_tovra/internal/walk_memory.hpp"
 
@@ -11,9 +12,10 @@ namespace tvr {
 struct named_record {
   const zu_tvr_uri_program *program = nullptr; // none: nothing is remembered
   zu_do_properties *record = nullptr;          // borrowed from the cache
+  const char *uri = nullptr;                   // the text of its URI
   const char *pending = nullptr;               // its pending attributes, borrowed from it; or none
   cache_mark mark;
-  text_buffer text; // the resolved text of a dynamic template
+  text_buffer text; // of the URI of a dynamic template
 };
 
 } // namespace tvr
@@ -23,6 +25,9 @@ struct named_record {
 // it, whose records are one level deeper.
 struct zu_tvr_render_memory {
   static constexpr uint32_t levels = 2;
+  static uint32_t place_of(const zu_tvr_uri_program *program, const zu_tvr_stack *cache) noexcept {
+    return program->number * levels + tvr::level_of(cache) % levels;
+  }
 
   ~zu_tvr_render_memory();
 
@@ -47,8 +52,20 @@ struct found_record {
   ref<zu_do_uri> held = {};      // what the text is borrowed from, if anything
 };
 
+found_record search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept;
+
 // The record that a template names just now. Exhausted memory is reported: who asks would take it for a
 // record that is not in scope.
-found_record find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept;
+inline found_record find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+  const zu_tvr_render_memory *memory = ctx->render;
+  const uint32_t place = zu_tvr_render_memory::place_of(uri->program, ctx->props_cache);
+  if (memory == nullptr || place >= memory->named_count || uri->resolve != resolve_uri)
+    return search_record(uri, ctx);
+  const named_record *named = memory->named.get()[place];
+  if (named == nullptr || named->program != uri->program || !named->mark.stands(ctx->props_cache))
+    return search_record(uri, ctx);
+  if (tracing(7)) static_cast<void>(search_record(uri, ctx)); // again, for the traces of what is remembered
+  return {.record = named->record, .uri = named->uri, .pending = named->pending};
+}
 
 } // namespace tvr

@@ -12,14 +12,6 @@ zu_tvr_line_memory::~zu_tvr_line_memory() {
   for (uint32_t i = 0; i < read_count; ++i) tvr::drop_field(shapes.get()[i].held);
 }
 
-void zu_tvr_line_memory::clear_slots() noexcept {
-  for (uint32_t i = 0; i < slot_count; ++i) {
-    tvr::value_slot &slot = slots.get()[i];
-    if (slot.location != nullptr) tvr::text(slot.location).reset();
-    slot = {{}, nullptr, -1};
-  }
-}
-
 namespace tvr {
 namespace {
 
@@ -215,8 +207,8 @@ void line_memory_delete(zu_tvr_line_memory *memory) noexcept {
   const owned<zu_tvr_line_memory> freed(memory);
 }
 
-zu_tvr_line_memory *line_memory(zu_tvr_print_scratch_data *scratch, const zu_tvr_line_plan *plan) noexcept {
-  if (scratch->memory != nullptr && scratch->memory->plan == plan) return scratch->memory;
+zu_tvr_line_memory *make_line_memory(zu_tvr_print_scratch_data *scratch,
+                                     const zu_tvr_line_plan *plan) noexcept {
   auto made = make_memory(plan);
   if (!made) return nullptr;
   line_memory_delete(std::exchange(scratch->memory, made.release()));

@@ -82,6 +82,7 @@ struct value_slot {
 struct known_shape {
   const void *shape;      // none: nothing is known
   zu_do_properties *held; // one reference: while it is held the shape's address is of no other
+  bool whole;             // every property has a position
 };
 
 } // namespace tvr
@@ -97,13 +98,25 @@ struct zu_tvr_line_memory {
   tvr::ref<zu_do_properties> conditions; // filled line by line, when the platform has such records
 
   ~zu_tvr_line_memory();
-  void clear_slots() noexcept;
+  void clear_slots() noexcept {
+    for (uint32_t i = 0; i < slot_count; ++i) {
+      tvr::value_slot &slot = slots.get()[i];
+      if (slot.location != nullptr) tvr::text(slot.location).reset();
+      slot = {{}, nullptr, -1};
+    }
+  }
 };
 
 namespace tvr {
 
 void line_memory_delete(zu_tvr_line_memory *memory) noexcept; // null is ignored
+zu_tvr_line_memory *make_line_memory(zu_tvr_print_scratch_data *scratch,
+                                     const zu_tvr_line_plan *plan) noexcept;
 // The node's memory of the plan, made on first use; none when memory is exhausted.
-zu_tvr_line_memory *line_memory(zu_tvr_print_scratch_data *scratch, const zu_tvr_line_plan *plan) noexcept;
+inline zu_tvr_line_memory *line_memory(zu_tvr_print_scratch_data *scratch,
+                                       const zu_tvr_line_plan *plan) noexcept {
+  zu_tvr_line_memory *memory = scratch->memory;
+  return memory != nullptr && memory->plan == plan ? memory : make_line_memory(scratch, plan);
+}
 
 } // namespace tvr

@@ -16,16 +16,16 @@ zu_do_value_facts facts_of(zu_do_value *value) noexcept {
 
 // ---- Reading a record ----
 
-// Learns where a read's properties stand in the record's shape, unless it is that of the record before.
-void learn_shape(print_job &job, uint32_t at, zu_do_properties *record, const void *shape) noexcept {
-  known_shape &known = job.memory->shapes.get()[at];
-  if (known.shape == shape) return;
+// Learns where a read's properties stand in the record's shape.
+void learn_shape(print_job &job, const planned_read &read, known_shape &known, zu_do_properties *record,
+                 const void *shape) noexcept {
   drop_field(known.held);
-  known = {shape, share_into_field(record)};
-  const planned_read &read = job.plan->reads.get()[at];
+  known = {shape, share_into_field(record), true};
   for (uint32_t i = 0; i < read.count; ++i) {
     zu_do_name *name = read.properties[i].name;
-    job.memory->positions.get()[read.first + i] = name != nullptr ? shortcuts.find_position(shape, name) : -1;
+    const int32_t position = name != nullptr ? shortcuts.find_position(shape, name) : -1;
+    job.memory->positions.get()[read.first + i] = position;
+    known.whole = known.whole && position >= 0;
   }
 }
 
@@ -33,11 +33,13 @@ void learn_shape(print_job &job, uint32_t at, zu_do_properties *record, const vo
 const zu_do_value_facts *read_record(print_job &job, uint32_t at, zu_do_properties *record) noexcept {
   const planned_read &read = job.plan->reads.get()[at];
   zu_do_value_facts *facts = job.memory->facts.get();
-  const void *shape = shortcuts.shape_of != nullptr ? shortcuts.shape_of(record) : nullptr;
   const int32_t *positions = job.memory->positions.get() + read.first;
+  const void *shape = shortcuts.shape_of != nullptr ? shortcuts.shape_of(record) : nullptr;
+  known_shape &known = job.memory->shapes.get()[at];
   if (shape != nullptr) {
-    learn_shape(job, at, record, shape);
+    if (known.shape != shape) learn_shape(job, read, known, record, shape);
     shortcuts.read_at(record, positions, read.count, facts);
+    if (known.whole) return facts;
   }
   for (uint32_t i = 0; i < read.count; ++i) {
     if (shape != nullptr && positions[i] >= 0) continue;

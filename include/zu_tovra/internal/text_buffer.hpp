@@ -9,6 +9,26 @@
 
 namespace tvr {
 
+// Most pieces are short: copied without a call.
+inline void copy_piece(char *to, const char *from, size_t size) noexcept {
+  const auto copy_ends = [&](auto word) {
+    std::memcpy(&word, from, sizeof word);
+    auto last = word;
+    std::memcpy(&last, from + size - sizeof word, sizeof word);
+    std::memcpy(to, &word, sizeof word);
+    std::memcpy(to + size - sizeof word, &last, sizeof word);
+  };
+  if (size > 16) {
+    std::memcpy(to, from, size);
+  } else if (size >= 8) {
+    copy_ends(uint64_t{});
+  } else if (size >= 4) {
+    copy_ends(uint32_t{});
+  } else {
+    for (size_t i = 0; i < size; ++i) to[i] = from[i];
+  }
+}
+
 // A buffer that could not grow stays failed until it is cleared: it gives no text, so that a text is never
 // half a text.
 class text_buffer {
@@ -20,15 +40,19 @@ public:
     failed_ = false;
   }
   void add(std::string_view piece) noexcept {
-    if (char *at = extend(piece.size())) std::char_traits<char>::copy(at, piece.data(), piece.size());
+    if (char *at = extend(piece.size())) copy_piece(at, piece.data(), piece.size());
   }
-  void add(char character) noexcept { fill(character, 1); }
+  void add(char character) noexcept {
+    if (char *at = extend(1)) *at = character;
+  }
   void add_number(int64_t number) noexcept {
     char digits[24];
     add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
   }
   void fill(char character, size_t count) noexcept {
-    if (char *at = extend(count)) std::char_traits<char>::assign(at, count, character);
+    if (char *at = extend(count)) {
+      for (size_t i = 0; i < count; ++i) at[i] = character;
+    }
   }
   // Puts a piece in front of all.
   void insert(std::string_view piece) noexcept {
