@@ -1,20 +1,13 @@
 // The jump node: walks its destination one CLI mode deeper, between submode tags when asked.
 #include "zu_tovra/jump.h"
 
+#include "walk.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace {
 
 using tvr::fail;
-
-// A node that is walked again within itself would overwrite what it remembers, and might never end.
-bool is_being_walked(const zu_tvr_node *node, const zu_tvr_walk_ctx *ctx) noexcept {
-  for (const zu_tvr_walk_frame *frame = ctx->frame; frame != nullptr; frame = frame->above) {
-    if (frame->node == node) return true;
-  }
-  return false;
-}
 
 // A tag that cannot be built is lost, and one that the output refuses stays so: what counts is the
 // destination.
@@ -41,14 +34,13 @@ bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
     fail(ctx, ZU_EXHAUSTED, "Unable to find destination for jump node");
     return false;
   }
-  if (is_being_walked(data->dest, ctx)) {
-    fail(ctx, ZU_FAILED, "Jump into a node that is being walked");
-    return false;
-  }
+  if (tvr::refuse_if_walked(data->dest, ctx)) return false;
   ++ctx->indentation;
+  ++ctx->jumps;
   write_tag(data->dest_id, ctx, false);
   const bool result = data->dest->walk(data->dest, ctx);
   write_tag(data->dest_id, ctx, true);
+  --ctx->jumps;
   --ctx->indentation;
   return result;
 }

@@ -16,23 +16,8 @@ namespace tvr {
 // How deep nodes may nest on a walk, so that no template can exhaust the thread's stack.
 inline constexpr uint32_t max_depth = 1000;
 
-// A node's entry on the walk's list of nodes that are being walked, while it lives.
-class walk_level {
-public:
-  walk_level(zu_tvr_walk_ctx *ctx, zu_tvr_node *node) noexcept : ctx_(ctx), frame_{ctx->frame, node} {
-    ctx_->frame = &frame_;
-    ++ctx_->depth;
-  }
-  ~walk_level() {
-    ctx_->frame = frame_.above;
-    --ctx_->depth;
-  }
-  walk_level(const walk_level &) = delete;
-  walk_level &operator=(const walk_level &) = delete;
-
-private:
-  zu_tvr_walk_ctx *ctx_;
-  zu_tvr_walk_frame frame_;
-};
+// True, reported, when the node is being walked: entered again within itself it would overwrite what it
+// remembers, and might never end.
+bool refuse_if_walked(const zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept;
 
 } // namespace tvr

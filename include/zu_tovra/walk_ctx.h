@@ -23,7 +23,7 @@ typedef struct zu_tvr_scratch_slot {
   zu_tvr_node *scratch_node; /* borrowed from the scratch table */
 } zu_tvr_scratch_slot;
 
-/* One level of the walk: the node that is being walked there. */
+/* A node that is being walked and has something below it. */
 typedef struct zu_tvr_walk_frame {
   struct zu_tvr_walk_frame *above;
   zu_tvr_node *node;
@@ -66,6 +66,7 @@ struct zu_tvr_walk_ctx {
   zu_tvr_scratch_slot *scratch_slots; /* by the nodes' slots */
   uint32_t scratch_slot_count;
   uint32_t depth;           /* frames on the walk */
+  uint32_t jumps;           /* whose destinations are being walked */
   zu_tvr_walk_frame *frame; /* the innermost */
   zu_do_strbuf *line;       /* the renderer's buffers, made on first use */
   zu_do_strbuf *text;

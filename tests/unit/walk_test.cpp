@@ -79,12 +79,13 @@ public:
   zu_tvr_node *node() { return node_; }
 
 private:
-  // The node that is being walked, to which the data (none: not told) and the scratch data must belong.
+  // The node of the data (none: the node with children that is being walked), to which the scratch data
+  // belongs.
   static fake_node *of(void *data, void *scratch, zu_tvr_walk_ctx *ctx) {
-    zu_tvr_node *node = ctx->frame->node;
-    EXPECT_TRUE(data == nullptr || data == node->data);
-    EXPECT_TRUE(node->type == get || scratch == tvr::scratch_data(node, ctx));
-    return static_cast<fake_data *>(node->data)->self;
+    if (data == nullptr) data = ctx->frame->node->data;
+    fake_node *self = static_cast<fake_data *>(data)->self;
+    EXPECT_TRUE(self->node_->type == get || scratch == tvr::scratch_data(self->node_, ctx));
+    return self;
   }
   static int32_t take(std::deque<int32_t> &answers) {
     if (answers.empty()) return 0;
@@ -148,7 +149,7 @@ const struct protocol_case {
 
 TEST(Walk, CallsTheOperationsInTheirOrder) {
   for (const auto &c : protocol_cases) {
-    for (const int level : {4, 7}) { // with the plain steps, too
+    for (const int level : {4, 7}) {
       SCOPED_TRACE(std::to_string(c.type) + c.expected);
       const test::balanced_memory balanced;
       fake_node node("n", c.type, c.steps, c.instances);
