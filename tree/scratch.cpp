@@ -34,12 +34,6 @@ void *new_scratch_data(uint32_t type) noexcept {
   return zu_tvr_print_scratch_data_new();
 }
 
-zu_tvr_node *find_by_slot(const zu_tvr_node *node, const zu_tvr_walk_ctx *ctx) noexcept {
-  if (node->slot >= ctx->scratch_slot_count) return nullptr;
-  const zu_tvr_scratch_slot &slot = ctx->scratch_slots[node->slot];
-  return slot.node == node ? slot.scratch_node : nullptr;
-}
-
 // Notes a scratch node under the slot of its template node. Without memory for the slots the table serves.
 void note_in_slot(zu_tvr_node *node, zu_tvr_node *scratch_node, zu_tvr_walk_ctx *ctx) noexcept {
   if (node->slot == 0) return;
@@ -75,12 +69,10 @@ zu_tvr_node *add_scratch_node(zu_tvr_node *node, text key, zu_tvr_walk_ctx *ctx)
 
 namespace tvr {
 
-void *scratch_data(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  zu_tvr_node *found = debugging() ? nullptr : find_by_slot(node, ctx);
-  if (found != nullptr) return found->scratch;
+void *find_or_make_scratch_data(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   text key(zu_tovra_create_key_from_ptr(node));
   if (!key) return nullptr;
-  found = static_cast<zu_tvr_node *>(htFind(ctx->scratch_nodes, key.get()));
+  auto *found = static_cast<zu_tvr_node *>(htFind(ctx->scratch_nodes, key.get()));
   if (found == nullptr) found = add_scratch_node(node, std::move(key), ctx);
   if (found == nullptr) return nullptr;
   note_in_slot(node, found, ctx);

@@ -3,6 +3,7 @@
 
 #include <deque>
 
+#include "qmalloc/qmalloc.h"
 #include "support.h"
 #include "support/fake_walk.hpp"
 #include "tree/scratch.hpp"
@@ -225,6 +226,12 @@ TEST(Walk, KeepsScratchDataForTheWholeWalk) {
       EXPECT_EQ(tvr::scratch_data(nodes[i].node(), walk), first[i]);
       EXPECT_NE(tvr::scratch_data(nodes[i].node(), other), first[i]);
     }
+    zu_tvr_node *last = nodes.back().node();
+    last->slot = 1000;
+    EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
+    qmalloc_fail_nth(1, true); // what its slot knows is found without a key
+    EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
+    qmalloc_fail_nth(0, false);
     EXPECT_EQ(htSize(walk->scratch_nodes), nodes.size());
     for (const char *word : {"coll", "iter", "print"}) {
       EXPECT_EQ(traces.count(std::string("6 (info): add ") + word + " scratch node 0x"), level == 7 ? 20 : 0);
