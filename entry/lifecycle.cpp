@@ -47,18 +47,11 @@ extern "C" zu_tvr_trace_test_fn *register_libzu_tvr_trace_test(zu_tvr_trace_test
 extern "C" zu_do_error *render_tovra_reload_func() noexcept {
   using namespace tvr;
   TVR_INFO("Received a reload request, triggering tree rebuild");
-  if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to obtain lock on tovra tree");
-    return zu_do_error_new(ZU_EXHAUSTED, "Failed to obtain lock on tovra tree");
-  }
-  tovra_tree_drop();
-  error_object error = tovra_tree_build();
-  if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to release lock on tovra tree");
-    if (!error) {
-      error.reset(zu_do_error_new(ZU_EXHAUSTED, "Failed to release lock on tovra tree"));
-      tovra_tree_drop();
-    }
+  error_object error;
+  if (tovra_tree_lock(&error)) {
+    tovra_tree_drop();
+    error = tovra_tree_build();
+    static_cast<void>(tovra_tree_unlock(&error));
   }
   return error.release();
 }
