@@ -187,6 +187,7 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
   zu_do_name *shared = share_into_field(name);
   drop_field(item->name);
   item->name = shared;
+  item->kind = kind;
 
   bool added = true;
   switch (kind) {
@@ -213,7 +214,6 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
     drop_field(item->name);
     return false;
   }
-  item->kind = kind;
   record_slot(*uri_item, name, kind, slot);
   return true;
 }
