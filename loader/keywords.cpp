@@ -75,25 +75,19 @@ int32_t count_format_slots(const char *format) noexcept {
   return slots;
 }
 
-// Gives how many slots the format has, or -1 when the line is refused.
-int32_t store_format(parse_context &parse, const char *value) noexcept {
-  growable &format = parse.data->format;
-  if (!store_trimmed(format, value, "%s", parse.error)) return -1;
-  const int32_t slots = count_format_slots(format.chars.get());
-  if (slots <= most_format_slots) return slots;
-  refuse("Too many slots in format: ", parse.data->cmd_id.chars.get(), ZU_FAILED, parse.error);
-  return -1;
-}
-
 bool take_fmt(parse_context &parse, const char *value) noexcept {
-  const int32_t slots = store_format(parse, value);
-  if (slots < 0) return false;
+  growable &format = parse.data->format;
+  if (!store_trimmed(format, value, "%s", parse.error)) return false;
+  const int32_t slots = count_format_slots(format.chars.get());
+  if (slots > most_format_slots) {
+    return refuse("Too many slots in format: ", parse.data->cmd_id.chars.get(), ZU_FAILED, parse.error);
+  }
   parse.data->format_slots = slots;
   return true;
 }
 
 bool take_dest(parse_context &parse, const char *value) noexcept {
-  return store_format(parse, value) >= 0;
+  return store_trimmed(parse.data->format, value, "%s", parse.error);
 }
 
 bool take_newline(parse_context &parse, const char *) noexcept {

@@ -39,10 +39,16 @@ outcome load_text(zu_tvr_tree *tree, const std::string &text) {
 
 // ---- What is accepted, besides what the golden cases of files show ----
 
+std::string repeated(const char *piece, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += piece;
+  return all;
+}
+
 struct accepted {
   const char *what;
-  const char *text;
-  const char *nodes;
+  std::string text;
+  std::string nodes;
 };
 
 const accepted accepted_texts[] = {
@@ -70,6 +76,8 @@ const accepted accepted_texts[] = {
     {"slots are counted by Fmt alone, over the whole format",
      "Cmd: a\nOp: print_if\nFmt: %%s%s-%s%\nDest: x\nProps: /a x:0 y:3\n",
      "a < : print 'x' [x:1 - -] +y:1@3 /a<0 3>\n"},
+    {"a destination has no slots, however many it seems to have",
+     "Cmd: a\nOp: push_mode\nDest: " + repeated("%s", 10001), "a < : jump " + repeated("%s", 10001) + "\n"},
     {"a repeated keyword replaces",
      "Cmd: a\nOp: iter\nOp: get_one\nUri: /a\nUri: /b\nParent Cmd: x\nParent Cmd: y\n", "a < y: get /b\n"},
     {"unknown and near keywords change nothing",
