@@ -54,6 +54,7 @@ bool take_query(parse_context &parse, const char *value) noexcept {
   }
   text name;
   if (!copy_range(name, start, equals, parse.error)) {
+    if (equals != nullptr && equals != start) return false; // memory is exhausted, and the copy has said so
     return refuse("Failed to parse query: ", value, ZU_FAILED, parse.error);
   }
   const auto wanted = ref<zu_do_value>::adopt(zu_do_value_new_string(equals + 1));

@@ -176,6 +176,19 @@ TEST(Template, IsRefusedWithLineAndReason) {
   }
 }
 
+TEST(Template, MemoryThatIsExhaustedIsSaid) {
+  for (uint64_t n = 1;; ++n) {
+    const test::balanced_memory balanced;
+    recording_tree tree;
+    qmalloc_fail_nth(n, false);
+    const outcome result = load_text(tree, "Uri: /a?b\nQuery: x=1\nLocationScheme: s\n");
+    const bool fired = qmalloc_fail_fired() > 0;
+    qmalloc_fail_nth(0, false);
+    EXPECT_EQ(result.code, fired ? 10002 : 0) << n << ": " << result.message;
+    if (!fired) break;
+  }
+}
+
 // ---- Files and directories ----
 
 class Directory : public ::testing::Test {
