@@ -152,6 +152,8 @@ bool load_list(zu_tvr_tree *tree, std::string_view list, zu_do_error **error) no
 extern "C" bool zu_tvr_load_directory(zu_tvr_tree *tree, const char *directory,
                                       zu_do_error **error) noexcept {
   using namespace tvr::loader;
+  TVR_ASSERT(tree);
+  TVR_ASSERT(error);
   TVR_DEBUG("zu_tvr load dir %s", directory);
   char room[path_room];
   if (directory == nullptr) directory = default_directory(room, error);

@@ -59,7 +59,9 @@ text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
 
 extern "C" bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu_do_error **error) noexcept {
   using namespace tvr::loader;
+  TVR_ASSERT(tree);
   TVR_ASSERT(path_to_file);
+  TVR_ASSERT(error);
   TVR_INFO("loader loading file: %s", path_to_file);
   open_file file = open_for_reading(path_to_file);
   if (file == nullptr) {
@@ -74,7 +76,9 @@ extern "C" bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu
 
 extern "C" bool zu_tvr_load_meta_from_str(zu_tvr_tree *tree, const char *data_str,
                                           zu_do_error **error) noexcept {
+  TVR_ASSERT(tree);
   TVR_ASSERT(data_str);
+  TVR_ASSERT(error);
   TVR_INFO("loader loading metadata from string");
   return tvr::loader::parse_text(tree, nullptr, data_str, error);
 }

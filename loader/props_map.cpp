@@ -93,6 +93,7 @@ extern "C" void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
 
 extern "C" void zu_tvr_props_map_print(FILE *stream, uint32_t indentation, zu_tvr_props_map *map) noexcept {
   if (map == nullptr) return;
+  TVR_ASSERT(stream);
   const tvr::string_buffer buffer(zu_do_strbuf_new());
   if (buffer == nullptr) {
     TVR_ERROR("Failed to allocate buffer");

@@ -141,6 +141,7 @@ void record_slot(zu_tvr_uri_item &item, zu_do_name *name, int32_t kind, int32_t 
 } // namespace
 
 zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_props) noexcept {
+  TVR_ASSERT(map);
   TVR_ASSERT(uri);
   if (num_props < 1) {
     TVR_ERROR("Invalid number of properties (%d) for URI %s", num_props, uri);
@@ -173,6 +174,9 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
 bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name, int32_t kind, int32_t slot,
               const char *prefix, uint8_t multiline, uint8_t independent, const char *location_scheme,
               const char *location_field, int32_t partner) noexcept {
+  TVR_ASSERT(map);
+  TVR_ASSERT(uri_item);
+  TVR_ASSERT(name);
   if (slot < 0) {
     TVR_ERROR("Invalid property index (%d) for %s", slot, zu_do_name_get_strname(name));
     return false;
@@ -219,6 +223,7 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
 }
 
 bool add_value_map(zu_tvr_props_map *map, int32_t slot, zu_tvr_hash_table *value_map) noexcept {
+  TVR_ASSERT(map);
   // A slot without an item has nothing that the texts could replace.
   if (slot < 0 || slot >= map->num_items || map->fmt_items[slot] == nullptr) {
     TVR_ERROR("Invalid property index (%d)", slot);

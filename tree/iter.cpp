@@ -139,12 +139,15 @@ int32_t next(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
 }
 
 void pop(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(scratch);
+  TVR_ASSERT(ctx);
   if (scratch->pushed <= 0) return;
   TVR_DEBUG("iter node: popping %d items from props from cache", scratch->pushed);
   for (; scratch->pushed > 0; --scratch->pushed) zu_tvr_pop_props_from_cache(ctx);
 }
 
 void cleanup(zu_tvr_iter_scratch_data *scratch) noexcept {
+  TVR_ASSERT(scratch);
   TVR_DEBUG("iter node: cleaning up");
   const tvr::iterator iter(std::exchange(scratch->iter, nullptr));
   tvr::drop_field(scratch->list);

@@ -30,6 +30,8 @@ void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept
 }
 
 bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(data);
+  TVR_ASSERT(ctx);
   if (data->dest == nullptr) {
     fail(ctx, ZU_EXHAUSTED, "Unable to find destination for jump node");
     return false;
@@ -50,6 +52,7 @@ bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
 extern "C" {
 
 zu_tvr_jump_data *zu_tvr_jump_data_new(const char *dest_id) noexcept {
+  TVR_ASSERT(dest_id);
   auto data = tvr::make_zeroed<zu_tvr_jump_data>();
   if (!data) {
     TVR_ERROR("Failed to allocate tovra node data");

@@ -152,6 +152,7 @@ void zu_tvr_node_connect_siblings(zu_tvr_node *oldest_node, zu_tvr_node *new_nod
 }
 
 void zu_tvr_node_print(FILE *stream, uint32_t indentation, zu_tvr_node *node) noexcept {
+  TVR_ASSERT(stream);
   TVR_ASSERT(node);
   const string_buffer buffer(zu_do_strbuf_new());
   if (!buffer) {

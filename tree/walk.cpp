@@ -193,6 +193,8 @@ bool refuse_if_walked(const zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
 } // namespace tvr
 
 bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(node);
+  TVR_ASSERT(ctx);
   TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
   if (ctx->depth >= tvr::max_depth) {
     fail(ctx, ZU_FAILED, "Template tree nested too deep");
@@ -213,5 +215,6 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
 
 bool tvr_node_walk_children(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(node);
+  TVR_ASSERT(ctx);
   return node->type == TVR_NODE_COLL ? walk_instances(node, ctx) : walk_below(node, ctx);
 }

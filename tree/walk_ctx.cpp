@@ -73,6 +73,8 @@ zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_n
                                      uint32_t fetch_count, uint8_t tag_submodes, zu_tvr_cond_args *cond_args,
                                      void *cb_ctx, zu_tvr_error_fn error_cb,
                                      zu_tvr_output_fn output_cb) noexcept {
+  TVR_ASSERT(error_cb);
+  TVR_ASSERT(output_cb);
   auto ctx = tvr::make_zeroed<zu_tvr_walk_ctx>();
   if (!ctx) {
     TVR_ERROR("Failed to allocate tovra walk context");
@@ -126,6 +128,7 @@ void zu_tvr_walk_ctx_delete(zu_tvr_walk_ctx *ctx) noexcept {
 }
 
 void zu_tvr_walk_ctx_print(FILE *stream, int32_t indentation, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(stream);
   TVR_ASSERT(ctx);
   const auto tabs = static_cast<uint32_t>(std::max(indentation, 0));
   const auto nested = static_cast<uint32_t>(std::max(indentation, -1)) + 1; // a level more, also below 0

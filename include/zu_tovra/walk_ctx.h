@@ -73,8 +73,8 @@ struct zu_tvr_walk_ctx {
   zu_tvr_found_record found[ZU_TVR_FOUND_RECORDS];
 };
 
-/* A new context. Takes references on the data interface and the arguments (may be none); borrows the rest.
- * None (traced) on failure. */
+/* A new context. Takes references on the data interface and the arguments (may be none); borrows the rest,
+ * of which the callbacks must be given. None (traced) on failure. */
 ZU_TVR_API zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data, const char *config_name,
                                                 zu_do_properties *arguments, int32_t render_defaults,
                                                 uint64_t flags, uint32_t fetch_count, uint8_t tag_submodes,
