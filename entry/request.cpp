@@ -2,7 +2,6 @@
 #include "request.hpp"
 
 #include "zu_tovra/internal/report.hpp"
-#include "zu_tovra/record_cache.h"
 
 namespace tvr {
 
@@ -42,13 +41,4 @@ extern "C" void tovra_cleanup_hook(zu_tovra_context *cleanup_context) noexcept {
   if (walk_ctx == nullptr) return;
   if (walk_ctx->cond_args != nullptr) zu_tvr_cond_args_delete(walk_ctx->cond_args);
   zu_tvr_walk_ctx_delete(walk_ctx);
-}
-
-extern "C" void cleanup_props_list(queue *props_list) noexcept {
-  const tvr::block<queue> record(props_list);
-  if (!record) return;
-  while (props_list->head != nullptr) {
-    const tvr::block<props_item> item(static_cast<props_item *>(queue_dequeue(props_list)));
-    if (item) tvr::drop_field(item->props);
-  }
 }

@@ -3,7 +3,7 @@
 
 #include "infra/infra.h"
 #include "qtrace/qtrace.h"
-#include "zu_tovra/entry.h"
+#include "zu_tovra/trace.h"
 #include "zu_tovra/walk_ctx.h"
 
 // Messages are literal, so that a message that is read in a trace is found by searching for it.
@@ -21,7 +21,7 @@
 
 namespace tvr {
 
-// While this is true every step is the plain one, so that the traces tell all of it.
+// Whether the text of a debug trace has to be built.
 inline bool debugging() noexcept {
   return qtrace_module_test(g_zu_tovra_trace_module_id, 7);
 }
