@@ -22,7 +22,7 @@ extern "C" zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcep
     TVR_ERROR("Failed to construct command");
     return nullptr;
   }
-  cond_args->user_io = static_cast<zu_cli_user_io *>(qmalloc_named(ZU_TVR_AREA, sizeof(zu_cli_user_io)));
+  cond_args->user_io = make_room<zu_cli_user_io>(1).release();
   if (cond_args->user_io == nullptr) {
     TVR_ERROR("Failed to allocate user IO");
     return nullptr;

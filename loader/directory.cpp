@@ -45,7 +45,7 @@ public:
   file_names(const file_names &) = delete;
   file_names &operator=(const file_names &) = delete;
   ~file_names() {
-    for (size_t i = 0; i < count_; ++i) qfree_named(names_.get()[i]);
+    for (char *name : *this) const text freed(name);
   }
 
   [[nodiscard]] bool add(const char *name) noexcept {
@@ -67,10 +67,7 @@ public:
 private:
   bool make_room() noexcept {
     const size_t room = room_ == 0 ? 16 : 2 * room_;
-    void *moved = qrealloc_named(ZU_TVR_AREA, names_.get(), room * sizeof(char *));
-    if (moved == nullptr) return false;
-    (void)names_.release();
-    names_.reset(static_cast<char **>(moved));
+    if (!resize(names_, room)) return false;
     room_ = room;
     return true;
   }

@@ -40,7 +40,7 @@ text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
     return nullptr;
   }
   const size_t size = static_cast<size_t>(position);
-  text contents(static_cast<char *>(qmalloc_named(ZU_TVR_AREA, size + 1)));
+  text contents = make_room<char>(size + 1);
   if (contents == nullptr) {
     TVR_ERROR("Failed to allocate string");
     return nullptr;

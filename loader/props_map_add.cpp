@@ -9,21 +9,10 @@
 
 namespace tvr::loader {
 
-void free_item_data(zu_tvr_fmt_item &item) noexcept {
-  if (item.data_kind == TVR_KIND_ARRAY_ELEMENT) {
-    qfree_named(static_cast<zu_tvr_array_data *>(item.data)->prefix);
-  } else if (item.data_kind == TVR_KIND_LOCATION) {
-    qfree_named(static_cast<zu_tvr_location_data *>(item.data)->field);
-  }
-  qfree_named(item.data);
-  item.data = nullptr;
-  item.data_kind = 0;
-}
-
 void free_uri_item(zu_tvr_uri_item *item) noexcept {
+  const block<zu_tvr_uri_item> owner(item);
+  const block<int32_t> indices(item->indices);
   zu_tvr_uri_delete(item->uri);
-  qfree_named(item->indices);
-  qfree_named(item);
 }
 
 namespace {
@@ -153,7 +142,7 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
     return nullptr;
   }
   const size_t count = static_cast<size_t>(num_props);
-  item->indices = static_cast<int32_t *>(qmalloc_named(ZU_TVR_AREA, count * sizeof(int32_t)));
+  item->indices = make_room<int32_t>(count).release();
   if (item->indices == nullptr) {
     TVR_ERROR("Failed to allocate indices in item in the map of print props");
     return nullptr;

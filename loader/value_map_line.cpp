@@ -8,7 +8,7 @@ namespace tvr::loader {
 namespace {
 
 void free_entry_text(void *entry) noexcept {
-  qfree_named(entry);
+  const text freed(static_cast<char *>(entry));
 }
 
 using value_map = unique<GHashTable, g_hash_table_destroy>;

@@ -39,9 +39,10 @@ void note_in_slot(zu_tvr_node *node, zu_tvr_node *scratch_node, zu_tvr_walk_ctx 
   if (node->slot == 0) return;
   if (node->slot >= ctx->scratch_slot_count) {
     const uint32_t count = std::max({node->slot + 1, 2 * ctx->scratch_slot_count, 64u});
-    void *grown = qrealloc_named(ZU_TVR_AREA, ctx->scratch_slots, count * sizeof(zu_tvr_scratch_slot));
-    if (grown == nullptr) return;
-    ctx->scratch_slots = static_cast<zu_tvr_scratch_slot *>(grown);
+    tvr::block<zu_tvr_scratch_slot> slots(ctx->scratch_slots);
+    const bool resized = tvr::resize(slots, count);
+    ctx->scratch_slots = slots.release();
+    if (!resized) return;
     std::fill(ctx->scratch_slots + ctx->scratch_slot_count, ctx->scratch_slots + count,
               zu_tvr_scratch_slot{nullptr, nullptr});
     ctx->scratch_slot_count = count;

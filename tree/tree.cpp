@@ -28,7 +28,7 @@ struct tvr_orphan {
 
 void free_key(void *key) noexcept {
   TVR_ASSERT(key);
-  qfree_named(key);
+  const text freed(static_cast<char *>(key));
 }
 void delete_node(void *value) noexcept {
   TVR_ASSERT(value);
@@ -36,7 +36,7 @@ void delete_node(void *value) noexcept {
 }
 void free_orphan(void *value) noexcept {
   TVR_ASSERT(value);
-  qfree_named(value);
+  const tvr::block<tvr_orphan> freed(static_cast<tvr_orphan *>(value));
 }
 
 table new_nodes_table() noexcept {

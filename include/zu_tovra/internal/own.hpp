@@ -37,6 +37,23 @@ template <class T>
   return block<T>(static_cast<T *>(qcalloc_named(ZU_TVR_AREA, count, sizeof(T))));
 }
 
+// Room for `count` Ts, not initialised; or none.
+template <class T>
+[[nodiscard]] block<T> make_room(size_t count) noexcept {
+  return block<T>(static_cast<T *>(qmalloc_named(ZU_TVR_AREA, count * sizeof(T))));
+}
+
+// Makes it room for `count` Ts, what it held included. False, and nothing done, when memory is exhausted.
+template <class T>
+[[nodiscard]] bool resize(block<T> &room, size_t count) noexcept {
+  static_assert(std::is_trivially_copyable_v<T>);
+  auto *moved = static_cast<T *>(qrealloc_named(ZU_TVR_AREA, room.get(), count * sizeof(T)));
+  if (moved == nullptr) return false;
+  static_cast<void>(room.release());
+  room.reset(moved);
+  return true;
+}
+
 // A copy of a text, or none.
 [[nodiscard]] inline text copy_text(const char *source) noexcept {
   return text(qstrdup_named(ZU_TVR_AREA, source));
@@ -107,6 +124,7 @@ public:
 
   T *get() const noexcept { return object_; }
   explicit operator bool() const noexcept { return object_ != nullptr; }
+  bool operator==(std::nullptr_t) const noexcept { return object_ == nullptr; }
   [[nodiscard]] T *release() noexcept { return std::exchange(object_, nullptr); }
   void reset() noexcept { reset(nullptr); }
 
