@@ -3,11 +3,11 @@
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
-extern "C" zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcept {
+zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcept {
   using namespace tvr;
   TVR_ASSERT_NAMED(context, "external_ctx");
   condition_arguments cond_args(make_zeroed<zu_tvr_cond_args>().release());
-  if (!cond_args) {
+  if (cond_args == nullptr) {
     TVR_ERROR("Failed to allocate condition arguments");
     return nullptr;
   }
@@ -30,7 +30,7 @@ extern "C" zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcep
   return cond_args.release();
 }
 
-extern "C" void zu_tvr_cond_args_delete(zu_tvr_cond_args *cond_args) noexcept {
+void zu_tvr_cond_args_delete(zu_tvr_cond_args *cond_args) noexcept {
   TVR_ASSERT(cond_args);
   if (cond_args->results != nullptr) zu_results_array_free(cond_args->results);
   if (cond_args->cmd != nullptr) zu_cli_cmd_deref(cond_args->cmd);

@@ -65,7 +65,7 @@ bool prepare_walk(external_ctx *request, zu_do_properties *run_props) noexcept {
   const bool tag_submodes =
       read_flag(cli_context->tag_submodes, "Render submode tagging", "Do not render submode tagging");
   condition_arguments cond_args(zu_tvr_cond_args_new(request));
-  if (!cond_args) {
+  if (cond_args == nullptr) {
     set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate condition arguments");
     return false;
   }
@@ -84,9 +84,9 @@ bool prepare_walk(external_ctx *request, zu_do_properties *run_props) noexcept {
 
 } // namespace
 
-extern "C" bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tovra_context,
-                                         int32_t when, const char *node_id, const char *config_name,
-                                         zu_do_properties *run_props, zu_do_properties *op_props) noexcept {
+bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tovra_context, int32_t when,
+                              const char *node_id, const char *config_name, zu_do_properties *run_props,
+                              zu_do_properties *op_props) noexcept {
   TVR_ASSERT(cli_context);
   TVR_ASSERT(tovra_context);
   TVR_ASSERT(when);
@@ -98,7 +98,7 @@ extern "C" bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_c
   if (tree == nullptr) return false;
 
   request_handle request(make_zeroed<external_ctx>().release());
-  if (!request) {
+  if (request == nullptr) {
     TVR_ERROR("Failed to allocate context object");
     set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate context object");
     return false;

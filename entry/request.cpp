@@ -5,7 +5,7 @@
 
 namespace tvr {
 
-extern "C" int tovra_report_error(void *context, int32_t code, const char *err_msg) noexcept {
+int tovra_report_error(void *context, int32_t code, const char *err_msg) noexcept {
   auto *external_ctx = static_cast<::external_ctx *>(context);
   TVR_ASSERT(external_ctx);
   TVR_ASSERT(err_msg);
@@ -13,7 +13,7 @@ extern "C" int tovra_report_error(void *context, int32_t code, const char *err_m
   return results->ops->set_error(results, code, err_msg);
 }
 
-extern "C" bool tovra_send_output(void *context, const char *output_text) noexcept {
+bool tovra_send_output(void *context, const char *output_text) noexcept {
   auto *external_ctx = static_cast<::external_ctx *>(context);
   TVR_ASSERT(external_ctx);
   TVR_ASSERT(output_text);
@@ -32,10 +32,10 @@ void request_delete(external_ctx *request) noexcept {
 
 } // namespace tvr
 
-extern "C" void tovra_cleanup_hook(zu_tovra_context *cleanup_context) noexcept {
+void tovra_cleanup_hook(zu_tovra_context *cleanup_context) noexcept {
   TVR_ASSERT(cleanup_context);
   const tvr::request_handle request(static_cast<external_ctx *>(cleanup_context->cleanup_ctx));
-  if (!request) return;
+  if (request == nullptr) return;
   cleanup_context->cleanup_ctx = nullptr; // a second call finds nothing to free
   zu_tvr_walk_ctx *walk_ctx = request->walk_ctx;
   if (walk_ctx == nullptr) return;

@@ -57,7 +57,7 @@ text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
 
 } // namespace tvr::loader
 
-extern "C" bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu_do_error **error) noexcept {
+bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu_do_error **error) noexcept {
   using namespace tvr::loader;
   TVR_ASSERT(tree);
   TVR_ASSERT(path_to_file);
@@ -74,8 +74,7 @@ extern "C" bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu
   return contents != nullptr && parse_text(tree, path_to_file, contents.get(), error);
 }
 
-extern "C" bool zu_tvr_load_meta_from_str(zu_tvr_tree *tree, const char *data_str,
-                                          zu_do_error **error) noexcept {
+bool zu_tvr_load_meta_from_str(zu_tvr_tree *tree, const char *data_str, zu_do_error **error) noexcept {
   TVR_ASSERT(tree);
   TVR_ASSERT(data_str);
   TVR_ASSERT(error);

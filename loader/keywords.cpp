@@ -53,15 +53,15 @@ bool take_query(parse_context &parse, const char *value) noexcept {
     return refuse("Malformed query: ", value, ZU_FAILED, parse.error);
   }
   text name;
-  if (!copy_range(name, start, equals, parse.error)) {
+  if (!copy_range(&name, start, equals, parse.error)) {
     if (equals != nullptr && equals != start) return false; // memory is exhausted, and the copy has said so
     return refuse("Failed to parse query: ", value, ZU_FAILED, parse.error);
   }
   const auto wanted = ref<zu_do_value>::adopt(zu_do_value_new_string(equals + 1));
-  if (!wanted) return refuse("Failed to allocate value", nullptr, ZU_EXHAUSTED, parse.error);
+  if (wanted == nullptr) return refuse("Failed to allocate value", nullptr, ZU_EXHAUSTED, parse.error);
   ref<zu_do_nvlist> &query = parse.data->query;
-  if (!query) query = ref<zu_do_nvlist>::adopt(zu_do_nvlist_new());
-  if (!query || zu_do_nvlist_add(query.get(), name.get(), wanted.get()) != ZU_OK) {
+  if (query == nullptr) query = ref<zu_do_nvlist>::adopt(zu_do_nvlist_new());
+  if (query == nullptr || zu_do_nvlist_add(query.get(), name.get(), wanted.get()) != ZU_OK) {
     return refuse("Failed to allocate nvlist", nullptr, ZU_EXHAUSTED, parse.error);
   }
   return true;
@@ -103,9 +103,10 @@ bool take_group(parse_context &parse, const char *) noexcept {
 
 bool take_orderby(parse_context &parse, const char *value) noexcept {
   ref<zu_do_nlist> &orderby = parse.data->orderby;
-  if (!orderby) orderby = ref<zu_do_nlist>::adopt(zu_do_nlist_new());
+  if (orderby == nullptr) orderby = ref<zu_do_nlist>::adopt(zu_do_nlist_new());
   const char *name = skip_blanks(value);
-  const bool taken = orderby && (*name == '\0' || zu_do_nlist_add_string(orderby.get(), name) == ZU_OK);
+  const bool taken =
+      orderby != nullptr && (*name == '\0' || zu_do_nlist_add_string(orderby.get(), name) == ZU_OK);
   if (!taken) TVR_ERROR("Failed to allocate orderby clause");
   return taken;
 }

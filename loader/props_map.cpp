@@ -65,7 +65,7 @@ void print_indices(zu_do_strbuf *buffer, uint32_t indentation, const zu_tvr_uri_
 
 } // namespace
 
-extern "C" zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
+zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
   if (num_items < 0) return nullptr;
   auto map = tvr::make_zeroed<zu_tvr_props_map>();
   if (map == nullptr) {
@@ -86,7 +86,7 @@ extern "C" zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
   return map.release();
 }
 
-extern "C" void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
+void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
   if (map == nullptr) return;
   const block<zu_tvr_props_map> owner(map);
   const block<zu_tvr_fmt_item *> items(map->fmt_items);
@@ -95,7 +95,7 @@ extern "C" void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
   free_uri_items(map->uri_items);
 }
 
-extern "C" void zu_tvr_props_map_print(FILE *stream, uint32_t indentation, zu_tvr_props_map *map) noexcept {
+void zu_tvr_props_map_print(FILE *stream, uint32_t indentation, zu_tvr_props_map *map) noexcept {
   if (map == nullptr) return;
   TVR_ASSERT(stream);
   const tvr::string_buffer buffer(zu_do_strbuf_new());

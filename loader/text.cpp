@@ -90,7 +90,7 @@ static bool copy_bounded(char *target, const char *source, size_t length) noexce
   return true;
 }
 
-bool copy_range(text &copy, const char *start, const char *end, zu_do_error **error) noexcept {
+bool copy_range(text *copy, const char *start, const char *end, zu_do_error **error) noexcept {
   if (end == nullptr || end <= start) {
     TVR_ERROR("Ambiguous end of string in %s", start);
     set_error(error, ZU_FAILED, "Ambiguous end of string");
@@ -106,18 +106,18 @@ bool copy_range(text &copy, const char *start, const char *end, zu_do_error **er
   if (!copy_bounded(made.get(), start, length)) {
     return refuse("Failed to copy string", nullptr, ZU_FAILED, error);
   }
-  copy = std::move(made);
+  *copy = std::move(made);
   return true;
 }
 
-bool to_int32(const char *start, const char *end, int32_t &number, zu_do_error **error) noexcept {
+bool to_int32(const char *start, const char *end, int32_t *number, zu_do_error **error) noexcept {
   text digits;
   if (end != nullptr) {
-    if (!copy_range(digits, start, end, error)) return false;
+    if (!copy_range(&digits, start, end, error)) return false;
     start = digits.get();
   }
   errno = 0;
-  number = static_cast<int32_t>(std::strtol(start, nullptr, 10));
+  *number = static_cast<int32_t>(std::strtol(start, nullptr, 10));
   if (errno != 0) {
     TVR_ERROR("Failed to convert %s to long", start);
     set_error(error, ZU_FAILED, "Failed to convert string to long");

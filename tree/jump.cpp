@@ -14,7 +14,7 @@ using tvr::fail;
 void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept {
   if (submode == nullptr || ctx->tag_submodes == 0) return;
   const tvr::string_buffer buffer(zu_do_strbuf_new());
-  if (buffer) {
+  if (buffer != nullptr) {
     zu_do_strbuf_add_char(buffer.get(), '\n');
     zu_do_strbuf_add_fill(buffer.get(), ' ', ctx->indentation);
     zu_do_strbuf_add_string(buffer.get(), closing ? "! </submode> \"" : "! <submode> \"");
@@ -26,7 +26,7 @@ void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept
     TVR_ERROR("Failed to allocate buffer");
     return;
   }
-  static_cast<void>(ctx->output_cb(ctx->cb_ctx, tag));
+  (void)ctx->output_cb(ctx->cb_ctx, tag);
 }
 
 bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
@@ -49,12 +49,10 @@ bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
 
 } // namespace
 
-extern "C" {
-
 zu_tvr_jump_data *zu_tvr_jump_data_new(const char *dest_id) noexcept {
   TVR_ASSERT(dest_id);
   auto data = tvr::make_zeroed<zu_tvr_jump_data>();
-  if (!data) {
+  if (data == nullptr) {
     TVR_ERROR("Failed to allocate tovra node data");
     return nullptr;
   }
@@ -71,5 +69,4 @@ void zu_tvr_jump_data_delete(zu_tvr_jump_data *data) noexcept {
   if (data == nullptr) return;
   const tvr::block<zu_tvr_jump_data> owner(data);
   const tvr::text dest_id(data->dest_id);
-}
 }

@@ -53,7 +53,7 @@ void note_in_slot(zu_tvr_node *node, zu_tvr_node *scratch_node, zu_tvr_walk_ctx 
 // A new scratch node in the walk's table; none (traced) on failure.
 zu_tvr_node *add_scratch_node(zu_tvr_node *node, text key, zu_tvr_walk_ctx *ctx) noexcept {
   owned_node scratch_node(tvr::new_node(node->type));
-  if (!scratch_node) return nullptr;
+  if (scratch_node == nullptr) return nullptr;
   scratch_node->scratch = new_scratch_data(node->type);
   if (scratch_node->scratch == nullptr) return nullptr;
   if (htAdd(ctx->scratch_nodes, key.get(), scratch_node.get()) != 0) {
@@ -62,7 +62,7 @@ zu_tvr_node *add_scratch_node(zu_tvr_node *node, text key, zu_tvr_walk_ctx *ctx)
   }
   TVR_INFO("add %s scratch node %p key:%s", type_word(node->type), static_cast<void *>(scratch_node.get()),
            key.get());
-  static_cast<void>(key.release());
+  (void)key.release();
   return scratch_node.release();
 }
 
@@ -72,7 +72,7 @@ namespace tvr {
 
 void *find_or_make_scratch_data(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   text key(zu_tovra_create_key_from_ptr(node));
-  if (!key) return nullptr;
+  if (key == nullptr) return nullptr;
   auto *found = static_cast<zu_tvr_node *>(htFind(ctx->scratch_nodes, key.get()));
   if (found == nullptr) found = add_scratch_node(node, std::move(key), ctx);
   if (found == nullptr) return nullptr;
@@ -82,7 +82,7 @@ void *find_or_make_scratch_data(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcep
 
 } // namespace tvr
 
-extern "C" char *zu_tovra_create_key_from_ptr(const void *address) noexcept {
+char *zu_tovra_create_key_from_ptr(const void *address) noexcept {
   char *key = nullptr;
   if (zu_printf(&key, "%p", address) >= 0) return key;
   TVR_ERROR("Failed to create ht key from ptr");

@@ -110,12 +110,12 @@ struct waiting_place {
 
   bool make(zu_tvr_node *node, const char *node_id, const char *missing_parent) noexcept {
     parent_id = tvr::copy_text(missing_parent);
-    if (!parent_id) {
+    if (parent_id == nullptr) {
       TVR_ERROR("Failed to allocate parent id");
       return false;
     }
     orphan = tvr::make_zeroed<tvr_orphan>();
-    if (!orphan) {
+    if (orphan == nullptr) {
       TVR_ERROR("Failed to allocate orphan node");
       return false;
     }
@@ -144,7 +144,7 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
   }
   TVR_DEBUG("tree: adding node %s", id);
   text key = tvr::copy_text(id);
-  if (!key) {
+  if (key == nullptr) {
     TVR_ERROR("Failed to allocate id");
     return false;
   }
@@ -203,21 +203,19 @@ bool resolve_links(zu_tvr_tree *tree) noexcept {
 
 } // namespace
 
-extern "C" {
-
 zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
   auto tree = tvr::make_zeroed<zu_tvr_tree>();
-  if (!tree) {
+  if (tree == nullptr) {
     TVR_ERROR("Failed to allocate zu_tvr_tree");
     return nullptr;
   }
   table nodes = new_nodes_table();
-  if (!nodes) {
+  if (nodes == nullptr) {
     TVR_ERROR("Failed to allocate tovra nodes hashtable");
     return nullptr;
   }
   text key = tvr::copy_text(root_id);
-  if (!key) {
+  if (key == nullptr) {
     TVR_ERROR("Failed to allocate key for root");
     return nullptr;
   }
@@ -229,7 +227,7 @@ zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
   tree->root->slot = ++tree->slots;
   g_hash_table_insert(nodes.get(), key.release(), tree->root);
   table orphans = new_orphans_table();
-  if (!orphans) {
+  if (orphans == nullptr) {
     TVR_ERROR("Failed to allocate tovra orphans hashtable");
     return nullptr;
   }
@@ -265,5 +263,4 @@ void zu_tvr_tree_print(FILE *fp, uint32_t indentation, zu_tvr_tree *tree) noexce
     }
     node = node->next_sibling;
   }
-}
 }

@@ -42,7 +42,7 @@ void free_cached_record(char *key, void *value) noexcept {
 void free_cached_queue(char *key, void *value) noexcept {
   const text owned_key(key);
   const tvr::block<cursor_cache_entry> entry(static_cast<cursor_cache_entry *>(value));
-  if (entry) cleanup_props_list(entry->props_list);
+  if (entry != nullptr) cleanup_props_list(entry->props_list);
 }
 
 void free_scratch_node(char *key, void *value) noexcept {
@@ -66,8 +66,6 @@ void free_private(zu_tvr_walk_ctx *ctx) noexcept {
 
 } // namespace
 
-extern "C" {
-
 zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_name,
                                      zu_do_properties *arguments, int32_t render_defaults, uint64_t flags,
                                      uint32_t fetch_count, uint8_t tag_submodes, zu_tvr_cond_args *cond_args,
@@ -76,7 +74,7 @@ zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_n
   TVR_ASSERT(error_cb);
   TVR_ASSERT(output_cb);
   auto ctx = tvr::make_zeroed<zu_tvr_walk_ctx>();
-  if (!ctx) {
+  if (ctx == nullptr) {
     TVR_ERROR("Failed to allocate tovra walk context");
     return nullptr;
   }
@@ -157,5 +155,4 @@ void zu_tvr_walk_ctx_print(FILE *stream, int32_t indentation, zu_tvr_walk_ctx *c
   }
   put_tabs();
   std::fprintf(stream, "starting node: %ld\n", tvr::node_number(ctx->starting_node));
-}
 }

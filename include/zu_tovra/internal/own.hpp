@@ -49,7 +49,7 @@ template <class T>
   static_assert(std::is_trivially_copyable_v<T>);
   auto *moved = static_cast<T *>(qrealloc_named(ZU_TVR_AREA, room.get(), count * sizeof(T)));
   if (moved == nullptr) return false;
-  static_cast<void>(room.release());
+  (void)room.release();
   room.reset(moved);
   return true;
 }
