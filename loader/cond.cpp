@@ -1,5 +1,5 @@
 // Condition lines: the text for the print node, and the eval properties read out of it.
-#include "cond.hpp"
+#include "keywords.hpp"
 
 #include <cstring>
 

@@ -3,9 +3,6 @@
 
 #include <cstring>
 
-#include "cond.hpp"
-#include "property_lines.hpp"
-#include "version.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr::loader {

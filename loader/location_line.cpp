@@ -1,6 +1,7 @@
 // "Location:" lines: a property whose value is a location, rendered field by field.
 #include <cstring>
 
+#include "keywords.hpp"
 #include "property_lines.hpp"
 #include "zu_tovra/internal/report.hpp"
 

@@ -1,6 +1,7 @@
 // "Props:" lines: the properties of one URI, each a name with one or two pieces.
 #include <cstring>
 
+#include "keywords.hpp"
 #include "property_lines.hpp"
 #include "zu_tovra/internal/report.hpp"
 

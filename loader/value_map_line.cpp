@@ -1,7 +1,7 @@
 // "ValueMap:" lines: replacement texts for the values of one format slot.
 #include <glib.h>
 
-#include "property_lines.hpp"
+#include "keywords.hpp"
 
 namespace tvr::loader {
 

@@ -1,5 +1,5 @@
 // The language version of a template text.
-#include "version.hpp"
+#include "keywords.hpp"
 
 #include <cstring>
 

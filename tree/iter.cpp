@@ -58,12 +58,8 @@ record_list sort_by_location(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list) 
     return {};
   }
   const auto locations = tvr::make_zeroed_array<tarvo_location>(count);
-  if (locations == nullptr) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate array");
-    return {};
-  }
   const auto index = tvr::make_zeroed_array<uint32_t>(count);
-  if (index == nullptr) {
+  if (locations == nullptr || index == nullptr) {
     fail(ctx, ZU_EXHAUSTED, "Failed to allocate array");
     return {};
   }
