@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "node.hpp"
-#include "tree_walk.hpp"
+#include "walk.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/jump.h"
@@ -39,11 +39,8 @@ void free_orphan(void *value) noexcept {
   const tvr::block<tvr_orphan> freed(static_cast<tvr_orphan *>(value));
 }
 
-table new_nodes_table() noexcept {
-  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, delete_node));
-}
-table new_orphans_table() noexcept {
-  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, free_orphan));
+table new_table(void (*free_value)(void *)) noexcept {
+  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, free_value));
 }
 
 zu_tvr_node *find_node(zu_tvr_tree *tree, const char *id) noexcept {
@@ -162,7 +159,7 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
   } else if (parent != nullptr) {
     zu_tvr_node_connect_parent(parent, node);
   } else {
-    if (tree->orphans == nullptr) tree->orphans = new_orphans_table().release();
+    if (tree->orphans == nullptr) tree->orphans = new_table(free_orphan).release();
     g_hash_table_insert(tree->orphans, place.parent_id.release(), place.orphan.release());
   }
   return true;
@@ -209,7 +206,7 @@ zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
     TVR_ERROR("Failed to allocate zu_tvr_tree");
     return nullptr;
   }
-  table nodes = new_nodes_table();
+  table nodes = new_table(delete_node);
   if (nodes == nullptr) {
     TVR_ERROR("Failed to allocate tovra nodes hashtable");
     return nullptr;
@@ -226,7 +223,7 @@ zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
   }
   tree->root->slot = ++tree->slots;
   g_hash_table_insert(nodes.get(), key.release(), tree->root);
-  table orphans = new_orphans_table();
+  table orphans = new_table(free_orphan);
   if (orphans == nullptr) {
     TVR_ERROR("Failed to allocate tovra orphans hashtable");
     return nullptr;

@@ -1,9 +1,8 @@
 // Where a walk starts: the starting node, and the path from the root down to it.
-#include "tree_walk.hpp"
-
 #include <glib.h>
 
 #include "node.hpp"
+#include "walk.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 

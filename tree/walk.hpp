@@ -1,6 +1,7 @@
-// The walk engine: the one walk operation of every node, and the walk of a node's children.
+// The walk engine: the walk operations of trees and nodes, and the walk of a node's children.
 #pragma once
 
+#include "zu_tovra/tree.h"
 #include "zu_tovra/walk_ctx.h"
 
 extern "C" {
@@ -12,6 +13,9 @@ bool tvr_node_walk_children(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept;
 }
 
 namespace tvr {
+
+// The walk operation of a tree.
+bool walk_tree(zu_tvr_tree *tree, const char *id, zu_tvr_walk_ctx *ctx) noexcept;
 
 // How deep nodes may nest on a walk, so that no template can exhaust the thread's stack.
 inline constexpr uint32_t max_depth = 1000;
