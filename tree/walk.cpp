@@ -200,16 +200,21 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
     fail(ctx, ZU_FAILED, "Template tree nested too deep");
     return false;
   }
-  // A node with nothing below it cannot be come back to: no line pays for a frame.
-  if (node->first_child == nullptr && node->type != TVR_NODE_JUMP) return walk_by_type(node, ctx);
-  // Children lead down the tree. Only a jump can lead back up.
-  if (ctx->jumps != 0 && tvr::refuse_if_walked(node, ctx)) return false;
-  zu_tvr_walk_frame frame{ctx->frame, node};
-  ctx->frame = &frame;
-  ++ctx->depth;
+  // A node with nothing below it cannot be come back to: no line pays for a frame. And only a jump leads
+  // back.
+  const bool leads_on = node->first_child != nullptr || node->type == TVR_NODE_JUMP;
+  if (leads_on && ctx->jumps != 0 && tvr::refuse_if_walked(node, ctx)) return false;
+  zu_tvr_walk_frame frame;
+  if (leads_on) {
+    frame = {ctx->frame, node};
+    ctx->frame = &frame;
+    ++ctx->depth;
+  }
   const bool result = walk_by_type(node, ctx);
-  --ctx->depth;
-  ctx->frame = frame.above;
+  if (leads_on) {
+    ctx->frame = ctx->frame->above;
+    --ctx->depth;
+  }
   return result;
 }
 
