@@ -17,14 +17,7 @@ using tvr::text;
 using owned_node = tvr::unique<zu_tvr_node, zu_tvr_node_delete>;
 
 const char *type_word(uint32_t type) noexcept {
-  switch (type) {
-  case TVR_NODE_COLL:
-    return "coll";
-  case TVR_NODE_ITER:
-    return "iter";
-  default:
-    return "print";
-  }
+  return type == TVR_NODE_COLL ? "coll" : type == TVR_NODE_ITER ? "iter" : "print";
 }
 
 // None (traced) on failure.
