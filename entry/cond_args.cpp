@@ -3,10 +3,11 @@
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
-extern "C" zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcept {
+zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcept {
   using namespace tvr;
+  TVR_ASSERT_NAMED(context, "external_ctx");
   condition_arguments cond_args(make_zeroed<zu_tvr_cond_args>().release());
-  if (!cond_args) {
+  if (cond_args == nullptr) {
     TVR_ERROR("Failed to allocate condition arguments");
     return nullptr;
   }
@@ -21,7 +22,7 @@ extern "C" zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcep
     TVR_ERROR("Failed to construct command");
     return nullptr;
   }
-  cond_args->user_io = static_cast<zu_cli_user_io *>(qmalloc_named(ZU_TVR_AREA, sizeof(zu_cli_user_io)));
+  cond_args->user_io = make_room<zu_cli_user_io>(1).release();
   if (cond_args->user_io == nullptr) {
     TVR_ERROR("Failed to allocate user IO");
     return nullptr;
@@ -29,7 +30,8 @@ extern "C" zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcep
   return cond_args.release();
 }
 
-extern "C" void zu_tvr_cond_args_delete(zu_tvr_cond_args *cond_args) noexcept {
+void zu_tvr_cond_args_delete(zu_tvr_cond_args *cond_args) noexcept {
+  TVR_ASSERT(cond_args);
   if (cond_args->results != nullptr) zu_results_array_free(cond_args->results);
   if (cond_args->cmd != nullptr) zu_cli_cmd_deref(cond_args->cmd);
   const tvr::block<zu_cli_user_io> user_io(cond_args->user_io);

@@ -2,6 +2,7 @@
 #include "tree_holder.hpp"
 
 #include "qmalloc/qmalloc.h"
+#include "zu_tovra/entry.h"
 #include "zu_tovra/internal/report.hpp"
 
 uint16_t g_zu_tovra_trace_module_id = 0;
@@ -26,44 +27,37 @@ int always_trace() {
 zu_tvr_trace_msg_fn zu_tvr_trace_msg = no_trace_msg;
 zu_tvr_trace_test_fn zu_tvr_trace_test = always_trace;
 
-extern "C" bool zu_tovra_init() noexcept {
+bool zu_tovra_init() noexcept {
   return qmalloc_init(ZU_TVR_AREA, tovra_area_name) == 0;
 }
 
-extern "C" int zu_tovra_trace_init() noexcept {
+int zu_tovra_trace_init() noexcept {
   return qtrace_module_init_fn("zu_tovra", &g_zu_tovra_trace_module_id, &trace_control);
 }
 
-extern "C" int register_libzu_tvr_trace(zu_tvr_trace_msg_fn hook) noexcept {
+int register_libzu_tvr_trace(zu_tvr_trace_msg_fn hook) noexcept {
   zu_tvr_trace_msg = hook;
   return zu_tovra_trace_init();
 }
 
-extern "C" zu_tvr_trace_test_fn *register_libzu_tvr_trace_test(zu_tvr_trace_test_fn hook) noexcept {
+zu_tvr_trace_test_fn *register_libzu_tvr_trace_test(zu_tvr_trace_test_fn hook) noexcept {
   zu_tvr_trace_test = hook;
   return &zu_tvr_trace_test;
 }
 
-extern "C" zu_do_error *render_tovra_reload_func() noexcept {
+zu_do_error *render_tovra_reload_func() noexcept {
   using namespace tvr;
   TVR_INFO("Received a reload request, triggering tree rebuild");
-  if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to obtain lock on tovra tree");
-    return zu_do_error_new(ZU_EXHAUSTED, "Failed to obtain lock on tovra tree");
-  }
-  tovra_tree_drop();
-  error_object error = tovra_tree_build();
-  if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to release lock on tovra tree");
-    if (!error) {
-      error.reset(zu_do_error_new(ZU_EXHAUSTED, "Failed to release lock on tovra tree"));
-      tovra_tree_drop();
-    }
+  error_object error;
+  if (tovra_tree_lock(&error)) {
+    tovra_tree_drop();
+    error = tovra_tree_build();
+    (void)tovra_tree_unlock(&error);
   }
   return error.release();
 }
 
-extern "C" bool zu_tovra_stop() noexcept {
+bool zu_tovra_stop() noexcept {
   using namespace tvr;
   if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
     TVR_ERROR("Failed to lock tovra tree");

@@ -19,30 +19,22 @@ void set_error(zu_cli_context *cli_context, int32_t code, const char *message) n
 
 void set_error_object(zu_cli_context *cli_context, error_object error) noexcept {
   zu_result_ifc *results = cli_context->result_ifc;
+  // What failed has been traced; there was no memory to say it in an object.
+  if (error == nullptr) return set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate tovra tree");
   results->ops->set_error_object(results, error.get());
 }
 
-// Sees to it that there is a tree. False after a failure, which is reported.
-bool have_tree(zu_cli_context *cli_context) noexcept {
-  if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to obtain lock on tovra tree");
-    const char *message = "Failed to obtain lock on tovra tree";
-    set_error_object(cli_context, error_object(zu_do_error_new(ZU_EXHAUSTED, message)));
-    return false;
-  }
+// The tree as it stands when the lock is released. None after a failure, which is reported.
+zu_tvr_tree *take_tree(zu_cli_context *cli_context) noexcept {
   error_object error;
-  if (g_tovra_tree == nullptr) error = tovra_tree_build();
-  if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to release lock on tovra tree");
-    if (!error) {
-      error.reset(zu_do_error_new(ZU_EXHAUSTED, "Failed to release lock on tovra tree"));
-      tovra_tree_drop();
-    }
+  zu_tvr_tree *tree = nullptr;
+  if (tovra_tree_lock(&error)) {
+    if (g_tovra_tree == nullptr) error = tovra_tree_build();
+    tree = g_tovra_tree;
+    if (!tovra_tree_unlock(&error) || error != nullptr) tree = nullptr;
   }
-  // A host's own platform may have no memory for the error object of a failed build.
-  if (!error) return g_tovra_tree != nullptr;
-  set_error_object(cli_context, std::move(error));
-  return false;
+  if (tree == nullptr) set_error_object(cli_context, std::move(error));
+  return tree;
 }
 
 // Finds the data of a named configuration. False after a failure, which is reported.
@@ -73,7 +65,7 @@ bool prepare_walk(external_ctx *request, zu_do_properties *run_props) noexcept {
   const bool tag_submodes =
       read_flag(cli_context->tag_submodes, "Render submode tagging", "Do not render submode tagging");
   condition_arguments cond_args(zu_tvr_cond_args_new(request));
-  if (!cond_args) {
+  if (cond_args == nullptr) {
     set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate condition arguments");
     return false;
   }
@@ -92,9 +84,9 @@ bool prepare_walk(external_ctx *request, zu_do_properties *run_props) noexcept {
 
 } // namespace
 
-extern "C" bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tovra_context,
-                                         int32_t when, const char *node_id, const char *config_name,
-                                         zu_do_properties *run_props, zu_do_properties *op_props) noexcept {
+bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tovra_context, int32_t when,
+                              const char *node_id, const char *config_name, zu_do_properties *run_props,
+                              zu_do_properties *op_props) noexcept {
   TVR_ASSERT(cli_context);
   TVR_ASSERT(tovra_context);
   TVR_ASSERT(when);
@@ -102,10 +94,11 @@ extern "C" bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_c
   TVR_ASSERT(op_props);
   const char *start_id = when == when_whole ? nullptr : node_id;
   if (start_id != nullptr) TVR_INFO("TOVRA render request for %s", start_id);
-  if (!have_tree(cli_context)) return false;
+  zu_tvr_tree *tree = take_tree(cli_context);
+  if (tree == nullptr) return false;
 
   request_handle request(make_zeroed<external_ctx>().release());
-  if (!request) {
+  if (request == nullptr) {
     TVR_ERROR("Failed to allocate context object");
     set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate context object");
     return false;
@@ -118,5 +111,5 @@ extern "C" bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_c
   zu_tvr_walk_ctx *walk_ctx = request->walk_ctx;
   tovra_context->cleanup_ctx = request.release();
   tovra_context->cleanup_fn = tovra_cleanup_hook;
-  return g_tovra_tree->walk(g_tovra_tree, start_id, walk_ctx);
+  return tree->walk(tree, start_id, walk_ctx);
 }

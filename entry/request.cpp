@@ -2,11 +2,10 @@
 #include "request.hpp"
 
 #include "zu_tovra/internal/report.hpp"
-#include "zu_tovra/record_cache.h"
 
 namespace tvr {
 
-extern "C" int tovra_report_error(void *context, int32_t code, const char *err_msg) noexcept {
+int tovra_report_error(void *context, int32_t code, const char *err_msg) noexcept {
   auto *external_ctx = static_cast<::external_ctx *>(context);
   TVR_ASSERT(external_ctx);
   TVR_ASSERT(err_msg);
@@ -14,7 +13,7 @@ extern "C" int tovra_report_error(void *context, int32_t code, const char *err_m
   return results->ops->set_error(results, code, err_msg);
 }
 
-extern "C" bool tovra_send_output(void *context, const char *output_text) noexcept {
+bool tovra_send_output(void *context, const char *output_text) noexcept {
   auto *external_ctx = static_cast<::external_ctx *>(context);
   TVR_ASSERT(external_ctx);
   TVR_ASSERT(output_text);
@@ -33,22 +32,13 @@ void request_delete(external_ctx *request) noexcept {
 
 } // namespace tvr
 
-extern "C" void tovra_cleanup_hook(zu_tovra_context *cleanup_context) noexcept {
+void tovra_cleanup_hook(zu_tovra_context *cleanup_context) noexcept {
   TVR_ASSERT(cleanup_context);
   const tvr::request_handle request(static_cast<external_ctx *>(cleanup_context->cleanup_ctx));
-  if (!request) return;
+  if (request == nullptr) return;
   cleanup_context->cleanup_ctx = nullptr; // a second call finds nothing to free
   zu_tvr_walk_ctx *walk_ctx = request->walk_ctx;
   if (walk_ctx == nullptr) return;
   if (walk_ctx->cond_args != nullptr) zu_tvr_cond_args_delete(walk_ctx->cond_args);
   zu_tvr_walk_ctx_delete(walk_ctx);
-}
-
-extern "C" void cleanup_props_list(queue *props_list) noexcept {
-  const tvr::block<queue> record(props_list);
-  if (!record) return;
-  while (props_list->head != nullptr) {
-    const tvr::block<props_item> item(static_cast<props_item *>(queue_dequeue(props_list)));
-    if (item) tvr::drop_field(item->props);
-  }
 }

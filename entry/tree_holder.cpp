@@ -25,6 +25,23 @@ void read_fetch_count() noexcept {
 
 } // namespace
 
+bool tovra_tree_lock(error_object *error) noexcept {
+  if (pthread_mutex_lock(&g_tovra_tree_lock) == 0) return true;
+  TVR_ERROR("Failed to obtain lock on tovra tree");
+  error->reset(zu_do_error_new(ZU_EXHAUSTED, "Failed to obtain lock on tovra tree"));
+  return false;
+}
+
+bool tovra_tree_unlock(error_object *error) noexcept {
+  if (pthread_mutex_unlock(&g_tovra_tree_lock) == 0) return true;
+  TVR_ERROR("Failed to release lock on tovra tree");
+  if (*error == nullptr) {
+    error->reset(zu_do_error_new(ZU_EXHAUSTED, "Failed to release lock on tovra tree"));
+    tovra_tree_drop();
+  }
+  return false;
+}
+
 error_object tovra_tree_build() noexcept {
   g_tovra_tree = zu_tvr_tree_new();
   if (g_tovra_tree == nullptr) {

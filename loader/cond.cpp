@@ -1,5 +1,5 @@
 // Condition lines: the text for the print node, and the eval properties read out of it.
-#include "cond.hpp"
+#include "keywords.hpp"
 
 #include <cstring>
 
@@ -41,7 +41,7 @@ value_ref decode_string(const char *start, const char *end) noexcept {
   zu_do_error *failure = nullptr;
   auto value = value_ref::adopt(zu_do_value_from_json(start, static_cast<size_t>(end - start), &failure));
   const error_object error(failure);
-  if (value) return value;
+  if (value != nullptr) return value;
   if (error != nullptr) {
     TVR_ERROR("zu_do_value_from_json returned error : %d", zu_do_error_get_code(error.get()));
   } else {
@@ -52,31 +52,31 @@ value_ref decode_string(const char *start, const char *end) noexcept {
 }
 
 // Reads the next argument. The cursor stays at its opening quote, so that the next search starts inside it.
-eval_result read_eval(const char *&cursor, eval_argument &argument) noexcept {
+eval_result read_eval(const char **cursor, eval_argument *argument) noexcept {
   static constexpr char word[] = "(eval";
-  cursor = std::strstr(cursor, word);
-  if (cursor == nullptr) return eval_result::none_left;
+  *cursor = std::strstr(*cursor, word);
+  if (*cursor == nullptr) return eval_result::none_left;
 
-  const char *open = skip_blanks(cursor + sizeof word - 1);
+  const char *open = skip_blanks(*cursor + sizeof word - 1);
   if (*open != '"') {
     TVR_ERROR("Invalid eval expr");
     return eval_result::malformed;
   }
-  cursor = open;
+  *cursor = open;
   const char *close = find_closing_quote(open + 1);
   if (close == nullptr) {
     TVR_ERROR("Cond expression unexpectedly ended");
     return eval_result::malformed;
   }
   value_ref value = decode_string(open, close + 1);
-  if (!value) return eval_result::malformed;
+  if (value == nullptr) return eval_result::malformed;
   const char *after = skip_blanks(close + 1);
   if (*after != ')') {
     TVR_ERROR("eval expr incorrect : %c", *after);
     return eval_result::malformed;
   }
-  argument.value = std::move(value);
-  argument.raw = open + 1;
+  argument->value = std::move(value);
+  argument->raw = open + 1;
   return eval_result::read;
 }
 
@@ -95,7 +95,7 @@ name_ref read_variable(const char *raw) noexcept {
     return {};
   }
   auto name = name_ref::adopt(zu_do_name_new_l(start, static_cast<size_t>(end - start)));
-  if (!name) {
+  if (name == nullptr) {
     TVR_ERROR("Error creating zu_do_value(STRING)");
     return {};
   }
@@ -105,7 +105,7 @@ name_ref read_variable(const char *raw) noexcept {
 
 // The value that the argument's string describes: JSON up to the first '}'. None (traced) when it is not.
 value_ref read_value(const eval_argument &argument) noexcept {
-  if (!argument.value) {
+  if (argument.value == nullptr) {
     TVR_ERROR("Value is NULL");
     return {};
   }
@@ -130,27 +130,27 @@ value_ref read_value(const eval_argument &argument) noexcept {
   const error_object error(failure);
   if (error != nullptr) {
     TVR_ERROR("%s", zu_do_error_get_msg(error.get()));
-  } else if (!value) {
+  } else if (value == nullptr) {
     TVR_ERROR("Unexpected NULL returned from zu_do_value_from_json.");
   }
   return value;
 }
 
 // Reads the pair whose variable has been read, and sets its property.
-bool take_pair(zu_do_properties *properties, const char *&cursor, const char *variable) noexcept {
+bool take_pair(zu_do_properties *properties, const char **cursor, const char *variable) noexcept {
   const name_ref name = read_variable(variable);
-  if (!name) {
+  if (name == nullptr) {
     TVR_ERROR("Invalid variable name");
     return false;
   }
   const char *name_text = zu_do_name_get_strname(name.get());
   eval_argument argument;
-  if (read_eval(cursor, argument) != eval_result::read) {
+  if (read_eval(cursor, &argument) != eval_result::read) {
     TVR_ERROR("Found name[%s] but not corresponding value", name_text);
     return false;
   }
   const value_ref value = read_value(argument);
-  if (!value) {
+  if (value == nullptr) {
     TVR_ERROR("Invalid value for name[%s]", name_text);
     return false;
   }
@@ -160,14 +160,14 @@ bool take_pair(zu_do_properties *properties, const char *&cursor, const char *va
 bool take_pairs(zu_do_properties *properties, const char *cursor) noexcept {
   for (;;) {
     eval_argument variable;
-    const eval_result result = read_eval(cursor, variable);
+    const eval_result result = read_eval(&cursor, &variable);
     if (result == eval_result::malformed) {
       TVR_ERROR("Invalid eval expression");
       return false;
     }
     if (result == eval_result::none_left) break;
     variable.value.reset(); // only the raw text counts
-    if (!take_pair(properties, cursor, variable.raw)) return false;
+    if (!take_pair(properties, &cursor, variable.raw)) return false;
   }
   const size_t found = zu_do_properties_get_len(properties);
   if (found == 0) {
@@ -186,8 +186,8 @@ bool take_cond(parse_context &parse, const char *value) noexcept {
   if (data.cond == nullptr) return refuse("Failed to allocate string", nullptr, ZU_EXHAUSTED, parse.error);
 
   data.eval_props = ref<zu_do_properties>::adopt(zu_do_properties_new());
-  if (!data.eval_props) TVR_ERROR("Failed to allocate condition properties");
-  if (!data.eval_props || !take_pairs(data.eval_props.get(), data.cond.get())) {
+  if (data.eval_props == nullptr) TVR_ERROR("Failed to allocate condition properties");
+  if (data.eval_props == nullptr || !take_pairs(data.eval_props.get(), data.cond.get())) {
     data.eval_props.reset();
     TVR_ERROR("Failed to parse evals in Cond expr");
   }

@@ -45,7 +45,7 @@ public:
   file_names(const file_names &) = delete;
   file_names &operator=(const file_names &) = delete;
   ~file_names() {
-    for (size_t i = 0; i < count_; ++i) qfree_named(names_.get()[i]);
+    for (char *name : *this) const text freed(name);
   }
 
   [[nodiscard]] bool add(const char *name) noexcept {
@@ -67,10 +67,7 @@ public:
 private:
   bool make_room() noexcept {
     const size_t room = room_ == 0 ? 16 : 2 * room_;
-    void *moved = qrealloc_named(ZU_TVR_AREA, names_.get(), room * sizeof(char *));
-    if (moved == nullptr) return false;
-    (void)names_.release();
-    names_.reset(static_cast<char **>(moved));
+    if (!resize(names_, room)) return false;
     room_ = room;
     return true;
   }
@@ -93,7 +90,7 @@ bool no_buffer(zu_do_error **error) noexcept {
   return false;
 }
 
-bool read_names(const char *path, file_names &names, zu_do_error **error) noexcept {
+bool read_names(const char *path, file_names *names, zu_do_error **error) noexcept {
   const unique<DIR, close_directory> directory(opendir(path));
   if (directory == nullptr) {
     TVR_ERROR("Unable to open dir %s", path);
@@ -102,7 +99,7 @@ bool read_names(const char *path, file_names &names, zu_do_error **error) noexce
   }
   errno = 0;
   while (const dirent *entry = readdir(directory.get())) {
-    if (is_template_name(entry->d_name) && !names.add(entry->d_name)) return no_buffer(error);
+    if (is_template_name(entry->d_name) && !names->add(entry->d_name)) return no_buffer(error);
     errno = 0;
   }
   if (errno != 0) {
@@ -110,7 +107,7 @@ bool read_names(const char *path, file_names &names, zu_do_error **error) noexce
     set_error(error, ZU_CANNOT_OPEN, "Unable to read directory");
     return false;
   }
-  names.sort();
+  names->sort();
   return true;
 }
 
@@ -119,7 +116,7 @@ bool load_directory(zu_tvr_tree *tree, std::string_view directory, zu_do_error *
   if (!make_buffer(path, directory.size() + 2)) return no_buffer(error);
   std::memcpy(path.chars.get(), directory.data(), directory.size());
   file_names names;
-  if (!read_names(path.chars.get(), names, error)) return false;
+  if (!read_names(path.chars.get(), &names, error)) return false;
 
   for (const char *name : names) {
     const size_t name_size = std::strlen(name) + 1;
@@ -149,9 +146,10 @@ bool load_list(zu_tvr_tree *tree, std::string_view list, zu_do_error **error) no
 
 } // namespace tvr::loader
 
-extern "C" bool zu_tvr_load_directory(zu_tvr_tree *tree, const char *directory,
-                                      zu_do_error **error) noexcept {
+bool zu_tvr_load_directory(zu_tvr_tree *tree, const char *directory, zu_do_error **error) noexcept {
   using namespace tvr::loader;
+  TVR_ASSERT(tree);
+  TVR_ASSERT(error);
   TVR_DEBUG("zu_tvr load dir %s", directory);
   char room[path_room];
   if (directory == nullptr) directory = default_directory(room, error);

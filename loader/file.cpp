@@ -40,7 +40,7 @@ text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
     return nullptr;
   }
   const size_t size = static_cast<size_t>(position);
-  text contents(static_cast<char *>(qmalloc_named(ZU_TVR_AREA, size + 1)));
+  text contents = make_room<char>(size + 1);
   if (contents == nullptr) {
     TVR_ERROR("Failed to allocate string");
     return nullptr;
@@ -57,9 +57,11 @@ text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
 
 } // namespace tvr::loader
 
-extern "C" bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu_do_error **error) noexcept {
+bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu_do_error **error) noexcept {
   using namespace tvr::loader;
+  TVR_ASSERT(tree);
   TVR_ASSERT(path_to_file);
+  TVR_ASSERT(error);
   TVR_INFO("loader loading file: %s", path_to_file);
   open_file file = open_for_reading(path_to_file);
   if (file == nullptr) {
@@ -72,9 +74,10 @@ extern "C" bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu
   return contents != nullptr && parse_text(tree, path_to_file, contents.get(), error);
 }
 
-extern "C" bool zu_tvr_load_meta_from_str(zu_tvr_tree *tree, const char *data_str,
-                                          zu_do_error **error) noexcept {
+bool zu_tvr_load_meta_from_str(zu_tvr_tree *tree, const char *data_str, zu_do_error **error) noexcept {
+  TVR_ASSERT(tree);
   TVR_ASSERT(data_str);
+  TVR_ASSERT(error);
   TVR_INFO("loader loading metadata from string");
   return tvr::loader::parse_text(tree, nullptr, data_str, error);
 }

@@ -3,9 +3,6 @@
 
 #include <cstring>
 
-#include "cond.hpp"
-#include "property_lines.hpp"
-#include "version.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/uri_program.hpp"
 
@@ -54,14 +51,15 @@ bool take_query(parse_context &parse, const char *value) noexcept {
     return refuse("Malformed query: ", value, ZU_FAILED, parse.error);
   }
   text name;
-  if (!copy_range(name, start, equals, parse.error)) {
+  if (!copy_range(&name, start, equals, parse.error)) {
+    if (equals != nullptr && equals != start) return false; // memory is exhausted, and the copy has said so
     return refuse("Failed to parse query: ", value, ZU_FAILED, parse.error);
   }
   const auto wanted = ref<zu_do_value>::adopt(zu_do_value_new_string(equals + 1));
-  if (!wanted) return refuse("Failed to allocate value", nullptr, ZU_EXHAUSTED, parse.error);
+  if (wanted == nullptr) return refuse("Failed to allocate value", nullptr, ZU_EXHAUSTED, parse.error);
   ref<zu_do_nvlist> &query = parse.data->query;
-  if (!query) query = ref<zu_do_nvlist>::adopt(zu_do_nvlist_new());
-  if (!query || zu_do_nvlist_add(query.get(), name.get(), wanted.get()) != ZU_OK) {
+  if (query == nullptr) query = ref<zu_do_nvlist>::adopt(zu_do_nvlist_new());
+  if (query == nullptr || zu_do_nvlist_add(query.get(), name.get(), wanted.get()) != ZU_OK) {
     return refuse("Failed to allocate nvlist", nullptr, ZU_EXHAUSTED, parse.error);
   }
   return true;
@@ -76,25 +74,19 @@ int32_t count_format_slots(const char *format) noexcept {
   return slots;
 }
 
-// Gives how many slots the format has, or -1 when the line is refused.
-int32_t store_format(parse_context &parse, const char *value) noexcept {
-  growable &format = parse.data->format;
-  if (!store_trimmed(format, value, "%s", parse.error)) return -1;
-  const int32_t slots = count_format_slots(format.chars.get());
-  if (slots <= most_format_slots) return slots;
-  refuse("Too many slots in format: ", parse.data->cmd_id.chars.get(), ZU_FAILED, parse.error);
-  return -1;
-}
-
 bool take_fmt(parse_context &parse, const char *value) noexcept {
-  const int32_t slots = store_format(parse, value);
-  if (slots < 0) return false;
+  growable &format = parse.data->format;
+  if (!store_trimmed(format, value, "%s", parse.error)) return false;
+  const int32_t slots = count_format_slots(format.chars.get());
+  if (slots > most_format_slots) {
+    return refuse("Too many slots in format: ", parse.data->cmd_id.chars.get(), ZU_FAILED, parse.error);
+  }
   parse.data->format_slots = slots;
   return true;
 }
 
 bool take_dest(parse_context &parse, const char *value) noexcept {
-  return store_format(parse, value) >= 0;
+  return store_trimmed(parse.data->format, value, "%s", parse.error);
 }
 
 bool take_newline(parse_context &parse, const char *) noexcept {
@@ -109,9 +101,10 @@ bool take_group(parse_context &parse, const char *) noexcept {
 
 bool take_orderby(parse_context &parse, const char *value) noexcept {
   ref<zu_do_nlist> &orderby = parse.data->orderby;
-  if (!orderby) orderby = ref<zu_do_nlist>::adopt(zu_do_nlist_new());
+  if (orderby == nullptr) orderby = ref<zu_do_nlist>::adopt(zu_do_nlist_new());
   const char *name = skip_blanks(value);
-  const bool taken = orderby && (*name == '\0' || zu_do_nlist_add_string(orderby.get(), name) == ZU_OK);
+  const bool taken =
+      orderby != nullptr && (*name == '\0' || zu_do_nlist_add_string(orderby.get(), name) == ZU_OK);
   if (!taken) TVR_ERROR("Failed to allocate orderby clause");
   return taken;
 }

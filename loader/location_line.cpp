@@ -1,6 +1,7 @@
 // "Location:" lines: a property whose value is a location, rendered field by field.
 #include <cstring>
 
+#include "keywords.hpp"
 #include "property_lines.hpp"
 #include "zu_tovra/internal/report.hpp"
 
@@ -19,32 +20,32 @@ struct location {
 };
 
 // `at` moves to the text after the name's colon.
-bool read_name(parse_context &parse, const char *value, const char *&at, location &location) noexcept {
-  const char *start = skip_blanks(at);
+bool read_name(parse_context &parse, const char *value, const char **at, location *location) noexcept {
+  const char *start = skip_blanks(*at);
   const char *colon = std::strchr(start, ':');
   if (colon == nullptr || colon[1] == '\0') {
     return refuse("Unexpected line termination parsing prop name on: ", value, ZU_FAILED, parse.error);
   }
   text name;
-  const bool copied = copy_range(name, start, colon, parse.error);
-  if (copied) location.name = name_ref::adopt(zu_do_name_new(name.get()));
-  if (!location.name) {
+  const bool copied = copy_range(&name, start, colon, parse.error);
+  if (copied) location->name = name_ref::adopt(zu_do_name_new(name.get()));
+  if (location->name == nullptr) {
     return refuse("Error processing prop name in: ", value, copied ? ZU_EXHAUSTED : ZU_FAILED, parse.error);
   }
-  at = colon + 1;
+  *at = colon + 1;
   return true;
 }
 
 // `at` moves to the blank after the scheme.
-bool read_scheme(parse_context &parse, const char *value, const char *&at, location &location) noexcept {
-  const char *blank = find_blank(at);
+bool read_scheme(parse_context &parse, const char *value, const char **at, location *location) noexcept {
+  const char *blank = find_blank(*at);
   if (blank[0] == '\0' || blank[1] == '\0') {
     return refuse("Unexpected line termination parsing scheme on: ", value, ZU_FAILED, parse.error);
   }
-  if (!copy_range(location.scheme, at, blank, parse.error)) {
+  if (!copy_range(&location->scheme, *at, blank, parse.error)) {
     return refuse("Error processing scheme in: ", value, ZU_FAILED, parse.error);
   }
-  at = blank;
+  *at = blank;
   return true;
 }
 
@@ -58,11 +59,11 @@ bool take_field(parse_context &parse, const char *value, const location &locatio
   }
   text field;
   if (colon > token) {
-    if (!copy_range(field, token, colon, parse.error)) return false;
+    if (!copy_range(&field, token, colon, parse.error)) return false;
     TVR_INFO("loader: detected location var %s", field.get());
   }
   int32_t slot = 0;
-  if (!to_int32(colon + 1, token_end, slot, parse.error)) return false;
+  if (!to_int32(colon + 1, token_end, &slot, parse.error)) return false;
   zu_tvr_props_map *map = parse.data->props_map.get();
   if (map->add_prop(map, location.uri_item, location.name.get(), TVR_KIND_LOCATION, slot, nullptr, 0, 0,
                     location.scheme.get(), field.get(), 0)) {
@@ -76,8 +77,8 @@ bool take_field(parse_context &parse, const char *value, const location &locatio
 bool take_location(parse_context &parse, const char *value) noexcept {
   location location;
   const char *at = nullptr;
-  if (!read_uri_token(parse, value, location.uri, at) || !need_map(parse, value) ||
-      !read_name(parse, value, at, location) || !read_scheme(parse, value, at, location)) {
+  if (!read_uri_token(parse, value, &location.uri, &at) || !need_map(parse, value) ||
+      !read_name(parse, value, &at, &location) || !read_scheme(parse, value, &at, &location)) {
     return false;
   }
   location.uri_item = add_uri_item(parse, location.uri.get(), at);

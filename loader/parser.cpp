@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "keywords.hpp"
-#include "version.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr::loader {

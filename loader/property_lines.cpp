@@ -5,13 +5,13 @@
 
 namespace tvr::loader {
 
-bool read_uri_token(parse_context &parse, const char *value, text &uri, const char *&rest) noexcept {
+bool read_uri_token(parse_context &parse, const char *value, text *uri, const char **rest) noexcept {
   const char *start = skip_blanks(value);
-  rest = find_blank(start);
-  if (*start == '\0' || rest[0] == '\0' || rest[1] == '\0') {
+  const char *end = *rest = find_blank(start);
+  if (*start == '\0' || end[0] == '\0' || end[1] == '\0') {
     return refuse("Unexpected line termination parsing props on: ", value, ZU_FAILED, parse.error);
   }
-  if (copy_range(uri, start, rest, parse.error)) return true;
+  if (copy_range(uri, start, end, parse.error)) return true;
   return refuse("Error processing props in: ", value, ZU_FAILED, parse.error);
 }
 

@@ -1,19 +1,13 @@
-// The lines that build a print node's properties map.
+// What the lines "Props:" and "Location:" share.
 #pragma once
 
 #include "record.hpp"
 
 namespace tvr::loader {
 
-// "Props:", "Location:" and "ValueMap:"; false: the line is refused.
-bool take_props(parse_context &parse, const char *value) noexcept;
-bool take_location(parse_context &parse, const char *value) noexcept;
-bool take_value_map(parse_context &parse, const char *value) noexcept;
-
-// Steps that "Props:" and "Location:" share. The URI token and the line from the blank after it; the
-// record's map, made by the first line that needs it; a URI item for the slots that the rest of the line
-// declares. False or none: the line is refused.
-bool read_uri_token(parse_context &parse, const char *value, text &uri, const char *&rest) noexcept;
+// The URI token and the line from the blank after it; the record's map, made by the first line that needs it;
+// a URI item for the slots that the rest of the line declares. False or none: the line is refused.
+bool read_uri_token(parse_context &parse, const char *value, text *uri, const char **rest) noexcept;
 bool need_map(parse_context &parse, const char *value) noexcept;
 zu_tvr_uri_item *add_uri_item(parse_context &parse, const char *uri, const char *rest) noexcept;
 

@@ -1,6 +1,7 @@
 // "Props:" lines: the properties of one URI, each a name with one or two pieces.
 #include <cstring>
 
+#include "keywords.hpp"
 #include "property_lines.hpp"
 #include "zu_tovra/internal/report.hpp"
 
@@ -32,7 +33,7 @@ bool begins_with(const char *at, const char *word) noexcept {
 
 // From the colon after the slot, over the prefix field (which may be absent or empty), to where the colon
 // before the flag should be. None: refused.
-const char *skip_prefix(const char *colon, piece &piece, zu_do_error **error) noexcept {
+const char *skip_prefix(const char *colon, piece *piece, zu_do_error **error) noexcept {
   const char *field = colon + 1;
   if (*field == ':') return field;
   if (*field != '"') return colon;
@@ -42,30 +43,30 @@ const char *skip_prefix(const char *colon, piece &piece, zu_do_error **error) no
     refuse("Invalid prefix format in: ", start, ZU_FAILED, error);
     return nullptr;
   }
-  if (!copy_range(piece.prefix, start, end, error)) return nullptr;
+  if (!copy_range(&piece->prefix, start, end, error)) return nullptr;
   return find_outside_quotes(field, " :");
 }
 
-bool read_piece(const char *start, property &property, piece &piece, zu_do_error **error) noexcept {
-  const bool first = piece.kind == TVR_KIND_PLAIN;
+bool read_piece(const char *start, property *property, piece *piece, zu_do_error **error) noexcept {
+  const bool first = piece->kind == TVR_KIND_PLAIN;
   if (*start == '\0') return refuse("Could not find position in: ", start, ZU_FAILED, error);
   const char *stop = find_outside_quotes(start, " :");
-  if (!to_int32(start, stop, piece.slot, error)) return false;
+  if (!to_int32(start, stop, &piece->slot, error)) return false;
   if (*stop != ':') return true;
 
-  if (first) piece.kind = TVR_KIND_ARRAY_ELEMENT;
+  if (first) piece->kind = TVR_KIND_ARRAY_ELEMENT;
   const char *colon = skip_prefix(stop, piece, error);
   if (colon == nullptr) return false;
   if (*colon != ':' || colon[1] == '\0') return true;
 
   const char *flag = colon + 1;
   if (!first) {
-    piece.independent = begins_with(flag, "independent") ? 1 : 0;
+    piece->independent = begins_with(flag, "independent") ? 1 : 0;
     return true;
   }
-  if (begins_with(flag, "multiline")) property.multiline = 1;
+  if (begins_with(flag, "multiline")) property->multiline = 1;
   const char *next = find_outside_quotes(flag, " :");
-  if (*next == ':' && next[1] != '\0') piece.second = next + 1;
+  if (*next == ':' && next[1] != '\0') piece->second = next + 1;
   return true;
 }
 
@@ -79,26 +80,26 @@ bool add_piece(parse_context &parse, const property &property, const piece &piec
                 parse.error);
 }
 
-bool take_pieces(parse_context &parse, property &property, const char *start) noexcept {
+bool take_pieces(parse_context &parse, property *property, const char *start) noexcept {
   piece first;
-  if (!read_piece(start, property, first, parse.error) || !add_piece(parse, property, first)) return false;
+  if (!read_piece(start, property, &first, parse.error) || !add_piece(parse, *property, first)) return false;
   if (first.second == nullptr) return true;
 
   piece second;
   second.kind = TVR_KIND_ARRAY_INDEX;
   second.partner = first.slot;
   second.independent = 0;
-  return read_piece(first.second, property, second, parse.error) && add_piece(parse, property, second);
+  return read_piece(first.second, property, &second, parse.error) && add_piece(parse, *property, second);
 }
 
 bool take_token(parse_context &parse, zu_tvr_uri_item *item, const char *token) noexcept {
   const char *colon = std::strchr(token, ':');
   text name_text;
-  if (!copy_range(name_text, token, colon, parse.error)) return false;
+  if (!copy_range(&name_text, token, colon, parse.error)) return false;
   const auto name = name_ref::adopt(zu_do_name_new(name_text.get()));
-  if (!name) return refuse("Failed to allocate property name", nullptr, ZU_EXHAUSTED, parse.error);
+  if (name == nullptr) return refuse("Failed to allocate property name", nullptr, ZU_EXHAUSTED, parse.error);
   property property{item, name.get(), 0};
-  return take_pieces(parse, property, colon + 1);
+  return take_pieces(parse, &property, colon + 1);
 }
 
 } // namespace
@@ -106,7 +107,7 @@ bool take_token(parse_context &parse, zu_tvr_uri_item *item, const char *token) 
 bool take_props(parse_context &parse, const char *value) noexcept {
   text uri;
   const char *rest = nullptr;
-  if (!read_uri_token(parse, value, uri, rest) || !need_map(parse, value)) return false;
+  if (!read_uri_token(parse, value, &uri, &rest) || !need_map(parse, value)) return false;
   zu_tvr_uri_item *item = add_uri_item(parse, uri.get(), rest);
   if (item == nullptr) return false;
 

@@ -10,28 +10,34 @@
 
 namespace {
 
+using tvr::block;
+using tvr::text;
+
+// The data goes by its own tag: the item's kind is that of the last property, also of a refused one.
 void free_fmt_item(zu_tvr_fmt_item *item) noexcept {
+  if (item == nullptr) return;
+  const block<zu_tvr_fmt_item> owner(item);
   tvr::drop_field(item->name);
-  tvr::loader::free_item_data(*item);
   if (item->value_map != nullptr) g_hash_table_destroy(item->value_map);
-  qfree_named(item);
+  if (item->data_kind == TVR_KIND_ARRAY_ELEMENT) {
+    const block<zu_tvr_array_data> data(static_cast<zu_tvr_array_data *>(item->data));
+    const text prefix(data->prefix);
+  } else if (item->data_kind == TVR_KIND_LOCATION) {
+    const block<zu_tvr_location_data> data(static_cast<zu_tvr_location_data *>(item->data));
+    const text field(data->field);
+  }
 }
 
 void free_extra_props(zu_tvr_extra_prop *property) noexcept {
   while (property != nullptr) {
-    zu_tvr_extra_prop *next = property->next;
+    const block<zu_tvr_extra_prop> owner(property);
     tvr::drop_field(property->name);
-    qfree_named(property);
-    property = next;
+    property = property->next;
   }
 }
 
 void free_uri_items(zu_tvr_uri_item *item) noexcept {
-  while (item != nullptr) {
-    zu_tvr_uri_item *next = item->next;
-    tvr::loader::free_uri_item(item);
-    item = next;
-  }
+  while (item != nullptr) tvr::loader::free_uri_item(std::exchange(item, item->next));
 }
 
 // "-" stands for a slot without an item, and for an item that lost its name.
@@ -59,7 +65,7 @@ void print_indices(zu_do_strbuf *buffer, uint32_t indentation, const zu_tvr_uri_
 
 } // namespace
 
-extern "C" zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
+zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
   if (num_items < 0) return nullptr;
   auto map = tvr::make_zeroed<zu_tvr_props_map>();
   if (map == nullptr) {
@@ -80,19 +86,18 @@ extern "C" zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
   return map.release();
 }
 
-extern "C" void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
+void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
   if (map == nullptr) return;
-  for (int32_t i = 0; i < map->num_items; ++i) {
-    if (map->fmt_items[i] != nullptr) free_fmt_item(map->fmt_items[i]);
-  }
-  qfree_named(map->fmt_items);
+  const block<zu_tvr_props_map> owner(map);
+  const block<zu_tvr_fmt_item *> items(map->fmt_items);
+  for (int32_t i = 0; i < map->num_items; ++i) free_fmt_item(map->fmt_items[i]);
   free_extra_props(map->extra_props);
   free_uri_items(map->uri_items);
-  qfree_named(map);
 }
 
-extern "C" void zu_tvr_props_map_print(FILE *stream, uint32_t indentation, zu_tvr_props_map *map) noexcept {
+void zu_tvr_props_map_print(FILE *stream, uint32_t indentation, zu_tvr_props_map *map) noexcept {
   if (map == nullptr) return;
+  TVR_ASSERT(stream);
   const tvr::string_buffer buffer(zu_do_strbuf_new());
   if (buffer == nullptr) {
     TVR_ERROR("Failed to allocate buffer");

@@ -9,21 +9,10 @@
 
 namespace tvr::loader {
 
-void free_item_data(zu_tvr_fmt_item &item) noexcept {
-  if (item.data_kind == TVR_KIND_ARRAY_ELEMENT) {
-    qfree_named(static_cast<zu_tvr_array_data *>(item.data)->prefix);
-  } else if (item.data_kind == TVR_KIND_LOCATION) {
-    qfree_named(static_cast<zu_tvr_location_data *>(item.data)->field);
-  }
-  qfree_named(item.data);
-  item.data = nullptr;
-  item.data_kind = 0;
-}
-
 void free_uri_item(zu_tvr_uri_item *item) noexcept {
+  const block<zu_tvr_uri_item> owner(item);
+  const block<int32_t> indices(item->indices);
   zu_tvr_uri_delete(item->uri);
-  qfree_named(item->indices);
-  qfree_named(item);
 }
 
 namespace {
@@ -141,6 +130,7 @@ void record_slot(zu_tvr_uri_item &item, zu_do_name *name, int32_t kind, int32_t 
 } // namespace
 
 zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_props) noexcept {
+  TVR_ASSERT(map);
   TVR_ASSERT(uri);
   if (num_props < 1) {
     TVR_ERROR("Invalid number of properties (%d) for URI %s", num_props, uri);
@@ -152,7 +142,7 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
     return nullptr;
   }
   const size_t count = static_cast<size_t>(num_props);
-  item->indices = static_cast<int32_t *>(qmalloc_named(ZU_TVR_AREA, count * sizeof(int32_t)));
+  item->indices = make_room<int32_t>(count).release();
   if (item->indices == nullptr) {
     TVR_ERROR("Failed to allocate indices in item in the map of print props");
     return nullptr;
@@ -173,6 +163,9 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
 bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name, int32_t kind, int32_t slot,
               const char *prefix, uint8_t multiline, uint8_t independent, const char *location_scheme,
               const char *location_field, int32_t partner) noexcept {
+  TVR_ASSERT(map);
+  TVR_ASSERT(uri_item);
+  TVR_ASSERT(name);
   if (slot < 0) {
     TVR_ERROR("Invalid property index (%d) for %s", slot, zu_do_name_get_strname(name));
     return false;
@@ -187,6 +180,7 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
   zu_do_name *shared = share_into_field(name);
   drop_field(item->name);
   item->name = shared;
+  item->kind = kind;
 
   bool added = true;
   switch (kind) {
@@ -213,12 +207,12 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
     drop_field(item->name);
     return false;
   }
-  item->kind = kind;
   record_slot(*uri_item, name, kind, slot);
   return true;
 }
 
 bool add_value_map(zu_tvr_props_map *map, int32_t slot, zu_tvr_hash_table *value_map) noexcept {
+  TVR_ASSERT(map);
   // A slot without an item has nothing that the texts could replace.
   if (slot < 0 || slot >= map->num_items || map->fmt_items[slot] == nullptr) {
     TVR_ERROR("Invalid property index (%d)", slot);

@@ -12,8 +12,6 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
               const char *location_field, int32_t partner) noexcept;
 bool add_value_map(zu_tvr_props_map *map, int32_t slot, zu_tvr_hash_table *value_map) noexcept;
 
-// Frees an item's array or location data, if it has any.
-void free_item_data(zu_tvr_fmt_item &item) noexcept;
 void free_uri_item(zu_tvr_uri_item *item) noexcept;
 
 } // namespace tvr::loader

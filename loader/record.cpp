@@ -9,8 +9,8 @@
 namespace tvr::loader {
 
 void delete_parse_data(tvr_parse_data *data) noexcept {
+  const block<tvr_parse_data> room(data);
   data->~tvr_parse_data();
-  qfree_named(data);
 }
 
 static const char *make_buffers(tvr_parse_data &data) noexcept {
@@ -23,7 +23,7 @@ static const char *make_buffers(tvr_parse_data &data) noexcept {
 
 owned_parse_data new_parse_data(zu_do_error **error) noexcept {
   static constexpr const char *failure = "Failed to allocate parse data structure";
-  void *room = qcalloc_named(ZU_TVR_AREA, 1, sizeof(tvr_parse_data));
+  void *room = make_room<tvr_parse_data>(1).release();
   owned_parse_data data(room != nullptr ? new (room) tvr_parse_data : nullptr);
   const char *missing = data != nullptr ? make_buffers(*data) : failure;
   if (missing == nullptr) return data;

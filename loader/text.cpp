@@ -61,14 +61,11 @@ bool grow(growable &buffer, size_t needed, zu_do_error **error) noexcept {
   TVR_ASSERT_NAMED(buffer.size, "*cur_size");
   if (buffer.size >= needed) return true;
 
-  void *moved = qrealloc_named(ZU_TVR_AREA, buffer.chars.get(), 2 * needed);
-  if (moved == nullptr) {
+  if (!resize(buffer.chars, 2 * needed)) {
     TVR_ERROR("Failed to reallocate buffer");
     set_error(error, ZU_EXHAUSTED, "Failed to reallocate buffer");
     return false;
   }
-  (void)buffer.chars.release();
-  buffer.chars.reset(static_cast<char *>(moved));
   buffer.size = 2 * needed;
   return true;
 }
@@ -93,33 +90,34 @@ static bool copy_bounded(char *target, const char *source, size_t length) noexce
   return true;
 }
 
-bool copy_range(text &copy, const char *start, const char *end, zu_do_error **error) noexcept {
+bool copy_range(text *copy, const char *start, const char *end, zu_do_error **error) noexcept {
   if (end == nullptr || end <= start) {
     TVR_ERROR("Ambiguous end of string in %s", start);
     set_error(error, ZU_FAILED, "Ambiguous end of string");
     return false;
   }
   const size_t length = static_cast<size_t>(end - start);
-  text made(static_cast<char *>(qmalloc_named(ZU_TVR_AREA, length + 1)));
+  text made = make_room<char>(length + 1);
   if (made == nullptr) {
     TVR_ERROR("Failed to allocate string");
     set_error(error, ZU_EXHAUSTED, "Failed to allocate string");
     return false;
   }
-  if (!copy_bounded(made.get(), start, length))
+  if (!copy_bounded(made.get(), start, length)) {
     return refuse("Failed to copy string", nullptr, ZU_FAILED, error);
-  copy = std::move(made);
+  }
+  *copy = std::move(made);
   return true;
 }
 
-bool to_int32(const char *start, const char *end, int32_t &number, zu_do_error **error) noexcept {
+bool to_int32(const char *start, const char *end, int32_t *number, zu_do_error **error) noexcept {
   text digits;
   if (end != nullptr) {
-    if (!copy_range(digits, start, end, error)) return false;
+    if (!copy_range(&digits, start, end, error)) return false;
     start = digits.get();
   }
   errno = 0;
-  number = static_cast<int32_t>(std::strtol(start, nullptr, 10));
+  *number = static_cast<int32_t>(std::strtol(start, nullptr, 10));
   if (errno != 0) {
     TVR_ERROR("Failed to convert %s to long", start);
     set_error(error, ZU_FAILED, "Failed to convert string to long");

@@ -39,11 +39,11 @@ inline constexpr size_t first_buffer_size = 100;
 [[nodiscard]] bool store(growable &buffer, const char *source, size_t length, zu_do_error **error) noexcept;
 
 // A copy of the characters from `start` to before `end`, of which there must be at least one.
-[[nodiscard]] bool copy_range(text &copy, const char *start, const char *end, zu_do_error **error) noexcept;
+[[nodiscard]] bool copy_range(text *copy, const char *start, const char *end, zu_do_error **error) noexcept;
 
 // The decimal number of a text, as strtol reads it, in 32 bits; without an `end` to the text's end, which may
 // then be empty.
-[[nodiscard]] bool to_int32(const char *start, const char *end, int32_t &number,
+[[nodiscard]] bool to_int32(const char *start, const char *end, int32_t *number,
                             zu_do_error **error) noexcept;
 
 } // namespace tvr::loader

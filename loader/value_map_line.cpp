@@ -1,14 +1,14 @@
 // "ValueMap:" lines: replacement texts for the values of one format slot.
 #include <glib.h>
 
-#include "property_lines.hpp"
+#include "keywords.hpp"
 
 namespace tvr::loader {
 
 namespace {
 
 void free_entry_text(void *entry) noexcept {
-  qfree_named(entry);
+  const text freed(static_cast<char *>(entry));
 }
 
 using value_map = unique<GHashTable, g_hash_table_destroy>;
@@ -21,7 +21,7 @@ bool read_pairs(parse_context &parse, const char *value, const char *at, GHashTa
     if (*token == '\0') return refuse("Error parsing value map in: ", value, ZU_FAILED, parse.error);
     at = find_blank(token);
     text copy;
-    const bool copied = copy_range(copy, token, at, parse.error);
+    const bool copied = copy_range(&copy, token, at, parse.error);
     if (key == nullptr) {
       if (!copied) return refuse("Error processing value map in: ", value, ZU_FAILED, parse.error);
       key = std::move(copy);
@@ -43,7 +43,7 @@ bool take_value_map(parse_context &parse, const char *value) noexcept {
   }
   const char *rest = find_blank(start);
   int32_t slot = 0;
-  if (!to_int32(start, *rest != '\0' ? rest : nullptr, slot, parse.error)) {
+  if (!to_int32(start, *rest != '\0' ? rest : nullptr, &slot, parse.error)) {
     return refuse("Error parsing value map in: ", value, ZU_FAILED, parse.error);
   }
   zu_tvr_props_map *map = parse.data->props_map.get();

@@ -1,5 +1,5 @@
 // The language version of a template text.
-#include "version.hpp"
+#include "keywords.hpp"
 
 #include <cstring>
 
@@ -29,7 +29,7 @@ bool take_version(parse_context &parse, const char *value) noexcept {
     return refuse_formatted(message, parse.error);
   }
   int32_t version = 0;
-  if (!to_int32(value, value + std::strlen(value), version, parse.error)) return false;
+  if (!to_int32(value, value + std::strlen(value), &version, parse.error)) return false;
   if (version <= 0) {
     (void)__tessel_asprintf(&message,
                             "TVR language version in line '%s' in file %s must be an integer greater than 0",

@@ -52,23 +52,19 @@ bool add_in_order(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list, const uint3
 record_list sort_by_location(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list) noexcept {
   const auto count = static_cast<uint32_t>(zu_do_properties_list_get_len(list));
   const tvr::iterator iter(zu_do_iter_new());
-  if (!iter) {
+  if (iter == nullptr) {
     TVR_ERROR("Falled to allocate iterator");
     tvr::report(ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
     return {};
   }
   const auto locations = tvr::make_zeroed_array<tarvo_location>(count);
-  if (!locations) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate array");
-    return {};
-  }
   const auto index = tvr::make_zeroed_array<uint32_t>(count);
-  if (!index) {
+  if (locations == nullptr || index == nullptr) {
     fail(ctx, ZU_EXHAUSTED, "Failed to allocate array");
     return {};
   }
   auto sorted = record_list::adopt(zu_do_properties_list_new());
-  if (!sorted) {
+  if (sorted == nullptr) {
     fail(ctx, ZU_EXHAUSTED, "Failed to allocate properties list");
     return {};
   }
@@ -93,7 +89,7 @@ bool prepare(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_prop
   scratch->list = tvr::share_into_field(group);
   if (zu_do_properties_list_get_len(scratch->list) != 0) {
     auto sorted = sort_by_location(ctx, scratch->list);
-    if (!sorted) {
+    if (sorted == nullptr) {
       fail(ctx, ZU_FAILED, "Failed to sort data by location");
       return false;
     }
@@ -139,12 +135,15 @@ int32_t next(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
 }
 
 void pop(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(scratch);
+  TVR_ASSERT(ctx);
   if (scratch->pushed <= 0) return;
   TVR_DEBUG("iter node: popping %d items from props from cache", scratch->pushed);
   for (; scratch->pushed > 0; --scratch->pushed) zu_tvr_pop_props_from_cache(ctx);
 }
 
 void cleanup(zu_tvr_iter_scratch_data *scratch) noexcept {
+  TVR_ASSERT(scratch);
   TVR_DEBUG("iter node: cleaning up");
   const tvr::iterator iter(std::exchange(scratch->iter, nullptr));
   tvr::drop_field(scratch->list);
@@ -152,12 +151,10 @@ void cleanup(zu_tvr_iter_scratch_data *scratch) noexcept {
 
 } // namespace
 
-extern "C" {
-
 zu_tvr_iter_data *zu_tvr_iter_data_new(const char *location_scheme) noexcept {
   TVR_ASSERT(location_scheme);
   auto data = tvr::make_zeroed<zu_tvr_iter_data>();
-  if (!data) {
+  if (data == nullptr) {
     TVR_ERROR("Failed to allocate tovra node");
     return nullptr;
   }
@@ -173,11 +170,10 @@ void zu_tvr_iter_data_delete(zu_tvr_iter_data *data) noexcept {
 
 zu_tvr_iter_scratch_data *zu_tvr_iter_scratch_data_new(void) noexcept {
   auto scratch = tvr::make_zeroed<zu_tvr_iter_scratch_data>();
-  if (!scratch) TVR_ERROR("Failed to allocate tovra node");
+  if (scratch == nullptr) TVR_ERROR("Failed to allocate tovra node");
   return scratch.release();
 }
 
 void zu_tvr_iter_scratch_data_delete(zu_tvr_iter_scratch_data *scratch) noexcept {
   tvr::block<zu_tvr_iter_scratch_data> freed(scratch);
-}
 }

@@ -1,6 +1,7 @@
 // The jump node: walks its destination one CLI mode deeper, between submode tags when asked.
 #include "zu_tovra/jump.h"
 
+#include "walk.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
@@ -8,20 +9,12 @@ namespace {
 
 using tvr::fail;
 
-// A node that is walked again within itself would overwrite what it remembers, and might never end.
-bool is_being_walked(const zu_tvr_node *node, const zu_tvr_walk_ctx *ctx) noexcept {
-  for (const zu_tvr_walk_frame *frame = ctx->frame; frame != nullptr; frame = frame->above) {
-    if (frame->node == node) return true;
-  }
-  return false;
-}
-
 // A tag that cannot be built is lost, and one that the output refuses stays so: what counts is the
 // destination.
 void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept {
   if (submode == nullptr || ctx->tag_submodes == 0) return;
   const tvr::string_buffer buffer(zu_do_strbuf_new());
-  if (buffer) {
+  if (buffer != nullptr) {
     zu_do_strbuf_add_char(buffer.get(), '\n');
     zu_do_strbuf_add_fill(buffer.get(), ' ', ctx->indentation);
     zu_do_strbuf_add_string(buffer.get(), closing ? "! </submode> \"" : "! <submode> \"");
@@ -33,33 +26,33 @@ void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept
     TVR_ERROR("Failed to allocate buffer");
     return;
   }
-  static_cast<void>(ctx->output_cb(ctx->cb_ctx, tag));
+  (void)ctx->output_cb(ctx->cb_ctx, tag);
 }
 
 bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(data);
+  TVR_ASSERT(ctx);
   if (data->dest == nullptr) {
     fail(ctx, ZU_EXHAUSTED, "Unable to find destination for jump node");
     return false;
   }
-  if (is_being_walked(data->dest, ctx)) {
-    fail(ctx, ZU_FAILED, "Jump into a node that is being walked");
-    return false;
-  }
+  if (tvr::refuse_if_walked(data->dest, ctx)) return false;
   ++ctx->indentation;
+  ++ctx->jumps;
   write_tag(data->dest_id, ctx, false);
   const bool result = data->dest->walk(data->dest, ctx);
   write_tag(data->dest_id, ctx, true);
+  --ctx->jumps;
   --ctx->indentation;
   return result;
 }
 
 } // namespace
 
-extern "C" {
-
 zu_tvr_jump_data *zu_tvr_jump_data_new(const char *dest_id) noexcept {
+  TVR_ASSERT(dest_id);
   auto data = tvr::make_zeroed<zu_tvr_jump_data>();
-  if (!data) {
+  if (data == nullptr) {
     TVR_ERROR("Failed to allocate tovra node data");
     return nullptr;
   }
@@ -76,5 +69,4 @@ void zu_tvr_jump_data_delete(zu_tvr_jump_data *data) noexcept {
   if (data == nullptr) return;
   const tvr::block<zu_tvr_jump_data> owner(data);
   const tvr::text dest_id(data->dest_id);
-}
 }

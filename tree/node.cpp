@@ -16,7 +16,7 @@ namespace tvr {
 
 zu_tvr_node *new_node(uint32_t type) noexcept {
   auto node = make_zeroed<zu_tvr_node>();
-  if (!node) {
+  if (node == nullptr) {
     TVR_ERROR("Failed to allocate tovra node");
     return nullptr;
   }
@@ -37,7 +37,7 @@ using owned_node = tvr::unique<zu_tvr_node, zu_tvr_node_delete>;
 owned_node new_template_node(uint32_t type) noexcept {
   static std::atomic<uint64_t> ordinals{0};
   owned_node node(tvr::new_node(type));
-  if (node) node->ordinal = ordinals.fetch_add(1, std::memory_order_relaxed) + 1;
+  if (node != nullptr) node->ordinal = ordinals.fetch_add(1, std::memory_order_relaxed) + 1;
   return node;
 }
 
@@ -45,7 +45,7 @@ owned_node new_template_node(uint32_t type) noexcept {
 template <class MakeData>
 zu_tvr_node *new_node_with(uint32_t type, MakeData make_data) noexcept {
   auto node = new_template_node(type);
-  if (!node) return nullptr;
+  if (node == nullptr) return nullptr;
   node->data = make_data();
   if (node->data != nullptr) return node.release();
   // The data of these two says what is missing, the data of the others which node.
@@ -60,8 +60,6 @@ zu_tvr_node *end_of_chain(zu_tvr_node *node) noexcept {
 }
 
 } // namespace
-
-extern "C" {
 
 zu_tvr_node *zu_tvr_node_new_noop(void) noexcept {
   return new_template_node(TVR_NODE_NOOP).release();
@@ -152,9 +150,10 @@ void zu_tvr_node_connect_siblings(zu_tvr_node *oldest_node, zu_tvr_node *new_nod
 }
 
 void zu_tvr_node_print(FILE *stream, uint32_t indentation, zu_tvr_node *node) noexcept {
+  TVR_ASSERT(stream);
   TVR_ASSERT(node);
   const string_buffer buffer(zu_do_strbuf_new());
-  if (!buffer) {
+  if (buffer == nullptr) {
     TVR_ERROR("Failed to allocate buffer");
     return;
   }
@@ -188,5 +187,4 @@ void zu_tvr_node_print(FILE *stream, uint32_t indentation, zu_tvr_node *node) no
   default:
     break;
   }
-}
 }

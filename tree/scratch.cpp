@@ -17,14 +17,7 @@ using tvr::text;
 using owned_node = tvr::unique<zu_tvr_node, zu_tvr_node_delete>;
 
 const char *type_word(uint32_t type) noexcept {
-  switch (type) {
-  case TVR_NODE_COLL:
-    return "coll";
-  case TVR_NODE_ITER:
-    return "iter";
-  default:
-    return "print";
-  }
+  return type == TVR_NODE_COLL ? "coll" : type == TVR_NODE_ITER ? "iter" : "print";
 }
 
 // None (traced) on failure.
@@ -34,20 +27,15 @@ void *new_scratch_data(uint32_t type) noexcept {
   return zu_tvr_print_scratch_data_new();
 }
 
-zu_tvr_node *find_by_slot(const zu_tvr_node *node, const zu_tvr_walk_ctx *ctx) noexcept {
-  if (node->slot >= ctx->scratch_slot_count) return nullptr;
-  const zu_tvr_scratch_slot &slot = ctx->scratch_slots[node->slot];
-  return slot.node == node ? slot.scratch_node : nullptr;
-}
-
 // Notes a scratch node under the slot of its template node. Without memory for the slots the table serves.
 void note_in_slot(zu_tvr_node *node, zu_tvr_node *scratch_node, zu_tvr_walk_ctx *ctx) noexcept {
   if (node->slot == 0) return;
   if (node->slot >= ctx->scratch_slot_count) {
     const uint32_t count = std::max({node->slot + 1, 2 * ctx->scratch_slot_count, 64u});
-    void *grown = qrealloc_named(ZU_TVR_AREA, ctx->scratch_slots, count * sizeof(zu_tvr_scratch_slot));
-    if (grown == nullptr) return;
-    ctx->scratch_slots = static_cast<zu_tvr_scratch_slot *>(grown);
+    tvr::block<zu_tvr_scratch_slot> slots(ctx->scratch_slots);
+    const bool resized = tvr::resize(slots, count);
+    ctx->scratch_slots = slots.release();
+    if (!resized) return;
     std::fill(ctx->scratch_slots + ctx->scratch_slot_count, ctx->scratch_slots + count,
               zu_tvr_scratch_slot{nullptr, nullptr});
     ctx->scratch_slot_count = count;
@@ -58,7 +46,7 @@ void note_in_slot(zu_tvr_node *node, zu_tvr_node *scratch_node, zu_tvr_walk_ctx 
 // A new scratch node in the walk's table; none (traced) on failure.
 zu_tvr_node *add_scratch_node(zu_tvr_node *node, text key, zu_tvr_walk_ctx *ctx) noexcept {
   owned_node scratch_node(tvr::new_node(node->type));
-  if (!scratch_node) return nullptr;
+  if (scratch_node == nullptr) return nullptr;
   scratch_node->scratch = new_scratch_data(node->type);
   if (scratch_node->scratch == nullptr) return nullptr;
   if (htAdd(ctx->scratch_nodes, key.get(), scratch_node.get()) != 0) {
@@ -67,7 +55,7 @@ zu_tvr_node *add_scratch_node(zu_tvr_node *node, text key, zu_tvr_walk_ctx *ctx)
   }
   TVR_INFO("add %s scratch node %p key:%s", type_word(node->type), static_cast<void *>(scratch_node.get()),
            key.get());
-  static_cast<void>(key.release());
+  (void)key.release();
   return scratch_node.release();
 }
 
@@ -75,12 +63,10 @@ zu_tvr_node *add_scratch_node(zu_tvr_node *node, text key, zu_tvr_walk_ctx *ctx)
 
 namespace tvr {
 
-void *scratch_data(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  zu_tvr_node *found = debugging() ? nullptr : find_by_slot(node, ctx);
-  if (found != nullptr) return found->scratch;
+void *find_or_make_scratch_data(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   text key(zu_tovra_create_key_from_ptr(node));
-  if (!key) return nullptr;
-  found = static_cast<zu_tvr_node *>(htFind(ctx->scratch_nodes, key.get()));
+  if (key == nullptr) return nullptr;
+  auto *found = static_cast<zu_tvr_node *>(htFind(ctx->scratch_nodes, key.get()));
   if (found == nullptr) found = add_scratch_node(node, std::move(key), ctx);
   if (found == nullptr) return nullptr;
   note_in_slot(node, found, ctx);
@@ -89,7 +75,7 @@ void *scratch_data(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
 
 } // namespace tvr
 
-extern "C" char *zu_tovra_create_key_from_ptr(const void *address) noexcept {
+char *zu_tovra_create_key_from_ptr(const void *address) noexcept {
   char *key = nullptr;
   if (zu_printf(&key, "%p", address) >= 0) return key;
   TVR_ERROR("Failed to create ht key from ptr");

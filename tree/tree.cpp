@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "node.hpp"
-#include "tree_walk.hpp"
+#include "walk.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/uri_program.hpp"
@@ -29,7 +29,7 @@ struct tvr_orphan {
 
 void free_key(void *key) noexcept {
   TVR_ASSERT(key);
-  qfree_named(key);
+  const text freed(static_cast<char *>(key));
 }
 void delete_node(void *value) noexcept {
   TVR_ASSERT(value);
@@ -37,14 +37,11 @@ void delete_node(void *value) noexcept {
 }
 void free_orphan(void *value) noexcept {
   TVR_ASSERT(value);
-  qfree_named(value);
+  const tvr::block<tvr_orphan> freed(static_cast<tvr_orphan *>(value));
 }
 
-table new_nodes_table() noexcept {
-  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, delete_node));
-}
-table new_orphans_table() noexcept {
-  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, free_orphan));
+table new_table(void (*free_value)(void *)) noexcept {
+  return table(g_hash_table_new_full(g_str_hash, g_str_equal, free_key, free_value));
 }
 
 zu_tvr_node *find_node(zu_tvr_tree *tree, const char *id) noexcept {
@@ -111,12 +108,12 @@ struct waiting_place {
 
   bool make(zu_tvr_node *node, const char *node_id, const char *missing_parent) noexcept {
     parent_id = tvr::copy_text(missing_parent);
-    if (!parent_id) {
+    if (parent_id == nullptr) {
       TVR_ERROR("Failed to allocate parent id");
       return false;
     }
     orphan = tvr::make_zeroed<tvr_orphan>();
-    if (!orphan) {
+    if (orphan == nullptr) {
       TVR_ERROR("Failed to allocate orphan node");
       return false;
     }
@@ -145,7 +142,7 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
   }
   TVR_DEBUG("tree: adding node %s", id);
   text key = tvr::copy_text(id);
-  if (!key) {
+  if (key == nullptr) {
     TVR_ERROR("Failed to allocate id");
     return false;
   }
@@ -163,7 +160,7 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
   } else if (parent != nullptr) {
     zu_tvr_node_connect_parent(parent, node);
   } else {
-    if (tree->orphans == nullptr) tree->orphans = new_orphans_table().release();
+    if (tree->orphans == nullptr) tree->orphans = new_table(free_orphan).release();
     g_hash_table_insert(tree->orphans, place.parent_id.release(), place.orphan.release());
   }
   return true;
@@ -204,21 +201,19 @@ bool resolve_links(zu_tvr_tree *tree) noexcept {
 
 } // namespace
 
-extern "C" {
-
 zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
   auto tree = tvr::make_zeroed<zu_tvr_tree>();
-  if (!tree) {
+  if (tree == nullptr) {
     TVR_ERROR("Failed to allocate zu_tvr_tree");
     return nullptr;
   }
-  table nodes = new_nodes_table();
-  if (!nodes) {
+  table nodes = new_table(delete_node);
+  if (nodes == nullptr) {
     TVR_ERROR("Failed to allocate tovra nodes hashtable");
     return nullptr;
   }
   text key = tvr::copy_text(root_id);
-  if (!key) {
+  if (key == nullptr) {
     TVR_ERROR("Failed to allocate key for root");
     return nullptr;
   }
@@ -229,8 +224,8 @@ zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
   }
   tree->root->slot = ++tree->slots;
   g_hash_table_insert(nodes.get(), key.release(), tree->root);
-  table orphans = new_orphans_table();
-  if (!orphans) {
+  table orphans = new_table(free_orphan);
+  if (orphans == nullptr) {
     TVR_ERROR("Failed to allocate tovra orphans hashtable");
     return nullptr;
   }
@@ -268,5 +263,4 @@ void zu_tvr_tree_print(FILE *fp, uint32_t indentation, zu_tvr_tree *tree) noexce
     }
     node = node->next_sibling;
   }
-}
 }

@@ -1,9 +1,8 @@
 // Where a walk starts: the starting node, and the path from the root down to it.
-#include "tree_walk.hpp"
-
 #include <glib.h>
 
 #include "node.hpp"
+#include "walk.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
@@ -19,7 +18,7 @@ using node_path = tvr::unique<zu_tvr_stack, delete_path>;
 zu_tvr_node *build_path(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_INFO("tree: partial TOVRA detected, building path to node %ld", tvr::node_number(node));
   node_path path(zu_tvr_stack_new(nullptr));
-  if (!path) return nullptr;
+  if (path == nullptr) return nullptr;
   for (; node->parent != nullptr; node = node->parent) {
     TVR_DEBUG("tree: adding node %ld to path", tvr::node_number(node));
     if (!zu_tvr_stack_push(path.get(), node)) {

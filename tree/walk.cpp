@@ -27,12 +27,75 @@ Scratch *scratch_of(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   return static_cast<Scratch *>(scratch);
 }
 
+// ---- The children ----
+
+bool walk_child(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
+  if (child->walk != nullptr) return child->walk(child, ctx);
+  fail(ctx, ZU_FAILED, "Walk callback not initialized");
+  return false;
+}
+
+[[gnu::noinline]] bool walk_next_of_path(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *next = static_cast<zu_tvr_node *>(zu_tvr_stack_pop(ctx->node_path));
+  if (ctx->node_path->top == nullptr) {
+    zu_tvr_stack_delete(ctx->node_path, nullptr);
+    ctx->node_path = nullptr;
+  }
+  if (next == nullptr) {
+    fail(ctx, ZU_FAILED, "Incomplete path for partial tovra");
+    return false;
+  }
+  TVR_DEBUG("node %p: walking %p (partial TOVRA)", static_cast<void *>(node), static_cast<void *>(next));
+  return walk_child(next, ctx);
+}
+
+[[gnu::noinline]] bool walk_siblings(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
+  for (; child != nullptr; child = child->next_sibling) {
+    if (!walk_child(child, ctx)) return false;
+  }
+  return true;
+}
+
+void trace_children(zu_tvr_node *node) noexcept {
+  TVR_DEBUG("node %p: walking children", static_cast<void *>(node));
+}
+
+// Below the starting node's ancestors only the next node of the path is walked, elsewhere all children.
+inline bool walk_below(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  if (ctx->node_path != nullptr) return walk_next_of_path(node, ctx);
+  trace_children(node);
+  return node->first_child == nullptr || walk_siblings(node->first_child, ctx);
+}
+
+// Once for every instance of the batch. After a failure the instances are still gone through, but no child is
+// walked for them.
+bool walk_instances(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *data = data_of<zu_tvr_coll_data>(node);
+  auto *scratch = scratch_of<zu_tvr_coll_scratch_data>(node, ctx);
+  if (scratch == nullptr) return false;
+  for (bool result = true;;) {
+    const int32_t step = data->iterate(data, scratch, ctx);
+    if (step != ZU_TVR_STEP_WALK) {
+      TVR_DEBUG("node %p: iteration returned %d: stopping", static_cast<void *>(node), step);
+      return step != ZU_TVR_STEP_FAILED && result;
+    }
+    if (result || ctx->node_path != nullptr) {
+      result = walk_below(node, ctx);
+    } else {
+      trace_children(node);
+    }
+    data->pop(scratch, ctx);
+  }
+}
+
+// ---- The node by its type ----
+
 void trace_done(zu_tvr_node *node) noexcept {
   TVR_DEBUG("node %p: done waolking (type %d)", static_cast<void *>(node), node->type);
 }
 
 // Batch by batch, while there are more. A batch that cannot be fetched ends the walk with the result so far.
-bool walk_collection(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+[[gnu::noinline]] bool walk_collection(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   auto *data = data_of<zu_tvr_coll_data>(node);
   auto *scratch = scratch_of<zu_tvr_coll_scratch_data>(node, ctx);
   if (scratch == nullptr) return false;
@@ -42,7 +105,7 @@ bool walk_collection(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
     step = data->execute(data, scratch, ctx, ctx->starting_node == node ? 1 : 0);
     if (step == ZU_TVR_STEP_FAILED) return result;
     TVR_DEBUG("node %p: collection returned %d", static_cast<void *>(node), step);
-    result = tvr_node_walk_children(node, ctx);
+    result = walk_instances(node, ctx);
     if (result) {
       TVR_DEBUG("node %p: children walk successful", static_cast<void *>(node));
     } else {
@@ -59,19 +122,19 @@ bool walk_get_one(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   auto *data = data_of<zu_tvr_crudx_data>(node);
   const int32_t step = data->walk(data, ctx);
   if (step != ZU_TVR_STEP_WALK) return step != ZU_TVR_STEP_FAILED;
-  const bool result = tvr_node_walk_children(node, ctx);
+  const bool result = walk_below(node, ctx);
   if (result) zu_tvr_pop_props_from_cache(ctx);
   return result;
 }
 
-bool walk_iteration(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+[[gnu::noinline]] bool walk_iteration(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   auto *data = data_of<zu_tvr_iter_data>(node);
   auto *scratch = scratch_of<zu_tvr_iter_scratch_data>(node, ctx);
   if (scratch == nullptr) return false;
   bool result = true;
   int32_t step = data->next(scratch, ctx);
   while (step == ZU_TVR_STEP_WALK && result) {
-    result = tvr_node_walk_children(node, ctx);
+    result = walk_below(node, ctx);
     data->pop(scratch, ctx);
     step = data->next(scratch, ctx);
   }
@@ -86,72 +149,10 @@ bool walk_print(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   if (scratch == nullptr) return false;
   const int32_t step = data->walk(data, scratch, ctx);
   if (step != ZU_TVR_STEP_WALK) return step != ZU_TVR_STEP_FAILED;
-  return tvr_node_walk_children(node, ctx);
+  return walk_below(node, ctx);
 }
 
-bool walk_child(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
-  if (child->walk != nullptr) return child->walk(child, ctx);
-  fail(ctx, ZU_FAILED, "Walk callback not initialized");
-  return false;
-}
-
-// Below the starting node's ancestors only the next node of the path is walked.
-bool walk_path(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  auto *next = static_cast<zu_tvr_node *>(zu_tvr_stack_pop(ctx->node_path));
-  if (ctx->node_path->top == nullptr) {
-    zu_tvr_stack_delete(ctx->node_path, nullptr);
-    ctx->node_path = nullptr;
-  }
-  if (next == nullptr) {
-    fail(ctx, ZU_FAILED, "Incomplete path for partial tovra");
-    return false;
-  }
-  TVR_DEBUG("node %p: walking %p (partial TOVRA)", static_cast<void *>(node), static_cast<void *>(next));
-  return walk_child(next, ctx);
-}
-
-bool walk_siblings(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  TVR_DEBUG("node %p: walking children", static_cast<void *>(node));
-  for (zu_tvr_node *child = node->first_child; child != nullptr; child = child->next_sibling) {
-    if (!walk_child(child, ctx)) return false;
-  }
-  return true;
-}
-
-// Once for every instance of the batch. After a failure the instances are still gone through, but no child is
-// walked for them.
-bool walk_instances(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  auto *data = data_of<zu_tvr_coll_data>(node);
-  auto *scratch = scratch_of<zu_tvr_coll_scratch_data>(node, ctx);
-  if (scratch == nullptr) return false;
-  for (bool result = true;;) {
-    const int32_t step = data->iterate(data, scratch, ctx);
-    if (step != ZU_TVR_STEP_WALK) {
-      TVR_DEBUG("node %p: iteration returned %d: stopping", static_cast<void *>(node), step);
-      return step != ZU_TVR_STEP_FAILED && result;
-    }
-    if (ctx->node_path != nullptr) {
-      result = walk_path(node, ctx);
-    } else if (result) {
-      result = walk_siblings(node, ctx);
-    } else {
-      TVR_DEBUG("node %p: walking children", static_cast<void *>(node));
-    }
-    data->pop(scratch, ctx);
-  }
-}
-
-} // namespace
-
-extern "C" {
-
-bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
-  if (ctx->depth >= tvr::max_depth) {
-    fail(ctx, ZU_FAILED, "Template tree nested too deep");
-    return false;
-  }
-  const tvr::walk_level level(ctx, node);
+bool walk_by_type(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   bool result = true;
   switch (node->type) {
   case TVR_NODE_JUMP: {
@@ -170,16 +171,55 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
     result = walk_print(node, ctx);
     break;
   default:
-    result = tvr_node_walk_children(node, ctx);
+    result = walk_below(node, ctx);
     break;
   }
   trace_done(node);
   return result;
 }
 
+} // namespace
+
+namespace tvr {
+
+bool refuse_if_walked(const zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  const zu_tvr_walk_frame *frame = ctx->frame;
+  while (frame != nullptr && frame->node != node) frame = frame->above;
+  if (frame == nullptr) return false;
+  fail(ctx, ZU_FAILED, "Jump into a node that is being walked");
+  return true;
+}
+
+} // namespace tvr
+
+bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(node);
+  TVR_ASSERT(ctx);
+  TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
+  if (ctx->depth >= tvr::max_depth) {
+    fail(ctx, ZU_FAILED, "Template tree nested too deep");
+    return false;
+  }
+  // A node with nothing below it cannot be come back to: no line pays for a frame. And only a jump leads
+  // back.
+  const bool leads_on = node->first_child != nullptr || node->type == TVR_NODE_JUMP;
+  if (leads_on && ctx->jumps != 0 && tvr::refuse_if_walked(node, ctx)) return false;
+  zu_tvr_walk_frame frame;
+  if (leads_on) {
+    frame = {ctx->frame, node};
+    ctx->frame = &frame;
+    ++ctx->depth;
+  }
+  const bool result = walk_by_type(node, ctx);
+  if (leads_on) {
+    ctx->frame = ctx->frame->above;
+    --ctx->depth;
+  }
+  return result;
+}
+
 bool tvr_node_walk_children(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(node);
-  if (node->type == TVR_NODE_COLL) return walk_instances(node, ctx);
-  return ctx->node_path != nullptr ? walk_path(node, ctx) : walk_siblings(node, ctx);
-}
+  TVR_ASSERT(ctx);
+  return node->type == TVR_NODE_COLL ? walk_instances(node, ctx) : walk_below(node, ctx);
 }

@@ -42,7 +42,7 @@ void free_cached_record(char *key, void *value) noexcept {
 void free_cached_queue(char *key, void *value) noexcept {
   const text owned_key(key);
   const tvr::block<cursor_cache_entry> entry(static_cast<cursor_cache_entry *>(value));
-  if (entry) cleanup_props_list(entry->props_list);
+  if (entry != nullptr) cleanup_props_list(entry->props_list);
 }
 
 void free_scratch_node(char *key, void *value) noexcept {
@@ -64,15 +64,15 @@ void free_private(zu_tvr_walk_ctx *ctx) noexcept {
 
 } // namespace
 
-extern "C" {
-
 zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_name,
                                      zu_do_properties *arguments, int32_t render_defaults, uint64_t flags,
                                      uint32_t fetch_count, uint8_t tag_submodes, zu_tvr_cond_args *cond_args,
                                      void *cb_ctx, zu_tvr_error_fn error_cb,
                                      zu_tvr_output_fn output_cb) noexcept {
+  TVR_ASSERT(error_cb);
+  TVR_ASSERT(output_cb);
   auto ctx = tvr::make_zeroed<zu_tvr_walk_ctx>();
-  if (!ctx) {
+  if (ctx == nullptr) {
     TVR_ERROR("Failed to allocate tovra walk context");
     return nullptr;
   }
@@ -124,6 +124,7 @@ void zu_tvr_walk_ctx_delete(zu_tvr_walk_ctx *ctx) noexcept {
 }
 
 void zu_tvr_walk_ctx_print(FILE *stream, int32_t indentation, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(stream);
   TVR_ASSERT(ctx);
   const auto tabs = static_cast<uint32_t>(std::max(indentation, 0));
   const auto nested = static_cast<uint32_t>(std::max(indentation, -1)) + 1; // a level more, also below 0
@@ -152,5 +153,4 @@ void zu_tvr_walk_ctx_print(FILE *stream, int32_t indentation, zu_tvr_walk_ctx *c
   }
   put_tabs();
   std::fprintf(stream, "starting node: %ld\n", tvr::node_number(ctx->starting_node));
-}
 }

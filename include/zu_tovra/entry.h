@@ -6,17 +6,9 @@
 #ifndef ZU_TOVRA_ENTRY_H
 #define ZU_TOVRA_ENTRY_H
 
-#include "infra/infra.h"
-#include "zu_tovra/export.h"
+#include "zu_tovra/trace.h"
 
 ZU_TVR_BEGIN
-
-typedef void (*zu_tvr_trace_msg_fn)(void);
-typedef int (*zu_tvr_trace_test_fn)(void);
-
-extern ZU_TVR_API uint16_t g_zu_tovra_trace_module_id;    /* given by the trace service */
-extern ZU_TVR_API zu_tvr_trace_msg_fn zu_tvr_trace_msg;   /* by default does nothing */
-extern ZU_TVR_API zu_tvr_trace_test_fn zu_tvr_trace_test; /* by default gives 1 */
 
 /* A render request's own record. */
 typedef struct external_ctx {
@@ -36,12 +28,6 @@ struct zu_tvr_cond_args {
 
 /* Registers the allocator area; true on success. */
 ZU_TVR_API bool zu_tovra_init(void) ZU_TVR_NOEXCEPT;
-/* Registers the trace module: the trace service's result, 0 on success. */
-ZU_TVR_API int zu_tovra_trace_init(void) ZU_TVR_NOEXCEPT;
-/* Stores the hook and registers the trace module, as zu_tovra_trace_init. */
-ZU_TVR_API int register_libzu_tvr_trace(zu_tvr_trace_msg_fn hook) ZU_TVR_NOEXCEPT;
-/* Stores the hook; the address of zu_tvr_trace_test. */
-ZU_TVR_API zu_tvr_trace_test_fn *register_libzu_tvr_trace_test(zu_tvr_trace_test_fn hook) ZU_TVR_NOEXCEPT;
 
 /* Renders the configuration, or the part under one node, as CLI text: pieces leave through the render
  * context's output_fn while it runs. The first request loads the templates.
@@ -65,8 +51,6 @@ ZU_TVR_API bool zu_tovra_stop(void) ZU_TVR_NOEXCEPT;
 
 /* Frees a request once its output is done with; set as the render context's cleanup_fn. */
 ZU_TVR_API void tovra_cleanup_hook(zu_tovra_context *cleanup_context) ZU_TVR_NOEXCEPT;
-/* Frees a queue of property items with the records that they hold; none is ignored. */
-ZU_TVR_API void cleanup_props_list(queue *props_list) ZU_TVR_NOEXCEPT;
 
 /* New condition arguments for a request, or none (traced). */
 ZU_TVR_API zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) ZU_TVR_NOEXCEPT;

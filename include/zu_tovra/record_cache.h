@@ -19,6 +19,9 @@ typedef struct cursor_cache_entry {
   queue *props_list; /* owned, or none */
 } cursor_cache_entry;
 
+/* Frees a queue of property items with the records that they hold; none is ignored. */
+ZU_TVR_API void cleanup_props_list(queue *props_list) ZU_TVR_NOEXCEPT;
+
 ZU_TVR_END
 
 #endif

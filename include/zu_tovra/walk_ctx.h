@@ -23,7 +23,7 @@ typedef struct zu_tvr_scratch_slot {
   zu_tvr_node *scratch_node; /* borrowed from the scratch table */
 } zu_tvr_scratch_slot;
 
-/* One level of the walk: the node that is being walked there. */
+/* A node that is being walked and has something below it. */
 typedef struct zu_tvr_walk_frame {
   struct zu_tvr_walk_frame *above;
   zu_tvr_node *node;
@@ -56,13 +56,14 @@ struct zu_tvr_walk_ctx {
   zu_tvr_scratch_slot *scratch_slots; /* by the nodes' slots */
   uint32_t scratch_slot_count;
   uint32_t depth;           /* frames on the walk */
+  uint32_t jumps;           /* whose destinations are being walked */
   zu_tvr_walk_frame *frame; /* the innermost */
   struct zu_tvr_render_memory
       *render; /* what print nodes remember and write into; owned, made on first use */
 };
 
-/* A new context. Takes references on the data interface and the arguments (may be none); borrows the rest.
- * None (traced) on failure. */
+/* A new context. Takes references on the data interface and the arguments (may be none); borrows the rest,
+ * of which the callbacks must be given. None (traced) on failure. */
 ZU_TVR_API zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data, const char *config_name,
                                                 zu_do_properties *arguments, int32_t render_defaults,
                                                 uint64_t flags, uint32_t fetch_count, uint8_t tag_submodes,

@@ -14,6 +14,7 @@
 #include "zu_tovra/props_map.h"
 #include "zu_tovra/record_cache.h"
 #include "zu_tovra/stack.h"
+#include "zu_tovra/trace.h"
 #include "zu_tovra/tree.h"
 #include "zu_tovra/uri.h"
 #include "zu_tovra/walk_ctx.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "loader/cond.hpp"
+#include "loader/keywords.hpp"
 #include "loader/record.hpp"
 #include "support.h"
 #include "support/objects.hpp"

@@ -8,7 +8,7 @@
 
 // The linker sends the library's calls here; an armed one fails once.
 namespace {
-bool lock_fails, unlock_fails, destroy_fails;
+bool lock_fails, unlock_fails, destroy_fails, error_fails;
 bool once(bool &armed) {
   return std::exchange(armed, false);
 }
@@ -26,6 +26,10 @@ int __wrap_pthread_mutex_unlock(pthread_mutex_t *lock) {
 }
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *) { // never really: the next test uses the lock again
   return once(destroy_fails) ? EBUSY : 0;
+}
+zu_do_error *__real_zu_do_error_new(int32_t code, const char *message);
+zu_do_error *__wrap_zu_do_error_new(int32_t code, const char *message) {
+  return once(error_fails) ? nullptr : __real_zu_do_error_new(code, message);
 }
 }
 #pragma GCC visibility pop
@@ -78,6 +82,35 @@ TEST_F(entry_test, a_lock_that_fails_is_traced_and_reported) {
   }
   EXPECT_EQ(log.lines(), (lines{"3 (ERR): Failed to lock tovra tree", "3 (ERR): Failed to unlock tovra tree",
                                 "3 (ERR): Failed to destroy lock on tovra tree"}));
+}
+
+TEST_F(entry_test, a_failure_without_memory_for_its_error_object_is_reported) {
+  const lines exhausted{"10002 Failed to allocate tovra tree"};
+  for (bool *armed : {&lock_fails, &unlock_fails}) {
+    *armed = error_fails = true;
+    EXPECT_FALSE(session.render());
+    EXPECT_EQ(take_errors(), exhausted);
+  }
+  templates.write("a.tvr", "Cmd: a\nParent Cmd: nobody\n");
+  error_fails = true;
+  EXPECT_FALSE(session.render());
+  EXPECT_EQ(take_errors(), exhausted);
+}
+
+TEST_F(entry_test, a_render_walks_the_tree_that_stood_when_the_lock_was_released) {
+  static zu_data_ifc *data;
+  static zu_tvr_tree *tree;
+  data = store.get();
+  const zu_config_ifc_ops operations{nullptr, [](auto *, auto *, int, zu_data_ifc **config) {
+                                       tree = std::exchange(tvr::g_tovra_tree, nullptr);
+                                       return (*config = data)->ops->ref(data);
+                                     }};
+  zu_config_ifc configs{&operations};
+  zu_config_ifc *const registry = std::exchange(session.cli->config_ifc, &configs);
+  EXPECT_TRUE(session.render(nullptr, "named"));
+  EXPECT_EQ(take_text(), "line");
+  session.cli->config_ifc = registry;
+  tvr::g_tovra_tree = tree;
 }
 
 TEST_F(entry_test, the_whole_is_rendered_whatever_node_is_named_when_asked_for) {

@@ -39,10 +39,16 @@ outcome load_text(zu_tvr_tree *tree, const std::string &text) {
 
 // ---- What is accepted, besides what the golden cases of files show ----
 
+std::string repeated(const char *piece, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += piece;
+  return all;
+}
+
 struct accepted {
   const char *what;
-  const char *text;
-  const char *nodes;
+  std::string text;
+  std::string nodes;
 };
 
 const accepted accepted_texts[] = {
@@ -70,6 +76,8 @@ const accepted accepted_texts[] = {
     {"slots are counted by Fmt alone, over the whole format",
      "Cmd: a\nOp: print_if\nFmt: %%s%s-%s%\nDest: x\nProps: /a x:0 y:3\n",
      "a < : print 'x' [x:1 - -] +y:1@3 /a<0 3>\n"},
+    {"a destination has no slots, however many it seems to have",
+     "Cmd: a\nOp: push_mode\nDest: " + repeated("%s", 10001), "a < : jump " + repeated("%s", 10001) + "\n"},
     {"a repeated keyword replaces",
      "Cmd: a\nOp: iter\nOp: get_one\nUri: /a\nUri: /b\nParent Cmd: x\nParent Cmd: y\n", "a < y: get /b\n"},
     {"unknown and near keywords change nothing",
@@ -165,6 +173,19 @@ TEST(Template, IsRefusedWithLineAndReason) {
     EXPECT_EQ(traces.lines().back(), "3 (ERR): Loading terminated at (null):" + std::to_string(entry.line));
     EXPECT_TRUE(entry.trace == nullptr || traces.has(entry.trace)) << traces.text();
     EXPECT_EQ(tree.nodes, "");
+  }
+}
+
+TEST(Template, MemoryThatIsExhaustedIsSaid) {
+  for (uint64_t n = 1;; ++n) {
+    const test::balanced_memory balanced;
+    recording_tree tree;
+    qmalloc_fail_nth(n, false);
+    const outcome result = load_text(tree, "Uri: /a?b\nQuery: x=1\nLocationScheme: s\n");
+    const bool fired = qmalloc_fail_fired() > 0;
+    qmalloc_fail_nth(0, false);
+    EXPECT_EQ(result.code, fired ? 10002 : 0) << n << ": " << result.message;
+    if (!fired) break;
   }
 }
 

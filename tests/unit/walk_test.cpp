@@ -3,6 +3,7 @@
 
 #include <deque>
 
+#include "qmalloc/qmalloc.h"
 #include "support.h"
 #include "support/fake_walk.hpp"
 #include "tree/scratch.hpp"
@@ -79,12 +80,13 @@ public:
   zu_tvr_node *node() { return node_; }
 
 private:
-  // The node that is being walked, to which the data (none: not told) and the scratch data must belong.
+  // The node of the data (none: the node with children that is being walked), to which the scratch data
+  // belongs.
   static fake_node *of(void *data, void *scratch, zu_tvr_walk_ctx *ctx) {
-    zu_tvr_node *node = ctx->frame->node;
-    EXPECT_TRUE(data == nullptr || data == node->data);
-    EXPECT_TRUE(node->type == get || scratch == tvr::scratch_data(node, ctx));
-    return static_cast<fake_data *>(node->data)->self;
+    if (data == nullptr) data = ctx->frame->node->data;
+    fake_node *self = static_cast<fake_data *>(data)->self;
+    EXPECT_TRUE(self->node_->type == get || scratch == tvr::scratch_data(self->node_, ctx));
+    return self;
   }
   static int32_t take(std::deque<int32_t> &answers) {
     if (answers.empty()) return 0;
@@ -148,7 +150,7 @@ const struct protocol_case {
 
 TEST(Walk, CallsTheOperationsInTheirOrder) {
   for (const auto &c : protocol_cases) {
-    for (const int level : {4, 7}) { // with the plain steps, too
+    for (const int level : {4, 7}) {
       SCOPED_TRACE(std::to_string(c.type) + c.expected);
       const test::balanced_memory balanced;
       fake_node node("n", c.type, c.steps, c.instances);
@@ -224,6 +226,12 @@ TEST(Walk, KeepsScratchDataForTheWholeWalk) {
       EXPECT_EQ(tvr::scratch_data(nodes[i].node(), walk), first[i]);
       EXPECT_NE(tvr::scratch_data(nodes[i].node(), other), first[i]);
     }
+    zu_tvr_node *last = nodes.back().node();
+    last->slot = 1000;
+    EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
+    qmalloc_fail_nth(1, true); // what its slot knows is found without a key
+    EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
+    qmalloc_fail_nth(0, false);
     EXPECT_EQ(htSize(walk->scratch_nodes), nodes.size());
     for (const char *word : {"coll", "iter", "print"}) {
       EXPECT_EQ(traces.count(std::string("6 (info): add ") + word + " scratch node 0x"), level == 7 ? 20 : 0);

@@ -38,6 +38,23 @@ template <class T>
   return block<T>(static_cast<T *>(qcalloc_named(ZU_TVR_AREA, count, sizeof(T))));
 }
 
+// Room for `count` Ts, not initialised; or none.
+template <class T>
+[[nodiscard]] block<T> make_room(size_t count) noexcept {
+  return block<T>(static_cast<T *>(qmalloc_named(ZU_TVR_AREA, count * sizeof(T))));
+}
+
+// Makes it room for `count` Ts, what it held included. False, and nothing done, when memory is exhausted.
+template <class T>
+[[nodiscard]] bool resize(block<T> &room, size_t count) noexcept {
+  static_assert(std::is_trivially_copyable_v<T>);
+  auto *moved = static_cast<T *>(qrealloc_named(ZU_TVR_AREA, room.get(), count * sizeof(T)));
+  if (moved == nullptr) return false;
+  (void)room.release();
+  room.reset(moved);
+  return true;
+}
+
 // A copy of a text, or none.
 [[nodiscard]] inline text copy_text(const char *source) noexcept {
   return text(qstrdup_named(ZU_TVR_AREA, source));
@@ -46,15 +63,6 @@ template <class T>
 // Room for a text of `length` bytes and its NUL, zeroed; or none.
 [[nodiscard]] inline text make_text(size_t length) noexcept {
   return text(static_cast<char *>(qcalloc_named(ZU_TVR_AREA, 1, length + 1)));
-}
-
-// Gives a text, which may be null, room for `length` bytes and a NUL; false leaves it as it was.
-[[nodiscard]] inline bool resize_text(text &block, size_t length) noexcept {
-  void *resized = qrealloc_named(ZU_TVR_AREA, block.get(), length + 1);
-  if (resized == nullptr) return false;
-  static_cast<void>(block.release());
-  block.reset(static_cast<char *>(resized));
-  return true;
 }
 
 // A T that has members to release, in a block of its own.
@@ -134,6 +142,7 @@ public:
 
   T *get() const noexcept { return object_; }
   explicit operator bool() const noexcept { return object_ != nullptr; }
+  bool operator==(std::nullptr_t) const noexcept { return object_ == nullptr; }
   [[nodiscard]] T *release() noexcept { return std::exchange(object_, nullptr); }
   void reset() noexcept { reset(nullptr); }
 

@@ -3,7 +3,7 @@
 
 #include "infra/infra.h"
 #include "qtrace/qtrace.h"
-#include "zu_tovra/entry.h"
+#include "zu_tovra/trace.h"
 #include "zu_tovra/walk_ctx.h"
 
 // Messages are literal, so that a message that is read in a trace is found by searching for it.

@@ -99,7 +99,7 @@ private:
     if (!failed_ && count < SIZE_MAX / 4 - length_) {
       const size_t wanted = length_ + count;
       const size_t room = wanted < room_ * 2 ? room_ * 2 : wanted < 250 ? 250 : wanted;
-      if (resize_text(block_, room)) {
+      if (resize(block_, room + 1)) {
         room_ = room;
         return true;
       }
