@@ -70,24 +70,21 @@ bool condition_properties::start(const zu_tvr_line_plan *plan, zu_tvr_line_memor
   return record_ != nullptr;
 }
 
-bool condition_properties::set(uint32_t position, zu_do_value *value) noexcept {
-  if (record_ == nullptr || position == no_condition) return true;
-  if (by_position_) return shortcuts.set_at(record_, position, value) == 0;
-  return zu_do_properties_set_value_n(record_, name_at(position), value) == 0;
+bool condition_properties::set_by_name(uint32_t position, zu_do_value *value) noexcept {
+  zu_do_name *name = plan_->condition_names.get()[position];
+  return value != nullptr && zu_do_properties_set_value_n(record_, name, value) == 0;
 }
 
 bool condition_properties::set_null(uint32_t position) noexcept {
-  if (record_ == nullptr || position == no_condition) return true;
-  if (!by_position_)
-    return zu_do_properties_set_null(record_, zu_do_name_get_strname(name_at(position))) == 0;
-  auto null = ref<zu_do_value>::adopt(zu_do_value_new_null());
-  return null && shortcuts.set_at(record_, position, null.get()) == 0;
+  const auto null = ref<zu_do_value>::adopt(zu_do_value_new_null());
+  return set(position, null.get());
 }
 
 bool condition_properties::set_number(uint32_t position, int32_t number) noexcept {
   if (record_ == nullptr || position == no_condition) return true;
   if (by_position_) return shortcuts.set_int_at(record_, position, number) == 0;
-  return zu_do_properties_set_int(record_, zu_do_name_get_strname(name_at(position)), number) == 0;
+  const auto value = ref<zu_do_value>::adopt(zu_do_value_new_int(number));
+  return set_by_name(position, value.get());
 }
 
 } // namespace tvr

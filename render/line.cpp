@@ -95,8 +95,11 @@ after_slot render_slot(print_job &job, uint32_t slot, bool *hide) noexcept {
 // ---- Completion ----
 
 void begin_line(const zu_tvr_print_data *data, const zu_tvr_walk_ctx *ctx, text_buffer *line) noexcept {
+  constexpr std::string_view blanks = "                ";
   if (data->newline != 0) line->add('\n');
-  line->fill(' ', ctx->indentation);
+  uint32_t left = ctx->indentation;
+  for (; left > blanks.size(); left -= static_cast<uint32_t>(blanks.size())) line->add(blanks);
+  line->add(blanks.substr(0, left));
 }
 
 // Puts the failure marker, as a line of its own, before the line.

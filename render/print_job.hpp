@@ -2,6 +2,7 @@
 #pragma once
 
 #include "line_plan.hpp"
+#include "zu_tovra/internal/shortcuts.hpp"
 #include "zu_tovra/internal/text_buffer.hpp"
 #include "zu_tovra/walk_ctx.h"
 
@@ -15,14 +16,17 @@ public:
   bool start(const zu_tvr_line_plan *plan, zu_tvr_line_memory *memory) noexcept;
 
   // Each is false when memory is exhausted. A position of no_condition is ignored.
-  bool set(uint32_t position, zu_do_value *value) noexcept;
+  bool set(uint32_t position, zu_do_value *value) noexcept {
+    if (record_ == nullptr || position == no_condition) return true;
+    return by_position_ ? shortcuts.set_at(record_, position, value) == 0 : set_by_name(position, value);
+  }
   bool set_null(uint32_t position) noexcept;
   bool set_number(uint32_t position, int32_t number) noexcept;
 
   zu_do_properties *get() const noexcept { return record_; } // none without a condition
 
 private:
-  zu_do_name *name_at(uint32_t position) const noexcept { return plan_->condition_names.get()[position]; }
+  bool set_by_name(uint32_t position, zu_do_value *value) noexcept;
 
   const zu_tvr_line_plan *plan_ = nullptr;
   zu_do_properties *record_ = nullptr; // borrowed from the memory, or `fresh_`

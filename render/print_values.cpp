@@ -34,12 +34,15 @@ const zu_do_value_facts *read_record(print_job &job, uint32_t at, zu_do_properti
   const planned_read &read = job.plan->reads.get()[at];
   zu_do_value_facts *facts = job.memory->facts.get();
   const int32_t *positions = job.memory->positions.get() + read.first;
-  const void *shape = shortcuts.shape_of != nullptr ? shortcuts.shape_of(record) : nullptr;
   known_shape &known = job.memory->shapes.get()[at];
-  if (shape != nullptr) {
-    if (known.shape != shape) learn_shape(job, read, known, record, shape);
-    shortcuts.read_at(record, positions, read.count, facts);
-    if (known.whole) return facts;
+  const void *shape = nullptr;
+  if (shortcuts.read_at != nullptr) {
+    shape = shortcuts.read_at(record, known.shape, positions, read.count, facts);
+    if (shape != nullptr && shape != known.shape) {
+      learn_shape(job, read, known, record, shape);
+      shortcuts.read_at(record, shape, positions, read.count, facts);
+    }
+    if (shape != nullptr && known.whole) return facts;
   }
   for (uint32_t i = 0; i < read.count; ++i) {
     if (shape != nullptr && positions[i] >= 0) continue;

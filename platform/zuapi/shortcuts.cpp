@@ -11,10 +11,6 @@ const uint32_t *revision_of(zu_do_properties *record) {
   return record == nullptr ? nullptr : &record->revision;
 }
 
-const void *shape_of(zu_do_properties *record) {
-  return record == nullptr ? nullptr : record->form;
-}
-
 int32_t find_position(const void *form, zu_do_name *name) {
   return form == nullptr || name == nullptr ? -1 : shape_find(static_cast<const shape *>(form), name);
 }
@@ -35,20 +31,24 @@ zu_do_value_facts facts_of(zu_do_value *value) {
 }
 
 // The loop reads the cells alone, so that it needs few registers and no call.
-void read_at(zu_do_properties *record, const int32_t *position, uint32_t count, zu_do_value_facts *facts) {
-  const uint32_t width = record == nullptr ? 0 : record->width;
-  zu_do_value *const cells = width == 0 ? nullptr : record->cells;
-  const uint64_t overlaid = width == 0 ? 0 : record->overlaid;
+const void *read_at(zu_do_properties *record, const void *form, const int32_t *position, uint32_t count,
+                    zu_do_value_facts *facts) {
+  if (record == nullptr) return nullptr;
+  if (record->form != form || form == nullptr) return record->form;
+  zu_do_value *const cells = record->cells;
+  const uint64_t overlaid = record->overlaid;
   for (const int32_t *const end = position + count; position != end; ++position, ++facts) {
     const auto slot = static_cast<uint32_t>(*position);
-    if (slot >= width) {
+    if (slot >= record->width) {
       *facts = no_facts;
     } else if ((overlaid >> (slot % 64) & 1) == 0) {
       *facts = facts_of(&cells[slot]);
     } else {
-      return read_overlaid(record, position, end, facts);
+      read_overlaid(record, position, end, facts);
+      break;
     }
   }
+  return form;
 }
 
 [[gnu::noinline]] zu_do_value *find_value(zu_do_properties *record, const zu_do_name *name) {
@@ -139,9 +139,9 @@ int set_int_at(zu_do_properties *record, uint32_t position, int64_t number) {
   return ZU_OK;
 }
 
-constexpr zu_do_shortcuts offered = {revision_of,         shape_of,       find_position, read_at, read_uri,
-                                     record_new_from_row, new_positions,  reset,         set_at,  set_int_at,
-                                     value_display,       value_key_form, uri_parts_of};
+constexpr zu_do_shortcuts offered = {
+    revision_of, find_position, read_at, read_uri,   record_new_from_row, new_positions,
+    reset,       set_at,        set_int_at, value_display, value_key_form,      uri_parts_of};
 
 } // namespace
 
@@ -156,16 +156,16 @@ zu_do_properties *zu_do_properties_new_from_row(zu_do_ntlist *columns, zu_do_vli
 }
 
 const void *zu_do_properties_get_shape(zu_do_properties *record) {
-  return shape_of(record);
+  return read_at(record, nullptr, nullptr, 0, nullptr);
 }
 
 int32_t zu_do_properties_find_slot(zu_do_properties *record, zu_do_name *name) {
-  return find_position(shape_of(record), name);
+  return find_position(zu_do_properties_get_shape(record), name);
 }
 
 zu_do_value *zu_do_properties_get_at(zu_do_properties *record, int32_t slot) {
-  zu_do_value_facts facts;
-  read_at(record, &slot, 1, &facts);
+  zu_do_value_facts facts = no_facts;
+  read_at(record, zu_do_properties_get_shape(record), &slot, 1, &facts);
   return facts.value;
 }
 

@@ -36,15 +36,14 @@ typedef struct zu_do_shortcuts {
   /* The address of a number that changes whenever a property of the record is set. It lives as long as the
    * record. Never none for a record. */
   const uint32_t *(*revision_of)(zu_do_properties *record);
-  /* Records of one shape have the same names at the same positions. None for a record without a shape. Good
-   * for comparing while a record of the shape is held. */
-  const void *(*shape_of)(zu_do_properties *record);
   /* The position of a name in a shape, or -1. */
   int32_t (*find_position)(const void *shape, zu_do_name *name);
-  /* The facts of the values at `count` positions of the record's shape, what was set over them included:
-   * exactly what zu_do_properties_get_value_n gives for the positions' names. */
-  void (*read_at)(zu_do_properties *record, const int32_t *positions, uint32_t count,
-                  zu_do_value_facts *facts);
+  /* Records of one shape have the same names at the same positions. Gives the record's shape, good for
+   * comparing while a record of the shape is held; or none for a record without one. When it is `shape`, also
+   * the facts of the values at `count` positions, what was set over them included: exactly what
+   * zu_do_properties_get_value_n gives for the positions' names. */
+  const void *(*read_at)(zu_do_properties *record, const void *shape, const int32_t *positions,
+                         uint32_t count, zu_do_value_facts *facts);
   /* What the record holds under `_coll_uri` (`collection`) or `_uri`. */
   void (*read_uri)(zu_do_properties *record, bool collection, zu_do_uri_text *found);
 

@@ -49,11 +49,6 @@ public:
     char digits[24];
     add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
   }
-  void fill(char character, size_t count) noexcept {
-    if (char *at = extend(count)) {
-      for (size_t i = 0; i < count; ++i) at[i] = character;
-    }
-  }
   // Puts a piece in front of all.
   void insert(std::string_view piece) noexcept {
     const size_t length = length_;
