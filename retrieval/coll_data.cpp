@@ -36,6 +36,8 @@ void zu_tvr_coll_data_delete(zu_tvr_coll_data *data) noexcept {
 }
 
 void zu_tvr_coll_data_print(FILE *stream, uint32_t indentation, zu_tvr_coll_data *data) noexcept {
+  TVR_ASSERT(stream);
+  TVR_ASSERT(data);
   if (data->coll_uri->is_dynamic == 0) zu_do_print_uri(stream, indentation, data->coll_uri->data.uri);
   std::fputc('\n', stream);
   zu_do_print_nvlist(stream, indentation, data->query);
@@ -68,6 +70,7 @@ void coll_drop_batch(zu_tvr_coll_scratch_data *scratch) noexcept {
 }
 
 void coll_node_cleanup(zu_tvr_coll_scratch_data *scratch, int32_t execute_result) noexcept {
+  TVR_ASSERT(scratch);
   TVR_DEBUG("coll node: cleaning up");
   if (execute_result != ZU_TVR_STEP_WALK) {
     drop_field(scratch->coll_uri);

@@ -1,6 +1,6 @@
 // Iterating a collection node: the next instance, or the next group of them, onto the caches of the walk.
 #include "coll_node.hpp"
-#include "zu_tovra/internal/report.hpp"
+#include "failed.hpp"
 
 namespace tvr {
 
@@ -26,7 +26,7 @@ void trace_instance(zu_do_properties *record) noexcept {
 }
 
 int32_t coll_push_one_instance(const pass &step, zu_do_properties *record) noexcept {
-  if (debugging()) trace_instance(record);
+  if (tracing(7)) trace_instance(record);
   const uint32_t pushed = zu_tvr_push_props_to_cache(step.ctx, record, step.data->location, 0);
   if (pushed < 1) return ZU_TVR_STEP_FAILED;
   step.scratch->props_pushed = static_cast<int32_t>(pushed);
@@ -61,7 +61,7 @@ bool push_into_group(pass &step, zu_do_properties *record) noexcept {
 
 // The head record, taken out and made one of this collection. None on failure (reported).
 ref<zu_do_properties> take_cached(const pass &step, cursor_cache_entry *entry) noexcept {
-  auto record = cursor_cache_take(entry);
+  auto record = cursor_cache_take(step.ctx, entry);
   const int code = zu_do_properties_set_coll_uri(record.get(), ZU_DO_NAME_COLL_URI, step.scratch->coll_uri);
   if (code == 0) return record;
   TVR_ERROR("Failed to add URI to props (rc=%d)", code);
@@ -74,7 +74,7 @@ bool remove_emptied(const pass &step, cursor_cache_entry *entry) noexcept {
   TVR_DEBUG("Removing %s from cache", uri_text(step));
   if (cursor_cache_peek(entry) != nullptr) return false;
   TVR_DEBUG("No more item in props_list");
-  return cursor_cache_remove(step.ctx, step.scratch->coll_uri, entry);
+  return cursor_cache_remove(step.scratch, step.ctx, entry);
 }
 
 int32_t iterate_cached(pass &step, cursor_cache_entry *entry) noexcept {
@@ -101,39 +101,29 @@ int32_t iterate_cached(pass &step, cursor_cache_entry *entry) noexcept {
 
 // ---- From the batch ----
 
-bool start_batch(const pass &step) noexcept {
+// Makes the iterator over the batch; 1, or iterate's result when there is nothing to read, or on failure.
+int32_t start_batch(const pass &step) noexcept {
   zu_tvr_coll_scratch_data *scratch = step.scratch;
-  if (scratch->iter != nullptr) return true;
   TVR_DEBUG("coll node: starting to iterate through the results (%d)",
             static_cast<int>(zu_do_vtable_get_len(scratch->vtable)));
+  if (scratch->vtable == nullptr) return ZU_TVR_STEP_NOTHING; // all came from the cache
   scratch->iter = zu_do_iter_new();
-  if (scratch->iter == nullptr) {
-    fail(step.ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
-    return false;
-  }
+  if (scratch->iter == nullptr) return failed_step(step.ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
   zu_do_vtable_iter(scratch->vtable, scratch->iter);
-  coll_start_rows(scratch);
-  return true;
-}
-
-int32_t no_record(const pass &step) noexcept {
-  fail(step.ctx, ZU_FAILED, "Failed to get props from vlist");
-  return ZU_TVR_STEP_FAILED;
+  return ZU_TVR_STEP_WALK;
 }
 
 int32_t iterate_batch(pass &step) noexcept {
-  // Served from the cache to the end: there never was a table.
-  if (step.scratch->vtable == nullptr) return ZU_TVR_STEP_NOTHING;
-  if (!start_batch(step)) return ZU_TVR_STEP_FAILED;
+  const int32_t started = step.scratch->iter == nullptr ? start_batch(step) : ZU_TVR_STEP_WALK;
+  if (started != ZU_TVR_STEP_WALK) return started;
   zu_do_vtable *batch = step.scratch->vtable;
   zu_do_iter *it = step.scratch->iter;
-  router route_of(step.scratch, step.ctx);
   for (int row_number = 0; zu_do_vtable_has_next(batch, it); ++row_number) {
     TVR_DEBUG("coll node iterate row %d", row_number);
     zu_do_vtable_row *row = zu_do_vtable_get_next(batch, it);
     const auto record = coll_record_from_row(step.scratch, zu_do_vtable_row_get_vlist(batch, row));
-    const route where = record ? route_of(record.get()) : route::no_record;
-    if (where == route::no_record) return no_record(step);
+    const route where = record ? coll_route(step.scratch, step.ctx, record.get()) : route::no_record;
+    if (where == route::no_record) return failed_step(step.ctx, ZU_FAILED, "Failed to get props from vlist");
     if (where == route::refused) return ZU_TVR_STEP_FAILED;
     if (where == route::queued) continue;
     if (step.data->group == 0) return coll_push_one_instance(step, record.get());
@@ -150,13 +140,18 @@ int32_t iterate_batch(pass &step) noexcept {
 
 int32_t coll_node_iterate(zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch,
                           zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(data);
+  TVR_ASSERT(scratch);
+  TVR_ASSERT(ctx);
   pass step = {data, scratch, ctx};
   TVR_DEBUG("coll node iterate %s", uri_text(step));
-  cursor_cache_entry *cached = cursor_cache_find(ctx, scratch->coll_uri);
+  cursor_cache_entry *cached = cursor_cache_find(scratch, ctx);
   return cached != nullptr ? iterate_cached(step, cached) : iterate_batch(step);
 }
 
 void coll_node_pop(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(scratch);
+  TVR_ASSERT(ctx);
   if (scratch->props_pushed > 0) {
     TVR_DEBUG("coll node: popping %d items from props from cache", scratch->props_pushed);
     for (; scratch->props_pushed > 0; --scratch->props_pushed) zu_tvr_pop_props_from_cache(ctx);

@@ -1,7 +1,6 @@
 // The collection node's operations and the steps that its files share.
 #pragma once
 
-#include "coll_slices.hpp"
 #include "record_caches.hpp"
 #include "zu_tovra/coll.h"
 #include "zu_tovra/walk_ctx.h"
@@ -29,46 +28,21 @@ ref<zu_do_nvlist> coll_build_query(zu_tvr_walk_ctx *ctx, zu_do_nvlist *node_quer
 
 // ---- Rows ----
 
-// Readies a batch for coll_record_from_row.
-void coll_start_rows(zu_tvr_coll_scratch_data *scratch) noexcept;
 // A record of a row with the node's collection URI; none (traced, not reported) on failure.
 ref<zu_do_properties> coll_record_from_row(zu_tvr_coll_scratch_data *scratch, zu_do_vlist *row) noexcept;
 
 // ---- Routing ----
 
-// Where a row's record goes when the whole collection was requested for caching.
+// Where a row's record goes when the whole collection was requested for caching: no_record is a failure that
+// costs the row its record (reported by the caller), refused one of the cache.
 enum class route { own, queued, no_record, refused };
 
-// Routes the records of one iterate call: those of sibling collections are queued for the nodes that will
-// visit these.
-class router {
-public:
-  router(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept;
-  // no_record: a failure that costs the row its record (reported by the caller); refused: the cache
-  // cannot take the record.
-  route operator()(zu_do_properties *record) noexcept;
-
-private:
-  route queue_under(const coll_slices &collection, zu_do_properties *record, zu_do_uri *instance) noexcept;
-  route by_uris(zu_do_properties *record, zu_do_uri *instance) noexcept;
-
-  zu_tvr_coll_scratch_data *scratch_;
-  zu_tvr_walk_ctx *ctx_;
-  bool relative_;
-  // The queue that took the record before this one, and its collection as slices of that record's URI, which
-  // the queue and the batch hold.
-  cursor_cache_entry *last_entry_ = nullptr;
-  coll_slices last_;
-};
+// Queues a record of a sibling collection for the node that will visit that one.
+route coll_route(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept;
 
 // ---- Groups ----
 
-// The names and values that records of one group share: those of the order-by names. None (traced) on
-// failure.
-ref<zu_do_nvlist> coll_group_key_new(zu_do_nlist *orderby, zu_do_properties *record) noexcept;
-bool coll_group_key_matches(zu_do_properties *record, zu_do_nvlist *key) noexcept;
-
-// The key of the group that is being gathered; empty before its first record.
+// The key of the group that is being gathered: the order-by values of its first record. Empty before that.
 class group_key {
 public:
   bool empty() const noexcept { return !first_; }
@@ -77,9 +51,10 @@ public:
   bool matches(zu_do_properties *record) const noexcept;
 
 private:
+  void trace() const noexcept;
+
   zu_do_nlist *orderby_ = nullptr; // borrowed
   ref<zu_do_properties> first_;
-  ref<zu_do_nvlist> pairs_; // made while debugging only; otherwise the first record stands for it
 };
 
 // ---- Location order ----

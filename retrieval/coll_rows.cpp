@@ -1,17 +1,12 @@
-// Records of a batch's rows.
-#include <cstring>
-
+// The rows of a batch: their records, and the collections that these belong to.
 #include "coll_node.hpp"
+#include "coll_text.hpp"
 #include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/shortcuts.hpp"
 
 namespace tvr {
 
 namespace {
-
-const char *column_name(zu_do_ntcolumn *column) noexcept {
-  zu_do_name *name = zu_do_ntcolumn_get_name(column);
-  return name != nullptr ? zu_do_name_get_unqualified(name) : nullptr;
-}
 
 // The columns as properties over the collection URI, which a column of its name replaces.
 bool set_columns(zu_do_properties *record, zu_do_ntlist *columns, zu_do_vlist *row) noexcept {
@@ -20,51 +15,60 @@ bool set_columns(zu_do_properties *record, zu_do_ntlist *columns, zu_do_vlist *r
   zu_do_ntlist_iter(columns, &column_it);
   zu_do_vlist_iter(row, &value_it);
   while (zu_do_ntlist_has_next(columns, &column_it) && zu_do_vlist_has_next(row, &value_it)) {
-    const char *name = column_name(zu_do_ntlist_get_next(columns, &column_it));
+    zu_do_name *name = zu_do_ntcolumn_get_name(zu_do_ntlist_get_next(columns, &column_it));
     zu_do_value *value = zu_do_vlist_get_next(row, &value_it);
-    if (name == nullptr || zu_do_properties_set_value(record, name, value) != 0) return false;
+    if (name == nullptr) return false;
+    if (zu_do_properties_set_value(record, zu_do_name_get_unqualified(name), value) != 0) return false;
   }
   return true;
 }
 
-ref<zu_do_properties> copy_row(zu_tvr_coll_scratch_data *scratch, zu_do_vlist *row) noexcept {
+ref<zu_do_properties> copy_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row) noexcept {
   auto record = ref<zu_do_properties>::adopt(zu_do_properties_new());
-  if (!record || zu_do_properties_set_coll_uri(record.get(), ZU_DO_NAME_COLL_URI, scratch->coll_uri) != 0) {
+  if (!record || zu_do_properties_set_coll_uri(record.get(), ZU_DO_NAME_COLL_URI, coll_uri) != 0) {
     TVR_ERROR("Failed to allocate props");
     return {};
   }
-  if (!set_columns(record.get(), zu_do_vtable_get_ntlist(scratch->vtable), row)) return {};
-  return record;
-}
-
-// A view of the row; none when only the plain steps can tell what the record is.
-ref<zu_do_properties> view_row(zu_tvr_coll_scratch_data *scratch, zu_do_vlist *row) noexcept {
-  if (scratch->plain_rows != 0 || debugging()) return {};
-  auto record = ref<zu_do_properties>::adopt(
-      zu_do_properties_new_from_row(zu_do_vtable_get_ntlist(scratch->vtable), row));
-  if (!record || zu_do_properties_set_coll_uri(record.get(), ZU_DO_NAME_COLL_URI, scratch->coll_uri) != 0) {
-    return {};
-  }
+  if (!set_columns(record.get(), columns, row)) return {};
   return record;
 }
 
 } // namespace
 
-void coll_start_rows(zu_tvr_coll_scratch_data *scratch) noexcept {
-  scratch->plain_rows = 0;
+ref<zu_do_properties> coll_record_from_row(zu_tvr_coll_scratch_data *scratch, zu_do_vlist *row) noexcept {
   zu_do_ntlist *columns = zu_do_vtable_get_ntlist(scratch->vtable);
-  zu_do_iter it = {};
-  zu_do_ntlist_iter(columns, &it);
-  while (zu_do_ntlist_has_next(columns, &it)) {
-    const char *name = column_name(zu_do_ntlist_get_next(columns, &it));
-    if (name == nullptr || std::strcmp(name, ZU_DO_NAME_COLL_URI) == 0) scratch->plain_rows = 1;
+  ref<zu_do_properties> record;
+  if (shortcuts.new_from_row != nullptr) {
+    record = ref<zu_do_properties>::adopt(shortcuts.new_from_row(scratch->coll_uri, columns, row));
   }
+  return record ? std::move(record) : copy_row(scratch->coll_uri, columns, row); // tells what is wrong
 }
 
-ref<zu_do_properties> coll_record_from_row(zu_tvr_coll_scratch_data *scratch, zu_do_vlist *row) noexcept {
-  auto record = view_row(scratch, row);
-  if (!record) record = copy_row(scratch, row);
-  return record;
+route coll_route(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
+  if ((scratch->flags & TVR_COLL_FOR_CACHING) == 0) return route::own;
+  int code = 0;
+  zu_do_uri *instance = zu_do_properties_get_mr_uri(record, ZU_DO_NAME_URI, &code);
+  if (instance == nullptr || code != 0) {
+    TVR_ERROR("Failed to get uri from properties");
+    return route::no_record;
+  }
+  TVR_DEBUG("current uri is (%s)", zu_do_uri_get_uri_str(instance));
+  coll_text collection;
+  if (!collection.take(ctx, instance)) return route::no_record;
+  TVR_DEBUG("new coll uri is %s ", collection.get().data());
+  // In the form of the node's URI.
+  if (zu_do_uri_is_absolute(scratch->coll_uri)) {
+    TVR_DEBUG("absolute coll uri (%s)", collection.get().data());
+  } else {
+    if (!collection.make_relative()) return route::no_record;
+    TVR_DEBUG("relative coll uri  (%s)", collection.get().data());
+  }
+  if (collection.get() == view_of(scratch->coll_uri)) {
+    TVR_DEBUG("found a match");
+    return route::own;
+  }
+  TVR_DEBUG("caching %s", collection.get().data());
+  return cursor_cache_insert(ctx, collection.get(), record) ? route::queued : route::refused;
 }
 
 } // namespace tvr

@@ -7,7 +7,6 @@
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/walk_memory.hpp"
-#include "zu_tovra/record_cache.h"
 
 namespace {
 
@@ -30,19 +29,6 @@ void release_record(void *item) noexcept {
 }
 void release_group(void *item) noexcept {
   tvr::ref<zu_do_properties_list>::adopt(static_cast<zu_do_properties_list *>(item)).reset();
-}
-
-// ---- The tables' entries ----
-
-void free_cached_record(char *key, void *value) noexcept {
-  const text owned_key(key);
-  release_record(value);
-}
-
-void free_cached_queue(char *key, void *value) noexcept {
-  const text owned_key(key);
-  const tvr::block<cursor_cache_entry> entry(static_cast<cursor_cache_entry *>(value));
-  if (entry != nullptr) cleanup_props_list(entry->props_list);
 }
 
 void free_scratch_node(char *key, void *value) noexcept {
@@ -108,8 +94,7 @@ void zu_tvr_walk_ctx_clear(zu_tvr_walk_ctx *ctx) noexcept {
   tvr::drop_field(ctx->arguments);
   delete_stack(ctx->props_cache, release_record);
   delete_stack(ctx->props_groups_cache, release_group);
-  close_table(ctx->mr_cache, free_cached_record);
-  close_table(ctx->mr_cache_cursor, free_cached_queue);
+  tvr::retrieval_clear(ctx);
   ctx->indentation = 0;
   ctx->starting_node = nullptr;
   close_table(ctx->scratch_nodes, free_scratch_node);

@@ -20,7 +20,9 @@ typedef struct zu_tvr_coll_scratch_data {
   zu_do_iter *iter;     /* owned: over the batch; none before its first row */
 
   /* Private. */
-  uint8_t plain_rows; /* a column of the batch keeps its rows from being views */
+  struct cursor_cache_entry *cached; /* what mr_cache_cursor has under coll_uri, or none, ... */
+  uint32_t cached_mark;              /* ... as long as this holds; 0: not looked up */
+  uint32_t cached_size;
 } zu_tvr_coll_scratch_data;
 
 typedef struct zu_tvr_coll_data zu_tvr_coll_data;

@@ -60,6 +60,7 @@ struct zu_tvr_walk_ctx {
   zu_tvr_walk_frame *frame; /* the innermost */
   struct zu_tvr_render_memory
       *render; /* what print nodes remember and write into; owned, made on first use */
+  struct zu_tvr_retrieval_memory *retrieval; /* what was fetched ahead lies in it; the same */
 };
 
 /* A new context. Takes references on the data interface and the arguments (may be none); borrows the rest,

@@ -1,0 +1,47 @@
+// The collection that holds an instance, as a text: read off the instance's text when the platform says where
+// its parts stand, else that of the URI that is made of it.
+#pragma once
+
+#include <string_view>
+
+#include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/walk_ctx.h"
+
+namespace tvr {
+
+// The URI of the collection, without a trace of success; none on failure (reported).
+ref<zu_do_uri> make_collection_uri(zu_tvr_walk_ctx *ctx, zu_do_uri *instance) noexcept;
+// True when the table has no entry under the text of a collection. Traced, found or not.
+bool need_to_request(ht_table *mr_cache_cursor, const char *coll_text) noexcept;
+
+inline std::string_view view_of(zu_do_uri *uri) noexcept {
+  const char *uri_text = zu_do_uri_get_uri_str(uri);
+  return uri_text != nullptr ? std::string_view(uri_text, zu_do_uri_get_len(uri)) : std::string_view();
+}
+
+class coll_text {
+public:
+  coll_text() noexcept = default;
+  coll_text(const coll_text &) = delete;
+  coll_text &operator=(const coll_text &) = delete;
+
+  // Takes the text in the instance's own form, absolute or relative; false on failure (reported).
+  bool take(zu_tvr_walk_ctx *ctx, zu_do_uri *instance) noexcept;
+  // Changes to the relative form; false on failure (traced).
+  bool make_relative() noexcept;
+  std::string_view get() const noexcept { return text_; } // NUL-terminated
+  // The URI of the text that was taken; none on failure (reported).
+  ref<zu_do_uri> take_uri(zu_tvr_walk_ctx *ctx, zu_do_uri *instance) noexcept {
+    return uri_ ? std::move(uri_) : make_collection_uri(ctx, instance);
+  }
+
+private:
+  bool read_off(zu_do_uri *instance) noexcept;
+
+  ref<zu_do_uri> uri_; // holds the text when the buffer does not
+  std::string_view text_;
+  size_t relative_ = 0; // where the relative form of the text in the buffer starts
+  char buffer_[512];
+};
+
+} // namespace tvr

@@ -1,0 +1,333 @@
+// The records that wait for the nodes that will ask for them. What the tables hold lies in a memory of the
+// walk, which is freed when the walk's context is cleared; entries and items are used again meanwhile. What
+// lies outside it was put there by a host, as blocks of the named allocator.
+#include "record_caches.hpp"
+
+#include <cstring>
+#include <utility>
+
+#include "memory.hpp"
+#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/walk_memory.hpp"
+
+namespace tvr {
+
+namespace {
+
+// An entry of mr_cache_cursor, with the queue that it points at once a record waits, and its key.
+struct kept_entry {
+  cursor_cache_entry entry; // first
+  queue waiting;
+  kept_entry *next_spare;
+  uint32_t serial; // another one for each use
+  uint32_t key_room;
+  std::string_view key; // behind the entry
+};
+
+} // namespace
+
+} // namespace tvr
+
+struct zu_tvr_retrieval_memory {
+  tvr::chunk_memory pieces;
+  tvr::kept_entry *spare_entries;
+  queue_item *spare_items;
+  tvr::kept_entry *last; // took a record last; or none
+  uint32_t additions;    // to mr_cache_cursor
+};
+
+namespace tvr {
+
+namespace {
+
+using memory = zu_tvr_retrieval_memory;
+
+bool owns(const memory *of, const void *piece) noexcept {
+  return of != nullptr && of->pieces.owns(piece);
+}
+
+template <class T>
+void free_unless_owned(const memory *of, T *piece) noexcept {
+  if (!owns(of, piece)) const block<T> freed(piece);
+}
+
+// False when memory is exhausted.
+bool make(zu_tvr_walk_ctx *ctx, ht_table *&table) noexcept {
+  if (ctx->retrieval == nullptr) ctx->retrieval = make_zeroed<memory>().release();
+  if (table == nullptr && ctx->retrieval != nullptr) table = htMake(0);
+  return table != nullptr && ctx->retrieval != nullptr;
+}
+
+void *address(const void *thing) noexcept {
+  return const_cast<void *>(thing);
+}
+
+// ---- Entries and items ----
+
+void free_item(memory *of, props_item *item) noexcept {
+  if (owns(of, item)) {
+    item->link.next = std::exchange(of->spare_items, &item->link);
+  } else {
+    const block<props_item> freed(item);
+  }
+}
+
+// With its records.
+void free_entry(memory *of, cursor_cache_entry *entry) noexcept {
+  queue *waiting = entry->props_list;
+  while (waiting != nullptr && waiting->head != nullptr) {
+    auto *item = static_cast<props_item *>(queue_dequeue(waiting));
+    drop_field(item->props);
+    free_item(of, item);
+  }
+  free_unless_owned(of, waiting);
+  if (owns(of, entry)) {
+    auto *kept = reinterpret_cast<kept_entry *>(entry);
+    ++kept->serial;
+    if (of->last == kept) of->last = nullptr;
+    kept->next_spare = std::exchange(of->spare_entries, kept);
+  } else {
+    const block<cursor_cache_entry> freed(entry);
+  }
+}
+
+// The three below give none when memory is exhausted.
+
+char *new_key(memory *of, std::string_view key, size_t room_before = 0) noexcept {
+  auto *room = static_cast<char *>(of->pieces.take(room_before + key.size() + 1));
+  if (room != nullptr) std::memcpy(room + room_before, key.data(), key.size() + 1);
+  return room;
+}
+
+// Without a queue, and with a copy of the key.
+kept_entry *new_entry(memory *of, std::string_view key) noexcept {
+  kept_entry *entry = of->spare_entries;
+  if (entry != nullptr && entry->key_room > key.size()) {
+    of->spare_entries = entry->next_spare;
+    std::memcpy(entry + 1, key.data(), key.size() + 1);
+    entry->entry = {};
+  } else {
+    entry = reinterpret_cast<kept_entry *>(new_key(of, key, sizeof(kept_entry)));
+    if (entry == nullptr) return nullptr;
+    entry->serial = 1;
+    entry->key_room = static_cast<uint32_t>(key.size() + 1);
+  }
+  entry->key = {reinterpret_cast<char *>(entry + 1), key.size()};
+  return entry;
+}
+
+props_item *new_item(memory *of) noexcept {
+  queue_item *spare = of->spare_items;
+  if (spare == nullptr) return static_cast<props_item *>(of->pieces.take(sizeof(props_item)));
+  of->spare_items = spare->next;
+  return reinterpret_cast<props_item *>(spare);
+}
+
+// Adds an entry, which is freed when the table does not take it (not traced).
+bool add(zu_tvr_walk_ctx *ctx, kept_entry *entry) noexcept {
+  char *key = const_cast<char *>(entry->key.data());
+  TVR_DEBUG("adding to cursor hash %s %p %p", key, address(entry), address(entry->entry.props_list));
+  if (htAdd(ctx->mr_cache_cursor, key, entry) == 0) {
+    ++ctx->retrieval->additions;
+    ctx->retrieval->last = entry;
+    return true;
+  }
+  free_entry(ctx->retrieval, &entry->entry);
+  return false;
+}
+
+// Puts the record at the tail of the queue, which is made when there is none.
+bool enqueue(memory *of, cursor_cache_entry *entry, const char *coll_text,
+             zu_do_properties *record) noexcept {
+  if (entry->props_list == nullptr) {
+    TVR_DEBUG("insert_props_into_hashmap %s props list empty - creating", coll_text);
+    entry->props_list = owns(of, entry) ? &reinterpret_cast<kept_entry *>(entry)->waiting
+                                        : static_cast<queue *>(of->pieces.take(sizeof(queue)));
+    if (entry->props_list == nullptr) {
+      TVR_ERROR("Failed to allocate memory for props list");
+      return false;
+    }
+    queue_init(entry->props_list, 0);
+  }
+  props_item *item = new_item(of);
+  if (item == nullptr || queue_enqueue(entry->props_list, item) != 0) {
+    if (item != nullptr) free_item(of, item);
+    TVR_ERROR("Failed to allocate memory for props item");
+    return false;
+  }
+  item->props = share_into_field(record);
+  TVR_DEBUG("insert_props_into_hashmap %s inserted props to queue", coll_text);
+  return true;
+}
+
+// Removes the entry under the text, with its records; false when the table does not give it up.
+bool drop(zu_tvr_walk_ctx *ctx, const char *coll_text, cursor_cache_entry *entry) noexcept {
+  char *key = nullptr;
+  if (htRemove2(ctx->mr_cache_cursor, coll_text, &key) == 0) return false;
+  free_unless_owned(ctx->retrieval, key);
+  free_entry(ctx->retrieval, entry);
+  return true;
+}
+
+// Never 0, as a mark that holds.
+uint32_t additions(const zu_tvr_walk_ctx *ctx) noexcept {
+  return (ctx->retrieval != nullptr ? ctx->retrieval->additions : 0) + 1;
+}
+
+// What was found stays right until the entry is removed; that there was none, until one is added. A host's
+// entry is looked up each time.
+cursor_cache_entry *remember(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx,
+                             cursor_cache_entry *found) noexcept {
+  const bool owned = owns(ctx->retrieval, found);
+  scratch->cached = owned ? found : nullptr;
+  scratch->cached_mark = found == nullptr ? additions(ctx) : 0;
+  if (owned) scratch->cached_mark = reinterpret_cast<kept_entry *>(found)->serial;
+  scratch->cached_size = htSize(ctx->mr_cache_cursor);
+  return found;
+}
+
+// The closing of a table hands on nothing but its entries.
+thread_local memory *closing = nullptr;
+
+void close_record(char *key, void *value) noexcept {
+  free_unless_owned(closing, key);
+  ref<zu_do_properties>::adopt(static_cast<zu_do_properties *>(value)).reset();
+}
+
+void close_entry(char *key, void *value) noexcept {
+  free_unless_owned(closing, key);
+  if (value != nullptr) free_entry(closing, static_cast<cursor_cache_entry *>(value));
+}
+
+} // namespace
+
+void retrieval_clear(zu_tvr_walk_ctx *ctx) noexcept {
+  const block<memory> cleared(std::exchange(ctx->retrieval, nullptr));
+  closing = cleared.get();
+  htCloseWithFunction2(std::exchange(ctx->mr_cache, nullptr), close_record);
+  htCloseWithFunction2(std::exchange(ctx->mr_cache_cursor, nullptr), close_entry);
+  if (cleared) cleared->pieces.free_all();
+}
+
+// ---- Queues by collection ----
+
+bool cursor_cache_make(zu_tvr_walk_ctx *ctx) noexcept {
+  return make(ctx, ctx->mr_cache_cursor);
+}
+
+bool cursor_cache_insert(zu_tvr_walk_ctx *ctx, std::string_view coll_text,
+                         zu_do_properties *record) noexcept {
+  const char *key = coll_text.data();
+  TVR_DEBUG("insert_props_into_hashmap %s", key);
+  if (!cursor_cache_make(ctx)) {
+    TVR_ERROR("Unable to create mr cache cursor hashmap");
+    return false;
+  }
+  memory *of = ctx->retrieval;
+  // Rows of one collection follow each other.
+  const bool again = of->last != nullptr && of->last->key == coll_text;
+  auto *entry =
+      again ? &of->last->entry : static_cast<cursor_cache_entry *>(htFind(ctx->mr_cache_cursor, key));
+  if (entry != nullptr) {
+    // The record is appended in place, though the traces tell of an entry that is taken out and added again.
+    TVR_DEBUG("found in cursor hash %s %p %p - removing", key, address(entry), address(entry->props_list));
+    if (!enqueue(of, entry, key, record)) {
+      drop(ctx, key, entry); // a failure loses it
+      return false;
+    }
+    TVR_DEBUG("adding to cursor hash %s %p %p", key, address(entry), address(entry->props_list));
+    return true;
+  }
+  TVR_DEBUG("insert_props_into_hashmap %s not found in cache - inserting", key);
+  kept_entry *made = new_entry(of, coll_text);
+  if (made == nullptr) {
+    TVR_ERROR("Unable to allocate hash struct to insert into mr cache cursor hashmap");
+  } else if (!enqueue(of, &made->entry, key, record)) {
+    free_entry(of, &made->entry);
+  } else if (add(ctx, made)) {
+    return true;
+  } else {
+    TVR_ERROR("Unable to insert into mr cache cursor hashmap");
+  }
+  return false;
+}
+
+cursor_cache_entry *cursor_cache_find(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
+  auto *kept = reinterpret_cast<kept_entry *>(scratch->cached);
+  if (kept != nullptr && kept->serial == scratch->cached_mark) return scratch->cached;
+  if (kept == nullptr && scratch->cached_mark == additions(ctx) &&
+      htSize(ctx->mr_cache_cursor) <= scratch->cached_size) {
+    return nullptr;
+  }
+  const char *coll_text = zu_do_uri_get_uri_str(scratch->coll_uri);
+  return remember(scratch, ctx, static_cast<cursor_cache_entry *>(htFind(ctx->mr_cache_cursor, coll_text)));
+}
+
+zu_do_properties *cursor_cache_peek(cursor_cache_entry *entry) noexcept {
+  queue_item *head = entry->props_list->head;
+  return head != nullptr ? reinterpret_cast<props_item *>(head)->props : nullptr;
+}
+
+ref<zu_do_properties> cursor_cache_take(zu_tvr_walk_ctx *ctx, cursor_cache_entry *entry) noexcept {
+  auto *item = static_cast<props_item *>(queue_dequeue(entry->props_list));
+  if (item == nullptr) return {};
+  auto record = ref<zu_do_properties>::adopt(std::exchange(item->props, nullptr));
+  free_item(ctx->retrieval, item);
+  return record;
+}
+
+bool cursor_cache_remove(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx,
+                         cursor_cache_entry *entry) noexcept {
+  const char *coll_text = zu_do_uri_get_uri_str(scratch->coll_uri);
+  const bool owned = scratch->cached == entry;
+  if (!drop(ctx, coll_text, entry)) {
+    TVR_ERROR("Failed to remove cursor %s from hash", coll_text);
+    return false;
+  }
+  if (owned) remember(scratch, ctx, nullptr);
+  return true;
+}
+
+bool cursor_cache_mark_requested(zu_tvr_walk_ctx *ctx, std::string_view coll_text, requester who) noexcept {
+  const bool by_collection = who == requester::collection_node;
+  if (!cursor_cache_make(ctx)) {
+    TVR_ERROR("Unable to create mr cache hashmap");
+    return false;
+  }
+  kept_entry *entry = new_entry(ctx->retrieval, coll_text);
+  if (entry != nullptr && add(ctx, entry)) return true;
+  if (!by_collection) {
+    TVR_ERROR("crudx node: Unable to insert into mr cache cursor hashmap");
+  } else if (entry == nullptr) {
+    TVR_ERROR("Unable to allocate uri");
+  } else {
+    TVR_ERROR("Unable to insert into mr cache hashmap. Freeing uri");
+  }
+  return false;
+}
+
+// ---- Single instances ----
+
+bool mr_cache_put(zu_tvr_walk_ctx *ctx, std::string_view uri_text, ref<zu_do_properties> record) noexcept {
+  if (!make(ctx, ctx->mr_cache)) {
+    TVR_ERROR("Unable to create mr cache hashmap");
+    return false;
+  }
+  char *key = new_key(ctx->retrieval, uri_text);
+  if (key == nullptr || htAdd(ctx->mr_cache, key, record.get()) != 0) {
+    TVR_ERROR("Unable to insert into mr cache hashmap");
+    return false;
+  }
+  static_cast<void>(record.release()); // to the table
+  return true;
+}
+
+ref<zu_do_properties> mr_cache_take(zu_tvr_walk_ctx *ctx, const char *uri_text) noexcept {
+  auto *record = static_cast<zu_do_properties *>(htFind(ctx->mr_cache, uri_text));
+  char *key = nullptr;
+  if (record == nullptr || htRemove2(ctx->mr_cache, uri_text, &key) == 0) return {};
+  free_unless_owned(ctx->retrieval, key);
+  return ref<zu_do_properties>::adopt(record);
+}
+
+} // namespace tvr
