@@ -112,7 +112,7 @@ TEST(crudx, what_a_read_asks_and_tells) {
   for (const auto &c : cases) {
     SCOPED_TRACE(c.rest);
     const test::walk_options options = {.config_name = "other", .fetch_count = c.fetch_count};
-    const lines did = test::in_both_ways(c.prepare, options, 6, [&](auto *ctx) {
+    const lines did = test::scenario(c.prepare, options, 6, [&](auto *ctx) {
       lines steps;
       for (const auto &uri : c.uris) steps.push_back(get_node(uri).walk(ctx));
       return steps;

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "qmalloc/qmalloc.h"
 #include "retrieval/coll_node.hpp"
+#include "retrieval/coll_text.hpp"
 #include "support.h"
 #include "support/fake_walk.hpp"
 #include "support/objects.hpp"
@@ -92,9 +94,9 @@ public:
 };
 
 // What a scenario did; warnings and errors are traced.
-lines in_both_ways(const test::scripted_data::preparation &prepare, uint32_t fetch_count,
-                   const std::function<lines(zu_tvr_walk_ctx *)> &walk) {
-  return test::in_both_ways(prepare, {.fetch_count = fetch_count}, 4, walk);
+lines scenario(const test::scripted_data::preparation &prepare, uint32_t fetch_count,
+               const std::function<lines(zu_tvr_walk_ctx *)> &walk) {
+  return test::scenario(prepare, {.fetch_count = fetch_count}, 4, walk);
 }
 
 lines only(const lines &did, const std::string &start) {
@@ -126,7 +128,7 @@ TEST(retrieval, reads_a_collection_in_batches) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(std::to_string(c.fetch_count) + (c.late_end ? " late" : ""));
-    const lines did = in_both_ways(
+    const lines did = scenario(
         [&](auto &data) {
           data.collections["/sys?ifc"] = instances(uris);
           data.late_end = c.late_end;
@@ -145,12 +147,14 @@ TEST(retrieval, reads_a_collection_in_batches) {
 }
 
 TEST(retrieval, the_last_column_of_a_name_wins) {
-  for (const auto &[column, expected] :
-       {std::pair("n:k", "/s/i;n=1 of /s?i k=2"), {"x:_coll_uri", "/s/i;n=1 of (none) k=1"}}) {
+  for (const auto &[column, expected] : {std::pair("n:k", "/s/i;n=1 of /s?i k=2"),
+                                         {"x: k ", "/s/i;n=1 of /s?i k=2"},
+                                         {"x:_coll_uri", "/s/i;n=1 of (none) k=1"},
+                                         {"x: _coll_uri", "/s/i;n=1 of (none) k=1"}}) {
     const auto prepare = [&](auto &data) {
       data.collections["/s?i"] = test::make_table({"_uri", "m:k", column}, {{"/s/i;n=1", "1", "2"}});
     };
-    const lines did = in_both_ways(prepare, 0, [](auto *ctx) {
+    const lines did = scenario(prepare, 0, [](auto *ctx) {
       coll_node node({.uri = "/s?i"});
       EXPECT_EQ(node.data->execute(node.data, node.scratch, ctx, 0), 0);
       EXPECT_EQ(node.data->iterate(node.data, node.scratch, ctx), 1);
@@ -169,7 +173,7 @@ TEST(retrieval, requests_a_collection_once_for_all_parents) {
   const auto unit = [](int parent, int number) {
     return "//locations;loc=1/s/i;n=" + std::to_string(parent) + "/u;k=" + std::to_string(number);
   };
-  const lines did = in_both_ways(
+  const lines did = scenario(
       [&](auto &data) {
         data.collections[coll(1)] =
             instances({unit(1, 1), unit(3, 1), unit(3, 2), unit(4, 1), unit(1, 2), unit(3, 3)});
@@ -192,6 +196,72 @@ TEST(retrieval, requests_a_collection_once_for_all_parents) {
   // 2 has no instances, which is remembered; 3 was served and forgotten, so that it is asked for again; 5 is
   // not remembered, as its answer had instances of another parent.
   EXPECT_EQ(only(did, "open"), (lines{open(1), open(2), open(3), open(5), open(5)}));
+}
+
+test::own_record record_of(const char *uri_text) {
+  test::own_record record(zu_do_properties_new());
+  zu_do_properties_set_mr_uri(record.get(), ZU_DO_NAME_URI, test::own_uri(zu_do_uri_new(uri_text)).get());
+  return record;
+}
+
+// What a node knows of the queue that serves it is looked at again when somebody else empties or fills it.
+TEST(retrieval, shares_a_queue) {
+  test::balanced_memory balanced;
+  test::scripted_data data;
+  test::fake_walk ctx({.data = data.get()});
+  coll_node first({.uri = "/s/i;n=1?u"}), second({.uri = "/s/i;n=1?u"});
+  const auto put = [&](const char *uri) {
+    EXPECT_TRUE(tvr::cursor_cache_insert(ctx, "/s/i;n=1?u", record_of(uri).get()));
+  };
+  const auto next = [&](coll_node &node) {
+    if (node.data->iterate(node.data, node.scratch, ctx) != 1) return std::string("none");
+    const auto text = record_text(static_cast<zu_do_properties *>(ctx->props_cache->top->item));
+    node.data->pop(node.scratch, ctx);
+    return text.substr(0, text.find(' '));
+  };
+  put("/1"), put("/2"), put("/3");
+  for (coll_node *node : {&first, &second})
+    EXPECT_EQ(node->data->execute(node->data, node->scratch, ctx, 0), 0);
+  EXPECT_EQ(next(first), "/1");
+  EXPECT_EQ(next(second), "/2");
+  EXPECT_EQ(next(second), "/3"); // the queue is gone
+  EXPECT_EQ(next(first), "none");
+  put("/4"), put("/5"); // another one, where the first was
+  EXPECT_EQ(next(first), "/4");
+  EXPECT_EQ(next(second), "/5");
+  EXPECT_EQ(next(first), "none");
+  EXPECT_EQ(data.calls, lines{});
+}
+
+// A host may put records in the tables itself, as blocks of the named allocator.
+TEST(retrieval, takes_what_a_host_kept) {
+  test::balanced_memory balanced;
+  test::scripted_data data;
+  test::fake_walk ctx({.data = data.get()});
+  const auto make = [](size_t size) { return qcalloc_named(ZU_TVR_AREA, 1, size); };
+  const auto item = [&](const char *uri) {
+    auto *made = static_cast<props_item *>(make(sizeof(props_item)));
+    made->props = record_of(uri).release();
+    return made;
+  };
+  ctx->mr_cache = htMake(0);
+  ctx->mr_cache_cursor = htMake(0);
+  for (const char *parent : {"1", "2", "3"}) {
+    auto *entry = static_cast<cursor_cache_entry *>(make(sizeof(cursor_cache_entry)));
+    if (*parent != '3') {
+      entry->props_list = static_cast<queue *>(make(sizeof(queue)));
+      for (const char *uri : {"/1", "/2"}) queue_enqueue(entry->props_list, item(uri));
+    }
+    const std::string key = std::string("/s/i;n=") + parent;
+    htAdd(ctx->mr_cache_cursor, qstrdup_named(ZU_TVR_AREA, (key + "?u").c_str()), entry);
+    htAdd(ctx->mr_cache, qstrdup_named(ZU_TVR_AREA, key.c_str()), record_of(key.c_str()).release());
+    EXPECT_TRUE(tvr::cursor_cache_insert(ctx, key + "?u", record_of("/3").get()));
+  }
+  coll_node node({.uri = "/s/i;n=1?u"});
+  EXPECT_EQ(node.walk(ctx), (lines{"execute 0", "/1 of /s/i;n=1?u", "/2 of /s/i;n=1?u", "/3 of /s/i;n=1?u"}));
+  EXPECT_EQ(htSize(ctx->mr_cache_cursor), 2u);
+  EXPECT_TRUE(test::own_record(tvr::mr_cache_take(ctx, "/s/i;n=1").release()));
+  EXPECT_EQ(data.calls, lines{});
 }
 
 // ---- Failures ----
@@ -251,7 +321,7 @@ TEST(retrieval, failures_are_traced_and_reported) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.errors);
-    const lines did = in_both_ways(c.break_it, 1, [&](auto *ctx) { // by batches that are not the last
+    const lines did = scenario(c.break_it, 1, [&](auto *ctx) { // by batches that are not the last
       ctx->arguments = zu_do_properties_new();
       zu_do_properties_set_string(ctx->arguments, "name", "eth0");
       return coll_node(c.options).walk(ctx, true);
@@ -276,24 +346,24 @@ TEST(retrieval, tells_ref_many_subtrees) {
   const auto under = [&](const char *text) {
     return uri_is_under_ref_many_subtree(ctx, test::own_uri(zu_do_uri_new(text)).get());
   };
-  for (const int level : {4, 7}) {
-    test::trace_log traces(level);
-    for (const char *text : {"/a/b;k=1", "/a/b;k=1?c", "//l;loc=1/a/b;k=1"}) EXPECT_TRUE(under(text)) << text;
-    for (const char *text :
-         {"/a/b", "/a;k=1/b", "/a/b;k=1?c=1", "//l;loc=1/a;k=1/b", "//l;loc=1?a", "//?l", "/a;k=1?b"}) {
-      EXPECT_FALSE(under(text)) << text;
-    }
+  for (const char *text : {"/a/b;k=1", "/a/b;k=1?c", "//l;loc=1/a/b;k=1"}) EXPECT_TRUE(under(text)) << text;
+  for (const char *text :
+       {"/a/b", "/a;k=1/b", "/a/b;k=1?c=1", "//l;loc=1/a;k=1/b", "//l;loc=1?a", "//?l", "/a;k=1?b"}) {
+    EXPECT_FALSE(under(text)) << text;
   }
   EXPECT_EQ(ctx.error_text(), "");
   EXPECT_FALSE(uri_is_under_ref_many_subtree(ctx, nullptr));
   EXPECT_FALSE(uri_is_under_ref_many_subtree(nullptr, nullptr));
   EXPECT_EQ(ctx.error_text(), "10000 Incorrect parameters\n");
+  EXPECT_DEATH(need_to_request_collection(nullptr, nullptr), "mr_cache_cursor");
+  EXPECT_DEATH(generate_coll_uri_from_mr_uri(nullptr, nullptr), "ctx");
 }
 
 // The text that is read off an instance's text is that of the URI that is made of it.
 TEST(retrieval, collections_of_instances) {
+  const std::string deep = "/" + std::string(600, 'a');
   const struct {
-    const char *instance, *collection, *relative;
+    std::string instance, collection, relative;
   } cases[] = {
       {"/a/b;k=1", "/a?b", "/a?b"},
       {"/b;k=1", "/?b", "/?b"},
@@ -301,24 +371,22 @@ TEST(retrieval, collections_of_instances) {
       {"//locations;loc=1/sys/ifc;name=e0", "//locations;loc=1/sys?ifc", "/sys?ifc"},
       {"//locations;loc=1", "//?locations", "/?locations"},
       {"/a;x=%2F/b;k=1%3B", "/a;x=%2F?b", "/a;x=%2F?b"},
+      {"//l;loc=1/a?b", "//l;loc=1/a?a", "/a?a"}, // left to the platform
+      {"//l" + deep + "/b", "//l" + deep + "?b", deep + "?b"},
   };
   test::balanced_memory balanced;
   test::fake_walk ctx;
   for (const auto &c : cases) {
-    test::own_uri instance(zu_do_uri_new(c.instance));
-    test::own_uri made(generate_coll_uri_from_mr_uri(ctx, instance.get()));
-    EXPECT_EQ(test::text_of(made.get()), c.collection);
-    EXPECT_EQ(test::text_of(test::own_uri(zu_do_uri_new_relative(c.collection)).get()), c.relative);
-    for (const char *expected : {c.collection, c.relative}) {
-      tvr::coll_slices slices;
-      ASSERT_TRUE(tvr::coll_slices_of(instance.get(), expected == c.relative, &slices));
-      tvr::coll_text text;
-      EXPECT_STREQ(text.write(slices), expected);
-      EXPECT_TRUE(slices.spells(expected));
-      const std::string all = expected;
-      EXPECT_FALSE(slices.spells(all.substr(0, all.size() - 1) + "x"));
-      EXPECT_FALSE(slices.spells(all + "x"));
-    }
+    test::own_uri instance(zu_do_uri_new(c.instance.c_str()));
+    EXPECT_EQ(test::text_of(test::own_uri(generate_coll_uri_from_mr_uri(ctx, instance.get())).get()),
+              c.collection);
+    tvr::coll_text collection;
+    ASSERT_TRUE(collection.take(ctx, instance.get()));
+    EXPECT_EQ(collection.get(), c.collection);
+    ASSERT_TRUE(collection.make_relative());
+    EXPECT_EQ(collection.get(), c.relative);
+    EXPECT_EQ(collection.get().size(), std::strlen(collection.get().data()));
+    EXPECT_EQ(test::text_of(test::own_uri(zu_do_uri_new_relative(c.collection.c_str())).get()), c.relative);
   }
 }
 

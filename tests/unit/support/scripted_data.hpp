@@ -168,32 +168,25 @@ private:
   object<zu_status> status_{{&status_ops}, this};
 };
 
-// Runs a scenario with traces up to a level, and with every trace on, when all steps are the plain ones: what
-// the node did must be the same. Gives what `walk` answered, the errors, the calls and the level's traces.
+// What `walk` answered, then the errors, the calls and the traces up to a level.
 inline std::vector<std::string>
-in_both_ways(const scripted_data::preparation &prepare, walk_options options, int level,
-             const std::function<std::vector<std::string>(zu_tvr_walk_ctx *)> &walk) {
-  std::vector<std::string> did[2];
-  for (const bool plain : {false, true}) {
-    balanced_memory balanced;
-    scripted_data data;
-    prepare(data);
-    options.data = data.get();
-    auto &all = did[plain];
-    trace_log traces(plain ? 7 : level);
-    {
-      fake_walk ctx(options);
-      all = walk(ctx);
-      for (const auto &error : ctx.errors) all.push_back("error " + error);
-    }
-    EXPECT_EQ(data.open_cursors, 0);
-    all.insert(all.end(), data.calls.begin(), data.calls.end());
-    for (const auto &trace : traces.lines()) {
-      if (trace[0] <= '0' + level) all.push_back(trace);
-    }
+scenario(const scripted_data::preparation &prepare, walk_options options, int level,
+         const std::function<std::vector<std::string>(zu_tvr_walk_ctx *)> &walk) {
+  balanced_memory balanced;
+  scripted_data data;
+  prepare(data);
+  options.data = data.get();
+  std::vector<std::string> all;
+  trace_log traces(level);
+  {
+    fake_walk ctx(options);
+    all = walk(ctx);
+    for (const auto &error : ctx.errors) all.push_back("error " + error);
   }
-  EXPECT_EQ(did[0], did[1]);
-  return did[0];
+  EXPECT_EQ(data.open_cursors, 0);
+  all.insert(all.end(), data.calls.begin(), data.calls.end());
+  all.insert(all.end(), traces.lines().begin(), traces.lines().end());
+  return all;
 }
 
 } // namespace test
