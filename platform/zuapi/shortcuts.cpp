@@ -139,9 +139,9 @@ int set_int_at(zu_do_properties *record, uint32_t position, int64_t number) {
   return ZU_OK;
 }
 
-constexpr zu_do_shortcuts offered = {
-    revision_of, find_position, read_at, read_uri,   record_new_from_row, new_positions,
-    reset,       set_at,        set_int_at, value_display, value_key_form,      uri_parts_of};
+constexpr zu_do_shortcuts offered = {revision_of,         find_position, read_at,        read_uri,
+                                     record_new_from_row, new_positions, reset,          set_at,
+                                     set_int_at,          value_display, value_key_form, uri_parts_of};
 
 } // namespace
 
