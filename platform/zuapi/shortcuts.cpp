@@ -148,31 +148,3 @@ constexpr zu_do_shortcuts offered = {revision_of,         shape_of,      find_po
 const zu_do_shortcuts *zu_do_get_shortcuts(void) {
   return &offered;
 }
-
-// ---- The same as calls of their own ----
-
-zu_do_properties *zu_do_properties_new_from_row(zu_do_ntlist *columns, zu_do_vlist *row) {
-  return record_new_from_row(nullptr, columns, row);
-}
-
-const void *zu_do_properties_get_shape(zu_do_properties *record) {
-  return shape_of(record);
-}
-
-int32_t zu_do_properties_find_slot(zu_do_properties *record, zu_do_name *name) {
-  return find_position(shape_of(record), name);
-}
-
-zu_do_value *zu_do_properties_get_at(zu_do_properties *record, int32_t slot) {
-  zu_do_value_facts facts;
-  read_at(record, &slot, 1, &facts);
-  return facts.value;
-}
-
-const char *zu_do_value_display(zu_do_value *value, char *room, size_t *length) {
-  return value_display(value, room, length);
-}
-
-void zu_do_uri_get_parts(zu_do_uri *uri, zu_do_uri_parts *parts) {
-  uri_parts_of(uri, parts);
-}
