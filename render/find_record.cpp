@@ -41,7 +41,7 @@ found_record find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, ref<zu_do_
 // The text that a template resolves to, NUL-terminated; none when it does not.
 std::string_view text_of(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named,
                          cache_source &source) noexcept {
-  if (uri->is_dynamic == 0) return {zu_do_uri_get_uri_str(uri->data.uri), zu_do_uri_get_len(uri->data.uri)};
+  if (uri->is_dynamic == 0) return uri->program->start;
   named.text.clear();
   if (resolve_text(uri, ctx, named.text, source) != 0) return {};
   if (named.text.c_str() != nullptr) return named.text.view();

@@ -20,13 +20,15 @@ found_record search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept;
 // The record that a template names just now. Exhausted memory is reported: who asks would take it for a
 // record that is not in scope.
 inline found_record find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
-  const named_record *named =
-      ctx->render != nullptr ? ctx->render->named.find(uri->program->number) : nullptr;
-  if (named == nullptr || named->id != uri->program->id || uri->resolve != resolve_uri ||
-      !named->mark.stands(ctx->props_cache)) {
+  if (uri->resolve != resolve_uri || ctx->render == nullptr) return search_record(uri, ctx);
+  const named_record *named = ctx->render->named.find(uri->program->number);
+  if (named == nullptr || named->id != uri->program->id || !named->mark.stands(ctx->props_cache)) {
     return search_record(uri, ctx);
   }
-  if (tracing(7)) static_cast<void>(search_record(uri, ctx)); // again, for the traces of what is remembered
+  if (tracing(7)) { // again, for the traces of what is remembered
+    found_record told = search_record(uri, ctx);
+    if (told.record == nullptr) return told; // memory ran out
+  }
   return {.record = named->record, .uri = named->uri, .pending = named->pending};
 }
 

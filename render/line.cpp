@@ -44,7 +44,7 @@ after_slot render_plain(print_job &job, uint32_t slot, bool hide) noexcept {
     fail(job.ctx, ZU_FAILED, "Failed to map value");
     return after_slot::failed;
   }
-  if (length > 0) return after_slot::go_on;
+  if (length > 0 || job.line->failed()) return after_slot::go_on; // a failed line is told when it is put
   TVR_ERROR("Render value empty string '%s' - stop", job.line->c_str());
   return after_slot::done;
 }

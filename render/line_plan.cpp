@@ -38,7 +38,6 @@ private:
   planned_property plan_property(int32_t index, const zu_tvr_extra_prop *&extra) noexcept;
   bool name_conditions() noexcept;
   bool make_condition_names(const int32_t *index, const int32_t *end) noexcept;
-  eval_rule eval_rule_of(uint32_t condition) const noexcept;
 
   zu_tvr_line_plan &plan_;
   const zu_tvr_print_data *data_;
@@ -65,11 +64,11 @@ bool planner::split_format() noexcept {
 planned_property planner::plan_property(int32_t index, const zu_tvr_extra_prop *&extra) noexcept {
   if (index < map_->num_items) {
     zu_tvr_fmt_item *item = map_->fmt_items[index];
-    return {item != nullptr ? item->name : nullptr, index, no_condition, eval_rule::value, item, false};
+    return {item != nullptr ? item->name : nullptr, index, no_condition, item, false};
   }
   const zu_tvr_extra_prop *found = find_extra(extra, index);
   if (found != nullptr) extra = found;
-  return {found != nullptr ? found->name : nullptr, index, no_condition, eval_rule::value, nullptr, true};
+  return {found != nullptr ? found->name : nullptr, index, no_condition, nullptr, true};
 }
 
 bool planner::gather_reads() noexcept {
@@ -135,7 +134,6 @@ bool planner::name_conditions() noexcept {
   for (uint32_t i = 0; i < plan_.property_count; ++i) {
     planned_property &property = plan_.properties.get()[i];
     property.condition = condition_of(property.index);
-    property.rule = eval_rule_of(property.condition);
   }
   for (uint32_t i = 0; i < slots; ++i) {
     planned_slot &slot = plan_.slots.get()[i];
@@ -160,14 +158,6 @@ bool planner::make_condition_names(const int32_t *index, const int32_t *end) noe
   return true;
 }
 
-eval_rule planner::eval_rule_of(uint32_t condition) const noexcept {
-  if (data_->eval_props == nullptr) return eval_rule::value;
-  zu_do_value *decides =
-      zu_do_properties_get_value_n(data_->eval_props, plan_.condition_names.get()[condition]);
-  if (decides == nullptr) return eval_rule::nothing;
-  return zu_do_value_is_null(decides) ? eval_rule::null : eval_rule::value;
-}
-
 } // namespace
 
 const zu_tvr_extra_prop *find_extra(const zu_tvr_extra_prop *from, int32_t index) noexcept {
@@ -190,7 +180,7 @@ owned<zu_tvr_line_memory> make_memory(const zu_tvr_line_plan *plan) noexcept {
   if (!memory) return memory;
   uint32_t widest = 0;
   for (uint32_t i = 0; i < plan->read_count; ++i) widest = std::max(widest, plan->reads.get()[i].count);
-  memory->plan = plan;
+  memory->plan = plan->id;
   memory->slots = make_zeroed_array<value_slot>(plan->item_count);
   memory->shapes = make_zeroed_array<known_shape>(plan->read_count);
   memory->positions = make_zeroed_array<int32_t>(plan->property_count);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "zu_tovra/internal/own.hpp"
+#include "zu_tovra/internal/uri_program.hpp"
 #include "zu_tovra/print.h"
 
 namespace tvr {
@@ -19,14 +20,10 @@ struct planned_slot {
   uint32_t partner_condition;     // that of the array's partner, or no_condition
 };
 
-// What eval properties say of a condition property when defaults are rendered.
-enum class eval_rule : uint8_t { value, null, nothing };
-
 struct planned_property {
   zu_do_name *name; // borrowed from the map
   int32_t index;    // in the map
   uint32_t condition;
-  eval_rule rule;
   zu_tvr_fmt_item *item; // of a format slot; none when it has none, and for an extra property
   bool is_extra;
 };
@@ -42,6 +39,7 @@ struct planned_read {
 } // namespace tvr
 
 struct zu_tvr_line_plan {
+  uint64_t id = tvr::next_id();          // of this plan, ever: addresses are used again
   tvr::block<std::string_view> literals; // one more than slots
   tvr::block<tvr::planned_slot> slots;
   uint32_t slot_count; // of the format; `slots` has room for the map's items too
@@ -88,7 +86,7 @@ struct known_shape {
 } // namespace tvr
 
 struct zu_tvr_line_memory {
-  const zu_tvr_line_plan *plan; // what all of this was made for
+  uint64_t plan; // the id of what all of this was made for
   tvr::block<tvr::value_slot> slots;
   uint32_t slot_count;
   tvr::block<tvr::known_shape> shapes; // by read
@@ -116,7 +114,7 @@ zu_tvr_line_memory *make_line_memory(zu_tvr_print_scratch_data *scratch,
 inline zu_tvr_line_memory *line_memory(zu_tvr_print_scratch_data *scratch,
                                        const zu_tvr_line_plan *plan) noexcept {
   zu_tvr_line_memory *memory = scratch->memory;
-  return memory != nullptr && memory->plan == plan ? memory : make_line_memory(scratch, plan);
+  return memory != nullptr && memory->plan == plan->id ? memory : make_line_memory(scratch, plan);
 }
 
 } // namespace tvr

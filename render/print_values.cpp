@@ -102,11 +102,17 @@ struct read_job {
 // say what is set.
 bool set_condition(print_job &job, const planned_property &property,
                    const zu_do_value_facts &facts) noexcept {
-  eval_rule rule = property.rule;
-  if (job.ctx->render_defaults == 0) rule = facts.is_default ? eval_rule::null : eval_rule::value;
-  if (rule == eval_rule::nothing) return true;
-  const bool set = rule == eval_rule::null ? job.conditions.set_null(property.condition)
-                                           : job.conditions.set(property.condition, facts.value);
+  bool as_null = facts.is_default;
+  if (job.ctx->render_defaults != 0) {
+    zu_do_properties *eval_props = job.data->eval_props;
+    zu_do_name *name = job.plan->condition_names.get()[property.condition];
+    zu_do_value *decides =
+        eval_props != nullptr ? zu_do_properties_get_value_n(eval_props, name) : facts.value;
+    if (decides == nullptr) return true;
+    as_null = eval_props != nullptr && zu_do_value_is_null(decides);
+  }
+  const bool set = as_null ? job.conditions.set_null(property.condition)
+                           : job.conditions.set(property.condition, facts.value);
   if (!set) fail(job.ctx, ZU_EXHAUSTED, "Failed to set condition property");
   return set;
 }

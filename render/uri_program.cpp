@@ -1,7 +1,6 @@
 // Compiles URI templates, and keeps the programs that the templates of a tree share.
 #include "uri_resolve.hpp"
 
-#include <atomic>
 #include <cstring>
 #include <utility>
 
@@ -143,7 +142,6 @@ void place_steps(zu_tvr_uri_program &program, const zu_tvr_uri *uri, uint32_t co
 bool fill(zu_tvr_uri_program &program, const zu_tvr_uri *uri, std::string_view text) noexcept {
   program.references = 1;
   program.relative = uri->relative != 0;
-  program.by_collection = uri->kind != URI_KIND_OBJECT;
   program.step_count = count_steps(uri);
   program.steps = make_zeroed_array<uri_step>(program.step_count).release();
   if (program.steps == nullptr || !make_pieces(program, uri, text)) return false;
@@ -151,7 +149,7 @@ bool fill(zu_tvr_uri_program &program, const zu_tvr_uri *uri, std::string_view t
   out << text << std::string_view("", 1);
   static_cast<void>(out.piece());
   out << static_text(uri);
-  program.start = out.piece();
+  program.start = out.piece(); // of a static template the last piece: a NUL follows
   program.has_start = static_text(uri).data() != nullptr;
   place_steps(program, uri, program.step_count, out);
   learn_canonical(program);
@@ -164,11 +162,6 @@ struct step_id {
   uint64_t id;
   uint32_t number;
 };
-
-uint64_t next_id() noexcept {
-  static std::atomic<uint64_t> last{0};
-  return last.fetch_add(1, std::memory_order_relaxed) + 1;
-}
 
 void free_beginning(char *key, void *value) noexcept {
   const text owned_key(key);

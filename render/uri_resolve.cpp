@@ -80,6 +80,28 @@ bool cache_source::find_by_uri(const uri_step &step, const step_look_up &wanted,
   return true;
 }
 
+// None (traced) when the record has no such property.
+static zu_do_value *value_of_key(zu_do_properties *record, zu_do_name *key) noexcept {
+  zu_do_value *value = zu_do_properties_get_value_n(record, key);
+  if (value == nullptr) TVR_ERROR("Unable to find %s in cache", zu_do_name_get_strname(key));
+  return value;
+}
+
+// A key behind the first, which the step's head names.
+int32_t cache_source::append_key(zu_do_name *key, zu_do_properties *record, text_buffer &out) noexcept {
+  const char *name = zu_do_name_get_strname(key);
+  if (name == nullptr) {
+    TVR_ERROR("Unexpected NULL in key name");
+    return ZU_FAILED;
+  }
+  zu_do_value *value = value_of_key(record, key);
+  if (value == nullptr) return ZU_NOT_FOUND;
+  out.add(';');
+  out.add(name);
+  out.add('=');
+  return append_value(value, out);
+}
+
 int32_t cache_source::append_value(zu_do_value *value, text_buffer &out) noexcept {
   char room[256];
   size_t length = 0;
@@ -156,16 +178,16 @@ int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
     TVR_ERROR("Could not find props for URI resolution");
     return ZU_FAILED;
   }
-  zu_do_value *value = zu_do_properties_get_value_n(record, step.key);
-  if (value == nullptr) {
-    TVR_ERROR("Unable to find %s in cache", zu_do_name_get_strname(step.key));
-    return ZU_NOT_FOUND;
-  }
+  zu_do_value *value = value_of_key(record, step.key);
+  if (value == nullptr) return ZU_NOT_FOUND;
   const uint64_t before = version_;
   version_ = next_version();
   out.add(step.head);
   const size_t start = out.size();
-  const int32_t status = append_value(value, out);
+  int32_t status = append_value(value, out);
+  for (size_t i = 1; status == 0 && i < zu_do_nlist_get_len(step.keys); ++i) {
+    status = append_key(zu_do_nlist_get(step.keys, i), record, out);
+  }
   if (status != 0 || memory == nullptr) return status;
   memory->key.clear();
   memory->key.add(out.view().substr(start));
@@ -184,12 +206,16 @@ int32_t call_foreign(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t rela
                      text_buffer &out) noexcept {
   source.distrust();
   const string_buffer buffer(zu_do_strbuf_new());
-  zu_do_strbuf_add_bytes(buffer.get(), out.view().data(), out.size());
+  if (buffer == nullptr || zu_do_strbuf_add_bytes(buffer.get(), out.view().data(), out.size()) != 0) {
+    TVR_ERROR("Failed to allocate URI buffer");
+    source.fail_exhausted();
+    return ZU_FAILED;
+  }
   const int32_t status = segment->resolve_keys(segment, relative, ctx, buffer.get());
   const char *written = zu_do_strbuf_to_string(buffer.get());
-  out.clear();
-  out.add({written != nullptr ? written : "", zu_do_strbuf_get_len(buffer.get())});
   if (written == nullptr) source.fail_exhausted();
+  out.clear();
+  if (written != nullptr) out.add({written, zu_do_strbuf_get_len(buffer.get())});
   return status;
 }
 
@@ -257,7 +283,7 @@ int32_t resolve_uri_keys(zu_tvr_dyn_uri *segment, uint8_t relative, zu_tvr_walk_
   out.add({zu_do_strbuf_to_string(buffer), before});
   cache_source source(ctx, relative != 0, before == 0 && segment->program->relative == (relative != 0));
   const int32_t status = run_segment(segment, source, relative, ctx, out);
-  if (out.failed()) return ZU_FAILED;
+  if (out.failed() || out.size() < before) return ZU_FAILED;
   const std::string_view written = out.view().substr(before);
   if (zu_do_strbuf_add_bytes(buffer, written.data(), written.size()) != 0 && status == 0) return ZU_FAILED;
   return status;

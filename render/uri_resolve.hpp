@@ -41,6 +41,7 @@ private:
                   text_buffer &out) noexcept;
   bool find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri,
                    zu_do_properties **record) noexcept;
+  int32_t append_key(zu_do_name *key, zu_do_properties *record, text_buffer &out) noexcept;
   int32_t append_value(zu_do_value *value, text_buffer &out) noexcept;
 
   zu_tvr_walk_ctx *ctx_;

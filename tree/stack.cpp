@@ -2,6 +2,8 @@
 // time.
 #include "stack.hpp"
 
+#include <atomic>
+
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
@@ -55,6 +57,9 @@ zu_tvr_stack *zu_tvr_stack_new(zu_tvr_stack_compare_fn compare) noexcept {
     TVR_ERROR("Failed to allocate node stack");
     return nullptr;
   }
+  // Stamps of one stack are never those of another, whatever address it has.
+  static std::atomic<uint64_t> stacks{0};
+  stack->last_stamp = stacks.fetch_add(1, std::memory_order_relaxed) << 40;
   stack->compare = compare != nullptr ? compare : is_same;
   return stack.release();
 }

@@ -88,6 +88,30 @@ TEST(print, remembers_nothing_of_another_line_and_no_secret) {
   zu_do_properties_set_int(other.arguments(), "_in_show_tech", 1);
   EXPECT_EQ(other.run(one.scratch()).text(), "1 1 e0 <removed>\n");
   EXPECT_EQ(one.run().text(), "1 e0\n");
+  for (int i = 0; i < 20; ++i) { // plans that are made where others were
+    const bool wide = i % 2 != 0;
+    test::print_stage next(
+        {"",
+         wide ? "%s %s" : "%s",
+         {shows(wide ? std::vector<std::string>{"name", "mtu"} : std::vector<std::string>{"mtu"})},
+         records,
+         ""},
+        true);
+    EXPECT_EQ(next.run(one.scratch()).text(), wide ? "1 e0 1\n" : "1 1\n");
+  }
+}
+
+TEST(print, loses_no_long_line_without_a_word) {
+  const std::string value(300, 'v');
+  for (uint64_t nth = 1, fired = 1; fired != 0; ++nth) {
+    const test::balanced_memory balanced;
+    test::print_stage stage({"", "%s", {shows({"mtu"})}, {ifc({{"mtu", "\"" + value + "\""}})}, ""}, true);
+    qmalloc_fail_nth(nth, false);
+    const auto got = stage.run();
+    fired = qmalloc_fail_fired();
+    qmalloc_fail_nth(0, false);
+    EXPECT_EQ(got.output, got.reports.empty() ? value : "") << nth;
+  }
 }
 
 TEST(print, dumps) {

@@ -231,6 +231,16 @@ TEST(uri_template, goes_on_behind_text_that_the_buffer_holds) {
   EXPECT_EQ(resolve("b;k=!", "", 1), "0 /b;k=2");
   EXPECT_EQ(resolve("b;k=!", "", 0), "10000 "); // without a location there is no path behind it
   EXPECT_EQ(resolve("b;k=!", "//l", 0), "10000 //l");
+  const uri_template several(zu_tvr_uri_new("/x/a/b;k=$")), shortened(zu_tvr_uri_new("/a;j=$/b;k=$"));
+  zu_do_nlist_add(several->data.dyn->keys, test::name_of("k").get()); // a host's own list of keys
+  const auto made = tvr::ref<zu_do_uri>::adopt(several->resolve(several.get(), walk.ctx()));
+  EXPECT_EQ(made.get(), nullptr); // no URI has a key twice, but both were written
+  shortened->data.dyn->parent->data.dyn->resolve_keys = [](auto *, uint8_t, auto *, auto *text) -> int32_t {
+    zu_do_strbuf_clear(text);
+    return 0;
+  };
+  auto *segment = shortened->data.dyn;
+  EXPECT_NE(segment->resolve_keys(segment, 0, walk.ctx(), buffer.get()), 0);
 }
 
 TEST(uri_template, calls_what_a_host_put_in_its_place) {
@@ -249,6 +259,19 @@ TEST(uri_template, calls_what_a_host_put_in_its_place) {
 }
 
 // ---- Records named by templates ----
+
+// A template that is made where another one was is another one.
+TEST(uri_template, is_not_taken_for_one_that_is_gone) {
+  scope_walk walk({{{"/a;k=1", "/?a", {{"k", "1"}}}, {"/b;k=2", "/?b", {{"k", "2"}}}}, {}});
+  for (int i = 0; i < 20; ++i) {
+    for (const char *text : {"/a;k=1", "/b;k=2", "/a;k=$", "/b;k=$"}) {
+      const uri_template uri(zu_tvr_uri_new(text));
+      const auto found = tvr::find_record(uri.get(), walk);
+      EXPECT_EQ(std::string(found.uri).substr(0, 2), std::string(text).substr(0, 2));
+      EXPECT_EQ(zu_do_properties_get_int(found.record, "k", nullptr), text[1] == 'a' ? 1 : 2);
+    }
+  }
+}
 
 // What was found is remembered while nothing changed, and what changed is seen at once.
 TEST(uri_template, finds_what_the_records_hold_now) {

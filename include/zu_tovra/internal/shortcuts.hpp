@@ -7,7 +7,14 @@ namespace tvr {
 
 inline zu_do_shortcuts offered_shortcuts() noexcept {
   const zu_do_shortcuts *table = zu_do_get_shortcuts != nullptr ? zu_do_get_shortcuts() : nullptr;
-  return table != nullptr ? *table : zu_do_shortcuts{};
+  if (table == nullptr) return {};
+  zu_do_shortcuts offered = *table;
+  // What only works together is there as a whole or not at all.
+  if (offered.find_position == nullptr) offered.read_at = nullptr;
+  if (offered.reset == nullptr || offered.set_at == nullptr || offered.set_int_at == nullptr) {
+    offered.new_positions = nullptr;
+  }
+  return offered;
 }
 
 inline const zu_do_shortcuts shortcuts = offered_shortcuts();

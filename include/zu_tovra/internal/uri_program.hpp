@@ -4,6 +4,7 @@
 // value, the value and the text behind it are written. Where records come from is the loop's source.
 #pragma once
 
+#include <atomic>
 #include <string_view>
 
 #include "zu_tovra/internal/own.hpp"
@@ -14,6 +15,12 @@
 struct zu_tvr_uri_programs; // the programs of a tree: equal templates share one
 
 namespace tvr {
+
+// A number that nothing else has in this process.
+inline uint64_t next_id() noexcept {
+  static std::atomic<uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 // Steps of a template, at most.
 inline constexpr int most_dynamic_segments = 64;
@@ -39,7 +46,6 @@ struct zu_tvr_uri_program {
   uint64_t id;     // ever
   uint32_t number; // in its set, from 1; 0 outside of one
   bool relative;
-  bool by_collection;     // the record it names is found by its collection's URI
   bool canonical;         // the resolved text is that of its URI, whatever the values
   bool has_start;         // false: the URI of a static parent gives no text
   std::string_view start; // before the first step: a static parent's text; all of a static template's
