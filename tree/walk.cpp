@@ -200,9 +200,10 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
     fail(ctx, ZU_FAILED, "Template tree nested too deep");
     return false;
   }
-  // A node with nothing below it cannot be come back to: no line pays for a frame. And only a jump leads
-  // back.
-  const bool leads_on = node->first_child != nullptr || node->type == TVR_NODE_JUMP;
+  // A node with nothing below it, neither a child nor the next node of a path, cannot be come back to: no line
+  // pays for a frame. And only a jump leads back.
+  const bool leads_on =
+      node->first_child != nullptr || node->type == TVR_NODE_JUMP || ctx->node_path != nullptr;
   if (leads_on && ctx->jumps != 0 && tvr::refuse_if_walked(node, ctx)) return false;
   zu_tvr_walk_frame frame;
   if (leads_on) {
