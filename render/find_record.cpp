@@ -1,13 +1,7 @@
 // Finds the cached record that a URI template names, and remembers it.
 #include "find_record.hpp"
 
-#include <algorithm>
-
 #include "zu_tovra/internal/report.hpp"
-
-zu_tvr_render_memory::~zu_tvr_render_memory() {
-  for (uint32_t i = 0; i < named_count; ++i) tvr::owned<tvr::named_record>(named.get()[i]).reset();
-}
 
 namespace tvr {
 namespace {
@@ -16,59 +10,32 @@ void report_exhausted(zu_tvr_walk_ctx *ctx) noexcept {
   report(ctx, ZU_EXHAUSTED, "Failed to allocate URI");
 }
 
-bool make_room(zu_tvr_render_memory *memory, uint32_t place) noexcept {
-  const uint32_t count = std::max({place + 1, 2 * memory->named_count, 64u});
-  auto grown = make_zeroed_array<named_record *>(count);
-  if (!grown) return false;
-  std::copy_n(memory->named.get(), memory->named_count, grown.get());
-  memory->named = std::move(grown);
-  memory->named_count = count;
-  return true;
-}
-
-// Where a program's record is remembered; none when memory is exhausted.
-named_record *memory_of(zu_tvr_walk_ctx *ctx, const zu_tvr_uri_program *program) noexcept {
-  zu_tvr_render_memory *memory = render_memory(ctx);
-  if (memory == nullptr) return nullptr;
-  const uint32_t place = zu_tvr_render_memory::place_of(program, ctx->props_cache);
-  if (place >= memory->named_count && !make_room(memory, place)) return nullptr;
-  named_record *&named = memory->named.get()[place];
-  if (named == nullptr) named = make_owned<named_record>().release();
-  if (named == nullptr || named->program == program) return named;
-  named->program = program;
-  named->mark = {};
-  return named;
-}
-
-const char *name_of_property(const zu_tvr_uri *uri) noexcept {
-  return uri->kind == URI_KIND_OBJECT ? ZU_DO_NAME_URI : ZU_DO_NAME_COLL_URI;
-}
-
-zu_do_properties *look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, zu_do_uri *resolved) noexcept {
-  auto *name = const_cast<char *>(name_of_property(uri));
-  return static_cast<zu_do_properties *>(zu_tvr_stack_lookup(ctx->props_cache, resolved, name));
-}
-
-// The rest of a search: what the record says of itself, or what is traced when there is none.
-found_record conclude(found_record found, bool resolved) noexcept {
-  if (!resolved) {
-    TVR_INFO("print node: could not solve dynamic URI");
-  } else if (found.record == nullptr) {
-    TVR_INFO("print node: properties for %s not found in cache", found.uri);
+// Traces why there is no record.
+found_record none_found(bool resolved, const char *uri) noexcept {
+  if (resolved) {
+    TVR_INFO("print node: properties for %s not found in cache", uri);
   } else {
-    found.pending = zu_do_properties_get_string(found.record, ZU_DO_NAME_PENDING_ATTRS, nullptr);
+    TVR_INFO("print node: could not solve dynamic URI");
   }
-  return found;
+  return {};
 }
 
-// By a resolve operation that is not the library's own.
-found_record find_by_operation(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+const char *pending_of(zu_do_properties *record, const zu_tvr_walk_ctx *ctx) noexcept {
+  return zu_do_value_get_string(zu_do_properties_get_value_n(record, ctx->render->pending_name.get()),
+                                nullptr);
+}
+
+// The record that answers to a URI.
+found_record find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, ref<zu_do_uri> resolved) noexcept {
   found_record found;
-  found.held = ref<zu_do_uri>::adopt(uri->resolve(uri, ctx));
-  const bool resolved = static_cast<bool>(found.held);
-  if (resolved) found.record = look_up(uri, ctx, found.held.get());
+  found.held = std::move(resolved);
   found.uri = zu_do_uri_get_uri_str(found.held.get());
-  return conclude(std::move(found), resolved);
+  auto *name = const_cast<char *>(uri->kind == URI_KIND_OBJECT ? ZU_DO_NAME_URI : ZU_DO_NAME_COLL_URI);
+  found.record =
+      static_cast<zu_do_properties *>(zu_tvr_stack_lookup(ctx->props_cache, found.held.get(), name));
+  if (found.record == nullptr) return none_found(true, found.uri);
+  found.pending = pending_of(found.record, ctx);
+  return found;
 }
 
 // The text that a template resolves to, NUL-terminated; none when it does not.
@@ -84,45 +51,57 @@ std::string_view text_of(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &na
 }
 
 // By a text that need not be that of its URI.
-found_record find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::string_view written,
-                         bool is_uri) noexcept {
-  const bool is_static = uri->is_dynamic == 0;
-  found_record found;
-  found.held =
-      is_static ? ref<zu_do_uri>::share(uri->data.uri) : ref<zu_do_uri>::adopt(zu_do_uri_new(written.data()));
-  const bool resolved = static_cast<bool>(found.held);
-  if (resolved) {
-    found.uri = zu_do_uri_get_uri_str(found.held.get());
-    if (!is_static) TVR_DEBUG("uri resolved to %s", found.uri);
-    found.record = look_up(uri, ctx, found.held.get());
-  } else {
+found_record find_by_text(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::string_view text,
+                          bool is_uri) noexcept {
+  if (uri->is_dynamic == 0) return find_by_uri(uri, ctx, ref<zu_do_uri>::share(uri->data.uri));
+  auto made = ref<zu_do_uri>::adopt(zu_do_uri_new(text.data()));
+  if (made == nullptr) {
     TVR_ERROR("Failed to allocate URI");
     if (is_uri) report_exhausted(ctx);
+    return none_found(false, nullptr);
   }
-  return conclude(std::move(found), resolved);
+  TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made.get()));
+  return find_by_uri(uri, ctx, std::move(made));
+}
+
+// Looks up the resolved text, unless the same look-up would find again what it found last.
+found_record find_by_look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::string_view text,
+                             named_record &named, cache_source &source) noexcept {
+  if (uri->is_dynamic != 0) TVR_DEBUG("uri resolved to %s", text.data());
+  const bool by_collection = uri->kind != URI_KIND_OBJECT;
+  cache_answer answer;
+  if (named.id == uri->program->id && named.version == source.version()) {
+    answer = named.look_up.again(ctx->props_cache, {text}, by_collection);
+  }
+  const bool again = answer.entry != nullptr;
+  if (!again) {
+    answer = look_up_text(ctx->props_cache, {text}, by_collection);
+  } else if (tracing(7)) {
+    static_cast<void>(look_up_text(ctx->props_cache, {text}, by_collection)); // again, for its traces
+  }
+  source.note(answer);
+  found_record found = {.record = answer.record(), .uri = text.data()};
+  if (found.record == nullptr) return none_found(true, found.uri);
+  found.pending = again ? named.pending : pending_of(found.record, ctx);
+  named.id = source.silent() ? uri->program->id : 0;
+  named.version = source.version();
+  named.record = found.record;
+  named.uri = found.uri;
+  named.pending = found.pending;
+  named.look_up.set(answer);
+  named.mark = cache_mark(ctx->props_cache, source.consulted());
+  return found;
 }
 
 found_record search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) noexcept {
-  const zu_tvr_uri_program &program = *uri->program;
   named.mark = {};
   cache_source source(ctx, uri->relative != 0, true);
-  const std::string_view resolved = text_of(uri, ctx, named, source);
+  const std::string_view text = text_of(uri, ctx, named, source);
   if (source.exhausted()) report_exhausted(ctx);
-  if (resolved.data() == nullptr) return conclude({}, false);
-  const bool is_uri = program.canonical && source.canonical() && resolved.size() < longest_canonical;
-  if (!is_uri || !answers_texts(ctx->props_cache)) return find_by_uri(uri, ctx, resolved, is_uri);
-
-  if (uri->is_dynamic != 0) TVR_DEBUG("uri resolved to %s", resolved.data());
-  const cache_answer answer = look_up_text(ctx->props_cache, {resolved}, uri->kind != URI_KIND_OBJECT);
-  source.note(answer);
-  found_record found = conclude({.record = answer.record, .uri = resolved.data()}, true);
-  if (found.record != nullptr && source.silent()) {
-    named.record = found.record;
-    named.uri = found.uri;
-    named.pending = found.pending;
-    named.mark = cache_mark(ctx->props_cache, source.consulted());
-  }
-  return found;
+  if (text.data() == nullptr) return none_found(false, nullptr);
+  const bool is_uri = uri->program->canonical && source.canonical() && text.size() < longest_canonical;
+  if (is_uri && answers_texts(ctx->props_cache)) return find_by_look_up(uri, ctx, text, named, source);
+  return find_by_text(uri, ctx, text, is_uri);
 }
 
 } // namespace
@@ -132,17 +111,23 @@ void render_memory_delete(zu_tvr_render_memory *memory) noexcept {
 }
 
 zu_tvr_render_memory *make_render_memory(zu_tvr_walk_ctx *ctx) noexcept {
-  ctx->render = make_owned<zu_tvr_render_memory>().release();
+  auto made = make_owned<zu_tvr_render_memory>();
+  if (made != nullptr) made->pending_name = ref<zu_do_name>::adopt(zu_do_name_new(ZU_DO_NAME_PENDING_ATTRS));
+  if (made != nullptr && made->pending_name != nullptr) ctx->render = made.release();
   return ctx->render;
 }
 
 found_record search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
-  if (uri->resolve != resolve_uri) return find_by_operation(uri, ctx);
-  named_record *named = memory_of(ctx, uri->program);
+  zu_tvr_render_memory *memory = render_memory(ctx);
+  if (memory != nullptr && uri->resolve != resolve_uri) {
+    auto resolved = ref<zu_do_uri>::adopt(uri->resolve(uri, ctx));
+    return resolved != nullptr ? find_by_uri(uri, ctx, std::move(resolved)) : none_found(false, nullptr);
+  }
+  named_record *named = memory != nullptr ? memory->named.get(uri->program->number) : nullptr;
   if (named != nullptr) return search(uri, ctx, *named);
   TVR_ERROR("Failed to allocate URI buffer");
   report_exhausted(ctx);
-  return conclude({}, false);
+  return none_found(false, nullptr);
 }
 
 } // namespace tvr

@@ -1,6 +1,7 @@
 // Compiles URI templates, and keeps the programs that the templates of a tree share.
 #include "uri_resolve.hpp"
 
+#include <atomic>
 #include <cstring>
 #include <utility>
 
@@ -8,7 +9,9 @@
 
 struct zu_tvr_uri_programs {
   ht_table *by_text;
+  ht_table *beginnings; // text up to a key's value, as pieces, to its step_id
   uint32_t count;
+  uint32_t beginning_count;
 };
 
 namespace tvr {
@@ -155,6 +158,49 @@ bool fill(zu_tvr_uri_program &program, const zu_tvr_uri *uri, std::string_view t
   return true;
 }
 
+// ---- Numbers ----
+
+struct step_id {
+  uint64_t id;
+  uint32_t number;
+};
+
+uint64_t next_id() noexcept {
+  static std::atomic<uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+void free_beginning(char *key, void *value) noexcept {
+  const text owned_key(key);
+  const block<step_id> owned_id(static_cast<step_id *>(value));
+}
+
+// The id of a beginning; one of its own without memory to keep it.
+step_id id_of(zu_tvr_uri_programs *programs, text beginning) noexcept {
+  if (programs == nullptr || !beginning) return {next_id(), 0};
+  if (const auto *known = static_cast<step_id *>(htFind(programs->beginnings, beginning.get())))
+    return *known;
+  auto made = make_zeroed<step_id>();
+  if (made == nullptr || htAdd(programs->beginnings, beginning.get(), made.get()) != 0) return {next_id(), 0};
+  (void)beginning.release();
+  *made = {next_id(), ++programs->beginning_count};
+  return *made.release();
+}
+
+void number_steps(zu_tvr_uri_program &program, zu_tvr_uri_programs *programs) noexcept {
+  text_buffer beginning;
+  beginning.add(program.start);
+  for (uint32_t i = 0; i < program.step_count; ++i) {
+    uri_step &step = program.steps[i];
+    beginning.add("$!#"[step.where]);
+    beginning.add(step.head);
+    const step_id id = id_of(programs, copy_text(beginning.c_str()));
+    step.id = id.id;
+    step.number = id.number;
+    beginning.add(step.tail);
+  }
+}
+
 // The set owns a reference of its own.
 void share(zu_tvr_uri_programs *programs, zu_tvr_uri_program *program) noexcept {
   if (programs == nullptr || htAdd(programs->by_text, program->pieces, program) != 0) return;
@@ -178,13 +224,19 @@ zu_tvr_uri_program *make_program(const zu_tvr_uri *uri, const char *text) noexce
 
 zu_tvr_uri_programs *uri_programs_new() noexcept {
   auto programs = make_zeroed<zu_tvr_uri_programs>();
-  if (programs) programs->by_text = htMake(0);
-  return programs && programs->by_text != nullptr ? programs.release() : nullptr;
+  if (!programs) return nullptr;
+  programs->by_text = htMake(0);
+  programs->beginnings = htMake(0);
+  if (programs->by_text != nullptr && programs->beginnings != nullptr) return programs.release();
+  uri_programs_delete(programs.release());
+  return nullptr;
 }
 
 void uri_programs_delete(zu_tvr_uri_programs *programs) noexcept {
   const block<zu_tvr_uri_programs> owner(programs);
-  if (owner) htCloseWithFunction2(owner->by_text, drop_shared);
+  if (!owner) return;
+  htCloseWithFunction2(owner->by_text, drop_shared);
+  htCloseWithFunction2(owner->beginnings, free_beginning);
 }
 
 void drop_uri_program(zu_tvr_uri_program *program) noexcept {
@@ -200,6 +252,8 @@ bool compile_uri(zu_tvr_uri *uri, const char *source, zu_tvr_uri_programs *progr
   if (program == nullptr) {
     program = make_program(uri, source);
     if (program == nullptr) return false;
+    program->id = next_id();
+    number_steps(*program, programs);
     share(programs, program);
   }
   uri->program = program;

@@ -80,26 +80,6 @@ bool cache_source::find_by_uri(const uri_step &step, const step_look_up &wanted,
   return true;
 }
 
-zu_do_properties *cache_source::find(const uri_step &step, std::string_view so_far) noexcept {
-  const step_look_up wanted = look_up_of(step, so_far, relative_);
-  const bool is_uri = step.canonical && canonical_ && so_far.size() + step.look_up.size() < longest_canonical;
-  zu_do_properties *record = nullptr;
-  bool searched = true;
-  if (wanted.possible && is_uri && step.where != DYN_KEY_GROUP && answers_texts(ctx_->props_cache)) {
-    trace_look_up(step, wanted.uri);
-    const cache_answer answer = look_up_text(ctx_->props_cache, wanted.uri, by_collection);
-    note(answer);
-    record = answer.record;
-  } else if (wanted.possible) {
-    searched = find_by_uri(step, wanted, is_uri, &record);
-  }
-  if (record == nullptr && searched) {
-    TVR_ERROR("no match for %.*s%.*s", width(wanted.from), wanted.from.data(), width(step.look_up),
-              step.look_up.data());
-  }
-  return record;
-}
-
 int32_t cache_source::append_value(zu_do_value *value, text_buffer &out) noexcept {
   char room[256];
   size_t length = 0;
@@ -121,14 +101,58 @@ int32_t cache_source::append_value(zu_do_value *value, text_buffer &out) noexcep
   return 0;
 }
 
+cache_source::cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool as_compiled) noexcept
+    : ctx_(ctx), memory_(render_memory(ctx)), relative_(relative), canonical_(as_compiled) {
+  if (!as_compiled) version_ = next_version();
+}
+
+// What the step found last, if it would find it now.
+bool cache_source::take_again(const step_memory &memory, const uri_step &step, const looked_up &wanted,
+                              text_buffer &out) noexcept {
+  if (memory.id != step.id || memory.before != version_) return false;
+  const cache_answer answer = memory.look_up.again(ctx_->props_cache, wanted, by_collection);
+  if (answer.entry == nullptr) return false;
+  if (tracing(7)) {
+    trace_look_up(step, wanted);
+    static_cast<void>(look_up_text(ctx_->props_cache, wanted, by_collection)); // again, for its traces
+  }
+  note(answer);
+  out.add(step.head);
+  out.add(memory.key.view());
+  canonical_ = memory.canonical;
+  version_ = memory.version;
+  return true;
+}
+
 int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
   trace_keys(step);
   if (out.failed()) {
     TVR_ERROR("Failed to allocate string");
     fail_exhausted();
   }
-  zu_do_properties *record = exhausted_ ? nullptr : find(step, out.view());
+  const step_look_up wanted = look_up_of(step, out.view(), relative_);
+  const bool is_uri = step.canonical && canonical_ && out.size() + step.look_up.size() < longest_canonical;
+  const bool by_text =
+      is_uri && wanted.possible && step.where != DYN_KEY_GROUP && answers_texts(ctx_->props_cache);
+  step_memory *memory = by_text && memory_ != nullptr ? memory_->steps.get(step.number) : nullptr;
+  if (memory != nullptr && take_again(*memory, step, wanted.uri, out)) return 0;
+
+  cache_answer answer;
+  zu_do_properties *record = nullptr;
+  bool searched = !exhausted_;
+  if (by_text && !exhausted_) {
+    trace_look_up(step, wanted.uri);
+    answer = look_up_text(ctx_->props_cache, wanted.uri, by_collection);
+    note(answer);
+    record = answer.record();
+  } else if (wanted.possible && !exhausted_) {
+    searched = find_by_uri(step, wanted, is_uri, &record);
+  }
   if (record == nullptr) {
+    if (searched) {
+      TVR_ERROR("no match for %.*s%.*s", width(wanted.from), wanted.from.data(), width(step.look_up),
+                step.look_up.data());
+    }
     TVR_ERROR("Could not find props for URI resolution");
     return ZU_FAILED;
   }
@@ -137,8 +161,20 @@ int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
     TVR_ERROR("Unable to find %s in cache", zu_do_name_get_strname(step.key));
     return ZU_NOT_FOUND;
   }
+  const uint64_t before = version_;
+  version_ = next_version();
   out.add(step.head);
-  return append_value(value, out);
+  const size_t start = out.size();
+  const int32_t status = append_value(value, out);
+  if (status != 0 || memory == nullptr) return status;
+  memory->key.clear();
+  memory->key.add(out.view().substr(start));
+  memory->id = memory->key.failed() ? 0 : step.id;
+  memory->before = before;
+  memory->version = version_;
+  memory->canonical = canonical_;
+  memory->look_up.set(answer);
+  return 0;
 }
 
 namespace {

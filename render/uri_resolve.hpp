@@ -1,8 +1,7 @@
 // Compiling URI templates, and resolving them over the records and groups in scope.
 #pragma once
 
-#include "zu_tovra/internal/uri_program.hpp"
-#include "zu_tovra/walk_ctx.h"
+#include "render_memory.hpp"
 
 namespace tvr {
 
@@ -15,8 +14,8 @@ void drop_uri_program(zu_tvr_uri_program *program) noexcept;
 // One resolution over the records and groups in scope. What it meets is traced, never reported.
 class cache_source {
 public:
-  cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool canonical) noexcept
-      : ctx_(ctx), relative_(relative), canonical_(canonical) {}
+  // `as_compiled`: nothing stands in front of the program's text.
+  cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool as_compiled) noexcept;
 
   int32_t take(const uri_step &step, text_buffer &out) noexcept;
 
@@ -24,26 +23,34 @@ public:
   bool exhausted() const noexcept { return exhausted_; } // memory, and not the template, is why it failed
   bool silent() const noexcept { return silent_; } // the texts of the records cache decided, without an error
   uint32_t consulted() const noexcept { return consulted_; } // entries of the records cache
+  uint64_t version() const noexcept { return version_; }     // of the text that was written; of no other text
 
   void fail_exhausted() noexcept { exhausted_ = true; }
   void note(const cache_answer &answer) noexcept;
   // The text so far is not the program's own; nothing is to be remembered.
-  void distrust() noexcept { canonical_ = silent_ = false; }
+  void distrust() noexcept {
+    canonical_ = silent_ = false;
+    version_ = next_version();
+  }
   // Something other than the texts of the records cache decides.
   void note_foreign() noexcept { silent_ = false; }
 
 private:
-  zu_do_properties *find(const uri_step &step, std::string_view so_far) noexcept;
+  uint64_t next_version() noexcept { return memory_ != nullptr ? ++memory_->versions : UINT64_MAX; }
+  bool take_again(const step_memory &memory, const uri_step &step, const looked_up &wanted,
+                  text_buffer &out) noexcept;
   bool find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri,
                    zu_do_properties **record) noexcept;
   int32_t append_value(zu_do_value *value, text_buffer &out) noexcept;
 
   zu_tvr_walk_ctx *ctx_;
+  zu_tvr_render_memory *memory_; // or none
   bool relative_;
   bool canonical_;
   bool exhausted_ = false;
   bool silent_ = true;
   uint32_t consulted_ = 0;
+  uint64_t version_ = 0;
 };
 
 // Writes what a dynamic template resolves to: 0, or the status.

@@ -74,11 +74,26 @@ cache_answer look_up_text(const zu_tvr_stack *cache, const looked_up &wanted, bo
     auto *record = static_cast<zu_do_properties *>(entry->item);
     const match matched = compare(read_uri(record, by_collection), wanted);
     if (matched == match::yes) {
-      answer.record = record;
+      answer.entry = entry;
       break;
     }
     if (matched == match::unreadable) answer.silent = false;
   }
+  return answer;
+}
+
+cache_answer remembered_look_up::again(const zu_tvr_stack *cache, const looked_up &wanted,
+                                       bool by_collection) const noexcept {
+  if (stamp_ == 0 || cache == nullptr) return {};
+  cache_answer answer = {.entry = cache->top, .consulted = 1};
+  for (; answer.entry != nullptr && answer.entry->level > level_; answer.entry = answer.entry->next) {
+    if (answer.entry->revision == nullptr) return {};
+    const zu_do_uri_text found = read_uri(answer.record(), by_collection);
+    if (found.state == ZU_DO_HAS_NO_URI || (found.text != nullptr && answers(found, wanted))) return {};
+    ++answer.consulted;
+  }
+  if (answer.entry == nullptr || answer.entry->stamp != stamp_ || *answer.entry->revision != revision_)
+    return {};
   return answer;
 }
 

@@ -10,15 +10,21 @@
 
 #include "qmalloc/qmalloc.h"
 #include "qtrace/qtrace.h"
-#include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/zu_tovra.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace fuzz {
 
+template <auto Release>
+struct releases {
+  template <class T>
+  void operator()(T *thing) const {
+    Release(thing);
+  }
+};
 template <class T, auto Release>
-using own = tvr::unique<T, Release>;
+using own = std::unique_ptr<T, releases<Release>>;
 using own_uri = own<zu_do_uri, zu_do_uri_deref>;
 using own_value = own<zu_do_value, zu_do_value_deref>;
 using own_buffer = own<zu_do_strbuf, zu_do_strbuf_deref>;
@@ -58,10 +64,10 @@ private:
   const int64_t before_[2] = {qmalloc_count(areas[0]).live_blocks, qmalloc_count(areas[1]).live_blocks};
 };
 
-// Traces up to a level while it lives; keeps errors and warnings, drops the rest.
+// Traces up to a level while it lives; keeps errors and warnings, and adds all to a log, if there is one.
 class traces {
 public:
-  explicit traces(int level) {
+  explicit traces(int level, std::string *log = nullptr) : log_(log) {
     qtrace_set_sink(take, this);
     qtrace_set_level(level);
   }
@@ -73,8 +79,12 @@ public:
 
 private:
   static void take(void *self, int level, const char *message) {
-    if (level <= 4) static_cast<traces *>(self)->text.append(message).append("\n");
+    auto *one = static_cast<traces *>(self);
+    if (level <= 4) one->text.append(message).append("\n");
+    if (one->log_ != nullptr) one->log_->append(message).append("\n");
   }
+
+  std::string *const log_;
 };
 
 // The bytes of an input as a row of choices; 0 when they are used up.

@@ -22,7 +22,7 @@ int main(int count, char **arguments) {
   const auto run_random = [&](int wanted) {
     std::mt19937 random; // the same numbers in every run
     for (; wanted > 0; --wanted) {
-      std::string text(100 + random() % 500, '\0');
+      std::string text(1000 + random() % 3000, '\0');
       for (char &byte : text) byte = static_cast<char>(random());
       run(text);
     }

@@ -14,8 +14,8 @@ struct free_data {
 using own_data = std::unique_ptr<zu_data_ifc, free_data>;
 
 // A tree of a template text, links resolved; none when it is refused, which is traced.
-inline own_tree load_tree(const char *text, int level) {
-  const traces seen(level);
+inline own_tree load_tree(const char *text, int level, std::string *log = nullptr) {
+  const traces seen(level, log);
   own_tree tree(zu_tvr_tree_new());
   zu_do_error *error = nullptr;
   const bool loaded = zu_tvr_load_meta_from_str(tree.get(), text, &error);
@@ -36,6 +36,7 @@ struct request {
   zu_do_properties *arguments = nullptr;
   uint64_t failing_request = 0; // from 1; 0: none
   int failure = 0;
+  int refused_piece = 0; // of the text; the same
 };
 
 // What a render did: its result, text, reports and requests; and the errors and warnings that it traced.
@@ -44,12 +45,13 @@ struct outcome {
   std::string traced;
   std::string text;
   bool clean = false; // true, and nothing reported
+  std::string log;    // everything and all traces, in the order in which it happened
 };
 
 class render {
 public:
   render(zu_tvr_tree *tree, zu_data_ifc *data, const request &asked, int level)
-      : wrapper_(zu_store_wrapper_new(data)),
+      : refused_(asked.refused_piece), wrapper_(zu_store_wrapper_new(data)),
         cli_(zu_cli_context_new(zu_store_wrapper_ifc(wrapper_.get()), take_cli_error, this)) {
     zu_store_wrapper_watch(wrapper_.get(), take_request, this);
     zu_store_wrapper_fail_any(wrapper_.get(), asked.failing_request, asked.failure);
@@ -59,12 +61,18 @@ public:
     const own<zu_tvr_walk_ctx, zu_tvr_walk_ctx_delete> walk(zu_tvr_walk_ctx_new(
         cli_->data_ifc, nullptr, asked.arguments, asked.defaults, 0x1010000, asked.fetch_count,
         asked.tag_submodes, conditions.get(), this, take_error, take_text));
-    const traces seen(level);
+    const traces seen(level, &did.log);
     const bool ended = tree->walk(tree, asked.node, walk.get());
     did.told = requests_ + reports_ + text_ + (ended ? "\n(end)" : "\n(failed)");
     did.traced = seen.text;
     did.clean = ended && reports_.empty();
     did.text = text_;
+    did.log += ended ? "walked:" : "failed:";
+    for (int call = 0; call < ZU_CALL_COUNT; ++call) {
+      did.log +=
+          " " + std::to_string(zu_store_wrapper_calls(wrapper_.get(), static_cast<zu_store_call>(call)));
+    }
+    did.log += " calls, " + std::to_string(zu_store_wrapper_rows(wrapper_.get())) + " rows\n";
     qtrace_set_level(0);
   }
 
@@ -85,19 +93,26 @@ private:
     std::snprintf(word, sizeof word, "%d %llx ", static_cast<int>(call),
                   static_cast<unsigned long long>(flags));
     one->requests_.append(word).append(uri).append("\n");
+    one->did.log.append("request: ").append(word).append(uri).append("\n");
   }
   static int take_error(void *self, int32_t code, const char *message) {
-    static_cast<render *>(self)->reports_.append(std::to_string(code) + " ").append(message).append("\n");
+    auto *one = static_cast<render *>(self);
+    const std::string report = std::to_string(code) + " " + message + "\n";
+    one->reports_ += report;
+    one->did.log += "error: " + report;
     return 0;
   }
   static void take_cli_error(void *self, int32_t code, const char *message) {
     take_error(self, code, message);
   }
   static bool take_text(void *self, const char *text) {
-    static_cast<render *>(self)->text_ += text;
-    return ++static_cast<render *>(self)->pieces_ < most_pieces;
+    auto *one = static_cast<render *>(self);
+    one->text_ += text;
+    one->did.log.append("text: ").append(text).append("\n");
+    return ++one->pieces_ != one->refused_ && one->pieces_ < most_pieces;
   }
 
+  const int refused_;
   int asked_ = 0;
   int pieces_ = 0;
   std::string requests_, reports_, text_;

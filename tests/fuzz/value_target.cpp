@@ -22,7 +22,7 @@ void check_texts(zu_do_value *value) {
   const std::string shown = display(value);
   char room[ZU_DO_VALUE_ROOM];
   size_t length = 0;
-  const char *quick = zu_do_value_display(value, room, &length);
+  const char *quick = zu_do_get_shortcuts()->display(value, room, &length);
   if (quick != nullptr) fuzz::same("the display text", shown, std::string(quick, length));
   fuzz::check(zu_do_value_equals(value, value) && zu_do_value_compare(value, value) == 0, "equals itself",
               shown);

@@ -120,7 +120,7 @@ TEST(Match, ByTextAndByQueryOnly) {
       traces.clear();
       const std::string_view text = c.looked_up; // in two parts, too
       const tvr::looked_up parts = {text.substr(0, text.size() / 2), text.substr(text.size() / 2)};
-      EXPECT_EQ(tvr::look_up_text(cache, parts, by_collection).record != nullptr, c.answers);
+      EXPECT_EQ(tvr::look_up_text(cache, parts, by_collection).record() != nullptr, c.answers);
       EXPECT_EQ(traces.text(), traced);
     }
   }
@@ -151,7 +151,7 @@ TEST(Cache, PushesTheLocationAndAMemberOfEachGroupUnderTheSameRoot) {
     push_groups(walk, groups);
     EXPECT_EQ(zu_tvr_push_props_to_cache(walk, record_of(c.uri).get(), 1, c.skip_top), c.pushed) << c.uri;
     EXPECT_EQ(cached(walk), std::string(c.cached) + c.uri + " ");
-    EXPECT_NE(tvr::look_up_text(walk->props_cache, {"//?locations"}, true).record, nullptr);
+    EXPECT_NE(tvr::look_up_text(walk->props_cache, {"//?locations"}, true).record(), nullptr);
     for (uint32_t i = 0; i < c.pushed; ++i) zu_tvr_pop_props_from_cache(walk);
     EXPECT_EQ(walk.error_text(), "");
     zu_tvr_pop_props_from_cache(walk);

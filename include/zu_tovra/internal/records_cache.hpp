@@ -25,9 +25,13 @@ struct looked_up {
 };
 
 struct cache_answer {
-  zu_do_properties *record = nullptr; // borrowed from the cache
-  uint32_t consulted = 0;             // entries that were looked at, from the top
-  bool silent = true;                 // no error was traced
+  const zu_tvr_stack_entry *entry = nullptr; // none: no record answers
+  uint32_t consulted = 0;                    // entries that were looked at, from the top
+  bool silent = true;                        // no error was traced
+
+  zu_do_properties *record() const noexcept {
+    return entry != nullptr ? static_cast<zu_do_properties *>(entry->item) : nullptr;
+  }
 };
 
 // The topmost record whose `_uri`, or `_coll_uri`, answers to the text: as zu_tvr_stack_lookup by the URI of
@@ -39,16 +43,11 @@ inline bool answers_texts(const zu_tvr_stack *cache) noexcept {
   return cache == nullptr || cache->compare == tvr_props_match;
 }
 
-// How many entries a cache holds.
-inline uint32_t level_of(const zu_tvr_stack *cache) noexcept {
-  return cache != nullptr && cache->top != nullptr ? cache->top->level : 0;
-}
-
-// How a cache stood.
+// How the topmost entries of a cache stood: which they are, and what their records held.
 class cache_mark {
 public:
   cache_mark() noexcept = default;
-  // Marks that the topmost entries were looked at; it stands never when a record's changes cannot be told.
+  // Stands never when a record's changes cannot be told.
   cache_mark(const zu_tvr_stack *cache, uint32_t consulted) noexcept {
     if (cache == nullptr || cache->top == nullptr) return;
     consulted_ = consulted;
@@ -72,6 +71,26 @@ private:
   uint64_t stamp_ = 0; // of the entry on top; 0: nothing is marked
   uint64_t revisions_ = 0;
   uint32_t consulted_ = 0;
+};
+
+// What a look-up of one text found. It is found again while its entry is there unchanged and no entry above,
+// which a list may have put there since, answers to the text.
+class remembered_look_up {
+public:
+  void set(const cache_answer &answer) noexcept {
+    const zu_tvr_stack_entry *entry = answer.entry;
+    stamp_ = entry != nullptr && answer.silent && entry->revision != nullptr ? entry->stamp : 0;
+    if (stamp_ == 0) return;
+    level_ = entry->level;
+    revision_ = *entry->revision;
+  }
+  // The same answer, for the same text; none when it has to be looked up.
+  cache_answer again(const zu_tvr_stack *cache, const looked_up &wanted, bool by_collection) const noexcept;
+
+private:
+  uint64_t stamp_ = 0; // of the entry; 0: nothing is remembered
+  uint32_t level_ = 0;
+  uint32_t revision_ = 0; // of its record
 };
 
 } // namespace tvr

@@ -21,6 +21,8 @@ inline constexpr int most_dynamic_segments = 64;
 inline constexpr size_t longest_canonical = 60000;
 
 struct uri_step {
+  uint64_t id;              // of the text up to the key's value, ever: steps of equal beginnings share one
+  uint32_t number;          // of that text among those of a tree, from 1; 0 outside of one
   uint32_t where;           // DYN_KEY_*
   zu_do_nlist *keys;        // one reference
   zu_do_name *key;          // whose value is written; borrowed from the list
@@ -34,6 +36,7 @@ struct uri_step {
 
 struct zu_tvr_uri_program {
   uint32_t references;
+  uint64_t id;     // ever
   uint32_t number; // in its set, from 1; 0 outside of one
   bool relative;
   bool by_collection;     // the record it names is found by its collection's URI
