@@ -136,7 +136,7 @@ bool take_pairs(zu_do_properties *properties, const char *cursor) noexcept {
     const eval_result result = read_eval(&cursor, &variable);
     if (!or_error(result != eval_result::malformed, "Invalid eval expression")) return false;
     if (result == eval_result::none_left) break;
-    if (!take_pair(properties, &cursor, variable.raw)) return false; // of the variable the raw text counts
+    if (!take_pair(properties, &cursor, variable.raw)) return false; // only its raw text counts
   }
   const size_t found = zu_do_properties_get_len(properties);
   if (!or_error(found != 0, "Unable to find name/value pairs")) return false;

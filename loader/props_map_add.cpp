@@ -125,11 +125,13 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
   if (!or_error(item != nullptr, "Failed to allocate item in the map of print props")) return nullptr;
   const size_t count = static_cast<size_t>(num_props);
   item->indices = make_room<int32_t>(count).release();
-  if (!or_error(item->indices != nullptr, "Failed to allocate indices in item in the map of print props"))
+  if (!or_error(item->indices != nullptr, "Failed to allocate indices in item in the map of print props")) {
     return nullptr;
+  }
   item->uri = uri_new_shared(uri, map->programs);
-  if (!or_error(item->uri != nullptr, "Failed to allocate uri in item in the map of print props"))
+  if (!or_error(item->uri != nullptr, "Failed to allocate uri in item in the map of print props")) {
     return nullptr;
+  }
   std::fill_n(item->indices, count, -1);
   item->num_props = num_props;
   TVR_DEBUG("props map: generated item for %s (length=%d)", uri, num_props);

@@ -44,8 +44,9 @@ bool take_value_map(parse_context &parse, const char *value) noexcept {
     return refuse(parse.error, "Error parsing value map in: ", value);
   }
   zu_tvr_props_map *map = parse.data->props_map.get();
-  if (map == nullptr)
+  if (map == nullptr) {
     return refuse(parse.error, "Error parsing value map: properties map not yet instantiated");
+  }
   value_map table(g_hash_table_new_full(g_str_hash, g_str_equal, free_entry_text, free_entry_text));
   if (table == nullptr) return refuse(parse.error, "Failed to create hash table");
   if (!read_pairs(parse, value, rest, table.get())) return false;
