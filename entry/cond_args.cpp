@@ -7,26 +7,14 @@ zu_tvr_cond_args *zu_tvr_cond_args_new(external_ctx *context) noexcept {
   using namespace tvr;
   TVR_ASSERT_NAMED(context, "external_ctx");
   condition_arguments cond_args(make_zeroed<zu_tvr_cond_args>().release());
-  if (cond_args == nullptr) {
-    TVR_ERROR("Failed to allocate condition arguments");
-    return nullptr;
-  }
+  if (!or_error(cond_args != nullptr, "Failed to allocate condition arguments")) return nullptr;
   cond_args->cli_context = context->cli_context;
   cond_args->results = zu_results_array_new(context->cli_context->result_ifc);
-  if (cond_args->results == nullptr) {
-    TVR_ERROR("Failed to construct results array");
-    return nullptr;
-  }
+  if (!or_error(cond_args->results != nullptr, "Failed to construct results array")) return nullptr;
   cond_args->cmd = zu_cli_cmd_new(context, tovra_report_error, "TOVRA");
-  if (cond_args->cmd == nullptr) {
-    TVR_ERROR("Failed to construct command");
-    return nullptr;
-  }
+  if (!or_error(cond_args->cmd != nullptr, "Failed to construct command")) return nullptr;
   cond_args->user_io = make_room<zu_cli_user_io>(1).release();
-  if (cond_args->user_io == nullptr) {
-    TVR_ERROR("Failed to allocate user IO");
-    return nullptr;
-  }
+  if (!or_error(cond_args->user_io != nullptr, "Failed to allocate user IO")) return nullptr;
   return cond_args.release();
 }
 

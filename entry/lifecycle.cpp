@@ -59,18 +59,8 @@ zu_do_error *render_tovra_reload_func() noexcept {
 
 bool zu_tovra_stop() noexcept {
   using namespace tvr;
-  if (pthread_mutex_lock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to lock tovra tree");
-    return false;
-  }
+  if (!or_error(pthread_mutex_lock(&g_tovra_tree_lock) == 0, "Failed to lock tovra tree")) return false;
   tovra_tree_drop();
-  if (pthread_mutex_unlock(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to unlock tovra tree");
-    return false;
-  }
-  if (pthread_mutex_destroy(&g_tovra_tree_lock) != 0) {
-    TVR_ERROR("Failed to destroy lock on tovra tree");
-    return false;
-  }
-  return true;
+  return or_error(pthread_mutex_unlock(&g_tovra_tree_lock) == 0, "Failed to unlock tovra tree") &&
+         or_error(pthread_mutex_destroy(&g_tovra_tree_lock) == 0, "Failed to destroy lock on tovra tree");
 }

@@ -58,16 +58,10 @@ eval_result read_eval(const char **cursor, eval_argument *argument) noexcept {
   if (*cursor == nullptr) return eval_result::none_left;
 
   const char *open = skip_blanks(*cursor + sizeof word - 1);
-  if (*open != '"') {
-    TVR_ERROR("Invalid eval expr");
-    return eval_result::malformed;
-  }
+  if (!or_error(*open == '"', "Invalid eval expr")) return eval_result::malformed;
   *cursor = open;
-  const char *close = find_closing_quote(open + 1);
-  if (close == nullptr) {
-    TVR_ERROR("Cond expression unexpectedly ended");
-    return eval_result::malformed;
-  }
+  const char *close = or_error(find_closing_quote(open + 1), "Cond expression unexpectedly ended");
+  if (close == nullptr) return eval_result::malformed;
   value_ref value = decode_string(open, close + 1);
   if (value == nullptr) return eval_result::malformed;
   const char *after = skip_blanks(close + 1);
@@ -90,40 +84,22 @@ name_ref read_variable(const char *raw) noexcept {
   }
   const char *end = start;
   while (is_letter_or_digit(*end)) ++end;
-  if (*end != '"') {
-    TVR_ERROR("Invalid variable name");
-    return {};
-  }
+  if (!or_error(*end == '"', "Invalid variable name")) return {};
   auto name = name_ref::adopt(zu_do_name_new_l(start, static_cast<size_t>(end - start)));
-  if (name == nullptr) {
-    TVR_ERROR("Error creating zu_do_value(STRING)");
-    return {};
-  }
+  if (!or_error(name != nullptr, "Error creating zu_do_value(STRING)")) return {};
   TVR_INFO("found_name is %s", zu_do_name_get_strname(name.get()));
   return name;
 }
 
 // The value that the argument's string describes: JSON up to the first '}'. None (traced) when it is not.
 value_ref read_value(const eval_argument &argument) noexcept {
-  if (argument.value == nullptr) {
-    TVR_ERROR("Value is NULL");
-    return {};
-  }
+  if (!or_error(argument.value != nullptr, "Value is NULL")) return {};
   int code = 0;
   const char *decoded = zu_do_value_get_string(argument.value.get(), &code);
-  if (decoded == nullptr || code != 0) {
-    TVR_ERROR("Empty eval argument");
-    return {};
-  }
-  if (*argument.raw != '{') {
-    TVR_ERROR("Invalid variable value in expression");
-    return {};
-  }
-  const char *brace = std::strchr(decoded, '}');
-  if (brace == nullptr) {
-    TVR_ERROR("find_end_of_json_expr unexpectedly returned NULL");
-    return {};
-  }
+  if (!or_error(decoded != nullptr && code == 0, "Empty eval argument")) return {};
+  if (!or_error(*argument.raw == '{', "Invalid variable value in expression")) return {};
+  const char *brace = or_error(std::strchr(decoded, '}'), "find_end_of_json_expr unexpectedly returned NULL");
+  if (brace == nullptr) return {};
   zu_do_error *failure = nullptr;
   auto value =
       value_ref::adopt(zu_do_value_from_json(decoded, static_cast<size_t>(brace + 1 - decoded), &failure));
@@ -138,11 +114,8 @@ value_ref read_value(const eval_argument &argument) noexcept {
 
 // Reads the pair whose variable has been read, and sets its property.
 bool take_pair(zu_do_properties *properties, const char **cursor, const char *variable) noexcept {
-  const name_ref name = read_variable(variable);
-  if (name == nullptr) {
-    TVR_ERROR("Invalid variable name");
-    return false;
-  }
+  const name_ref name = or_error(read_variable(variable), "Invalid variable name");
+  if (name == nullptr) return false;
   const char *name_text = zu_do_name_get_strname(name.get());
   eval_argument argument;
   if (read_eval(cursor, &argument) != eval_result::read) {
@@ -161,19 +134,12 @@ bool take_pairs(zu_do_properties *properties, const char *cursor) noexcept {
   for (;;) {
     eval_argument variable;
     const eval_result result = read_eval(&cursor, &variable);
-    if (result == eval_result::malformed) {
-      TVR_ERROR("Invalid eval expression");
-      return false;
-    }
+    if (!or_error(result != eval_result::malformed, "Invalid eval expression")) return false;
     if (result == eval_result::none_left) break;
-    variable.value.reset(); // only the raw text counts
-    if (!take_pair(properties, &cursor, variable.raw)) return false;
+    if (!take_pair(properties, &cursor, variable.raw)) return false; // only its raw text counts
   }
   const size_t found = zu_do_properties_get_len(properties);
-  if (found == 0) {
-    TVR_ERROR("Unable to find name/value pairs");
-    return false;
-  }
+  if (!or_error(found != 0, "Unable to find name/value pairs")) return false;
   TVR_INFO("Number of nodes found:%u", static_cast<unsigned>(found));
   return true;
 }
@@ -183,14 +149,13 @@ bool take_pairs(zu_do_properties *properties, const char *cursor) noexcept {
 bool take_cond(parse_context &parse, const char *value) noexcept {
   tvr_parse_data &data = *parse.data;
   data.cond = copy_text(value);
-  if (data.cond == nullptr) return refuse("Failed to allocate string", nullptr, ZU_EXHAUSTED, parse.error);
+  if (data.cond == nullptr) return exhausted(parse.error, "Failed to allocate string");
 
-  data.eval_props = ref<zu_do_properties>::adopt(zu_do_properties_new());
-  if (data.eval_props == nullptr) TVR_ERROR("Failed to allocate condition properties");
-  if (data.eval_props == nullptr || !take_pairs(data.eval_props.get(), data.cond.get())) {
-    data.eval_props.reset();
-    TVR_ERROR("Failed to parse evals in Cond expr");
-  }
+  auto properties = ref<zu_do_properties>::adopt(zu_do_properties_new());
+  const bool made = or_error(properties != nullptr, "Failed to allocate condition properties");
+  const bool taken = made && take_pairs(properties.get(), data.cond.get());
+  if (!or_error(taken, "Failed to parse evals in Cond expr")) properties.reset();
+  data.eval_props = std::move(properties);
   return true;
 }
 

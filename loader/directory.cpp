@@ -17,6 +17,7 @@ namespace tvr::loader {
 namespace {
 
 constexpr size_t path_room = 4096;
+constexpr char no_buffer[] = "Failed to allocate buffer";
 
 // The directory text of the environment, in `room` where it has to be put together; none (traced) when
 // there is none.
@@ -25,9 +26,7 @@ const char *default_directory(char (&room)[path_room], zu_do_error **error) noex
   if (const char *prefix = std::getenv("ORLIX_INSTALL_PREFIX")) {
     const int length = std::snprintf(room, sizeof room, "%s%s", prefix, "tvr");
     if (length >= 0 && static_cast<size_t>(length) < sizeof room) return room;
-    static constexpr char message[] = "tvr dir path exceeds maximum path length";
-    TVR_ERROR("%s", message);
-    set_error(error, ZU_FAILED, message);
+    refuse(error, "tvr dir path exceeds maximum path length");
     return nullptr;
   }
   if (const char *bay = std::getenv("TARVO_BAY_LOCAL"); bay != nullptr && *bay != '\0') {
@@ -77,35 +76,21 @@ private:
   size_t room_ = 0;
 };
 
-bool is_template_name(std::string_view name) noexcept {
-  return name.ends_with(".tvr");
-}
-
-void close_directory(DIR *directory) noexcept {
-  (void)closedir(directory);
-}
-
-bool no_buffer(zu_do_error **error) noexcept {
-  set_error(error, ZU_EXHAUSTED, "Failed to allocate buffer");
-  return false;
-}
-
 bool read_names(const char *path, file_names *names, zu_do_error **error) noexcept {
-  const unique<DIR, close_directory> directory(opendir(path));
+  const unique<DIR, closedir> directory(opendir(path));
   if (directory == nullptr) {
     TVR_ERROR("Unable to open dir %s", path);
-    set_error(error, ZU_CANNOT_OPEN, "Unable to open directory");
-    return false;
+    return set_error(error, ZU_CANNOT_OPEN, "Unable to open directory");
   }
   errno = 0;
   while (const dirent *entry = readdir(directory.get())) {
-    if (is_template_name(entry->d_name) && !names->add(entry->d_name)) return no_buffer(error);
+    const bool is_template = std::string_view(entry->d_name).ends_with(".tvr");
+    if (is_template && !names->add(entry->d_name)) return set_error(error, ZU_EXHAUSTED, no_buffer);
     errno = 0;
   }
   if (errno != 0) {
     TVR_ERROR("Unable to read dir %s", path);
-    set_error(error, ZU_CANNOT_OPEN, "Unable to read directory");
-    return false;
+    return set_error(error, ZU_CANNOT_OPEN, "Unable to read directory");
   }
   names->sort();
   return true;
@@ -113,7 +98,7 @@ bool read_names(const char *path, file_names *names, zu_do_error **error) noexce
 
 bool load_directory(zu_tvr_tree *tree, std::string_view directory, zu_do_error **error) noexcept {
   growable path;
-  if (!make_buffer(path, directory.size() + 2)) return no_buffer(error);
+  if (!make_buffer(path, directory.size() + 2)) return set_error(error, ZU_EXHAUSTED, no_buffer);
   std::memcpy(path.chars.get(), directory.data(), directory.size());
   file_names names;
   if (!read_names(path.chars.get(), &names, error)) return false;

@@ -12,10 +12,7 @@ namespace tvr::loader {
 
 namespace {
 
-void close_file(FILE *file) noexcept {
-  (void)std::fclose(file);
-}
-using open_file = unique<FILE, close_file>;
+using open_file = unique<FILE, std::fclose>;
 
 // Opens without waiting: a pipe that is named like a template file must not hold up the host. It cannot be
 // positioned, and is refused for that.
@@ -40,11 +37,8 @@ text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
     return nullptr;
   }
   const size_t size = static_cast<size_t>(position);
-  text contents = make_room<char>(size + 1);
-  if (contents == nullptr) {
-    TVR_ERROR("Failed to allocate string");
-    return nullptr;
-  }
+  text contents = or_error(make_room<char>(size + 1), "Failed to allocate string");
+  if (contents == nullptr) return nullptr;
   if (std::fread(contents.get(), size, 1, file) != 1) {
     TVR_ERROR("Unable to read contents of file %s", path);
     return nullptr;
@@ -66,8 +60,7 @@ bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu_do_error *
   open_file file = open_for_reading(path_to_file);
   if (file == nullptr) {
     TVR_ERROR("Unable to open file for reading: %s", path_to_file);
-    set_error(error, ZU_CANNOT_OPEN, "Unable to open file for reading");
-    return false;
+    return set_error(error, ZU_CANNOT_OPEN, "Unable to open file for reading");
   }
   const tvr::text contents = read_whole(file.get(), path_to_file, error);
   file.reset();

@@ -40,7 +40,7 @@ bool take_uri(parse_context &parse, const char *value) noexcept {
   parse.data->uri.reset(uri_new_shared(uri, parse.tree->programs));
   if (parse.data->uri != nullptr) return true;
   TVR_ERROR("Error creating the URI from %s", uri);
-  return refuse("Failed to allocate URI", nullptr, ZU_EXHAUSTED, parse.error);
+  return exhausted(parse.error, "Failed to allocate URI");
 }
 
 bool take_query(parse_context &parse, const char *value) noexcept {
@@ -48,19 +48,19 @@ bool take_query(parse_context &parse, const char *value) noexcept {
   const char *equals = std::strchr(start, '=');
   const bool only_blanks = *start == '\0' && start != value;
   if (only_blanks || (equals != nullptr && equals[1] == '\0')) {
-    return refuse("Malformed query: ", value, ZU_FAILED, parse.error);
+    return refuse(parse.error, "Malformed query: ", value);
   }
   text name;
   if (!copy_range(&name, start, equals, parse.error)) {
     if (equals != nullptr && equals != start) return false; // memory is exhausted, and the copy has said so
-    return refuse("Failed to parse query: ", value, ZU_FAILED, parse.error);
+    return refuse(parse.error, "Failed to parse query: ", value);
   }
   const auto wanted = ref<zu_do_value>::adopt(zu_do_value_new_string(equals + 1));
-  if (wanted == nullptr) return refuse("Failed to allocate value", nullptr, ZU_EXHAUSTED, parse.error);
+  if (wanted == nullptr) return exhausted(parse.error, "Failed to allocate value");
   ref<zu_do_nvlist> &query = parse.data->query;
   if (query == nullptr) query = ref<zu_do_nvlist>::adopt(zu_do_nvlist_new());
   if (query == nullptr || zu_do_nvlist_add(query.get(), name.get(), wanted.get()) != ZU_OK) {
-    return refuse("Failed to allocate nvlist", nullptr, ZU_EXHAUSTED, parse.error);
+    return exhausted(parse.error, "Failed to allocate nvlist");
   }
   return true;
 }
@@ -79,7 +79,7 @@ bool take_fmt(parse_context &parse, const char *value) noexcept {
   if (!store_trimmed(format, value, "%s", parse.error)) return false;
   const int32_t slots = count_format_slots(format.chars.get());
   if (slots > most_format_slots) {
-    return refuse("Too many slots in format: ", parse.data->cmd_id.chars.get(), ZU_FAILED, parse.error);
+    return refuse(parse.error, "Too many slots in format: ", parse.data->cmd_id.chars.get());
   }
   parse.data->format_slots = slots;
   return true;
@@ -105,14 +105,12 @@ bool take_orderby(parse_context &parse, const char *value) noexcept {
   const char *name = skip_blanks(value);
   const bool taken =
       orderby != nullptr && (*name == '\0' || zu_do_nlist_add_string(orderby.get(), name) == ZU_OK);
-  if (!taken) TVR_ERROR("Failed to allocate orderby clause");
-  return taken;
+  return or_error(taken, "Failed to allocate orderby clause");
 }
 
 bool take_location_scheme(parse_context &parse, const char *value) noexcept {
   parse.data->location_scheme = copy_text(value);
-  if (parse.data->location_scheme != nullptr) return true;
-  return refuse("Failed to allocate string", nullptr, ZU_EXHAUSTED, parse.error);
+  return parse.data->location_scheme != nullptr || exhausted(parse.error, "Failed to allocate string");
 }
 
 struct keyword {

@@ -24,13 +24,13 @@ bool read_name(parse_context &parse, const char *value, const char **at, locatio
   const char *start = skip_blanks(*at);
   const char *colon = std::strchr(start, ':');
   if (colon == nullptr || colon[1] == '\0') {
-    return refuse("Unexpected line termination parsing prop name on: ", value, ZU_FAILED, parse.error);
+    return refuse(parse.error, "Unexpected line termination parsing prop name on: ", value);
   }
   text name;
   const bool copied = copy_range(&name, start, colon, parse.error);
   if (copied) location->name = name_ref::adopt(zu_do_name_new(name.get()));
   if (location->name == nullptr) {
-    return refuse("Error processing prop name in: ", value, copied ? ZU_EXHAUSTED : ZU_FAILED, parse.error);
+    return refuse(parse.error, "Error processing prop name in: ", value, copied ? ZU_EXHAUSTED : ZU_FAILED);
   }
   *at = colon + 1;
   return true;
@@ -40,10 +40,10 @@ bool read_name(parse_context &parse, const char *value, const char **at, locatio
 bool read_scheme(parse_context &parse, const char *value, const char **at, location *location) noexcept {
   const char *blank = find_blank(*at);
   if (blank[0] == '\0' || blank[1] == '\0') {
-    return refuse("Unexpected line termination parsing scheme on: ", value, ZU_FAILED, parse.error);
+    return refuse(parse.error, "Unexpected line termination parsing scheme on: ", value);
   }
   if (!copy_range(&location->scheme, *at, blank, parse.error)) {
-    return refuse("Error processing scheme in: ", value, ZU_FAILED, parse.error);
+    return refuse(parse.error, "Error processing scheme in: ", value);
   }
   *at = blank;
   return true;
@@ -55,7 +55,7 @@ bool take_field(parse_context &parse, const char *value, const location &locatio
   const size_t length = static_cast<size_t>(token_end - token);
   const auto *colon = static_cast<const char *>(std::memchr(token, ':', length));
   if (colon == nullptr) {
-    return refuse("Failed to find prop position in props map: ", location.uri.get(), ZU_FAILED, parse.error);
+    return refuse(parse.error, "Failed to find prop position in props map: ", location.uri.get());
   }
   text field;
   if (colon > token) {
@@ -65,11 +65,9 @@ bool take_field(parse_context &parse, const char *value, const location &locatio
   int32_t slot = 0;
   if (!to_int32(colon + 1, token_end, &slot, parse.error)) return false;
   zu_tvr_props_map *map = parse.data->props_map.get();
-  if (map->add_prop(map, location.uri_item, location.name.get(), TVR_KIND_LOCATION, slot, nullptr, 0, 0,
-                    location.scheme.get(), field.get(), 0)) {
-    return true;
-  }
-  return refuse("Error processing adding the prop in: ", value, ZU_FAILED, parse.error);
+  return map->add_prop(map, location.uri_item, location.name.get(), TVR_KIND_LOCATION, slot, nullptr, 0, 0,
+                       location.scheme.get(), field.get(), 0) ||
+         refuse(parse.error, "Error processing adding the prop in: ", value);
 }
 
 } // namespace
@@ -91,7 +89,7 @@ bool take_location(parse_context &parse, const char *value) noexcept {
     found = true;
     token = end;
   }
-  return found || refuse("Could not find prop in: ", value, ZU_FAILED, parse.error);
+  return found || refuse(parse.error, "Could not find prop in: ", value);
 }
 
 } // namespace tvr::loader

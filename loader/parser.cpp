@@ -18,11 +18,7 @@ static bool take_line(parse_context &parse) noexcept {
 
 bool parse_text(zu_tvr_tree *tree, const char *file, const char *source, zu_do_error **error) noexcept {
   parse_context parse{tree, file, error, {}, {}};
-  if (!make_buffer(parse.line, first_buffer_size)) {
-    TVR_ERROR("Failed to allocate string");
-    set_error(error, ZU_EXHAUSTED, "Failed to allocate string");
-    return false;
-  }
+  if (!make_buffer(parse.line, first_buffer_size)) return exhausted(error, "Failed to allocate string");
   parse.data = new_parse_data(error);
   if (parse.data == nullptr) return false;
 

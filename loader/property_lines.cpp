@@ -9,10 +9,10 @@ bool read_uri_token(parse_context &parse, const char *value, text *uri, const ch
   const char *start = skip_blanks(value);
   const char *end = *rest = find_blank(start);
   if (*start == '\0' || end[0] == '\0' || end[1] == '\0') {
-    return refuse("Unexpected line termination parsing props on: ", value, ZU_FAILED, parse.error);
+    return refuse(parse.error, "Unexpected line termination parsing props on: ", value);
   }
-  if (copy_range(uri, start, end, parse.error)) return true;
-  return refuse("Error processing props in: ", value, ZU_FAILED, parse.error);
+  return copy_range(uri, start, end, parse.error) ||
+         refuse(parse.error, "Error processing props in: ", value);
 }
 
 bool need_map(parse_context &parse, const char *value) noexcept {
@@ -20,11 +20,9 @@ bool need_map(parse_context &parse, const char *value) noexcept {
   if (data.props_map != nullptr) return true;
   TVR_INFO("loader starting property map of size %d with %s", data.format_slots, value);
   data.props_map.reset(zu_tvr_props_map_new(data.format_slots));
-  if (data.props_map != nullptr) {
-    data.props_map->programs = parse.tree->programs;
-    return true;
-  }
-  return refuse("Failed to create props map", nullptr, ZU_FAILED, parse.error);
+  if (data.props_map == nullptr) return refuse(parse.error, "Failed to create props map");
+  data.props_map->programs = parse.tree->programs;
+  return true;
 }
 
 // Tokens are separated by blanks outside double quotes. One with four or more colons outside them has a
@@ -46,7 +44,7 @@ static int32_t count_slots(const char *rest) noexcept {
 zu_tvr_uri_item *add_uri_item(parse_context &parse, const char *uri, const char *rest) noexcept {
   zu_tvr_props_map *map = parse.data->props_map.get();
   zu_tvr_uri_item *item = map->add_uri(map, uri, count_slots(rest));
-  if (item == nullptr) refuse("Failed to add uri to props map: ", uri, ZU_FAILED, parse.error);
+  if (item == nullptr) refuse(parse.error, "Failed to add uri to props map: ", uri);
   return item;
 }
 

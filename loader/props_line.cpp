@@ -40,7 +40,7 @@ const char *skip_prefix(const char *colon, piece *piece, zu_do_error **error) no
   const char *start = field + 1;
   const char *end = std::strchr(start, '"');
   if (end == nullptr) {
-    refuse("Invalid prefix format in: ", start, ZU_FAILED, error);
+    refuse(error, "Invalid prefix format in: ", start);
     return nullptr;
   }
   if (!copy_range(&piece->prefix, start, end, error)) return nullptr;
@@ -49,7 +49,7 @@ const char *skip_prefix(const char *colon, piece *piece, zu_do_error **error) no
 
 bool read_piece(const char *start, property *property, piece *piece, zu_do_error **error) noexcept {
   const bool first = piece->kind == TVR_KIND_PLAIN;
-  if (*start == '\0') return refuse("Could not find position in: ", start, ZU_FAILED, error);
+  if (*start == '\0') return refuse(error, "Could not find position in: ", start);
   const char *stop = find_outside_quotes(start, " :");
   if (!to_int32(start, stop, &piece->slot, error)) return false;
   if (*stop != ':') return true;
@@ -76,8 +76,7 @@ bool add_piece(parse_context &parse, const property &property, const piece &piec
                     property.multiline, piece.independent, nullptr, nullptr, piece.partner)) {
     return true;
   }
-  return refuse("Failed to add property to map: ", zu_do_name_get_strname(property.name), ZU_FAILED,
-                parse.error);
+  return refuse(parse.error, "Failed to add property to map: ", zu_do_name_get_strname(property.name));
 }
 
 bool take_pieces(parse_context &parse, property *property, const char *start) noexcept {
@@ -97,7 +96,7 @@ bool take_token(parse_context &parse, zu_tvr_uri_item *item, const char *token) 
   text name_text;
   if (!copy_range(&name_text, token, colon, parse.error)) return false;
   const auto name = name_ref::adopt(zu_do_name_new(name_text.get()));
-  if (name == nullptr) return refuse("Failed to allocate property name", nullptr, ZU_EXHAUSTED, parse.error);
+  if (name == nullptr) return exhausted(parse.error, "Failed to allocate property name");
   property property{item, name.get(), 0};
   return take_pieces(parse, &property, colon + 1);
 }
@@ -120,7 +119,7 @@ bool take_props(parse_context &parse, const char *value) noexcept {
     found = true;
     token = find_outside_quotes(token, " ");
   }
-  return found || refuse("Could not find prop in: ", value, ZU_FAILED, parse.error);
+  return found || refuse(parse.error, "Could not find prop in: ", value);
 }
 
 } // namespace tvr::loader

@@ -10,14 +10,13 @@
 
 namespace {
 
-using tvr::block;
-using tvr::text;
+using namespace tvr;
 
 // The data goes by its own tag: the item's kind is that of the last property, also of a refused one.
 void free_fmt_item(zu_tvr_fmt_item *item) noexcept {
   if (item == nullptr) return;
   const block<zu_tvr_fmt_item> owner(item);
-  tvr::drop_field(item->name);
+  drop_field(item->name);
   if (item->value_map != nullptr) g_hash_table_destroy(item->value_map);
   if (item->data_kind == TVR_KIND_ARRAY_ELEMENT) {
     const block<zu_tvr_array_data> data(static_cast<zu_tvr_array_data *>(item->data));
@@ -31,13 +30,9 @@ void free_fmt_item(zu_tvr_fmt_item *item) noexcept {
 void free_extra_props(zu_tvr_extra_prop *property) noexcept {
   while (property != nullptr) {
     const block<zu_tvr_extra_prop> owner(property);
-    tvr::drop_field(property->name);
+    drop_field(property->name);
     property = property->next;
   }
-}
-
-void free_uri_items(zu_tvr_uri_item *item) noexcept {
-  while (item != nullptr) tvr::loader::free_uri_item(std::exchange(item, item->next));
 }
 
 // "-" stands for a slot without an item, and for an item that lost its name.
@@ -67,22 +62,17 @@ void print_indices(zu_do_strbuf *buffer, uint32_t indentation, const zu_tvr_uri_
 
 zu_tvr_props_map *zu_tvr_props_map_new(int32_t num_items) noexcept {
   if (num_items < 0) return nullptr;
-  auto map = tvr::make_zeroed<zu_tvr_props_map>();
-  if (map == nullptr) {
-    TVR_ERROR("Failed to allocate props map for print node");
-    return nullptr;
-  }
+  auto map = or_error(make_zeroed<zu_tvr_props_map>(), "Failed to allocate props map for print node");
+  if (map == nullptr) return nullptr;
   if (num_items > 0) {
-    map->fmt_items = tvr::make_zeroed_array<zu_tvr_fmt_item *>(static_cast<size_t>(num_items)).release();
-    if (map->fmt_items == nullptr) {
-      TVR_ERROR("Failed to allocate format items");
-      return nullptr;
-    }
+    auto items = make_zeroed_array<zu_tvr_fmt_item *>(static_cast<size_t>(num_items));
+    map->fmt_items = or_error(std::move(items), "Failed to allocate format items").release();
+    if (map->fmt_items == nullptr) return nullptr;
   }
   map->num_items = num_items;
-  map->add_uri = tvr::loader::add_uri;
-  map->add_prop = tvr::loader::add_prop;
-  map->add_value_map = tvr::loader::add_value_map;
+  map->add_uri = loader::add_uri;
+  map->add_prop = loader::add_prop;
+  map->add_value_map = loader::add_value_map;
   return map.release();
 }
 
@@ -92,17 +82,16 @@ void zu_tvr_props_map_delete(zu_tvr_props_map *map) noexcept {
   const block<zu_tvr_fmt_item *> items(map->fmt_items);
   for (int32_t i = 0; i < map->num_items; ++i) free_fmt_item(map->fmt_items[i]);
   free_extra_props(map->extra_props);
-  free_uri_items(map->uri_items);
+  for (zu_tvr_uri_item *item = map->uri_items; item != nullptr;) {
+    loader::free_uri_item(std::exchange(item, item->next));
+  }
 }
 
 void zu_tvr_props_map_print(FILE *stream, uint32_t indentation, zu_tvr_props_map *map) noexcept {
   if (map == nullptr) return;
   TVR_ASSERT(stream);
-  const tvr::string_buffer buffer(zu_do_strbuf_new());
-  if (buffer == nullptr) {
-    TVR_ERROR("Failed to allocate buffer");
-    return;
-  }
+  const auto buffer = or_error(string_buffer(zu_do_strbuf_new()), "Failed to allocate buffer");
+  if (buffer == nullptr) return;
   zu_do_strbuf_add_tab(buffer.get(), indentation);
   print_names(buffer.get(), *map);
   for (const zu_tvr_uri_item *item = map->uri_items; item != nullptr; item = item->next) {

@@ -38,17 +38,11 @@ bool add_array_data(zu_tvr_props_map &map, int32_t slot, const array_options &op
     TVR_ERROR("Data for array at position %d already present", slot);
     return false;
   }
-  auto data = make_zeroed<zu_tvr_array_data>();
-  if (data == nullptr) {
-    TVR_ERROR("Failed to allocate array data item");
-    return false;
-  }
+  auto data = or_error(make_zeroed<zu_tvr_array_data>(), "Failed to allocate array data item");
+  if (data == nullptr) return false;
   if (options.prefix != nullptr) {
-    data->prefix = copy_text(options.prefix).release();
-    if (data->prefix == nullptr) {
-      TVR_ERROR("Failed to allocate property prefix");
-      return false;
-    }
+    data->prefix = or_error(copy_text(options.prefix), "Failed to allocate property prefix").release();
+    if (data->prefix == nullptr) return false;
   }
   data->multiline = options.multiline;
   data->independent = options.independent;
@@ -71,11 +65,8 @@ bool add_location_data(zu_tvr_fmt_item &item, int32_t slot, const char *location
     TVR_ERROR("Data for location at position %d already present", slot);
     return false;
   }
-  auto data = make_zeroed<zu_tvr_location_data>();
-  if (data == nullptr) {
-    TVR_ERROR("Failed to allocate location data item");
-    return false;
-  }
+  auto data = or_error(make_zeroed<zu_tvr_location_data>(), "Failed to allocate location data item");
+  if (data == nullptr) return false;
   TVR_ASSERT(location_scheme);
   if (zu_exec_str_to_location_scheme(location_scheme, &data->scheme) != 0) {
     data->scheme = 0;
@@ -84,11 +75,8 @@ bool add_location_data(zu_tvr_fmt_item &item, int32_t slot, const char *location
   }
   if (field != nullptr) {
     TVR_DEBUG("props map: location field %s", field);
-    data->field = copy_text(field).release();
-    if (data->field == nullptr) {
-      TVR_ERROR("strdup failure");
-      return false;
-    }
+    data->field = or_error(copy_text(field), "strdup failure").release();
+    if (data->field == nullptr) return false;
     uri_item.has_location_field = 1;
   }
   item.data = data.release();
@@ -97,11 +85,8 @@ bool add_location_data(zu_tvr_fmt_item &item, int32_t slot, const char *location
 }
 
 bool add_extra_prop(zu_tvr_props_map &map, zu_do_name *name, int32_t kind, int32_t slot) noexcept {
-  auto property = make_zeroed<zu_tvr_extra_prop>();
-  if (property == nullptr) {
-    TVR_ERROR("Failed to allocate props map prop");
-    return false;
-  }
+  auto property = or_error(make_zeroed<zu_tvr_extra_prop>(), "Failed to allocate props map prop");
+  if (property == nullptr) return false;
   property->name = share_into_field(name);
   property->kind = kind;
   property->slot = slot;
@@ -113,8 +98,7 @@ bool add_extra_prop(zu_tvr_props_map &map, zu_do_name *name, int32_t kind, int32
 zu_tvr_fmt_item *need_fmt_item(zu_tvr_props_map &map, int32_t slot) noexcept {
   zu_tvr_fmt_item *&item = map.fmt_items[slot];
   if (item == nullptr) item = make_zeroed<zu_tvr_fmt_item>().release();
-  if (item == nullptr) TVR_ERROR("Failed to allocate format item");
-  return item;
+  return or_error(item, "Failed to allocate format item");
 }
 
 // Filled indices come first, so the place of the next one is found by halving.
@@ -136,20 +120,16 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
     TVR_ERROR("Invalid number of properties (%d) for URI %s", num_props, uri);
     return nullptr;
   }
-  auto item = unique<zu_tvr_uri_item, free_uri_item>(make_zeroed<zu_tvr_uri_item>().release());
-  if (item == nullptr) {
-    TVR_ERROR("Failed to allocate item in the map of print props");
-    return nullptr;
-  }
+  using owned_item = unique<zu_tvr_uri_item, free_uri_item>;
+  owned_item item(make_zeroed<zu_tvr_uri_item>().release());
+  if (!or_error(item != nullptr, "Failed to allocate item in the map of print props")) return nullptr;
   const size_t count = static_cast<size_t>(num_props);
   item->indices = make_room<int32_t>(count).release();
-  if (item->indices == nullptr) {
-    TVR_ERROR("Failed to allocate indices in item in the map of print props");
+  if (!or_error(item->indices != nullptr, "Failed to allocate indices in item in the map of print props")) {
     return nullptr;
   }
   item->uri = uri_new_shared(uri, map->programs);
-  if (item->uri == nullptr) {
-    TVR_ERROR("Failed to allocate uri in item in the map of print props");
+  if (!or_error(item->uri != nullptr, "Failed to allocate uri in item in the map of print props")) {
     return nullptr;
   }
   std::fill_n(item->indices, count, -1);

@@ -2,32 +2,22 @@
 #include "record.hpp"
 
 #include <cstring>
-#include <new>
 
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr::loader {
 
-void delete_parse_data(tvr_parse_data *data) noexcept {
-  const block<tvr_parse_data> room(data);
-  data->~tvr_parse_data();
+static bool make_buffers(tvr_parse_data &data) noexcept {
+  return or_error(make_buffer(data.cmd_id, first_buffer_size), "Failed to allocate cmd_id") &&
+         or_error(make_buffer(data.parent_cmd_id, first_buffer_size), "Failed to allocate parent_cmd_id") &&
+         or_error(make_buffer(data.op, first_buffer_size), "Failed to allocate op") &&
+         or_error(make_buffer(data.format, first_buffer_size), "Failed to allocate format");
 }
 
-static const char *make_buffers(tvr_parse_data &data) noexcept {
-  if (!make_buffer(data.cmd_id, first_buffer_size)) return "Failed to allocate cmd_id";
-  if (!make_buffer(data.parent_cmd_id, first_buffer_size)) return "Failed to allocate parent_cmd_id";
-  if (!make_buffer(data.op, first_buffer_size)) return "Failed to allocate op";
-  if (!make_buffer(data.format, first_buffer_size)) return "Failed to allocate format";
-  return nullptr;
-}
-
-owned_parse_data new_parse_data(zu_do_error **error) noexcept {
-  static constexpr const char *failure = "Failed to allocate parse data structure";
-  void *room = make_room<tvr_parse_data>(1).release();
-  owned_parse_data data(room != nullptr ? new (room) tvr_parse_data : nullptr);
-  const char *missing = data != nullptr ? make_buffers(*data) : failure;
-  if (missing == nullptr) return data;
-  TVR_ERROR("%s", missing);
+owned<tvr_parse_data> new_parse_data(zu_do_error **error) noexcept {
+  static constexpr char failure[] = "Failed to allocate parse data structure";
+  auto data = or_error(make_owned<tvr_parse_data>(), failure);
+  if (data != nullptr && make_buffers(*data)) return data;
   set_error(error, ZU_EXHAUSTED, failure);
   return nullptr;
 }
@@ -93,38 +83,17 @@ const op_entry *find_op(const char *op) noexcept {
   return nullptr;
 }
 
-owned_node make_node(tvr_parse_data &data, zu_do_error **error) noexcept {
+bool make_node(tvr_parse_data &data, zu_do_error **error, owned_node *node) noexcept {
   const op_entry *entry = find_op(data.op.chars.get());
-  if (entry == nullptr) {
-    refuse("Invalid Op in node: ", data.op.chars.get(), ZU_FAILED, error);
-    return nullptr;
-  }
+  if (entry == nullptr) return refuse(error, "Invalid Op in node: ", data.op.chars.get());
   if (entry->needs == need::uri && data.uri == nullptr) {
-    refuse("Missing Uri in node: ", data.cmd_id.chars.get(), ZU_FAILED, error);
-    return nullptr;
+    return refuse(error, "Missing Uri in node: ", data.cmd_id.chars.get());
   }
   if (entry->needs == need::location_scheme && data.location_scheme == nullptr) {
-    refuse("Missing LocationScheme in node: ", data.cmd_id.chars.get(), ZU_FAILED, error);
-    return nullptr;
+    return refuse(error, "Missing LocationScheme in node: ", data.cmd_id.chars.get());
   }
-  owned_node node = entry->make(data);
-  if (node == nullptr) refuse("Failed to allocate TOVRA node", nullptr, ZU_EXHAUSTED, error);
-  return node;
-}
-
-void start_record(tvr_parse_data &data) noexcept {
-  data.cmd_id.chars.get()[0] = '\0';
-  data.parent_cmd_id.chars.get()[0] = '\0';
-  data.format_slots = 0;
-  data.newline = 0;
-  data.uri.reset();
-  data.query.reset();
-  data.props_map.reset();
-  data.cond.reset();
-  data.eval_props.reset();
-  data.orderby.reset();
-  data.location_scheme.reset();
-  data.group = 0;
+  *node = entry->make(data);
+  return *node != nullptr || exhausted(error, "Failed to allocate TOVRA node");
 }
 
 } // namespace
@@ -134,15 +103,17 @@ bool complete_record(parse_context &parse) noexcept {
   const char *id = data.cmd_id.chars.get();
   if (id[0] == '\0') return true;
 
-  owned_node node = make_node(data, parse.error);
-  if (node == nullptr) return false;
+  owned_node node;
+  if (!make_node(data, parse.error, &node)) return false;
   const bool added = parse.tree->add_node(parse.tree, node.get(), id, data.parent_cmd_id.chars.get());
   if (added) {
     (void)node.release();
   } else {
-    refuse("Failed to add node to tree: ", id, ZU_FAILED, parse.error);
+    refuse(parse.error, "Failed to add node to tree: ", id);
   }
-  start_record(data);
+  static_cast<record_lines &>(data) = {};
+  data.cmd_id.chars.get()[0] = '\0';
+  data.parent_cmd_id.chars.get()[0] = '\0';
   return added;
 }
 

@@ -8,13 +8,8 @@
 
 namespace tvr::loader {
 
-// What the lines since the last completed record have given. `op` and `format` pass on to the next record;
-// `lang_version` and `first_line` hold for the whole text; all else starts anew with each record.
-struct tvr_parse_data {
-  growable cmd_id;
-  growable parent_cmd_id;
-  growable op;
-  growable format;
+// What starts anew with each record; none and 0 until a line gives it.
+struct record_lines {
   int32_t format_slots = 0;
   uint8_t newline = 0;
   unique<zu_tvr_uri, zu_tvr_uri_delete> uri;
@@ -25,12 +20,18 @@ struct tvr_parse_data {
   ref<zu_do_nlist> orderby;
   text location_scheme;
   uint8_t group = 0;
+};
+
+// What the lines since the last completed record have given. The two ids are emptied with each record; `op`
+// and `format` pass on to the next one; `lang_version` and `first_line` hold for the whole text.
+struct tvr_parse_data : record_lines {
+  growable cmd_id;
+  growable parent_cmd_id;
+  growable op;
+  growable format;
   int32_t lang_version = 0;
   bool first_line = true;
 };
-
-void delete_parse_data(tvr_parse_data *data) noexcept;
-using owned_parse_data = unique<tvr_parse_data, delete_parse_data>;
 
 // One parse, of a file or of a text in memory.
 struct parse_context {
@@ -38,11 +39,11 @@ struct parse_context {
   const char *file; // none for a text in memory
   zu_do_error **error;
   growable line; // the line at hand, without its line feed
-  owned_parse_data data;
+  owned<tvr_parse_data> data;
 };
 
 // None when memory is exhausted (traced and stored as an error).
-owned_parse_data new_parse_data(zu_do_error **error) noexcept;
+owned<tvr_parse_data> new_parse_data(zu_do_error **error) noexcept;
 
 // Makes the record's node, adds it to the tree and starts a new record. A record without an id is left as it
 // is, for the lines to come.

@@ -33,12 +33,13 @@ const char *find_outside_quotes(const char *at, const char *stops) noexcept {
   return at;
 }
 
-void set_error(zu_do_error **error, int32_t code, const char *message) noexcept {
+bool set_error(zu_do_error **error, int32_t code, const char *message) noexcept {
   zu_do_error_deref(*error);
   *error = zu_do_error_new(code, message);
+  return false;
 }
 
-bool refuse(const char *message, const char *detail, int32_t code, zu_do_error **error) noexcept {
+bool refuse(zu_do_error **error, const char *message, const char *detail, int32_t code) noexcept {
   TVR_ASSERT_NAMED(message, "desc");
   char joined[256];
   if (detail != nullptr) {
@@ -46,8 +47,7 @@ bool refuse(const char *message, const char *detail, int32_t code, zu_do_error *
     message = joined;
   }
   TVR_ERROR("%s", message);
-  set_error(error, code, message);
-  return false;
+  return set_error(error, code, message);
 }
 
 bool make_buffer(growable &buffer, size_t size) noexcept {
@@ -61,11 +61,7 @@ bool grow(growable &buffer, size_t needed, zu_do_error **error) noexcept {
   TVR_ASSERT_NAMED(buffer.size, "*cur_size");
   if (buffer.size >= needed) return true;
 
-  if (!resize(buffer.chars, 2 * needed)) {
-    TVR_ERROR("Failed to reallocate buffer");
-    set_error(error, ZU_EXHAUSTED, "Failed to reallocate buffer");
-    return false;
-  }
+  if (!resize(buffer.chars, 2 * needed)) return exhausted(error, "Failed to reallocate buffer");
   buffer.size = 2 * needed;
   return true;
 }
@@ -93,19 +89,12 @@ static bool copy_bounded(char *target, const char *source, size_t length) noexce
 bool copy_range(text *copy, const char *start, const char *end, zu_do_error **error) noexcept {
   if (end == nullptr || end <= start) {
     TVR_ERROR("Ambiguous end of string in %s", start);
-    set_error(error, ZU_FAILED, "Ambiguous end of string");
-    return false;
+    return set_error(error, ZU_FAILED, "Ambiguous end of string");
   }
   const size_t length = static_cast<size_t>(end - start);
   text made = make_room<char>(length + 1);
-  if (made == nullptr) {
-    TVR_ERROR("Failed to allocate string");
-    set_error(error, ZU_EXHAUSTED, "Failed to allocate string");
-    return false;
-  }
-  if (!copy_bounded(made.get(), start, length)) {
-    return refuse("Failed to copy string", nullptr, ZU_FAILED, error);
-  }
+  if (made == nullptr) return exhausted(error, "Failed to allocate string");
+  if (!copy_bounded(made.get(), start, length)) return refuse(error, "Failed to copy string");
   *copy = std::move(made);
   return true;
 }
@@ -120,8 +109,7 @@ bool to_int32(const char *start, const char *end, int32_t *number, zu_do_error *
   *number = static_cast<int32_t>(std::strtol(start, nullptr, 10));
   if (errno != 0) {
     TVR_ERROR("Failed to convert %s to long", start);
-    set_error(error, ZU_FAILED, "Failed to convert string to long");
-    return false;
+    return set_error(error, ZU_FAILED, "Failed to convert string to long");
   }
   return true;
 }

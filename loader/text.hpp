@@ -17,11 +17,16 @@ const char *find_blank(const char *at) noexcept;
 // The first of the characters `stops` that stands outside double quotes, or the text's end.
 const char *find_outside_quotes(const char *at, const char *stops) noexcept;
 
+// All three are always false, so that a refusal is one line.
 // Stores a new error object, in place of one that an inner step has left there.
-void set_error(zu_do_error **error, int32_t code, const char *message) noexcept;
+bool set_error(zu_do_error **error, int32_t code, const char *message) noexcept;
 // Traces a refusal, the message followed by the detail (or none), and stores it as an error object. At most
-// 255 characters of a message with a detail are kept. Always false, so that a refusal is one line.
-bool refuse(const char *message, const char *detail, int32_t code, zu_do_error **error) noexcept;
+// 255 characters of a message with a detail are kept.
+bool refuse(zu_do_error **error, const char *message, const char *detail = nullptr,
+            int32_t code = ZU_FAILED) noexcept;
+inline bool exhausted(zu_do_error **error, const char *message) noexcept {
+  return refuse(error, message, nullptr, ZU_EXHAUSTED);
+}
 
 // A text buffer with room for `size` bytes.
 struct growable {

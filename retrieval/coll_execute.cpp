@@ -4,8 +4,8 @@
 #include "coll_node.hpp"
 #include "coll_text.hpp"
 #include "cursors.hpp"
-#include "failed.hpp"
 #include "zu_tovra/coll_uri.h"
+#include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
 
@@ -19,7 +19,7 @@ bool resolve(zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_w
   scratch->cached = nullptr; // looked up again
   scratch->cached_mark = 0;
   scratch->coll_uri = data->coll_uri->resolve(data->coll_uri, ctx);
-  if (scratch->coll_uri == nullptr) return failed(ctx, ZU_FAILED, "Failed to resolve collection URI");
+  if (scratch->coll_uri == nullptr) return fail(ctx, ZU_FAILED, "Failed to resolve collection URI");
   TVR_DEBUG("coll node execute %s", zu_do_uri_get_uri_str(scratch->coll_uri));
   return true;
 }
@@ -86,7 +86,7 @@ int32_t fetch(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx, bool *fre
 bool read_batch(const zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx,
                 zu_do_nvlist *query, uint64_t flags) noexcept {
   scratch->vtable = zu_do_vtable_new();
-  if (scratch->vtable == nullptr) return failed(ctx, ZU_EXHAUSTED, "Failed to allocate vtable");
+  if (scratch->vtable == nullptr) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate vtable");
   bool freed = false;
   int32_t error = open_cursor(data, scratch, ctx, query, flags, &freed);
   if (error == 0) error = fetch(scratch, ctx, &freed);

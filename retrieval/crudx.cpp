@@ -37,7 +37,7 @@ bool get_crudx_ifc(zu_tvr_walk_ctx *ctx) noexcept {
   const int error = ctx->data_ifc->ops->get_crudx_ifc(ctx->data_ifc, &ctx->crudx_ifc);
   if (error == 0 && ctx->crudx_ifc != nullptr) return true;
   ctx->crudx_ifc = nullptr;
-  return failed(ctx, error != 0 ? error : ZU_FAILED, "Error getting the crudx interface");
+  return fail(ctx, error != 0 ? error : ZU_FAILED, "Error getting the crudx interface");
 }
 
 int32_t read_into(zu_tvr_walk_ctx *ctx, zu_do_uri *uri, zu_do_properties *record) noexcept {

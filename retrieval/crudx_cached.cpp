@@ -60,7 +60,7 @@ bool rows_reader::keep(zu_do_vlist *row, ref<zu_do_properties> *found) noexcept 
   if (!record) return false;
   int code = 0;
   zu_do_uri *uri = zu_do_properties_get_mr_uri(record.get(), ZU_DO_NAME_URI, &code);
-  if (uri == nullptr || code != 0) return failed(ctx, ZU_FAILED, "Failed to get uri from properties");
+  if (uri == nullptr || code != 0) return fail(ctx, ZU_FAILED, "Failed to get uri from properties");
   ref<zu_do_uri> parsed;
   const bool absolute = zu_do_uri_is_absolute(wanted);
   const char *uri_text = absolute ? zu_do_uri_get_uri_str(uri) : relative_text(uri, &parsed);

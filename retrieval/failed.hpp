@@ -1,14 +1,10 @@
-// A step that failed, traced and reported where it is found.
+// An operation's step that failed, traced and reported where it is found.
 #pragma once
 
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
 
-inline bool failed(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
-  fail(ctx, code, message);
-  return false;
-}
 inline int32_t failed_step(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
   fail(ctx, code, message);
   return ZU_TVR_STEP_FAILED;

@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "coll_node.hpp"
-#include "failed.hpp"
 #include "svcs/svcs.h"
+#include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
 
@@ -26,30 +26,30 @@ bool find_columns(sorting &sort, zu_do_nlist *orderby) noexcept {
   sort.key_count = zu_do_nlist_get_len(orderby);
   if (sort.key_count > 0) sort.key_columns = make_zeroed_array<size_t>(sort.key_count);
   if (sort.key_count > 0 && !sort.key_columns) {
-    return failed(sort.ctx, ZU_EXHAUSTED, "Failed to allocate array");
+    return fail(sort.ctx, ZU_EXHAUSTED, "Failed to allocate array");
   }
   for (size_t position = 0; position < sort.key_count; ++position) {
     const char *name = zu_do_name_get_unqualified(zu_do_nlist_get(orderby, position));
     if (!coll_find_column(sort.columns, name, &sort.key_columns.get()[position])) {
-      return failed(sort.ctx, ZU_FAILED, "Failed to determine sorting key column");
+      return fail(sort.ctx, ZU_FAILED, "Failed to determine sorting key column");
     }
   }
   return coll_find_column(sort.columns, ZU_DO_NAME_URI, &sort.uri_column) ||
-         failed(sort.ctx, ZU_FAILED, "Failed to determine URI column");
+         fail(sort.ctx, ZU_FAILED, "Failed to determine URI column");
 }
 
 bool allocate(sorting &sort) noexcept {
   sort.locations = make_zeroed_array<tarvo_location>(sort.count);
-  if (!sort.locations) return failed(sort.ctx, ZU_EXHAUSTED, "Failed to allocate array");
+  if (!sort.locations) return fail(sort.ctx, ZU_EXHAUSTED, "Failed to allocate array");
   sort.key_values = ref<zu_do_vlist>::adopt(zu_do_vlist_new());
-  if (!sort.key_values) return failed(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vlist");
+  if (!sort.key_values) return fail(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vlist");
   sort.sorted = ref<zu_do_vtable>::adopt(zu_do_vtable_new_from_ntlist(sort.columns));
-  return sort.sorted || failed(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vtable");
+  return sort.sorted || fail(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vtable");
 }
 
 bool locate(sorting &sort, zu_do_vlist *row, uint32_t at) noexcept {
   zu_do_value *uri = zu_do_vlist_get_value(row, sort.uri_column);
-  if (uri == nullptr) return failed(sort.ctx, ZU_FAILED, "Failed to get URI from row");
+  if (uri == nullptr) return fail(sort.ctx, ZU_FAILED, "Failed to get URI from row");
   if (zu_tvr_extract_loc_id_from_uri(sort.ctx, uri, &sort.locations.get()[at])) return true;
   TVR_ERROR("Failed to extract location");
   report(sort.ctx, ZU_FAILED, "Failed to extract location from row");
@@ -59,7 +59,7 @@ bool locate(sorting &sort, zu_do_vlist *row, uint32_t at) noexcept {
 // The run's value at a position becomes the row's; noted as a change unless the run had none yet.
 bool compare_key(sorting &sort, zu_do_vlist *row, size_t position, bool *changed) noexcept {
   zu_do_value *value = zu_do_vlist_get_value(row, sort.key_columns.get()[position]);
-  if (value == nullptr) return failed(sort.ctx, ZU_FAILED, "Failed to get value");
+  if (value == nullptr) return fail(sort.ctx, ZU_FAILED, "Failed to get value");
   zu_do_value *current = zu_do_vlist_get_value(sort.key_values.get(), position);
   int code = 0;
   if (current == nullptr) {
@@ -68,20 +68,20 @@ bool compare_key(sorting &sort, zu_do_vlist *row, size_t position, bool *changed
     code = zu_do_vlist_set_value(sort.key_values.get(), position, value);
     *changed = true;
   }
-  return code == 0 || failed(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vlist");
+  return code == 0 || fail(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vlist");
 }
 
 bool append_run(sorting &sort, uint32_t start, uint32_t length) noexcept {
   const auto order = make_zeroed_array<uint32_t>(length);
-  if (!order) return failed(sort.ctx, ZU_EXHAUSTED, "Failed to allocate array");
+  if (!order) return fail(sort.ctx, ZU_EXHAUSTED, "Failed to allocate array");
   if (tarvo_location_sort(sort.locations.get() + start, length, order.get(), 0) != 0) {
-    return failed(sort.ctx, ZU_FAILED, "Failed to sort locations");
+    return fail(sort.ctx, ZU_FAILED, "Failed to sort locations");
   }
   for (uint32_t k = 0; k < length; ++k) {
     zu_do_vlist *row = zu_do_vtable_get(sort.batch, start + order.get()[k]);
-    if (row == nullptr) return failed(sort.ctx, ZU_FAILED, "Failed to get row");
+    if (row == nullptr) return fail(sort.ctx, ZU_FAILED, "Failed to get row");
     if (zu_do_vtable_add(sort.sorted.get(), row) != 0) {
-      return failed(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vtable");
+      return fail(sort.ctx, ZU_EXHAUSTED, "Failed to allocate vtable");
     }
   }
   return true;
@@ -89,7 +89,7 @@ bool append_run(sorting &sort, uint32_t start, uint32_t length) noexcept {
 
 // Appends the rows from `start` up to, not including, `end`.
 bool flush(sorting &sort, uint32_t start, uint32_t end) noexcept {
-  return append_run(sort, start, end - start) || failed(sort.ctx, ZU_FAILED, "Failed to sort by location");
+  return append_run(sort, start, end - start) || fail(sort.ctx, ZU_FAILED, "Failed to sort by location");
 }
 
 bool sort_runs(sorting &sort) noexcept {
@@ -100,7 +100,7 @@ bool sort_runs(sorting &sort) noexcept {
     bool changed = false;
     for (size_t position = 0; position < sort.key_count; ++position) {
       if (compare_key(sort, row, position, &changed)) continue;
-      return failed(sort.ctx, ZU_FAILED, "Failed to compare sorting keys");
+      return fail(sort.ctx, ZU_FAILED, "Failed to compare sorting keys");
     }
     if (!changed) continue;
     if (!flush(sort, run, at)) return false;

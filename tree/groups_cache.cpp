@@ -9,45 +9,31 @@ namespace {
 using tvr::fail;
 using tvr::ref;
 
-bool make_cache(zu_tvr_walk_ctx *ctx) noexcept {
-  if (ctx->props_groups_cache != nullptr) return true;
-  ctx->props_groups_cache = zu_tvr_stack_new(tvr_props_group_match);
-  if (ctx->props_groups_cache != nullptr) return true;
-  fail(ctx, ZU_EXHAUSTED, "Failed to allocate property groups cache");
-  return false;
+bool add_to(zu_do_properties_list *group, zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
+  const bool added = group != nullptr && zu_do_properties_list_add(group, record) == ZU_OK;
+  return added || fail(ctx, ZU_FAILED, "Failed to allocate properties list");
 }
 
 bool open_group(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
-  if (!make_cache(ctx)) return false;
+  zu_tvr_stack *&cache = ctx->props_groups_cache;
+  if (cache == nullptr) cache = zu_tvr_stack_new(tvr_props_group_match);
+  if (cache == nullptr) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate property groups cache");
   auto group = ref<zu_do_properties_list>::adopt(zu_do_properties_list_new());
-  if (!group || zu_do_properties_list_add(group.get(), record) != ZU_OK) {
-    fail(ctx, ZU_FAILED, "Failed to allocate properties list");
-    return false;
+  if (!add_to(group.get(), ctx, record)) return false;
+  if (tvr::push_entry(cache, group.get()) == nullptr) {
+    return tvr::report(ctx, ZU_FAILED, "Failed to property list to cache");
   }
-  if (tvr::push_entry(ctx->props_groups_cache, group.get()) == nullptr) {
-    tvr::report(ctx, ZU_FAILED, "Failed to property list to cache");
-    return false;
-  }
-  static_cast<void>(group.release()); // to the cache
+  (void)group.release(); // to the cache
   return true;
 }
 
 bool append_to_group(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
-  zu_tvr_stack *cache = ctx->props_groups_cache;
-  if (cache == nullptr || cache->top == nullptr) {
-    fail(ctx, ZU_FAILED, "location prop cache corrupted");
-    return false;
-  }
-  if (zu_do_properties_list_add(static_cast<zu_do_properties_list *>(cache->top->item), record) != ZU_OK) {
-    fail(ctx, ZU_FAILED, "Failed to allocate properties list");
-    return false;
-  }
-  return true;
+  const zu_tvr_stack *cache = ctx->props_groups_cache;
+  if (cache == nullptr || cache->top == nullptr) return fail(ctx, ZU_FAILED, "location prop cache corrupted");
+  return add_to(static_cast<zu_do_properties_list *>(cache->top->item), ctx, record);
 }
 
 } // namespace
-
-extern "C" {
 
 bool zu_tvr_push_props_group_to_cache(zu_tvr_walk_ctx *ctx, zu_do_properties *record,
                                       uint8_t append) noexcept {
@@ -61,5 +47,4 @@ void zu_tvr_pop_props_group_from_cache(zu_tvr_walk_ctx *ctx) noexcept {
   auto group = ref<zu_do_properties_list>::adopt(
       static_cast<zu_do_properties_list *>(zu_tvr_stack_pop(ctx->props_groups_cache)));
   if (!group) fail(ctx, ZU_FAILED, "Failed to pop from properties group cache");
-}
 }

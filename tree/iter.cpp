@@ -7,9 +7,8 @@
 namespace {
 
 using tvr::fail;
-using tvr::ref;
-
-using record_list = ref<zu_do_properties_list>;
+using tvr::report;
+using record_list = tvr::ref<zu_do_properties_list>;
 
 // Reads the location of every record of the list; false (reported) when one has none.
 bool read_locations(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list, zu_do_iter *iter,
@@ -18,63 +17,41 @@ bool read_locations(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list, zu_do_ite
   for (; zu_do_properties_list_has_next(list, iter); ++locations) {
     zu_do_properties *record = zu_do_properties_list_get_next(list, iter);
     zu_do_value *uri = zu_do_properties_get_value(record, ZU_DO_NAME_URI);
-    if (uri == nullptr) {
-      fail(ctx, ZU_FAILED, "Failed to get URI from properties");
-      return false;
-    }
+    if (uri == nullptr) return fail(ctx, ZU_FAILED, "Failed to get URI from properties");
     if (!zu_tvr_extract_loc_id_from_uri(ctx, uri, locations)) {
       TVR_ERROR("Failed to extract location ID from properties");
-      tvr::report(ctx, ZU_FAILED, "Failed to extract location ID form properties");
-      return false;
+      return report(ctx, ZU_FAILED, "Failed to extract location ID form properties");
     }
   }
   return true;
 }
 
-// Adds to `sorted` the records of the list in the order of the index; false (reported) on failure.
-bool add_in_order(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list, const uint32_t *index, uint32_t count,
-                  zu_do_properties_list *sorted) noexcept {
-  for (uint32_t i = 0; i < count; ++i) {
-    zu_do_properties *record = zu_do_properties_list_get(list, index[i]);
-    if (record == nullptr) {
-      fail(ctx, ZU_FAILED, "Failed to get properties");
-      return false;
-    }
-    if (zu_do_properties_list_add(sorted, record) != ZU_OK) {
-      fail(ctx, ZU_EXHAUSTED, "Failed to allocate properties list");
-      return false;
-    }
-  }
-  return true;
-}
-
-// A new list of the same records in location order; none (reported) on failure.
-record_list sort_by_location(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list) noexcept {
-  const auto count = static_cast<uint32_t>(zu_do_properties_list_get_len(list));
+// Puts a new list of the same records in location order in place of the list; false (reported) on failure.
+bool sort_by_location(zu_tvr_walk_ctx *ctx, record_list &list) noexcept {
+  const auto count = static_cast<uint32_t>(zu_do_properties_list_get_len(list.get()));
   const tvr::iterator iter(zu_do_iter_new());
   if (iter == nullptr) {
     TVR_ERROR("Falled to allocate iterator");
-    tvr::report(ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
-    return {};
+    return report(ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
   }
   const auto locations = tvr::make_zeroed_array<tarvo_location>(count);
   const auto index = tvr::make_zeroed_array<uint32_t>(count);
-  if (locations == nullptr || index == nullptr) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate array");
-    return {};
-  }
+  if (locations == nullptr || index == nullptr) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate array");
   auto sorted = record_list::adopt(zu_do_properties_list_new());
-  if (sorted == nullptr) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate properties list");
-    return {};
-  }
-  if (!read_locations(ctx, list, iter.get(), locations.get())) return {};
+  if (sorted == nullptr) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate properties list");
+  if (!read_locations(ctx, list.get(), iter.get(), locations.get())) return false;
   if (tarvo_location_sort(locations.get(), count, index.get(), 0) != 0) {
-    fail(ctx, ZU_FAILED, "Failed to sort locations");
-    return {};
+    return fail(ctx, ZU_FAILED, "Failed to sort locations");
   }
-  if (!add_in_order(ctx, list, index.get(), count, sorted.get())) return {};
-  return sorted;
+  for (uint32_t i = 0; i < count; ++i) {
+    zu_do_properties *record = zu_do_properties_list_get(list.get(), index.get()[i]);
+    if (record == nullptr) return fail(ctx, ZU_FAILED, "Failed to get properties");
+    if (zu_do_properties_list_add(sorted.get(), record) != ZU_OK) {
+      return fail(ctx, ZU_EXHAUSTED, "Failed to allocate properties list");
+    }
+  }
+  list = std::move(sorted);
+  return true;
 }
 
 zu_do_properties_list *top_group(const zu_tvr_walk_ctx *ctx) noexcept {
@@ -85,22 +62,14 @@ zu_do_properties_list *top_group(const zu_tvr_walk_ctx *ctx) noexcept {
 
 // Takes the group in location order, with an iterator at its start; false (reported) on failure.
 bool prepare(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_properties_list *group) noexcept {
-  tvr::drop_field(scratch->list);
-  scratch->list = tvr::share_into_field(group);
-  if (zu_do_properties_list_get_len(scratch->list) != 0) {
-    auto sorted = sort_by_location(ctx, scratch->list);
-    if (sorted == nullptr) {
-      fail(ctx, ZU_FAILED, "Failed to sort data by location");
-      return false;
-    }
-    tvr::drop_field(scratch->list);
-    scratch->list = sorted.release();
+  auto list = record_list::share(group);
+  if (zu_do_properties_list_get_len(list.get()) != 0 && !sort_by_location(ctx, list)) {
+    return fail(ctx, ZU_FAILED, "Failed to sort data by location");
   }
   scratch->iter = zu_do_iter_new();
-  if (scratch->iter == nullptr) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
-    return false;
-  }
+  if (scratch->iter == nullptr) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
+  tvr::drop_field(scratch->list);
+  scratch->list = list.release();
   zu_do_properties_list_iter(scratch->list, scratch->iter);
   return true;
 }
@@ -153,11 +122,8 @@ void cleanup(zu_tvr_iter_scratch_data *scratch) noexcept {
 
 zu_tvr_iter_data *zu_tvr_iter_data_new(const char *location_scheme) noexcept {
   TVR_ASSERT(location_scheme);
-  auto data = tvr::make_zeroed<zu_tvr_iter_data>();
-  if (data == nullptr) {
-    TVR_ERROR("Failed to allocate tovra node");
-    return nullptr;
-  }
+  auto data = tvr::or_error(tvr::make_zeroed<zu_tvr_iter_data>(), "Failed to allocate tovra node");
+  if (data == nullptr) return nullptr;
   data->next = next;
   data->pop = pop;
   data->cleanup = cleanup;
@@ -169,9 +135,8 @@ void zu_tvr_iter_data_delete(zu_tvr_iter_data *data) noexcept {
 }
 
 zu_tvr_iter_scratch_data *zu_tvr_iter_scratch_data_new(void) noexcept {
-  auto scratch = tvr::make_zeroed<zu_tvr_iter_scratch_data>();
-  if (scratch == nullptr) TVR_ERROR("Failed to allocate tovra node");
-  return scratch.release();
+  return tvr::or_error(tvr::make_zeroed<zu_tvr_iter_scratch_data>(), "Failed to allocate tovra node")
+      .release();
 }
 
 void zu_tvr_iter_scratch_data_delete(zu_tvr_iter_scratch_data *scratch) noexcept {

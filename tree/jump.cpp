@@ -8,6 +8,7 @@
 namespace {
 
 using tvr::fail;
+using tvr::or_error;
 
 // A tag that cannot be built is lost, and one that the output refuses stays so: what counts is the
 // destination.
@@ -32,10 +33,7 @@ void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept
 bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(data);
   TVR_ASSERT(ctx);
-  if (data->dest == nullptr) {
-    fail(ctx, ZU_EXHAUSTED, "Unable to find destination for jump node");
-    return false;
-  }
+  if (data->dest == nullptr) return fail(ctx, ZU_EXHAUSTED, "Unable to find destination for jump node");
   if (tvr::refuse_if_walked(data->dest, ctx)) return false;
   ++ctx->indentation;
   ++ctx->jumps;
@@ -51,16 +49,10 @@ bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
 
 zu_tvr_jump_data *zu_tvr_jump_data_new(const char *dest_id) noexcept {
   TVR_ASSERT(dest_id);
-  auto data = tvr::make_zeroed<zu_tvr_jump_data>();
-  if (data == nullptr) {
-    TVR_ERROR("Failed to allocate tovra node data");
-    return nullptr;
-  }
-  data->dest_id = tvr::copy_text(dest_id).release();
-  if (data->dest_id == nullptr) {
-    TVR_ERROR("Failed to allocate key in node data");
-    return nullptr;
-  }
+  auto data = or_error(tvr::make_zeroed<zu_tvr_jump_data>(), "Failed to allocate tovra node data");
+  if (data == nullptr) return nullptr;
+  data->dest_id = or_error(tvr::copy_text(dest_id), "Failed to allocate key in node data").release();
+  if (data->dest_id == nullptr) return nullptr;
   data->walk = walk_jump;
   return data.release();
 }

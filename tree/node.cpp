@@ -15,11 +15,8 @@
 namespace tvr {
 
 zu_tvr_node *new_node(uint32_t type) noexcept {
-  auto node = make_zeroed<zu_tvr_node>();
-  if (node == nullptr) {
-    TVR_ERROR("Failed to allocate tovra node");
-    return nullptr;
-  }
+  auto node = or_error(make_zeroed<zu_tvr_node>(), "Failed to allocate tovra node");
+  if (node == nullptr) return nullptr;
   node->type = type;
   node->walk = tvr_node_walk;
   TVR_DEBUG("node: creating new node %p of type %d", static_cast<void *>(node.get()), type);
@@ -152,11 +149,8 @@ void zu_tvr_node_connect_siblings(zu_tvr_node *oldest_node, zu_tvr_node *new_nod
 void zu_tvr_node_print(FILE *stream, uint32_t indentation, zu_tvr_node *node) noexcept {
   TVR_ASSERT(stream);
   TVR_ASSERT(node);
-  const string_buffer buffer(zu_do_strbuf_new());
-  if (buffer == nullptr) {
-    TVR_ERROR("Failed to allocate buffer");
-    return;
-  }
+  const auto buffer = tvr::or_error(string_buffer(zu_do_strbuf_new()), "Failed to allocate buffer");
+  if (buffer == nullptr) return;
   zu_do_strbuf_add_char(buffer.get(), '\n');
   zu_do_strbuf_add_tab(buffer.get(), indentation);
   zu_do_strbuf_add_string(buffer.get(), "Node ");
@@ -164,17 +158,15 @@ void zu_tvr_node_print(FILE *stream, uint32_t indentation, zu_tvr_node *node) no
   zu_do_strbuf_add_string(buffer.get(), " Type: ");
   zu_do_strbuf_add_long(buffer.get(), node->type);
   zu_do_strbuf_add_char(buffer.get(), '\n');
-  zu_do_strbuf_print_fp(buffer.get(), stream);
-  zu_do_strbuf_clear(buffer.get());
-
-  switch (node->type) {
-  case TVR_NODE_JUMP:
+  if (node->type == TVR_NODE_JUMP) {
     zu_do_strbuf_add_tab(buffer.get(), indentation + 1);
     zu_do_strbuf_add_string(buffer.get(), "Destination: ");
     zu_do_strbuf_add_long(buffer.get(), tvr::node_number(static_cast<zu_tvr_jump_data *>(node->data)->dest));
     zu_do_strbuf_add_char(buffer.get(), '\n');
-    zu_do_strbuf_print_fp(buffer.get(), stream);
-    break;
+  }
+  zu_do_strbuf_print_fp(buffer.get(), stream);
+
+  switch (node->type) {
   case TVR_NODE_COLL:
     zu_tvr_coll_data_print(stream, indentation + 1, static_cast<zu_tvr_coll_data *>(node->data));
     break;

@@ -14,14 +14,6 @@ using tvr::fail;
 using tvr::ref;
 using tvr::report;
 
-bool make_cache(zu_tvr_walk_ctx *ctx) noexcept {
-  if (ctx->props_cache != nullptr) return true;
-  ctx->props_cache = zu_tvr_stack_new(tvr_props_match);
-  if (ctx->props_cache != nullptr) return true;
-  fail(ctx, ZU_EXHAUSTED, "Failed to allocate property cache");
-  return false;
-}
-
 // Puts a record on the cache with a reference of the cache's own; false (traced) without memory.
 bool push_record(zu_tvr_stack *cache, zu_do_properties *record) noexcept {
   zu_tvr_stack_entry *entry = tvr::push_entry(cache, record);
@@ -66,29 +58,22 @@ bool fill_location_instance(zu_tvr_walk_ctx *ctx, zu_do_properties *instance, zu
   const int code = zu_do_properties_set_coll_uri(instance, ZU_DO_NAME_COLL_URI, locations);
   if (code != ZU_OK) {
     TVR_ERROR("Failed to add URI to props (rc=%d)", code);
-    report(ctx, code, "Failed to add URI to props");
-    return false;
+    return report(ctx, code, "Failed to add URI to props");
   }
   zu_do_uri_segment *segment = zu_do_uri_get_segment(root, 0);
   if (segment == nullptr) {
     TVR_ERROR("Failed to get segment 0 from %s", zu_do_uri_get_uri_str(root));
-    report(ctx, ZU_FAILED, "Failed to get segment from URI");
-    return false;
+    return report(ctx, ZU_FAILED, "Failed to get segment from URI");
   }
   zu_do_nvlist *keys = zu_do_uri_segment_get_keys(segment);
-  if (keys == nullptr && has_location_keys(root)) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
-    return false;
-  }
+  if (keys == nullptr && has_location_keys(root)) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
   zu_do_iter it{};
   zu_do_nvlist_iter(keys, &it);
   while (zu_do_nvlist_has_next(keys, &it)) {
     zu_do_nvpair *key = zu_do_nvlist_get_next(keys, &it);
-    if (zu_do_properties_set_value(instance, zu_do_nvpair_get_name(key), zu_do_nvpair_get_value(key)) !=
-        ZU_OK) {
-      fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
-      return false;
-    }
+    const int set =
+        zu_do_properties_set_value(instance, zu_do_nvpair_get_name(key), zu_do_nvpair_get_value(key));
+    if (set != ZU_OK) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
   }
   return true;
 }
@@ -97,20 +82,17 @@ bool fill_location_instance(zu_tvr_walk_ctx *ctx, zu_do_properties *instance, zu
 bool push_location_instance(zu_tvr_walk_ctx *ctx, zu_do_uri *root) noexcept {
   const auto locations = ref<zu_do_uri>::adopt(zu_do_uri_new("//?locations"));
   const auto instance = ref<zu_do_properties>::adopt(zu_do_properties_new());
-  if (root == nullptr || !locations || !instance) {
-    fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
-    return false;
-  }
+  if (root == nullptr || !locations || !instance) return fail(ctx, ZU_EXHAUSTED, "Failed to allocate memory");
   if (!fill_location_instance(ctx, instance.get(), locations.get(), root)) return false;
   trace_record(": pushing location instance to cache", instance.get());
-  if (push_record(ctx->props_cache, instance.get())) return true;
-  fail(ctx, ZU_FAILED, "Failed to push location props to cache");
-  return false;
+  return push_record(ctx->props_cache, instance.get()) ||
+         fail(ctx, ZU_FAILED, "Failed to push location props to cache");
 }
 
-// Pushes the first member of a group that lives under the root, if any: how many, or -1 (reported).
-int32_t push_group_member(zu_tvr_walk_ctx *ctx, zu_do_properties_list *group,
-                          std::string_view root) noexcept {
+// Pushes the first member of a group that lives under the root, if any, and counts it; false (reported) on
+// failure.
+bool push_group_member(zu_tvr_walk_ctx *ctx, zu_do_properties_list *group, std::string_view root,
+                       uint32_t *pushed) noexcept {
   zu_do_iter it{};
   zu_do_properties_list_iter(group, &it);
   while (zu_do_properties_list_has_next(group, &it)) {
@@ -119,56 +101,56 @@ int32_t push_group_member(zu_tvr_walk_ctx *ctx, zu_do_properties_list *group,
     zu_do_uri *uri = zu_do_properties_get_mr_uri(member, ZU_DO_NAME_URI, &code);
     if (uri == nullptr || code != ZU_OK) {
       TVR_ERROR("Failed to extract URI from props");
-      report(ctx, code != ZU_OK ? code : ZU_FAILED, "Failed to extract URI from props");
-      return -1;
+      return report(ctx, code != ZU_OK ? code : ZU_FAILED, "Failed to extract URI from props");
     }
     const std::string_view text(zu_do_uri_get_uri_str(uri), zu_do_uri_get_len(uri));
     if (!text.starts_with(root)) continue;
     trace_record(" push (from group)", member);
-    if (push_record(ctx->props_cache, member)) return 1;
-    report(ctx, ZU_FAILED, "Failed to add properties to cache");
-    return -1;
+    ++*pushed;
+    return push_record(ctx->props_cache, member) ||
+           report(ctx, ZU_FAILED, "Failed to add properties to cache");
   }
-  return 0;
+  return true;
 }
 
-// From the group at `entry` down to the outermost: the members pushed, or -1 (reported).
-int32_t push_group_members(zu_tvr_walk_ctx *ctx, zu_tvr_stack_entry *entry, zu_do_uri *root) noexcept {
-  const std::string_view root_text(zu_do_uri_get_uri_str(root), zu_do_uri_get_len(root));
-  int32_t members = 0;
+// Pushes the record that names the record's location, and a member of every group, from the top one down to
+// the outermost. False (reported) on failure.
+bool push_location(zu_tvr_walk_ctx *ctx, zu_do_properties *record, bool skip_top_group,
+                   uint32_t *pushed) noexcept {
+  zu_do_uri *uri = own_uri(ctx, record);
+  if (uri == nullptr) return false;
+  const auto root = ref<zu_do_uri>::adopt(zu_do_uri_new_absolute_root_from_uri(uri));
+  if (!push_location_instance(ctx, root.get())) return false;
+  ++*pushed;
+  const std::string_view root_text(zu_do_uri_get_uri_str(root.get()), zu_do_uri_get_len(root.get()));
+  const zu_tvr_stack *groups = ctx->props_groups_cache;
+  zu_tvr_stack_entry *entry = groups != nullptr ? groups->top : nullptr;
+  if (entry != nullptr && skip_top_group) entry = entry->next;
   for (; entry != nullptr; entry = entry->next) {
-    const int32_t pushed =
-        push_group_member(ctx, static_cast<zu_do_properties_list *>(entry->item), root_text);
-    if (pushed < 0) return -1;
-    members += pushed;
+    auto *group = static_cast<zu_do_properties_list *>(entry->item);
+    if (!push_group_member(ctx, group, root_text, pushed)) return false;
   }
-  return members;
-}
-
-zu_tvr_stack_entry *first_group(zu_tvr_walk_ctx *ctx, bool skip_top) noexcept {
-  zu_tvr_stack_entry *top = ctx->props_groups_cache != nullptr ? ctx->props_groups_cache->top : nullptr;
-  return top != nullptr && skip_top ? top->next : top;
+  return true;
 }
 
 } // namespace
 
-extern "C" {
-
 uint32_t zu_tvr_push_props_to_cache(zu_tvr_walk_ctx *ctx, zu_do_properties *record, uint8_t with_location,
                                     uint8_t skip_top_group) noexcept {
   TVR_ASSERT(ctx);
-  if (!make_cache(ctx)) return 0;
-  if (!push_record(ctx->props_cache, record)) {
+  zu_tvr_stack *&cache = ctx->props_cache;
+  if (cache == nullptr) cache = zu_tvr_stack_new(tvr_props_match);
+  if (cache == nullptr) {
+    fail(ctx, ZU_EXHAUSTED, "Failed to allocate property cache");
+    return 0;
+  }
+  if (!push_record(cache, record)) {
     report(ctx, ZU_FAILED, "Failed to add properties to cache");
     return 0;
   }
-  if (with_location == 0) return 1;
-  zu_do_uri *uri = own_uri(ctx, record);
-  if (uri == nullptr) return 0;
-  const auto root = ref<zu_do_uri>::adopt(zu_do_uri_new_absolute_root_from_uri(uri));
-  if (!push_location_instance(ctx, root.get())) return 0;
-  const int32_t members = push_group_members(ctx, first_group(ctx, skip_top_group != 0), root.get());
-  return members < 0 ? 0 : 2 + static_cast<uint32_t>(members);
+  uint32_t pushed = 1;
+  if (with_location == 0) return pushed;
+  return push_location(ctx, record, skip_top_group != 0, &pushed) ? pushed : 0;
 }
 
 void zu_tvr_pop_props_from_cache(zu_tvr_walk_ctx *ctx) noexcept {
@@ -177,5 +159,4 @@ void zu_tvr_pop_props_from_cache(zu_tvr_walk_ctx *ctx) noexcept {
   auto record =
       ref<zu_do_properties>::adopt(static_cast<zu_do_properties *>(zu_tvr_stack_pop(ctx->props_cache)));
   if (!record) fail(ctx, ZU_FAILED, "Failed to pop from properties cache");
-}
 }

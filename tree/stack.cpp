@@ -34,11 +34,8 @@ namespace tvr {
 zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept {
   TVR_ASSERT(stack);
   TVR_ASSERT(item);
-  zu_tvr_stack_entry *entry = take_entry(stack);
-  if (entry == nullptr) {
-    TVR_ERROR("Failed to allocate item in the stack");
-    return nullptr;
-  }
+  zu_tvr_stack_entry *entry = or_error(take_entry(stack), "Failed to allocate item in the stack");
+  if (entry == nullptr) return nullptr;
   entry->item = item;
   entry->next = stack->top;
   stack->top = entry;
@@ -49,14 +46,9 @@ zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept {
 
 } // namespace tvr
 
-extern "C" {
-
 zu_tvr_stack *zu_tvr_stack_new(zu_tvr_stack_compare_fn compare) noexcept {
-  auto stack = tvr::make_zeroed<zu_tvr_stack>();
-  if (!stack) {
-    TVR_ERROR("Failed to allocate node stack");
-    return nullptr;
-  }
+  auto stack = tvr::or_error(tvr::make_zeroed<zu_tvr_stack>(), "Failed to allocate node stack");
+  if (stack == nullptr) return nullptr;
   // Stamps of one stack are never those of another, whatever address it has.
   static std::atomic<uint64_t> stacks{0};
   stack->last_stamp = stacks.fetch_add(1, std::memory_order_relaxed) << 40;
@@ -94,5 +86,4 @@ void zu_tvr_stack_delete(zu_tvr_stack *stack, void (*release)(void *item)) noexc
   }
   free_entries(stack->top);
   free_entries(stack->spare);
-}
 }

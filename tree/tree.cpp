@@ -14,6 +14,7 @@
 
 namespace {
 
+using tvr::or_error;
 using tvr::text;
 using table = tvr::unique<GHashTable, g_hash_table_destroy>;
 
@@ -94,34 +95,11 @@ bool would_be_own_ancestor(zu_tvr_tree *tree, const char *id, const char *parent
 void adopt_waiting(zu_tvr_tree *tree, zu_tvr_node *node, const char *id) noexcept {
   void *key = nullptr;
   void *value = nullptr;
-  if (tree->orphans == nullptr || !g_hash_table_lookup_extended(tree->orphans, id, &key, &value)) return;
-  g_hash_table_steal(tree->orphans, id);
+  if (tree->orphans == nullptr || !g_hash_table_steal_extended(tree->orphans, id, &key, &value)) return;
   const text owned_key(static_cast<char *>(key));
   const tvr::block<tvr_orphan> orphan(static_cast<tvr_orphan *>(value));
   zu_tvr_node_connect_parent(node, orphan->node);
 }
-
-// What a node needs in order to be the first that waits for its parent.
-struct waiting_place {
-  text parent_id;
-  tvr::block<tvr_orphan> orphan;
-
-  bool make(zu_tvr_node *node, const char *node_id, const char *missing_parent) noexcept {
-    parent_id = tvr::copy_text(missing_parent);
-    if (parent_id == nullptr) {
-      TVR_ERROR("Failed to allocate parent id");
-      return false;
-    }
-    orphan = tvr::make_zeroed<tvr_orphan>();
-    if (orphan == nullptr) {
-      TVR_ERROR("Failed to allocate orphan node");
-      return false;
-    }
-    orphan->node = node;
-    orphan->node_id = node_id;
-    return true;
-  }
-};
 
 bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *parent_id) noexcept {
   TVR_ASSERT(tree);
@@ -141,27 +119,32 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
     return false;
   }
   TVR_DEBUG("tree: adding node %s", id);
-  text key = tvr::copy_text(id);
-  if (key == nullptr) {
-    TVR_ERROR("Failed to allocate id");
-    return false;
-  }
+  text key = or_error(tvr::copy_text(id), "Failed to allocate id");
+  if (key == nullptr) return false;
   // All that can fail comes before the first change: a refused node must not leave children behind.
   const tvr_orphan *siblings = find_orphan(tree, parent_id);
   zu_tvr_node *parent = find_node(tree, parent_id);
-  waiting_place place;
-  if (siblings == nullptr && parent == nullptr && !place.make(node, key.get(), parent_id)) return false;
+  const bool waits_first = siblings == nullptr && parent == nullptr;
+  text missing_id;
+  tvr::block<tvr_orphan> orphan;
+  if (waits_first) {
+    missing_id = or_error(tvr::copy_text(parent_id), "Failed to allocate parent id");
+    if (missing_id == nullptr) return false;
+    orphan = or_error(tvr::make_zeroed<tvr_orphan>(), "Failed to allocate orphan node");
+    if (orphan == nullptr) return false;
+    *orphan = {node, key.get()};
+  }
 
   g_hash_table_insert(tree->nodes, key.release(), node);
   node->slot = ++tree->slots;
   adopt_waiting(tree, node, id);
-  if (siblings != nullptr) {
-    zu_tvr_node_connect_siblings(siblings->node, node);
-  } else if (parent != nullptr) {
-    zu_tvr_node_connect_parent(parent, node);
-  } else {
+  if (waits_first) {
     if (tree->orphans == nullptr) tree->orphans = new_table(free_orphan).release();
-    g_hash_table_insert(tree->orphans, place.parent_id.release(), place.orphan.release());
+    g_hash_table_insert(tree->orphans, missing_id.release(), orphan.release());
+  } else if (siblings != nullptr) {
+    zu_tvr_node_connect_siblings(siblings->node, node);
+  } else {
+    zu_tvr_node_connect_parent(parent, node);
   }
   return true;
 }
@@ -202,33 +185,18 @@ bool resolve_links(zu_tvr_tree *tree) noexcept {
 } // namespace
 
 zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
-  auto tree = tvr::make_zeroed<zu_tvr_tree>();
-  if (tree == nullptr) {
-    TVR_ERROR("Failed to allocate zu_tvr_tree");
-    return nullptr;
-  }
-  table nodes = new_table(delete_node);
-  if (nodes == nullptr) {
-    TVR_ERROR("Failed to allocate tovra nodes hashtable");
-    return nullptr;
-  }
-  text key = tvr::copy_text(root_id);
-  if (key == nullptr) {
-    TVR_ERROR("Failed to allocate key for root");
-    return nullptr;
-  }
-  tree->root = zu_tvr_node_new_noop();
-  if (tree->root == nullptr) {
-    TVR_ERROR("Failed to allocate ROOT node");
-    return nullptr;
-  }
+  auto tree = or_error(tvr::make_zeroed<zu_tvr_tree>(), "Failed to allocate zu_tvr_tree");
+  if (tree == nullptr) return nullptr;
+  table nodes = or_error(new_table(delete_node), "Failed to allocate tovra nodes hashtable");
+  if (nodes == nullptr) return nullptr;
+  text key = or_error(tvr::copy_text(root_id), "Failed to allocate key for root");
+  if (key == nullptr) return nullptr;
+  tree->root = or_error(zu_tvr_node_new_noop(), "Failed to allocate ROOT node");
+  if (tree->root == nullptr) return nullptr;
   tree->root->slot = ++tree->slots;
   g_hash_table_insert(nodes.get(), key.release(), tree->root);
-  table orphans = new_table(free_orphan);
-  if (orphans == nullptr) {
-    TVR_ERROR("Failed to allocate tovra orphans hashtable");
-    return nullptr;
-  }
+  table orphans = or_error(new_table(free_orphan), "Failed to allocate tovra orphans hashtable");
+  if (orphans == nullptr) return nullptr;
   tree->nodes = nodes.release();
   tree->orphans = orphans.release();
   tree->programs = tvr::uri_programs_new(); // without memory for it each template has its own

@@ -41,8 +41,7 @@ bool walk_tree(zu_tvr_tree *tree, const char *id, zu_tvr_walk_ctx *ctx) noexcept
   auto *node = static_cast<zu_tvr_node *>(g_hash_table_lookup(tree->nodes, id));
   if (node == nullptr) {
     TVR_ERROR("Invalid node id: %s", id);
-    report(ctx, ZU_FAILED, "Invalid node id for walk start");
-    return false;
+    return report(ctx, ZU_FAILED, "Invalid node id for walk start");
   }
   ctx->starting_node = node;
   if (node != tree->root && node->parent != nullptr) node = build_path(node, ctx);

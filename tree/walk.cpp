@@ -31,8 +31,7 @@ Scratch *scratch_of(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
 
 bool walk_child(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
   if (child->walk != nullptr) return child->walk(child, ctx);
-  fail(ctx, ZU_FAILED, "Walk callback not initialized");
-  return false;
+  return fail(ctx, ZU_FAILED, "Walk callback not initialized");
 }
 
 [[gnu::noinline]] bool walk_next_of_path(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
@@ -41,10 +40,7 @@ bool walk_child(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
     zu_tvr_stack_delete(ctx->node_path, nullptr);
     ctx->node_path = nullptr;
   }
-  if (next == nullptr) {
-    fail(ctx, ZU_FAILED, "Incomplete path for partial tovra");
-    return false;
-  }
+  if (next == nullptr) return fail(ctx, ZU_FAILED, "Incomplete path for partial tovra");
   TVR_DEBUG("node %p: walking %p (partial TOVRA)", static_cast<void *>(node), static_cast<void *>(next));
   return walk_child(next, ctx);
 }
@@ -196,13 +192,11 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(node);
   TVR_ASSERT(ctx);
   TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
-  if (ctx->depth >= tvr::max_depth) {
-    fail(ctx, ZU_FAILED, "Template tree nested too deep");
-    return false;
-  }
-  // A node with nothing below it cannot be come back to: no line pays for a frame. And only a jump leads
-  // back.
-  const bool leads_on = node->first_child != nullptr || node->type == TVR_NODE_JUMP;
+  if (ctx->depth >= tvr::max_depth) return fail(ctx, ZU_FAILED, "Template tree nested too deep");
+  // A node with nothing below it, neither a child nor the next node of a path, cannot be come back to: no
+  // line pays for a frame. And only a jump leads back.
+  const bool leads_on =
+      node->first_child != nullptr || node->type == TVR_NODE_JUMP || ctx->node_path != nullptr;
   if (leads_on && ctx->jumps != 0 && tvr::refuse_if_walked(node, ctx)) return false;
   zu_tvr_walk_frame frame;
   if (leads_on) {

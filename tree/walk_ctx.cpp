@@ -10,7 +10,8 @@
 
 namespace {
 
-using tvr::text;
+using tvr::or_error;
+using owned_ctx = tvr::unique<zu_tvr_walk_ctx, zu_tvr_walk_ctx_delete>;
 
 // Frees an interface through its table; a failure is only traced, since clearing goes on.
 template <class Interface>
@@ -24,28 +25,16 @@ void delete_stack(zu_tvr_stack *&field, void (*release)(void *item)) noexcept {
   if (stack != nullptr) zu_tvr_stack_delete(stack, release);
 }
 
-void release_record(void *item) noexcept {
-  tvr::ref<zu_do_properties>::adopt(static_cast<zu_do_properties *>(item)).reset();
-}
-void release_group(void *item) noexcept {
-  tvr::ref<zu_do_properties_list>::adopt(static_cast<zu_do_properties_list *>(item)).reset();
+template <class Item>
+void release(void *item) noexcept {
+  tvr::ref<Item>::adopt(static_cast<Item *>(item)).reset();
 }
 
 void free_scratch_node(char *key, void *value) noexcept {
-  const text owned_key(key);
+  const tvr::text owned_key(key);
   auto *scratch_node = static_cast<zu_tvr_node *>(value);
   TVR_INFO("Deleting scratch node %p %s %u", value, key, scratch_node->type);
   zu_tvr_node_delete(scratch_node);
-}
-
-void close_table(ht_table *&field, void (*free_entry)(char *key, void *value)) noexcept {
-  htCloseWithFunction2(std::exchange(field, nullptr), free_entry);
-}
-
-void free_private(zu_tvr_walk_ctx *ctx) noexcept {
-  const tvr::block<zu_tvr_scratch_slot> slots(std::exchange(ctx->scratch_slots, nullptr));
-  ctx->scratch_slot_count = 0;
-  tvr::render_memory_delete(std::exchange(ctx->render, nullptr));
 }
 
 } // namespace
@@ -57,15 +46,11 @@ zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_n
                                      zu_tvr_output_fn output_cb) noexcept {
   TVR_ASSERT(error_cb);
   TVR_ASSERT(output_cb);
-  auto ctx = tvr::make_zeroed<zu_tvr_walk_ctx>();
-  if (ctx == nullptr) {
-    TVR_ERROR("Failed to allocate tovra walk context");
-    return nullptr;
-  }
-  if (data_ifc == nullptr || data_ifc->ops->ref(data_ifc) != 0) {
-    TVR_ERROR("Failed to ref data_ifc");
-    return nullptr;
-  }
+  static constexpr char no_memory[] = "Failed to allocate tovra walk context";
+  owned_ctx ctx(or_error(tvr::make_zeroed<zu_tvr_walk_ctx>(), no_memory).release());
+  if (ctx == nullptr) return nullptr;
+  const bool shared = data_ifc != nullptr && data_ifc->ops->ref(data_ifc) == 0;
+  if (!or_error(shared, "Failed to ref data_ifc")) return nullptr;
   ctx->data_ifc = data_ifc;
   ctx->config_name = config_name;
   ctx->arguments = tvr::share_into_field(arguments);
@@ -77,13 +62,8 @@ zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_n
   ctx->cb_ctx = cb_ctx;
   ctx->error_cb = error_cb;
   ctx->output_cb = output_cb;
-  ctx->scratch_nodes = htMake(0);
-  if (ctx->scratch_nodes == nullptr) {
-    TVR_ERROR("Failed to allocate tovra walk context");
-    zu_tvr_walk_ctx_delete(ctx.release());
-    return nullptr;
-  }
-  return ctx.release();
+  ctx->scratch_nodes = or_error(htMake(0), no_memory);
+  return ctx->scratch_nodes != nullptr ? ctx.release() : nullptr;
 }
 
 void zu_tvr_walk_ctx_clear(zu_tvr_walk_ctx *ctx) noexcept {
@@ -92,13 +72,15 @@ void zu_tvr_walk_ctx_clear(zu_tvr_walk_ctx *ctx) noexcept {
   free_interface(ctx->crudx_ifc, "crudx");
   delete_stack(ctx->node_path, nullptr);
   tvr::drop_field(ctx->arguments);
-  delete_stack(ctx->props_cache, release_record);
-  delete_stack(ctx->props_groups_cache, release_group);
+  delete_stack(ctx->props_cache, release<zu_do_properties>);
+  delete_stack(ctx->props_groups_cache, release<zu_do_properties_list>);
   tvr::retrieval_clear(ctx);
   ctx->indentation = 0;
   ctx->starting_node = nullptr;
-  close_table(ctx->scratch_nodes, free_scratch_node);
-  free_private(ctx);
+  htCloseWithFunction2(std::exchange(ctx->scratch_nodes, nullptr), free_scratch_node);
+  const tvr::block<zu_tvr_scratch_slot> slots(std::exchange(ctx->scratch_slots, nullptr));
+  ctx->scratch_slot_count = 0;
+  tvr::render_memory_delete(std::exchange(ctx->render, nullptr));
 }
 
 void zu_tvr_walk_ctx_delete(zu_tvr_walk_ctx *ctx) noexcept {

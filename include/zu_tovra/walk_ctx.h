@@ -23,7 +23,7 @@ typedef struct zu_tvr_scratch_slot {
   zu_tvr_node *scratch_node; /* borrowed from the scratch table */
 } zu_tvr_scratch_slot;
 
-/* A node that is being walked and has something below it. */
+/* A node that is being walked and leads on to others. */
 typedef struct zu_tvr_walk_frame {
   struct zu_tvr_walk_frame *above;
   zu_tvr_node *node;

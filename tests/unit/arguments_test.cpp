@@ -109,7 +109,7 @@ const struct {
     {"ctx", [](given &) { zu_tvr_walk_ctx_print(stderr, 0, nullptr); }},
 };
 
-TEST(Arguments, ThatAreMissingAreNamed) {
+TEST(arguments, that_are_missing_are_named) {
   given g;
   for (const auto &row : calls) {
     const std::string message = std::string("^zu_tovra: missing mandatory argument: ") + row.name + "\n";

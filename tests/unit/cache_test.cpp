@@ -65,7 +65,7 @@ void push_groups(zu_tvr_walk_ctx *ctx, const std::vector<std::vector<const char 
 
 // ---- The stack ----
 
-TEST(Stack, GivesLastFirst) {
+TEST(stack, gives_last_first) {
   const test::balanced_memory balanced;
   int items[2];
   zu_tvr_stack *stack = zu_tvr_stack_new(nullptr);
@@ -90,7 +90,7 @@ TEST(Stack, GivesLastFirst) {
 
 // ---- Which record answers ----
 
-TEST(Match, ByTextAndByQueryOnly) {
+TEST(match, by_text_and_by_query_only) {
   const struct {
     const char *record, *looked_up;
     bool answers;
@@ -128,7 +128,7 @@ TEST(Match, ByTextAndByQueryOnly) {
 
 // ---- Records with their location ----
 
-TEST(Cache, PushesTheLocationAndAMemberOfEachGroupUnderTheSameRoot) {
+TEST(cache, pushes_the_location_and_a_member_of_each_group_under_the_same_root) {
   const std::vector<std::vector<const char *>> groups = {
       {"//l;loc=10/x", "//l;loc=1/outer", "//l;loc=1/second"}, // the first that fits
       {"//l;loc=2/elsewhere", "/relative"},
@@ -159,7 +159,7 @@ TEST(Cache, PushesTheLocationAndAMemberOfEachGroupUnderTheSameRoot) {
   }
 }
 
-TEST(Cache, ReportsWhatHasNoLocation) {
+TEST(cache, reports_what_has_no_location) {
   const struct {
     const char *uri, *member, *trace, *error;
     const char *left; // on the cache
@@ -183,7 +183,7 @@ TEST(Cache, ReportsWhatHasNoLocation) {
   }
 }
 
-TEST(Cache, GroupsArePushedAppendedAndPopped) {
+TEST(cache, groups_are_pushed_appended_and_popped) {
   const test::balanced_memory balanced;
   test::fake_walk walk;
   const auto record = record_of("/a", "/?a");
@@ -214,7 +214,7 @@ int32_t iterate(zu_tvr_walk_ctx *ctx) {
   return step;
 }
 
-TEST(Iteration, TracesItsSteps) {
+TEST(iteration, traces_its_steps) {
   test::fake_walk walk;
   push_groups(walk, {{"/m"}, {"/a"}});
   test::trace_log traces(7);
@@ -230,7 +230,7 @@ TEST(Iteration, TracesItsSteps) {
   EXPECT_EQ(cached(walk), "");
 }
 
-TEST(Iteration, ReportsWhatCannotBeSorted) {
+TEST(iteration, reports_what_cannot_be_sorted) {
   const std::pair<const char *, const char *> cases[] = {
       {nullptr, "10000 Failed to get URI from properties\n"},
       {"", "10000 Failed to get MR URI from value\n10000 Failed to extract location ID form properties\n"},
@@ -248,7 +248,7 @@ TEST(Iteration, ReportsWhatCannotBeSorted) {
 
 // ---- The walk context ----
 
-TEST(WalkContext, ShowsItself) {
+TEST(walk_context, shows_itself) {
   const auto arguments = record_of("/a");
   test::fake_walk plain, walk({.config_name = "saved", .arguments = arguments.get()});
   const auto shown = [](zu_tvr_walk_ctx *ctx, int32_t indentation) {
@@ -270,7 +270,7 @@ TEST(WalkContext, ShowsItself) {
   zu_tvr_node_delete(below);
 }
 
-TEST(WalkContext, TellsOfInterfacesThatItCannotTakeOrRelease) {
+TEST(walk_context, tells_of_interfaces_that_it_cannot_take_or_release) {
   static int closed;
   closed = 0;
   const auto refuse_free = [](auto *) { return ++closed; };

@@ -68,7 +68,7 @@ const evaluated conditions[] = {
     {R"((eval "$a") (eval "{\"v\":1} (eval ") "))", "(none)", "Invalid variable name"},
 };
 
-TEST(Condition, GivesItsEvalProperties) {
+TEST(condition_lines, gives_its_eval_properties) {
   const test::balanced_memory balanced;
   condition made; // each text replaces the one before
   for (const evaluated &entry : conditions) {
@@ -85,7 +85,7 @@ TEST(Condition, GivesItsEvalProperties) {
   }
 }
 
-TEST(Condition, TellsWhatItFound) {
+TEST(condition_lines, tells_what_it_found) {
   const test::trace_log traces(6);
   condition made;
   EXPECT_TRUE(take_cond(made.parse, conditions[1].text));

@@ -70,7 +70,7 @@ const operation operations[] = {
     {1, " [c:1(multiline -1)] /a<0 0 -1 -1> 11 00 ", {{"b", 2, 0}, {"c", 1, 0}}},
 };
 
-TEST(PropsMap, Operations) {
+TEST(props_map, operations) {
   for (const operation &entry : operations) {
     const test::balanced_memory balanced;
     const test::trace_log traces;
@@ -82,7 +82,7 @@ TEST(PropsMap, Operations) {
   }
 }
 
-TEST(PropsMap, RefusesWhatItCannotHold) {
+TEST(props_map, refuses_what_it_cannot_hold) {
   const test::balanced_memory balanced;
   EXPECT_EQ(zu_tvr_props_map_new(-1), nullptr);
   zu_tvr_props_map_delete(nullptr);
@@ -94,7 +94,7 @@ TEST(PropsMap, RefusesWhatItCannotHold) {
                            "from metadata. Falling back to DEFAULT loc scheme\n");
 }
 
-TEST(PropsMap, Dump) {
+TEST(props_map, dump) {
   const auto dump = [](zu_tvr_props_map *map, uint32_t indentation) {
     return test::stream_text([&](FILE *stream) { zu_tvr_props_map_print(stream, indentation, map); });
   };

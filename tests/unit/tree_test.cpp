@@ -36,7 +36,7 @@ std::vector<zu_tvr_node *> children(const zu_tvr_node *parent) {
 
 using nodes = std::vector<zu_tvr_node *>;
 
-TEST(Node, LinksChildrenInOrderWithTheirChains) {
+TEST(node, links_children_in_order_with_their_chains) {
   const test::balanced_memory balanced;
   test::trace_log traces;
   nodes n;
@@ -54,7 +54,7 @@ TEST(Node, LinksChildrenInOrderWithTheirChains) {
   for (zu_tvr_node *node : n) zu_tvr_node_delete(node);
 }
 
-TEST(Tree, TellsOfTheFirstNodeThatWaits) {
+TEST(tree, tells_of_the_first_node_that_waits) {
   const test::balanced_memory balanced;
   const tree_ptr tree = new_tree();
   add(tree, "one", "late");
@@ -67,7 +67,7 @@ TEST(Tree, TellsOfTheFirstNodeThatWaits) {
                            "3 (ERR): Unable to find parent for node: first\n");
 }
 
-TEST(Tree, AnchorsMayComeTwice) {
+TEST(tree, anchors_may_come_twice) {
   const test::balanced_memory balanced;
   const tree_ptr tree = new_tree();
   test::trace_log traces;
@@ -81,7 +81,7 @@ TEST(Tree, AnchorsMayComeTwice) {
   EXPECT_EQ(traces.text(), "3 (ERR): Attempting to add a duplicate node in tree: ROOT\n");
 }
 
-TEST(Tree, RefusesCircles) {
+TEST(tree, refuses_circles) {
   const test::balanced_memory balanced;
   const tree_ptr tree = new_tree();
   test::trace_log traces;
@@ -103,7 +103,7 @@ TEST(Tree, RefusesCircles) {
   EXPECT_TRUE(tree->resolve_links(tree.get()));
 }
 
-TEST(Tree, DumpsNodesBeforeTheirChildren) {
+TEST(tree, dumps_nodes_before_their_children) {
   const test::balanced_memory balanced;
   const tree_ptr tree = new_tree();
   add(tree, "config", nullptr);
@@ -122,7 +122,7 @@ TEST(Tree, DumpsNodesBeforeTheirChildren) {
 }
 
 // Where walks start, besides what the golden cases of partial renders show.
-TEST(Tree, WalksFromAnyNodeThatItHas) {
+TEST(tree, walks_from_any_node_that_it_has) {
   const test::balanced_memory balanced;
   const tree_ptr tree = new_tree();
   static int walks;

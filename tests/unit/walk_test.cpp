@@ -148,7 +148,7 @@ const struct protocol_case {
     {coll, {1}, {1, 0, 1}, {-1, 1}, " exec it c pop it clean1 exec it c d pop it clean0", true},
 };
 
-TEST(Walk, CallsTheOperationsInTheirOrder) {
+TEST(walk, calls_the_operations_in_their_order) {
   for (const auto &c : protocol_cases) {
     for (const int level : {4, 7}) {
       SCOPED_TRACE(std::to_string(c.type) + c.expected);
@@ -176,7 +176,7 @@ TEST(Walk, CallsTheOperationsInTheirOrder) {
   }
 }
 
-TEST(Walk, TellsOfCollections) {
+TEST(walk, tells_of_collections) {
   fake_node node("n", coll, {0}, {1, 2}), child("c", print, {-1});
   child.under(node);
   test::fake_walk walk;
@@ -190,7 +190,7 @@ TEST(Walk, TellsOfCollections) {
   EXPECT_EQ(traces.count(": children walk failed"), 1);
 }
 
-TEST(Walk, ReportsWhatItCannotWalk) {
+TEST(walk, reports_what_it_cannot_walk) {
   const test::balanced_memory balanced;
   fake_node node("n", noop), first("f", print), broken("b", print), last("l", print);
   for (auto *child : {&first, &broken, &last}) child->under(node);
@@ -211,7 +211,7 @@ TEST(Walk, ReportsWhatItCannotWalk) {
 
 // ---- Scratch data ----
 
-TEST(Walk, KeepsScratchDataForTheWholeWalk) {
+TEST(walk, keeps_scratch_data_for_the_whole_walk) {
   const test::balanced_memory balanced;
   for (const int level : {4, 7}) {
     test::trace_log traces(level);

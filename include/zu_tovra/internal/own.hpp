@@ -24,18 +24,17 @@ using block = std::unique_ptr<T, free_block>;
 // An owned NUL-terminated text.
 using text = block<char>;
 
-// A zeroed T, or none.
-template <class T>
-[[nodiscard]] block<T> make_zeroed() noexcept {
-  static_assert(std::is_trivially_destructible_v<T>);
-  return block<T>(static_cast<T *>(qcalloc_named(ZU_TVR_AREA, 1, sizeof(T))));
-}
-
 // `count` zeroed Ts, or none.
 template <class T>
 [[nodiscard]] block<T> make_zeroed_array(size_t count) noexcept {
   static_assert(std::is_trivially_destructible_v<T>);
   return block<T>(static_cast<T *>(qcalloc_named(ZU_TVR_AREA, count, sizeof(T))));
+}
+
+// A zeroed T, or none.
+template <class T>
+[[nodiscard]] block<T> make_zeroed() noexcept {
+  return make_zeroed_array<T>(1);
 }
 
 // Room for `count` Ts, not initialised; or none.
@@ -62,7 +61,7 @@ template <class T>
 
 // Room for a text of `length` bytes and its NUL, zeroed; or none.
 [[nodiscard]] inline text make_text(size_t length) noexcept {
-  return text(static_cast<char *>(qcalloc_named(ZU_TVR_AREA, 1, length + 1)));
+  return make_zeroed_array<char>(length + 1);
 }
 
 // A T that has members to release, in a block of its own.

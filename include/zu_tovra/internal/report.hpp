@@ -26,15 +26,23 @@ inline bool tracing(int level) noexcept {
   return qtrace_module_test(g_zu_tovra_trace_module_id, level);
 }
 
+// Both are always false, so that a step that fails is one line.
 // Reports a failure that has been traced.
-inline void report(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
+inline bool report(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
   ctx->error_cb(ctx->cb_ctx, code, message);
+  return false;
+}
+// Traces a failure and reports it with the same words.
+inline bool fail(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
+  TVR_ERROR("%s", message);
+  return report(ctx, code, message);
 }
 
-// Traces a failure and reports it with the same words.
-inline void fail(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
-  TVR_ERROR("%s", message);
-  report(ctx, code, message);
+// Gives back what a step made, or whether it was done, and traces the message when that is null or false.
+template <class Result>
+[[nodiscard]] Result or_error(Result result, const char *message) noexcept {
+  if (!result) TVR_ERROR("%s", message);
+  return result;
 }
 
 } // namespace tvr
