@@ -20,8 +20,9 @@ found_record none_found(bool resolved, const char *uri) noexcept {
   return {};
 }
 
-const char *pending_of(zu_do_properties *record) noexcept {
-  return zu_do_properties_get_string(record, ZU_DO_NAME_PENDING_ATTRS, nullptr);
+const char *pending_of(zu_do_properties *record, const zu_tvr_walk_ctx *ctx) noexcept {
+  return zu_do_value_get_string(zu_do_properties_get_value_n(record, ctx->render->pending_name.get()),
+                                nullptr);
 }
 
 // The record that answers to a URI.
@@ -33,7 +34,7 @@ found_record find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, ref<zu_do_
   found.record =
       static_cast<zu_do_properties *>(zu_tvr_stack_lookup(ctx->props_cache, found.held.get(), name));
   if (found.record == nullptr) return none_found(true, found.uri);
-  found.pending = pending_of(found.record);
+  found.pending = pending_of(found.record, ctx);
   return found;
 }
 
@@ -81,7 +82,7 @@ found_record find_by_look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::s
   source.note(answer);
   found_record found = {.record = answer.record(), .uri = text.data()};
   if (found.record == nullptr) return none_found(true, found.uri);
-  found.pending = again ? named.pending : pending_of(found.record);
+  found.pending = again ? named.pending : pending_of(found.record, ctx);
   named.id = source.silent() ? uri->program->id : 0;
   named.version = source.version();
   named.record = found.record;
@@ -110,16 +111,18 @@ void render_memory_delete(zu_tvr_render_memory *memory) noexcept {
 }
 
 zu_tvr_render_memory *make_render_memory(zu_tvr_walk_ctx *ctx) noexcept {
-  ctx->render = make_owned<zu_tvr_render_memory>().release();
+  auto made = make_owned<zu_tvr_render_memory>();
+  if (made != nullptr) made->pending_name = ref<zu_do_name>::adopt(zu_do_name_new(ZU_DO_NAME_PENDING_ATTRS));
+  if (made != nullptr && made->pending_name != nullptr) ctx->render = made.release();
   return ctx->render;
 }
 
 found_record search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
-  if (uri->resolve != resolve_uri) {
+  zu_tvr_render_memory *memory = render_memory(ctx);
+  if (memory != nullptr && uri->resolve != resolve_uri) {
     auto resolved = ref<zu_do_uri>::adopt(uri->resolve(uri, ctx));
     return resolved != nullptr ? find_by_uri(uri, ctx, std::move(resolved)) : none_found(false, nullptr);
   }
-  zu_tvr_render_memory *memory = render_memory(ctx);
   named_record *named = memory != nullptr ? memory->named.get(uri->program->number) : nullptr;
   if (named != nullptr) return search(uri, ctx, *named);
   TVR_ERROR("Failed to allocate URI buffer");

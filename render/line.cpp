@@ -94,18 +94,10 @@ after_slot render_slot(print_job &job, uint32_t slot, bool *hide) noexcept {
 
 // ---- Completion ----
 
-void begin_line(const zu_tvr_print_data *data, const zu_tvr_walk_ctx *ctx, text_buffer *line) noexcept {
-  constexpr std::string_view blanks = "                ";
-  if (data->newline != 0) line->add('\n');
-  uint32_t left = ctx->indentation;
-  for (; left > blanks.size(); left -= static_cast<uint32_t>(blanks.size())) line->add(blanks);
-  line->add(blanks.substr(0, left));
-}
-
 // Puts the failure marker, as a line of its own, before the line.
 bool add_failure_marker(print_job &job) noexcept {
   text_buffer marker;
-  begin_line(job.data, job.ctx, &marker);
+  marker.start_line(job.data->newline != 0, job.ctx->indentation);
   marker.add(failure_marker);
   if (marker.failed()) {
     fail(job.ctx, ZU_EXHAUSTED, no_room_for_line);
@@ -136,7 +128,7 @@ text_buffer *start_line(const zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx) noe
   zu_tvr_render_memory *memory = render_memory(ctx);
   if (memory != nullptr) {
     memory->line.clear();
-    begin_line(data, ctx, &memory->line);
+    memory->line.start_line(data->newline != 0, ctx->indentation);
     if (memory->line.c_str() != nullptr) return &memory->line;
   }
   fail(ctx, ZU_EXHAUSTED, no_room_for_line);

@@ -17,8 +17,8 @@ zu_do_value_facts facts_of(zu_do_value *value) noexcept {
 // ---- Reading a record ----
 
 // Learns where a read's properties stand in the record's shape.
-void learn_shape(print_job &job, const planned_read &read, known_shape &known, zu_do_properties *record,
-                 const void *shape) noexcept {
+[[gnu::noinline]] void learn_shape(print_job &job, const planned_read &read, known_shape &known,
+                                   zu_do_properties *record, const void *shape) noexcept {
   drop_field(known.held);
   known = {shape, share_into_field(record), true};
   for (uint32_t i = 0; i < read.count; ++i) {
@@ -29,7 +29,16 @@ void learn_shape(print_job &job, const planned_read &read, known_shape &known, z
   }
 }
 
-// The values of a read's properties, in their order. What is not in the shape may still have been set.
+// The properties that have no position: what is not in the shape may still have been set.
+[[gnu::noinline]] void read_by_name(const planned_read &read, zu_do_properties *record,
+                                    const int32_t *positions, zu_do_value_facts *facts) noexcept {
+  for (uint32_t i = 0; i < read.count; ++i) {
+    if (positions != nullptr && positions[i] >= 0) continue;
+    facts[i] = facts_of(zu_do_properties_get_value_n(record, read.properties[i].name));
+  }
+}
+
+// The values of a read's properties, in their order.
 const zu_do_value_facts *read_record(print_job &job, uint32_t at, zu_do_properties *record) noexcept {
   const planned_read &read = job.plan->reads.get()[at];
   zu_do_value_facts *facts = job.memory->facts.get();
@@ -42,19 +51,16 @@ const zu_do_value_facts *read_record(print_job &job, uint32_t at, zu_do_properti
       learn_shape(job, read, known, record, shape);
       shortcuts.read_at(record, shape, positions, read.count, facts);
     }
-    if (shape != nullptr && known.whole) return facts;
   }
-  for (uint32_t i = 0; i < read.count; ++i) {
-    if (shape != nullptr && positions[i] >= 0) continue;
-    facts[i] = facts_of(zu_do_properties_get_value_n(record, read.properties[i].name));
-  }
+  if (shape == nullptr || !known.whole)
+    read_by_name(read, record, shape != nullptr ? positions : nullptr, facts);
   return facts;
 }
 
 // ---- Pending failures ----
 
 // True when one of the pending attributes is the property or the record's URI.
-bool is_pending(std::string_view attributes, const char *name) noexcept {
+[[gnu::noinline]] bool is_pending(std::string_view attributes, const char *name) noexcept {
   constexpr std::string_view delimiters = "\":@}";
   while (!attributes.empty()) {
     const size_t end = std::min(attributes.find_first_of(delimiters), attributes.size());
@@ -75,7 +81,7 @@ struct read_job {
   item_location location = {};
 };
 
-int32_t report_missing_property(const read_job &now, zu_do_name *name) noexcept {
+[[gnu::noinline]] int32_t report_missing_property(const read_job &now, zu_do_name *name) noexcept {
   char *message = nullptr;
   zu_printf(&message, "Unable to find property %s on uri %s", zu_do_name_get_strname(name),
             now.found.uri != nullptr ? now.found.uri : "*missing uri*");
@@ -84,7 +90,8 @@ int32_t report_missing_property(const read_job &now, zu_do_name *name) noexcept 
   return ZU_TVR_STEP_FAILED;
 }
 
-bool make_location(read_job &now, const planned_property &property, zu_do_value *value) noexcept {
+[[gnu::noinline]] bool make_location(read_job &now, const planned_property &property,
+                                     zu_do_value *value) noexcept {
   value_slot &slot = now.job.memory->slots.get()[property.index];
   const text earlier(std::exchange(slot.location, nullptr));
   slot.location = now.location.text_for(now.read.item, property.item, value).release();

@@ -1,7 +1,7 @@
 // What the renderer keeps in a walk context: what templates named last, and the line being written.
 //
-// Lines of one node, and nodes with equal templates, ask for the same record while the records in scope stay as
-// they are. What is remembered carries what it depends on, and is checked before it is used.
+// Lines of one node, and nodes with equal templates, ask for the same record while the records in scope stay
+// as they are. What is remembered carries what it depends on, and is checked before it is used.
 #pragma once
 
 #include "zu_tovra/internal/uri_program.hpp"
@@ -65,7 +65,8 @@ private:
 struct zu_tvr_render_memory {
   tvr::numbered<tvr::named_record> named; // by program
   tvr::numbered<tvr::step_memory> steps;
-  uint64_t versions = 0; // given so far
+  tvr::ref<zu_do_name> pending_name; // of records' pending attributes
+  uint64_t versions = 0;             // given so far
   tvr::text_buffer line;
 };
 

@@ -106,7 +106,7 @@ bool prepare(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_prop
 }
 
 void trace_instance(zu_do_properties *record) noexcept {
-  if (!tvr::debugging()) return;
+  if (!tvr::tracing(7)) return;
   const tvr::string_buffer buffer(zu_do_strbuf_new());
   zu_do_properties_to_strbuf(record, 0, buffer.get());
   TVR_DEBUG("iter node: pushing 1 instance to cache: %s", zu_do_strbuf_to_string(buffer.get()));

@@ -15,9 +15,6 @@ zu_do_properties *zu_do_properties_new(void);
 /* One property per name with the value at its position, until either ends; the last value of a name counts.
  * None when memory is exhausted. */
 zu_do_properties *zu_do_properties_new_from_vlist(zu_do_nlist *names, zu_do_vlist *values);
-/* One property per column, named by the column's unqualified name, with the row's value, until either
- * ends; the last value of a name counts. None when a column has no name or memory is exhausted. */
-zu_do_properties *zu_do_properties_new_from_row(zu_do_ntlist *columns, zu_do_vlist *row);
 zu_do_properties *zu_do_properties_ref(zu_do_properties *record);
 void zu_do_properties_deref(zu_do_properties *record);
 
@@ -48,15 +45,6 @@ int zu_do_properties_set_coll_uri(zu_do_properties *record, const char *name, zu
 void zu_do_properties_iter(zu_do_properties *record, zu_do_iter *it);
 bool zu_do_properties_has_next(zu_do_properties *record, zu_do_iter *it);
 zu_do_value *zu_do_properties_get_next(zu_do_properties *record, zu_do_iter *it, zu_do_name **name);
-
-/* Records of one shape have the same names at the same slots. The shape of a record that is a view of a
- * row, or none for any other; it is good for comparing while a record of the shape is held. */
-const void *zu_do_properties_get_shape(zu_do_properties *record);
-/* The slot of a name in the record's shape, or -1 (always for a record without a shape). */
-int32_t zu_do_properties_find_slot(zu_do_properties *record, zu_do_name *name);
-/* The value at a slot of the shape, what was set later over it included: exactly what
- * zu_do_properties_get_value_n gives for the slot's name. Borrowed. */
-zu_do_value *zu_do_properties_get_at(zu_do_properties *record, int32_t slot);
 
 /* Debug texts; values of typedef PasswordString show as `<removed>`. to_strbuf appends
  * `name=value, name=value`; the print operation writes one line per property: tabs, `name: value`. */

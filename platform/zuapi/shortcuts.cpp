@@ -148,31 +148,3 @@ constexpr zu_do_shortcuts offered = {revision_of,         find_position, read_at
 const zu_do_shortcuts *zu_do_get_shortcuts(void) {
   return &offered;
 }
-
-// ---- The same as calls of their own ----
-
-zu_do_properties *zu_do_properties_new_from_row(zu_do_ntlist *columns, zu_do_vlist *row) {
-  return record_new_from_row(nullptr, columns, row);
-}
-
-const void *zu_do_properties_get_shape(zu_do_properties *record) {
-  return read_at(record, nullptr, nullptr, 0, nullptr);
-}
-
-int32_t zu_do_properties_find_slot(zu_do_properties *record, zu_do_name *name) {
-  return find_position(zu_do_properties_get_shape(record), name);
-}
-
-zu_do_value *zu_do_properties_get_at(zu_do_properties *record, int32_t slot) {
-  zu_do_value_facts facts = no_facts;
-  read_at(record, zu_do_properties_get_shape(record), &slot, 1, &facts);
-  return facts.value;
-}
-
-const char *zu_do_value_display(zu_do_value *value, char *room, size_t *length) {
-  return value_display(value, room, length);
-}
-
-void zu_do_uri_get_parts(zu_do_uri *uri, zu_do_uri_parts *parts) {
-  uri_parts_of(uri, parts);
-}

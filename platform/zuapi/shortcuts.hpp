@@ -7,10 +7,13 @@
 
 namespace zuapi {
 
-// As in zu_do_shortcuts: display, key_form, uri_parts and new_from_row.
+// As zu_do_shortcuts::display; an empty text for a value that is none.
 const char *value_display(zu_do_value *value, char *room, size_t *length);
+// As zu_do_shortcuts::key_form.
 const char *value_key_form(zu_do_value *value, char *room, size_t size, size_t *length);
+// As zu_do_shortcuts::uri_parts; all zero for a URI that is none.
 void uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts);
+// As zu_do_shortcuts::new_from_row.
 zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
 
 // The bytes of a string, the display text of any other value (which `room` may hold); no data for what has no

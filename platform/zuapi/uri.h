@@ -74,8 +74,6 @@ typedef struct zu_do_uri_parts {
   bool keyed_below_first; /* in relative form, a segment after the first has keys */
 } zu_do_uri_parts;
 
-void zu_do_uri_get_parts(zu_do_uri *uri, zu_do_uri_parts *parts);
-
 /* Appends a value in key form: the raw text with every byte percent-encoded except ASCII letters, digits
  * and `- . _ ~ : @ + , * ( ) [ ] |`. Non-zero for null, no value, arrays, and when memory is exhausted. */
 int zu_do_uri_value_to_keystr(zu_do_value *value, zu_do_strbuf *buffer);

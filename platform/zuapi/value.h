@@ -74,10 +74,6 @@ int zu_do_value_to_strbuf(zu_do_value *value, int mode, zu_do_strbuf *buffer);
 
 /* Room for the display text of any number. */
 enum { ZU_DO_VALUE_ROOM = 32 };
-/* The display text without a buffer: of a null, boolean, number or URI, and of a string that has no byte
- * to escape; `room` (ZU_DO_VALUE_ROOM bytes) may hold it. The text is borrowed, of `*length` bytes and
- * NUL-terminated. None when only zu_do_value_to_strbuf can tell. */
-const char *zu_do_value_display(zu_do_value *value, char *room, size_t *length);
 
 /* ---- Value lists ---- */
 zu_do_vlist *zu_do_vlist_new(void);

@@ -52,8 +52,8 @@ public:
     cursor->ops->free(cursor);
     int found = 0;
     for (size_t i = 0; i < zu_do_vtable_get_len(table.get()); ++i) {
-      const fuzz::own_record row(zu_do_properties_new_from_row(zu_do_vtable_get_ntlist(table.get()),
-                                                               zu_do_vtable_get(table.get(), i)));
+      const fuzz::own_record row(zu_do_get_shortcuts()->new_from_row(
+          nullptr, zu_do_vtable_get_ntlist(table.get()), zu_do_vtable_get(table.get(), i)));
       zu_do_uri *uri = zu_do_properties_get_mr_uri(row.get(), ZU_DO_NAME_URI, nullptr);
       found += zu_do_uri_equals(uri, wanted) ? 1 : 0;
     }

@@ -25,9 +25,6 @@ namespace tvr {
 inline bool tracing(int level) noexcept {
   return qtrace_module_test(g_zu_tovra_trace_module_id, level);
 }
-inline bool debugging() noexcept {
-  return tracing(7);
-}
 
 // Reports a failure that has been traced.
 inline void report(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {

@@ -49,6 +49,13 @@ public:
     char digits[24];
     add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
   }
+  // A newline character, if wanted, and blanks.
+  void start_line(bool newline, size_t blanks) noexcept {
+    char *at = extend(blanks + (newline ? 1 : 0));
+    if (at == nullptr) return;
+    if (newline) *at++ = '\n';
+    while (blanks > 0) at[--blanks] = ' ';
+  }
   // Puts a piece in front of all.
   void insert(std::string_view piece) noexcept {
     const size_t length = length_;

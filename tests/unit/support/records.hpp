@@ -81,7 +81,8 @@ private:
       row->cells()[i + 1] = *values_[i].get();
       row->cells()[i + 1].flags &= static_cast<uint8_t>(~zuapi::value_counted);
     }
-    record_ = tvr::ref<zu_do_properties>::adopt(zu_do_properties_new_from_row(&form->columns, &row->row));
+    record_ = tvr::ref<zu_do_properties>::adopt(
+        zu_do_get_shortcuts()->new_from_row(nullptr, &form->columns, &row->row));
   }
 
   std::vector<tvr::ref<zu_do_name>> names_;

@@ -150,7 +150,7 @@ bool is_keyed_below_first(const pattern &uri) {
   zu_do_uri *parsed = zu_do_uri_new_l(uri.data(), uri.size());
   if (parsed == nullptr) return false;
   zu_do_uri_parts parts = {};
-  zu_do_uri_get_parts(parsed, &parts);
+  zu_do_get_shortcuts()->uri_parts(parsed, &parts);
   zu_do_uri_deref(parsed);
   return parts.keyed_below_first;
 }
