@@ -15,11 +15,6 @@ namespace {
 
 using namespace tvr;
 
-struct constructor {
-  const char *name;
-  void (*body)(outcome &);
-};
-
 using uri_template = unique<zu_tvr_uri, zu_tvr_uri_delete>;
 using properties_map = unique<zu_tvr_props_map, zu_tvr_props_map_delete>;
 using node_handle = unique<zu_tvr_node, zu_tvr_node_delete>;
@@ -51,7 +46,9 @@ const given_things &given() {
   return things;
 }
 
-void dump(outcome &got, const auto &print) {
+// Prints into the outcome's text.
+template <class Print>
+void dump(outcome &got, Print print) {
   char *text = nullptr;
   size_t size = 0;
   FILE *stream = open_memstream(&text, &size);
@@ -71,192 +68,142 @@ walk_handle new_walk(outcome &got) {
                                          report, [](void *, const char *) { return true; }));
 }
 
-void add_everything(outcome &got, zu_tvr_props_map *map) {
-  zu_tvr_uri_item *item = map->add_uri(map, "/a/b;k=$", 4);
-  got.done = item != nullptr &&
-             map->add_prop(map, item, given().name, 2, 0, "p", 0, 1, nullptr, nullptr, 1) &&
-             map->add_prop(map, item, given().name, 3, 1, nullptr, 0, 1, nullptr, nullptr, 0) &&
-             map->add_prop(map, item, given().name, 4, 2, nullptr, 0, 0, "DEFAULT", "rack", -1) &&
-             map->add_prop(map, item, given().name, 1, 9, nullptr, 0, 0, nullptr, nullptr, -1);
-}
-
-// ---- Nodes ----
-
-void no_op(outcome &got) {
-  got.done = node_handle(zu_tvr_node_new_noop()) != nullptr;
-}
-
-void jump(outcome &got) {
-  got.done = node_handle(zu_tvr_node_new_jump("there")) != nullptr;
-}
-
-void collection(outcome &got) {
-  uri_template uri(zu_tvr_uri_new("/a?b"));
-  if (!uri) return;
-  const node_handle node(zu_tvr_node_new_coll(uri.get(), given().query, given().names, "DEFAULT", 1));
-  if (!node) return;
-  (void)uri.release();
-  got.done = true;
-}
-
-void get_one(outcome &got) {
-  uri_template uri(zu_tvr_uri_new("/a/b;k=$"));
-  if (!uri) return;
-  const node_handle node(zu_tvr_node_new_crudx(uri.get()));
-  if (!node) return;
-  (void)uri.release();
-  got.done = true;
-}
-
-void iteration(outcome &got) {
-  got.done = node_handle(zu_tvr_node_new_iter("DEFAULT")) != nullptr;
+// A node takes what it is made of; one that cannot be made takes nothing.
+template <class Part>
+node_handle node_of(Part part, zu_tvr_node *(*make)(typename Part::pointer)) {
+  node_handle node(part ? make(part.get()) : nullptr);
+  if (node) (void)part.release();
+  return node;
 }
 
 // A condition that cannot be kept makes every walk of the node fail, so the operation counts.
-void print(outcome &got) {
-  properties_map map(zu_tvr_props_map_new(1));
-  if (!map) return;
-  const node_handle node(
-      zu_tvr_node_new_print("line %s", map.get(), 1, R"((and (set $tvr0) (eq $tvr0 "x")))", given().record));
-  if (!node) return;
-  (void)map.release();
-  got.done = static_cast<zu_tvr_print_data *>(node->data)->cond_op != nullptr;
+bool print_node() {
+  const node_handle node = node_of(properties_map(zu_tvr_props_map_new(1)), [](zu_tvr_props_map *map) {
+    return zu_tvr_node_new_print("line %s", map, 1, R"((and (set $tvr0) (eq $tvr0 "x")))", given().record);
+  });
+  return node && static_cast<zu_tvr_print_data *>(node->data)->cond_op != nullptr;
 }
 
-void scratch(outcome &got) {
-  const unique<zu_tvr_coll_scratch_data, zu_tvr_coll_scratch_data_delete> of_collection(
-      zu_tvr_coll_scratch_data_new());
-  const unique<zu_tvr_iter_scratch_data, zu_tvr_iter_scratch_data_delete> of_iteration(
-      zu_tvr_iter_scratch_data_new());
-  const unique<zu_tvr_print_scratch_data, zu_tvr_print_scratch_data_delete> of_print(
-      zu_tvr_print_scratch_data_new());
-  got.done = of_collection && of_iteration && of_print;
+bool nodes(outcome &) {
+  const auto list = [](zu_tvr_uri *uri) {
+    return zu_tvr_node_new_coll(uri, given().query, given().names, "DEFAULT", 1);
+  };
+  return node_handle(zu_tvr_node_new_noop()) && node_handle(zu_tvr_node_new_jump("there")) &&
+         node_handle(zu_tvr_node_new_iter("DEFAULT")) &&
+         node_of(uri_template(zu_tvr_uri_new("/a?b")), +list) &&
+         node_of(uri_template(zu_tvr_uri_new("/a/b;k=$")), zu_tvr_node_new_crudx) && print_node();
 }
 
-// ---- URI templates and properties maps ----
-
-void uri(outcome &got) {
-  got.done = uri_template(zu_tvr_uri_new("//locations;loc=$/a/b;k=!/c;d=#?e")) != nullptr;
+bool scratch(outcome &) {
+  using of_collection = unique<zu_tvr_coll_scratch_data, zu_tvr_coll_scratch_data_delete>;
+  using of_iteration = unique<zu_tvr_iter_scratch_data, zu_tvr_iter_scratch_data_delete>;
+  using of_print = unique<zu_tvr_print_scratch_data, zu_tvr_print_scratch_data_delete>;
+  return of_collection(zu_tvr_coll_scratch_data_new()) && of_iteration(zu_tvr_iter_scratch_data_new()) &&
+         of_print(zu_tvr_print_scratch_data_new());
 }
 
-void map(outcome &got) {
-  const properties_map map(zu_tvr_props_map_new(3));
-  if (!map) return;
-  add_everything(got, map.get());
-  if (got.done) dump(got, [&](FILE *stream) { zu_tvr_props_map_print(stream, 1, map.get()); });
+bool map(outcome &got) {
+  const uri_template uri(zu_tvr_uri_new("//locations;loc=$/a/b;k=!/c;d=#?e"));
+  const properties_map made(uri ? zu_tvr_props_map_new(3) : nullptr);
+  if (!made) return false;
+  zu_tvr_props_map *map = made.get();
+  zu_tvr_uri_item *item = map->add_uri(map, "/a/b;k=$", 4);
+  if (item == nullptr || !map->add_prop(map, item, given().name, 2, 0, "p", 0, 1, nullptr, nullptr, 1) ||
+      !map->add_prop(map, item, given().name, 3, 1, nullptr, 0, 1, nullptr, nullptr, 0) ||
+      !map->add_prop(map, item, given().name, 4, 2, nullptr, 0, 0, "DEFAULT", "rack", -1) ||
+      !map->add_prop(map, item, given().name, 1, 9, nullptr, 0, 0, nullptr, nullptr, -1)) {
+    return false;
+  }
+  dump(got, [&](FILE *stream) { zu_tvr_props_map_print(stream, 1, map); });
+  return true;
 }
 
-void mapped_value(outcome &got) {
+bool mapped_value(outcome &got) {
   zu_tvr_fmt_item item = {};
   char *made = nullptr;
-  got.done = zu_tvr_props_map_fmt_item_map_value(&item, given().text, &made);
+  const bool done = zu_tvr_props_map_fmt_item_map_value(&item, given().text, &made);
   const text held(made);
-  if (got.done) got.text.emplace_back(made);
+  if (done) got.text.emplace_back(made);
+  return done;
 }
 
-// ---- Walks ----
-
-void stack(outcome &got) {
+bool stack(outcome &got) {
   zu_tvr_stack *stack = zu_tvr_stack_new(nullptr);
-  if (stack == nullptr) return;
-  got.done = zu_tvr_stack_push(stack, &got) && zu_tvr_stack_push(stack, &got);
+  if (stack == nullptr) return false;
+  const bool done = zu_tvr_stack_push(stack, &got) && zu_tvr_stack_push(stack, &got);
   zu_tvr_stack_delete(stack, nullptr);
+  return done;
 }
 
-void walk(outcome &got) {
+bool walk(outcome &got) {
   const walk_handle ctx = new_walk(got);
-  got.done = ctx != nullptr;
+  return ctx && zu_tvr_push_props_group_to_cache(ctx.get(), given().record, 0) &&
+         zu_tvr_push_props_group_to_cache(ctx.get(), given().record, 1) &&
+         zu_tvr_push_props_to_cache(ctx.get(), given().record, 1, 0) == 3 &&
+         ref<zu_do_uri>::adopt(generate_coll_uri_from_mr_uri(ctx.get(), given().uri));
 }
 
-void caches(outcome &got) {
-  const walk_handle ctx = new_walk(got);
-  got.done = ctx && zu_tvr_push_props_group_to_cache(ctx.get(), given().record, 0) &&
-             zu_tvr_push_props_group_to_cache(ctx.get(), given().record, 1) &&
-             zu_tvr_push_props_to_cache(ctx.get(), given().record, 1, 0) == 3;
-}
-
-void collection_uri(outcome &got) {
-  const walk_handle ctx = new_walk(got);
-  if (!ctx) return;
-  const auto made = ref<zu_do_uri>::adopt(generate_coll_uri_from_mr_uri(ctx.get(), given().uri));
-  got.done = static_cast<bool>(made);
-}
-
-void condition_arguments(outcome &got) {
+bool of_a_request(outcome &got) {
   external_ctx request = {};
   request.cli_context = given().cli;
-  zu_tvr_cond_args *made = zu_tvr_cond_args_new(&request);
-  got.done = made != nullptr;
-  if (got.done) zu_tvr_cond_args_delete(made);
+  const unique<zu_tvr_cond_args, zu_tvr_cond_args_delete> made(zu_tvr_cond_args_new(&request));
+  return made && text(zu_tovra_create_key_from_ptr(&got));
 }
-
-void key(outcome &got) {
-  got.done = text(zu_tovra_create_key_from_ptr(&got)) != nullptr;
-}
-
-// ---- Trees ----
 
 // Orphans, their parent and a jump.
-void tree(outcome &got) {
+bool tree(outcome &) {
   const tree_handle tree(zu_tvr_tree_new());
-  if (!tree) return;
+  if (!tree) return false;
   const auto add = [&](zu_tvr_node *made, const char *id, const char *parent) {
     node_handle node(made);
     if (!node || !tree->add_node(tree.get(), node.get(), id, parent)) return false;
     (void)node.release();
     return true;
   };
-  got.done = add(zu_tvr_node_new_noop(), "a", "c") && add(zu_tvr_node_new_jump("a"), "b", "c") &&
-             add(zu_tvr_node_new_noop(), "c", nullptr) && tree->resolve_links(tree.get());
+  return add(zu_tvr_node_new_noop(), "a", "c") && add(zu_tvr_node_new_jump("a"), "b", "c") &&
+         add(zu_tvr_node_new_noop(), "c", nullptr) && tree->resolve_links(tree.get());
 }
 
-void from_text(outcome &got) {
+bool from_text(outcome &got) {
   const tree_handle tree(zu_tvr_tree_new());
-  if (!tree) return;
+  if (!tree) return false;
   zu_do_error *error = nullptr;
-  got.done = zu_tvr_load_meta_from_str(tree.get(), "Cmd: config\nOp: push_mode\nDest: config\n", &error);
+  const bool done =
+      zu_tvr_load_meta_from_str(tree.get(), "Cmd: config\nOp: push_mode\nDest: config\n", &error);
   if (error != nullptr) {
     got.errors.push_back(std::to_string(zu_do_error_get_code(error)) + " " + zu_do_error_get_msg(error));
   }
   zu_do_error_deref(error);
+  return done;
 }
 
-void dumped_nodes(outcome &got) {
+bool dumped_node(outcome &got) {
   zu_tvr_node node = {}; // without data
   dump(got, [&](FILE *stream) { zu_tvr_node_print(stream, 1, &node); });
-  got.done = true;
+  return true;
 }
-
-constexpr constructor constructors[] = {
-    {"no-op", no_op},
-    {"jump", jump},
-    {"collection", collection},
-    {"get-one", get_one},
-    {"iteration", iteration},
-    {"print", print},
-    {"scratch", scratch},
-    {"uri", uri},
-    {"map", map},
-    {"mapped-value", mapped_value},
-    {"stack", stack},
-    {"walk", walk},
-    {"caches", caches},
-    {"collection-uri", collection_uri},
-    {"condition-arguments", condition_arguments},
-    {"key", key},
-    {"tree", tree},
-    {"from-text", from_text},
-    {"dumped-nodes", dumped_nodes},
-};
 
 } // namespace
 
 void each_constructor(const taker &take) {
-  for (const constructor &made : constructors) {
-    take({.name = std::string("constructors/") + made.name,
-          .body = made.body,
+  using constructor = bool (*)(outcome &);
+  for (const auto &[name, made] : std::initializer_list<std::pair<const char *, constructor>>{
+           {"nodes", nodes},
+           {"scratch", scratch},
+           {"map", map},
+           {"mapped-value", mapped_value},
+           {"stack", stack},
+           {"walk", walk},
+           {"of-a-request", of_a_request},
+           {"tree", tree},
+           {"from-text", from_text},
+           {"dumped-node", dumped_node},
+       }) {
+    const auto body = [make = made](outcome &got) { got.done = make(got); };
+    take({.name = std::string("constructors/") + name,
+          .body = body,
           .look = [](outcome &) {},
-          .again = made.body,
+          .again = body,
           .restore = [] {},
           .kinds = memory_kinds()});
   }

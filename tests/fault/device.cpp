@@ -118,7 +118,6 @@ std::vector<kind> device::all_kinds() {
   constexpr int own_code = 4711;
   static const char *const names[ZU_CALL_COUNT] = {"get-coll", "get-crudx", "open", "fetch", "get"};
   std::vector<kind> kinds = memory_kinds();
-  for (const kind &plain : memory_kinds("-plain", 7)) kinds.push_back(plain);
   for (int i = 0; i < ZU_CALL_COUNT; ++i) {
     for (const int code : {own_code, int{ZU_NOT_FOUND}}) {
       kinds.push_back(call_kind(static_cast<zu_store_call>(i), names[i], code));

@@ -45,7 +45,7 @@ void take_trace(void *got, int level, const char *message) {
 class trial {
 public:
   trial(const scenario &tried, const kind &failing) : tried_(tried), failing_(failing) {
-    qtrace_set_level(failing.trace_level);
+    qtrace_set_level(3);
     (void)traced(tried.again); // interns names, grows tables
     tried.restore();
     qmalloc_fail_nth(never, false);
@@ -145,19 +145,18 @@ totals run(const scenario &tried, const kind &failing, const std::string &name, 
 
 } // namespace
 
-std::vector<kind> memory_kinds(const std::string &suffix, int trace_level) {
+std::vector<kind> memory_kinds() {
   std::vector<kind> kinds;
   for (const bool all_later : {false, true}) {
     const auto disarm = [] {
       qmalloc_fail_nth(0, false);
       return qmalloc_fail_fired();
     };
-    kinds.push_back({.name = (all_later ? "later" : "once") + suffix,
+    kinds.push_back({.name = all_later ? "later" : "once",
                      .means = meaning::no_memory,
                      .arm = [all_later](uint64_t n) { qmalloc_fail_nth(n + 1, all_later); },
                      .disarm = disarm,
-                     .seen = qmalloc_fail_seen,
-                     .trace_level = trace_level});
+                     .seen = qmalloc_fail_seen});
   }
   return kinds;
 }

@@ -39,12 +39,11 @@ struct kind {
   std::function<void(uint64_t)> arm;
   std::function<uint64_t()> disarm;
   std::function<uint64_t()> seen;
-  int trace_level = 3; // 7 takes the plain steps instead of the fast paths
-  int code = 0;        // that the host must be told
+  int code = 0; // that the host must be told
 };
 
 // Both ways to run out of memory.
-std::vector<kind> memory_kinds(const std::string &suffix = "", int trace_level = 3);
+std::vector<kind> memory_kinds();
 
 struct scenario {
   std::string name;

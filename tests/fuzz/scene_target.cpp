@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
   const fuzz::own_data store = fuzz::load_data(made.data);
   fuzz::request asked = made.asked;
   const fuzz::outcome got = fuzz::render_alike(tree.get(), store.get(), asked);
-  if (shown) std::printf("%s\n%s", got.told.c_str(), got.traced.c_str());
+  if (shown) std::printf("%s\n%s", got.told.c_str(), got.log.c_str());
   const bool failing = asked.failing_request != 0 || asked.refused_piece != 0;
   if (made.one_batch || failing || !got.clean) return 0;
   asked.fetch_count = (asked.fetch_count + 1) % 4;

@@ -1,6 +1,5 @@
-// URI template text: parsed, and resolved over records in scope by plain and by quick steps.
+// URI template text: parsed, and resolved over records in scope.
 #include "render/find_record.hpp"
-#include "render/uri_text.hpp"
 
 #include "fuzz.hpp"
 
@@ -51,30 +50,18 @@ std::string text_of(zu_do_uri *uri) {
   return fuzz::or_none(zu_do_uri_get_uri_str(uri));
 }
 
-// What a walk makes of the template: its URI and the record that it names; and the errors it traces.
-struct reading {
-  std::string resolved, found, traced;
-};
-
-reading read_by(zu_tvr_uri *uri, zu_tvr_walk_ctx *walk, int level) {
+// What a walk makes of the template: the record that it names, and its URI.
+std::string read_by(zu_tvr_uri *uri, zu_tvr_walk_ctx *walk, int level) {
   const fuzz::traces seen(level);
-  reading got;
-  got.resolved = text_of(fuzz::own_uri(uri->resolve(uri, walk)).get());
-  for (int i = 0; i < 2; ++i) { // the second time it may be remembered
-    tvr::record_finder finder(uri, walk);
-    zu_do_properties *record = finder.find();
-    got.found += text_of(zu_do_properties_get_mr_uri(record, ZU_DO_NAME_URI, nullptr));
-    if (record != nullptr) got.found += " " + fuzz::or_none(finder.uri_text());
+  const std::string resolved = text_of(fuzz::own_uri(uri->resolve(uri, walk)).get());
+  std::string found[2]; // the second time it may be remembered
+  for (std::string &one : found) {
+    const tvr::found_record got = tvr::find_record(uri, walk);
+    one = text_of(zu_do_properties_get_mr_uri(got.record, ZU_DO_NAME_URI, nullptr));
+    if (got.record != nullptr) fuzz::same("a template's URI and that of what it finds", resolved, got.uri);
   }
-  const auto text = tvr::resolve_to_text(uri, walk);
-  if (text.text != nullptr) {
-    const std::string copy(text.text, text.length);
-    const fuzz::own_uri made_of_it(zu_do_uri_new_l(copy.data(), copy.size()));
-    fuzz::same("a resolved text and its URI", text.direct ? copy : text_of(made_of_it.get()), got.resolved);
-  }
-  fuzz::check(text.text != nullptr || got.resolved == "(none)", "what resolves has a text");
-  got.traced = seen.text;
-  return got;
+  fuzz::same("a record found twice", found[0], found[1]);
+  return found[0] + " " + resolved;
 }
 
 } // namespace
@@ -89,14 +76,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (!uri) return 0;
   }
   const fuzz::own_template uri(zu_tvr_uri_new(text.c_str()));
-  const own_walk plain_walk = walk_in_scope();
-  const reading plain = read_by(uri.get(), plain_walk.get(), 7);
-  for (const int level : {4, 0}) {
-    const own_walk quick_walk = walk_in_scope();
-    const reading quick = read_by(uri.get(), quick_walk.get(), level);
-    fuzz::same("the URI", plain.resolved, quick.resolved);
-    fuzz::same("the record", plain.found, quick.found);
-    if (level != 0) fuzz::same("errors traced", plain.traced, quick.traced);
-  }
+  const own_walk traced = walk_in_scope(), silent = walk_in_scope();
+  fuzz::same("with and without traces", read_by(uri.get(), traced.get(), 7),
+             read_by(uri.get(), silent.get(), 0));
   return 0;
 }

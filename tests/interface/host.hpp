@@ -80,7 +80,6 @@ public:
   zu_do_properties *arguments = zu_do_properties_new(); // of the walk
   std::string text;
   std::vector<std::string> errors; // "CODE MESSAGE"
-  int take_pieces = -1;            // so many more pieces are taken; -1: all
 
 private:
   struct request {
@@ -90,7 +89,6 @@ private:
 
   static bool take_text(zu_tovra_context *context, zu_cli_context *, const char *text) {
     session *self = reinterpret_cast<request *>(context)->self;
-    if (self->take_pieces-- == 0) return false;
     self->text += text;
     return true;
   }

@@ -4,7 +4,6 @@
 
 #include "cli_exec/cli_exec.h"
 #include "support/objects.hpp"
-#include "svcs/svcs.h"
 
 namespace {
 
@@ -121,29 +120,23 @@ TEST(contexts, are_made_whole_or_not_at_all) {
   });
 }
 
-TEST(formatted_texts, are_charged_to_the_library) {
+TEST(formatted_texts, give_their_length_and_are_charged_to_their_area) {
   const test::balanced_memory balanced;
-  const int64_t before = qmalloc_count(0x2800000).live_blocks;
-  char *text = nullptr;
   const char *volatile none = nullptr;
-  const std::string wide(5000, 'x');
-  EXPECT_EQ(zu_printf(&text, "%s %d %s", none, -7, wide.c_str()), 5010);
-  EXPECT_EQ(text, "(null) -7 " + wide);
-  EXPECT_EQ(qmalloc_count(0x2800000).live_blocks, before + 1);
-  qfree_named(text);
-  qmalloc_fail_nth(1, false);
-  EXPECT_LT(zu_printf(&text, "%d", 1), 0);
-  qmalloc_fail_nth(0, false);
-  EXPECT_EQ(text, nullptr);
-}
-
-TEST(location_schemes, exact_names_only) {
-  const std::pair<const char *, uint32_t> rows[] = {
-      {"SLOT", TARVO_SCHEME_SLOT}, {"slot", 99}, {"PORT ", 99}, {"POR", 99}, {"", 99}, {nullptr, 99}};
-  for (const auto &[text, expected] : rows) {
-    uint32_t scheme = 99;
-    EXPECT_EQ(zu_exec_str_to_location_scheme(text, &scheme) == 0, expected != 99);
-    EXPECT_EQ(scheme, expected);
+  for (const int width : {1, 5000}) {
+    char *text = nullptr, *plain = nullptr;
+    const int64_t before = qmalloc_count(0x2800000).live_blocks;
+    EXPECT_EQ(zu_printf(&text, "%s %*d", none, width, 7), 7 + width);
+    EXPECT_EQ(text, "(null) " + std::string(width - 1, ' ') + "7");
+    EXPECT_EQ(qmalloc_count(0x2800000).live_blocks, before + 1);
+    qfree_named(text);
+    EXPECT_EQ(__tessel_asprintf(&plain, "%*d", width, 7), width);
+    qfree_unnamed(plain);
+    qmalloc_fail_nth(1, true);
+    EXPECT_LT(zu_printf(&text, "%*d", width, 7), 0);
+    EXPECT_LT(__tessel_asprintf(&plain, "%*d", width, 7), 0);
+    qmalloc_fail_nth(0, false);
+    EXPECT_EQ(std::pair(text, plain), (std::pair<char *, char *>()));
   }
 }
 

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "support/objects.hpp"
+#include "support/stream_text.hpp"
 #include "zuapi/layout.hpp"
 
 using namespace test;
-using namespace std::string_literals;
 
 namespace {
 
@@ -28,17 +28,15 @@ TEST(names, are_interned_and_trimmed) {
 TEST(names, live_while_any_thread_holds_them) {
   balanced_memory balanced;
   std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([] {
-      for (int i = 0; i < 20000; ++i) {
-        const std::string text = "tvr" + std::to_string(i % 7);
-        own_name name(zu_do_name_new(text.c_str()));
-        own_name again(zu_do_name_new(text.c_str()));
-        ASSERT_EQ(name.get(), again.get());
-        ASSERT_EQ(text, zu_do_name_get_strname(name.get()));
-      }
-    });
-  }
+  const auto run = [] {
+    for (int i = 0; i < 20000; ++i) {
+      const std::string text = "tvr" + std::to_string(i % 7);
+      own_name name(zu_do_name_new(text.c_str())), again(zu_do_name_new(text.c_str()));
+      ASSERT_EQ(name.get(), again.get());
+      ASSERT_EQ(text, zu_do_name_get_strname(name.get()));
+    }
+  };
+  for (int t = 0; t < 4; ++t) threads.emplace_back(run);
   for (auto &thread : threads) thread.join();
 }
 
@@ -50,25 +48,16 @@ TEST(values_from_json, accepts) {
     std::string_view typedef_name = "";
   } cases[] = {
       {" \t\r\n1 ", 102, "1"},
-      {"-9223372036854775808", 102, "-9223372036854775808"},
       {"9223372036854775808", 103, "9223372036854775808"},
-      {"-0", 102, "0"},
       {"-0.0", 104, "-0"},
-      {"1E+300", 104, "1e+300"},
       {"2.5e-400", 104, "0"},
       {"-0.0200000000000000000050", 104, "-0.02"},
-      {"false", 101, "false"},
-      {"null", 100, ""},
-      {R"("\"\\\/\t")", 105, "\"\\/\t"},
       {R"("\n\r\b\f\u007f")", 105, R"(\x0A\x0D\x08\x0C\x7F)"},
       {R"({"Text":"a\nb\r"})", 105, "a\nb\\x0D", "Text"},
       {R"("\u00e9\u20ac\ud83d\ude00")", 105, "\u00e9\u20ac\U0001f600"},
-      {"[]", 106, ""},
-      {"[1, \"a\" ,true,[2,3]]", 106, "1,a,true,2,3"},
       {"[null,1,null]", 106, ",1"},
       {R"(["\u0001",{"Text":"\n"}])", 106, "\\x01,\n"},
       {R"({ "A\u0042" : {"C":{"v":7}} })", 102, "7", "AB"},
-      {R"({"v":{"C":7}})", 102, "7", "C"},
       {R"({"PasswordString":["x"]})", 106, "x", "PasswordString"},
   };
   for (const auto &row : cases) {
@@ -93,13 +82,10 @@ TEST(values_from_json, refuses_with_the_position) {
     std::string text;
     const char *message;
   } cases[] = {
-      {" \t", "the document is empty at byte 2"},
       {"1 2", "text after the end of the document at byte 2"},
       {"1],[2", "text after the end of the document at byte 1"},
       {" 18446744073709551616", "a number out of range at byte 1"},
-      {"0.001e999999999999999999999", "a number out of range at byte 0"},
       {"[1, \"a\\u0000\"]", "a string holds a NUL at byte 4"},
-      {"\"a\0\""s, "control character in a string at byte 2"},
       {"{}", "an object as a value must have exactly one member at byte 0"},
       {"[{\"a\":1,\"b\":2}]", "an object as a value must have exactly one member at byte 1"},
       {"{\"\":1}", "a typedef name is empty at byte 1"},
@@ -143,15 +129,14 @@ TEST(values, key_form) {
 
 TEST(values, getters_convert_nothing) {
   const own_value number = json("7"), text = json("\"7\""), big = json("18446744073709551615");
-  int code = ZU_OK;
-  EXPECT_EQ(zu_do_value_get_uint(number.get(), &code), 7u);
-  EXPECT_EQ(code, ZU_OK);
-  const auto refused = [&code] { return std::exchange(code, ZU_OK) == ZU_FAILED; };
-  EXPECT_TRUE(zu_do_value_get_int(text.get(), &code) == 0 && refused());
-  EXPECT_TRUE(zu_do_value_get_string(number.get(), &code) == nullptr && refused());
-  EXPECT_TRUE(zu_do_value_get_int(big.get(), &code) == 0 && refused());
-  EXPECT_TRUE(zu_do_value_get_double(number.get(), &code) == 0 && refused());
-  EXPECT_TRUE(zu_do_value_get_array(nullptr, &code) == nullptr && refused());
+  int codes[6] = {};
+  EXPECT_EQ(zu_do_value_get_uint(number.get(), &codes[0]), 7u);
+  EXPECT_EQ(zu_do_value_get_int(text.get(), &codes[1]), 0);
+  EXPECT_EQ(zu_do_value_get_string(number.get(), &codes[2]), nullptr);
+  EXPECT_EQ(zu_do_value_get_int(big.get(), &codes[3]), 0);
+  EXPECT_EQ(zu_do_value_get_double(number.get(), &codes[4]), 0);
+  EXPECT_EQ(zu_do_value_get_array(nullptr, &codes[5]), nullptr);
+  for (const int &code : codes) EXPECT_EQ(code, &code == codes ? ZU_OK : ZU_FAILED);
 }
 
 TEST(values, take_a_typedef_and_default_later) {
@@ -174,37 +159,35 @@ TEST(values, have_one_order) {
   const auto value_of = [&](std::string_view text) {
     if (text == "nan") return own_value(zu_do_value_new_double(std::nan("")));
     if (text == "-inf") return own_value(zu_do_value_new_double(-std::numeric_limits<double>::infinity()));
+    if (text == "none") return own_value(zu_do_value_new_none());
+    if (text == "?b") return own_value(zu_do_value_new_coll_uri(uri.get()));
     return text == "/b" ? own_value(zu_do_value_new_mr_uri(uri.get())) : json(text);
   };
-  std::string_view order = R"(null < false < true < nan < -inf < -1e19 )"
+  // With `~` between those that are tied, yet not equal.
+  std::string_view order = R"(null ~ none < false < true < nan < -inf < -1e19 )"
                            R"(< -9223372036854775808 = -9223372036854775808.0 < -1.5 < 0 = -0.0 = {"T":0} )"
                            R"(< 0.5 < 9007199254740992 = 9007199254740992.0 < 9007199254740993 )"
                            R"(< 9223372036854775807 < 9223372036854775808 = 9223372036854775808.0 )"
                            R"(< 18446744073709551615 < 18446744073709551616.0 < "10" < "9" < "9 " )"
-                           R"(< "\u00e9" < /b < [1,[null,2]] = [1.0,[null,{"T":2}]] < [2] < )";
-  std::vector<std::pair<int, own_value>> values; // with the number of those below
-  for (int number = 0; !order.empty();) {
-    const size_t end = std::min(order.find(" < "), order.find(" = "));
-    values.emplace_back(number, value_of(order.substr(0, end)));
-    if (order[end + 1] == '<') ++number;
+                           R"(< "\u00e9" < /b ~ ?b < [1,[null,2]] = [1.0,[null,{"T":2}]] < [2] ~ ["2"] < )";
+  std::vector<std::tuple<int, int, own_value>>
+      values; // with the numbers of those below, and of those unequal
+  for (int below = 0, unequal = 0; !order.empty();) {
+    size_t end = order.find(' ');
+    while (std::string_view("<=~").find(order[end + 1]) == std::string_view::npos)
+      end = order.find(' ', end + 1);
+    values.emplace_back(below, unequal, value_of(order.substr(0, end)));
+    if (order[end + 1] == '<') ++below;
+    if (order[end + 1] != '=') ++unequal;
     order.remove_prefix(end + 3);
   }
-  EXPECT_EQ(values.size(), 29u);
-  for (const auto &[i, a] : values) {
-    for (const auto &[j, b] : values) {
+  EXPECT_EQ(values.size(), 32u);
+  for (const auto &[i, k, a] : values) {
+    for (const auto &[j, l, b] : values) {
       SCOPED_TRACE(display(a.get()) + " and " + display(b.get()));
       EXPECT_EQ(zu_do_value_compare(a.get(), b.get()), i < j ? -1 : i > j ? 1 : 0);
-      EXPECT_EQ(zu_do_value_equals(a.get(), b.get()), i == j);
+      EXPECT_EQ(zu_do_value_equals(a.get(), b.get()), k == l);
     }
-  }
-  // Tied, yet not equal.
-  own_value as_collection(zu_do_value_new_coll_uri(uri.get())), as_record(zu_do_value_new_mr_uri(uri.get()));
-  const std::pair<own_value, own_value> tied[] = {{json("null"), own_value(zu_do_value_new_none())},
-                                                  {json("[1,2]"), json("[\"1,2\"]")},
-                                                  {std::move(as_collection), std::move(as_record)}};
-  for (const auto &[a, b] : tied) {
-    EXPECT_EQ(zu_do_value_compare(a.get(), b.get()), 0);
-    EXPECT_FALSE(zu_do_value_equals(a.get(), b.get()));
   }
 }
 
@@ -215,15 +198,12 @@ TEST(string_buffers, grow_truncate_and_stay_failed) {
   zu_do_strbuf_add_long(buffer.get(), INT64_MIN);
   zu_do_strbuf_add_string(buffer.get(), nullptr);
   EXPECT_EQ(text_of(buffer.get()), "\t\t-9223372036854775808");
-  std::string wanted;
   zu_do_strbuf_clear(buffer.get());
-  for (int i = 0; i < 1000; ++i) {
-    wanted += std::to_string(i);
-    EXPECT_EQ(zu_do_strbuf_add_long(buffer.get(), i), 0);
-  }
-  EXPECT_EQ(text_of(buffer.get()), wanted);
+  for (int i = 100; i < 1100; ++i) EXPECT_EQ(zu_do_strbuf_add_long(buffer.get(), i % 900 + 100), 0);
+  EXPECT_TRUE(text_of(buffer.get()).starts_with("200201") && text_of(buffer.get()).ends_with("298299"));
+  EXPECT_EQ(zu_do_strbuf_get_len(buffer.get()), 3000u);
   for (const size_t length : {5000, 3}) zu_do_strbuf_truncate(buffer.get(), length);
-  EXPECT_EQ(text_of(buffer.get()), "012");
+  EXPECT_EQ(text_of(buffer.get()), "200");
 
   qmalloc_fail_nth(1, false);
   EXPECT_EQ(zu_do_strbuf_add_fill(buffer.get(), 'x', 100000), ZU_EXHAUSTED);
@@ -235,19 +215,6 @@ TEST(string_buffers, grow_truncate_and_stay_failed) {
   EXPECT_EQ(zu_do_strbuf_add_string(buffer.get(), "again"), 0);
   EXPECT_EQ(text_of(buffer.get()), "again");
   EXPECT_EQ(zu_do_strbuf_add_fill(buffer.get(), 'x', SIZE_MAX), ZU_EXHAUSTED);
-}
-
-TEST(formatted_texts, give_their_length) {
-  for (const int length : {1, 5000}) {
-    char *text = nullptr;
-    EXPECT_EQ(__tessel_asprintf(&text, "%*d", length, 7), length);
-    EXPECT_EQ(std::string_view(text).find('7'), static_cast<size_t>(length - 1));
-    qfree_unnamed(text);
-    qmalloc_fail_nth(1, false);
-    EXPECT_LT(__tessel_asprintf(&text, "%*d", length, 7), 0);
-    qmalloc_fail_nth(0, false);
-    EXPECT_EQ(text, nullptr);
-  }
 }
 
 // A frozen record as a store places it: hostname and a typed secret, beside its URI.
@@ -384,7 +351,8 @@ TEST(records, of_positions_are_filled_again_and_again) {
     for (int round = 0; round < 2; ++round) {
       EXPECT_EQ(zu_do_properties_get_prop(record, "n1"), nullptr);
       EXPECT_EQ(value_of_last(), nullptr);
-      EXPECT_EQ(std::pair(zu_do_properties_get_len(record), debug_text(record)), std::pair(size_t{0}, ""s));
+      EXPECT_EQ(std::pair(zu_do_properties_get_len(record), debug_text(record)),
+                std::pair(size_t{0}, std::string()));
 
       const uint32_t before = *revision;
       EXPECT_EQ(offered.set_int_at(record, last, -7), 0);
@@ -451,21 +419,17 @@ TEST(records, from_rows_use_unqualified_names) {
 TEST(prints, hide_secrets) {
   own_record record(zu_do_properties_new());
   own_nvlist pairs(zu_do_nvlist_new());
-  for (const auto &[name, text] : {std::pair{"a", "1"}, {"b", R"([1,{"PasswordString":"x"}])"}}) {
-    zu_do_properties_set_value(record.get(), name, json(text).get());
-    zu_do_nvlist_add(pairs.get(), name, json(text).get());
-  }
-  char *text = nullptr;
-  size_t size = 0;
-  FILE *stream = open_memstream(&text, &size);
-  zu_do_print_properties(stream, 1, record.get());
-  zu_do_print_properties(stream, 2, nullptr);
-  zu_do_print_nvlist(stream, 2, pairs.get());
-  zu_do_print_nvlist(stream, 2, nullptr);
-  zu_do_print_uri(stream, 1, nullptr);
-  fclose(stream);
-  EXPECT_STREQ(text, "\ta: 1\n\tb: 1,<removed>\n\t\ta=1\n\t\tb=1,<removed>\n\t(null)\n");
-  free(text);
+  const own_value value = json(R"([1,{"PasswordString":"x"}])");
+  zu_do_properties_set_value(record.get(), "b", value.get());
+  zu_do_nvlist_add(pairs.get(), "b", value.get());
+  EXPECT_EQ(stream_text([&](FILE *stream) {
+              zu_do_print_properties(stream, 1, record.get());
+              zu_do_print_properties(stream, 2, nullptr);
+              zu_do_print_nvlist(stream, 2, pairs.get());
+              zu_do_print_nvlist(stream, 2, nullptr);
+              zu_do_print_uri(stream, 1, nullptr);
+            }),
+            "\tb: 1,<removed>\n\t\tb=1,<removed>\n\t(null)\n");
 }
 
 TEST(tables, keep_their_columns_and_step_back) {
