@@ -147,12 +147,13 @@ std::string path_of(const pattern &uri) {
 }
 
 bool is_keyed_below_first(const pattern &uri) {
-  zu_do_uri *parsed = zu_do_uri_new_l(uri.data(), uri.size());
-  if (parsed == nullptr) return false;
-  zu_do_uri_parts parts = {};
-  zu_do_get_shortcuts()->uri_parts(parsed, &parts);
-  zu_do_uri_deref(parsed);
-  return parts.keyed_below_first;
+  zu_do_uri *relative = zu_do_uri_new_relative(uri.c_str());
+  bool keyed = false;
+  for (size_t at = 1; at < zu_do_uri_get_segment_count(relative); ++at) {
+    keyed = keyed || zu_do_uri_segment_get_keys(zu_do_uri_get_segment(relative, at)) != nullptr;
+  }
+  zu_do_uri_deref(relative);
+  return keyed;
 }
 
 std::optional<pattern> list_of(const pattern &record_uri) {
