@@ -47,19 +47,10 @@ kind condition_kind() {
 
 device::device(const asked &run) : run_(run) {
   default_data_ = load(run.first("--data"));
-  if (!default_data_) return;
-  for (const std::string &named : run.all("--named")) {
-    named_[split(named).first] = load(split(named).second);
-    if (!named_[split(named).first]) return;
-  }
-  const auto found = named_.find(run.first("--config"));
-  wrapper_ = zu_store_wrapper_new(found != named_.end() ? found->second.get() : default_data_.get());
+  if (!default_data_ || run.has("--named")) return;
+  wrapper_ = zu_store_wrapper_new(default_data_.get());
   zu_store_wrapper_watch(wrapper_, watch, this);
   cli_ = zu_cli_context_new(zu_store_wrapper_ifc(wrapper_), take_error, this);
-  for (const auto &[name, data] : named_) zu_cli_context_add_config(cli_, name.c_str(), data.get());
-  if (found != named_.end()) {
-    zu_cli_context_add_config(cli_, found->first.c_str(), zu_store_wrapper_ifc(wrapper_));
-  }
   cli_->render_defaults = run.has("--defaults");
   cli_->tag_submodes = run.has("--tag-submodes");
   usable_ = set_arguments();

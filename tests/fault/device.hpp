@@ -65,7 +65,6 @@ private:
 
   const asked &run_;
   data_handle default_data_;
-  std::map<std::string, data_handle> named_;
   zu_store_wrapper *wrapper_ = nullptr;
   zu_cli_context *cli_ = nullptr;
   zu_do_properties *arguments_ = nullptr;

@@ -47,7 +47,6 @@ public:
   trial(const scenario &tried, const kind &failing) : tried_(tried), failing_(failing) {
     qtrace_set_level(3);
     (void)traced(tried.again); // interns names, grows tables
-    tried.restore();
     qmalloc_fail_nth(never, false);
     failing.arm(never);
     wanted_ = traced(tried.body);
@@ -56,7 +55,6 @@ public:
     places_ = failing.seen();
     qmalloc_fail_nth(0, false);
     traced(tried.look, wanted_);
-    tried.restore();
   }
   ~trial() {
     qtrace_set_level(0);
@@ -75,7 +73,6 @@ public:
     fault = wrong(got, wanted_, tried_, failing_);
     if (!fired && !got.same(wanted_)) fault = "differs though nothing failed";
     const outcome later = traced(tried_.again);
-    tried_.restore();
     if (fault.empty() && !later.same(wanted_)) fault = "the next one differs: " + words(later, wanted_);
     if (fault.empty()) fault = leaked(before, held());
     if (!fault.empty()) fault += " (" + words(got, wanted_) + ")";

@@ -47,10 +47,9 @@ std::vector<kind> memory_kinds();
 
 struct scenario {
   std::string name;
-  std::function<void(outcome &)> body;  // runs armed
-  std::function<void(outcome &)> look;  // disarmed right after the body: adds what the body left
-  std::function<void(outcome &)> again; // then the whole anew, which must go as if nothing had failed
-  std::function<void()> restore;        // at last, things as they were before the body
+  std::function<void(outcome &)> body;                    // runs armed
+  std::function<void(outcome &)> look = [](outcome &) {}; // disarmed right after the body: adds what it left
+  std::function<void(outcome &)> again = body; // then the whole anew, which must go as if nothing had failed
   std::vector<kind> kinds;
   bool loads = false;         // the body loads templates
   bool in_batches = false;    // rows come in more than one batch: the last one answers for all

@@ -12,9 +12,7 @@ namespace {
 int usage() {
   std::cerr
       << "tovra_fault ROOT [--all] [--seed N] [SCENARIO [N]]\n"
-         "  ROOT      the folder of the project\n"
-         "  SCENARIO  where its name begins: GROUP/CASE/RUN/WHAT/FAILURE, or less of it\n"
-         "  N         one place alone, from 0\n"
+         "  SCENARIO  where its name begins: GROUP/CASE/RUN/WHAT/FAILURE, or less of it; N: one place of it\n"
          "  --all     every place, where otherwise a sample is taken of many; --seed takes another one\n";
   return 2;
 }
