@@ -23,10 +23,13 @@ struct condition {
     if (parsed) op.reset(zu_cli_cmd_op_new(0, take_error, 0, 0, nullptr, nullptr, list, 0, 0, 0, 0));
   }
   bool holds(zu_do_properties *properties) const {
-    bool answer = false;
-    fuzz::check(zu_cli_exec_resolve_cond(nullptr, nullptr, "fuzz", op.get(), properties, &answer),
-                "a condition is evaluated");
-    return answer;
+    bool answers[2] = {};
+    for (bool &answer : answers) {
+      fuzz::check(zu_cli_exec_resolve_cond(nullptr, nullptr, "fuzz", op.get(), properties, &answer),
+                  "a condition is evaluated");
+    }
+    fuzz::check(answers[0] == answers[1], "an answer is an answer");
+    return answers[0];
   }
 
   refusal refused;
@@ -67,12 +70,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   }
   const condition twice(text.substr(0, length) + " " + text.substr(0, length));
   fuzz::check(twice.op != nullptr, "a condition stands beside itself", twice.refused.message);
-  fuzz::check(once.holds(nullptr) == twice.holds(nullptr), "all conditions must hold", text);
-  for (size_t first = 0; first < 13; ++first) {
-    const fuzz::own_record record = record_of(first);
-    const bool answer = once.holds(record.get());
-    fuzz::check(answer == once.holds(record.get()), "an answer is an answer", text);
-    fuzz::check(answer == twice.holds(record.get()), "all conditions must hold", text);
+  for (size_t first = 0; first < 14; ++first) {
+    const fuzz::own_record record = first < 13 ? record_of(first) : nullptr;
+    fuzz::check(once.holds(record.get()) == twice.holds(record.get()), "all conditions must hold", text);
   }
   return 0;
 }

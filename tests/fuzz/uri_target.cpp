@@ -72,10 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const fuzz::own_uri root(zu_do_uri_new_absolute_root_from_uri(uri.get()));
   char location[16];
   zu_do_uri_get_location_str(uri.get(), location, sizeof location);
-  if (root && text.starts_with("//")) {
-    fuzz::same("the root", text.substr(0, text.find_first_of("/?", 2)) + "/", text_of(root.get()));
-  } else if (root) {
-    fuzz::same("the root", "/", text_of(root.get()));
-  }
+  const size_t end = text.starts_with("//") ? text.find_first_of("/?", 2) : 0;
+  if (root) fuzz::same("the root", text.substr(0, end) + "/", text_of(root.get()));
   return 0;
 }

@@ -17,17 +17,13 @@ KINDS = ("null", "bool", "int", "unsigned beyond int", "double", "string", "arra
 
 
 def in_templates(text):
-    for line in text.splitlines():
-        match = re.match(r"\s*(Cmd|[A-Z][A-Za-z]*(?: Cmd)?):(.*)", line)
-        if not match or match[1] not in KEYWORDS:
-            continue
-        keyword, value = match[1], match[2].strip()
-        yield f"keyword {keyword}"
+    for keyword, value in re.findall(r"^\s*([A-Z][A-Za-z]*(?: Cmd)?):(.*)", text, re.MULTILINE):
+        if keyword in KEYWORDS:
+            yield f"keyword {keyword}"
         if keyword == "Op":
-            yield f"op {value}"
+            yield f"op {value.strip()}"
         if keyword in ("Uri", "Props", "Location"):
-            uri = value.split(" ")[0]
-            yield from (name for mark, name in SEPARATORS.items() if mark in uri)
+            yield from (name for mark, name in SEPARATORS.items() if mark in value.split()[0])
 
 
 def kinds(value):
@@ -47,14 +43,9 @@ def kinds(value):
         yield {type(None): "null", float: "double", str: "string"}[type(value)]
 
 
-def path_of(uri):
-    return re.sub(r";[^/]*", "", uri)
-
-
 def in_data(data):
-    classes = data.get("classes", {})
     for uri, record in data["records"].items():
-        for name, about in classes.get(path_of(uri), {}).items():
+        for name, about in data.get("classes", {}).get(re.sub(r";[^/]*", "", uri), {}).items():
             if name in record and "type" in about:
                 yield f"typed {about['type']}"
             if name not in record and "default" not in about:
@@ -64,17 +55,15 @@ def in_data(data):
 
 
 def main():
-    root = Path(__file__).resolve().parents[2]
-    found = set()
-    cases = [args.parent for folder in ("tests/golden", "examples") for args in (root / folder).rglob("args")]
-    for case in cases:
+    root, found = Path(__file__).resolve().parents[2], set()
+    for case in (args.parent for folder in ("tests/golden", "examples") for args in (root / folder).rglob("args")):
         if case.parent in (root / "tests/golden/errors", root / "tests/golden/check"):
             continue
         for path in case.rglob("*.tvr"):
             found.update(in_templates(path.read_text()))
         for path in case.rglob("*.json"):
             found.update(in_data(json.loads(path.read_text())))
-    wanted = {f"keyword {name}" for name in KEYWORDS} | {f"op {name}" for name in OPS} | {*SEPARATORS.values(), *KINDS}
+    wanted = {*(f"keyword {name}" for name in KEYWORDS), *(f"op {name}" for name in OPS), *SEPARATORS.values(), *KINDS}
     for name in sorted(wanted - found):
         print(f"in no golden case: {name}")
     sys.exit(1 if wanted - found else 0)

@@ -22,15 +22,15 @@ struct request {
   const char *node;
   const char *argument = nullptr; // of the walk, with its value
   const char *value = nullptr;
-  bool defaults = false, tags = false, passwords = false;
+  int options = 0; // a bit each: defaults, tags, passwords
   std::string text = {};
 
   std::string render(zu_data_ifc *data) const {
     host::session session(data);
-    session.cli->render_defaults = defaults;
-    session.cli->tag_submodes = tags;
+    session.cli->render_defaults = (options & 1) != 0;
+    session.cli->tag_submodes = (options & 2) != 0;
     if (argument != nullptr) zu_do_properties_set_string(session.arguments, argument, value);
-    if (!passwords) zu_do_properties_set_int(session.arguments, "_in_show_tech", 1);
+    if ((options & 4) == 0) zu_do_properties_set_int(session.arguments, "_in_show_tech", 1);
     EXPECT_TRUE(session.render(node));
     EXPECT_EQ(session.errors, std::vector<std::string>{});
     return session.text;
@@ -42,12 +42,7 @@ struct device {
   device(const std::string &folder, std::initializer_list<request> nodes)
       : templates(folder + "/templates"), store(content(folder + "/data.json")) {
     for (request made : nodes) {
-      for (int options = 0; options < 8; ++options) {
-        made.defaults = (options & 1) != 0;
-        made.tags = (options & 2) != 0;
-        made.passwords = (options & 4) != 0;
-        requests.push_back(made);
-      }
+      for (made.options = 0; made.options < 8; ++made.options) requests.push_back(made);
     }
   }
 
