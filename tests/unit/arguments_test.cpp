@@ -15,9 +15,6 @@ namespace {
 struct given {
   zu_tvr_tree *tree = zu_tvr_tree_new();
   zu_tvr_node *node = tree->root;
-  zu_tvr_jump_data *jump = zu_tvr_jump_data_new("d");
-  zu_tvr_iter_data *iter = zu_tvr_iter_data_new("s");
-  zu_tvr_iter_scratch_data *scratch = zu_tvr_iter_scratch_data_new();
   zu_tvr_props_map *map = zu_tvr_props_map_new(2);
   zu_tvr_uri_item *item = map->add_uri(map, "/a", 1);
   test::own_name name{zu_do_name_new("a")};
@@ -26,9 +23,6 @@ struct given {
 
   ~given() {
     zu_tvr_props_map_delete(map);
-    zu_tvr_iter_scratch_data_delete(scratch);
-    zu_tvr_iter_data_delete(iter);
-    zu_tvr_jump_data_delete(jump);
     zu_tvr_tree_delete(tree);
   }
 };
@@ -83,13 +77,6 @@ const struct {
     {"ctx", [](given &g) { g.node->walk(g.node, nullptr); }},
     {"node", [](given &g) { tvr_node_walk_children(nullptr, g.walk); }},
     {"ctx", [](given &g) { tvr_node_walk_children(g.node, nullptr); }},
-    {"data", [](given &g) { g.jump->walk(nullptr, g.walk); }},
-    {"ctx", [](given &g) { g.jump->walk(g.jump, nullptr); }},
-    {"scratch", [](given &g) { g.iter->next(nullptr, g.walk); }},
-    {"ctx", [](given &g) { g.iter->next(g.scratch, nullptr); }},
-    {"scratch", [](given &g) { g.iter->pop(nullptr, g.walk); }},
-    {"ctx", [](given &g) { g.iter->pop(g.scratch, nullptr); }},
-    {"scratch", [](given &g) { g.iter->cleanup(nullptr); }},
 
     {"tree", [](given &g) { g.tree->add_node(nullptr, g.node, "a", nullptr); }},
     {"node", [](given &g) { g.tree->add_node(g.tree, nullptr, "a", nullptr); }},

@@ -69,7 +69,6 @@ const evaluated conditions[] = {
 };
 
 TEST(condition_lines, gives_its_eval_properties) {
-  const test::balanced_memory balanced;
   condition made; // each text replaces the one before
   for (const evaluated &entry : conditions) {
     SCOPED_TRACE(entry.text);

@@ -44,7 +44,6 @@ TEST(location_text, is_what_the_services_answer) {
   };
   const test::own_value id(zu_do_value_new_string("1/2"));
   for (const auto &row : cases) {
-    const test::balanced_memory balanced;
     const test::trace_log traces;
     answer = row.answer;
     code = row.code;

@@ -29,7 +29,6 @@ std::string nested(int depth) {
 } // namespace
 
 TEST(store_refusal, syntax) {
-  const test::balanced_memory balanced;
   for (const auto &[text, message] : rows{
            {" \n ", "f:2:2: the document is empty"},
            {"\xef\xbb\xbf{}", "f:1:1: expected a value"},
@@ -63,7 +62,6 @@ TEST(store_refusal, syntax) {
 }
 
 TEST(store_refusal, members_and_classes) {
-  const test::balanced_memory balanced;
   const auto classes = [](const std::string &inner) {
     return "{\"classes\": {" + inner + "}, \"records\": {}}";
   };
@@ -94,7 +92,6 @@ TEST(store_refusal, members_and_classes) {
 }
 
 TEST(store_refusal, records) {
-  const test::balanced_memory balanced;
   for (const auto &[inner, message] : rows{
            {R"("/a": 1)", "f:1:20: record \"/a\" must be an object"},
            {R"("/a;k=%41": {}, "/a;k=A": {})", "f:1:30: duplicate record \"/a;k=A\""},

@@ -1,4 +1,4 @@
-// What the data store answers: records, collections, queries, order, caching requests; and its wrapper.
+// What the data store answers: records, collections, queries, order, caching requests.
 #include <vector>
 
 #include "store/store.h"
@@ -143,7 +143,6 @@ std::string get(zu_crudx_ifc *crudx, const std::string &uri_text) {
 } // namespace
 
 TEST(store, records_have_keys_class_and_other_properties_in_order) {
-  const balanced_memory balanced;
   store_of store(network);
   for (const auto &[uri, expected] : {
            std::pair{"/sys", "_uri=/sys,secret=x:PasswordString,domain=*,hostname=edge1"},
@@ -167,7 +166,6 @@ TEST(store, records_have_keys_class_and_other_properties_in_order) {
 }
 
 TEST(store, values_keep_their_types) {
-  const balanced_memory balanced;
   store_of store(R"({"classes": {"/r": {"t": {"type": "Text"}, "d": {"default": 5},
                                         "p": {"type": "T", "default": 1}, "n": {"default": null}}},
     "records": {
@@ -181,7 +179,6 @@ TEST(store, values_keep_their_types) {
 }
 
 TEST(store, collections) {
-  const balanced_memory balanced;
   store_of store(network);
   const std::string eth0 = "/sys/ifc;n=e0 ", eth1 = "/sys/ifc;n=e1 ";
   const std::string unit0 = "/sys/ifc;n=e0/u;d=0 ", unit1 = "/sys/ifc;n=e1/u;d=0 ";
@@ -209,7 +206,6 @@ TEST(store, collections) {
 }
 
 TEST(store, queries_and_order) {
-  const balanced_memory balanced;
   store_of store(R"({"records": {
     "/a;n=1": {"x": "b", "g": 1}, "/a;n=2": {"x": 10, "g": 1}, "/a;n=3": {"x": null, "g": 2},
     "/a;n=4": {"x": 9.5, "g": 2}, "/a;n=5": {"x": true, "g": 1}, "/a;n=6": {"x": "B", "g": 1},
@@ -231,7 +227,6 @@ TEST(store, queries_and_order) {
 }
 
 TEST(store, a_cursor_keeps_the_snapshot_and_its_place) {
-  const balanced_memory balanced;
   own_cursor cursor;
   ASSERT_EQ(open_cursor(store_of(network).coll(), {"/?pair"}, cursor), ZU_OK);
   const own_columns foreign(zu_do_ntlist_new());
@@ -243,7 +238,6 @@ TEST(store, a_cursor_keeps_the_snapshot_and_its_place) {
 }
 
 TEST(store, rows_of_several_paths_have_the_columns_of_all) {
-  const balanced_memory balanced;
   store_of store(network);
   own_cursor cursor;
   ASSERT_EQ(open_cursor(store.coll(), {.uri = "/?locations", .order_by = {"kind"}}, cursor), ZU_OK);
@@ -261,7 +255,6 @@ TEST(store, rows_of_several_paths_have_the_columns_of_all) {
 }
 
 TEST(store, caching_requests) {
-  const balanced_memory balanced;
   store_of store(network);
   const std::string of_eth0 = "/sys/ifc;n=e0/u;d=0 /sys/ifc;n=e0/u;d=1 ";
   const std::string of_eth1 = "/sys/ifc;n=e1/u;d=0 ";
@@ -283,50 +276,4 @@ TEST(store, caching_requests) {
   for (const auto &[asked, expected] : rows) EXPECT_EQ(uris(store.coll(), asked), expected) << asked.uri;
   const readers another(store.data.get());
   EXPECT_EQ(uris(another.coll, {.uri = "/sys/ifc;n=e1?u", .flags = for_caching}), units);
-}
-
-TEST(store, no_memory_is_a_code_and_changes_nothing) {
-  // Columns of several paths, and arrays, which are ordered by texts that have to be made.
-  store_of store(R"({"records": {"//l;a=1": {"k": [2]}, "//l;a=2": {"k": [1]}, "/l;b=1": {}}})");
-  const own_uri uri(zu_do_uri_new("/?l"));
-  const own_nlist order_by(zu_do_nlist_new());
-  zu_do_nlist_add_string(order_by.get(), "k");
-  fail_each_allocation([&] {
-    const own_table table(zu_do_vtable_new());
-    if (table == nullptr) return false;
-    zu_coll_ifc *coll = store.coll();
-    zu_cursor *opened = nullptr;
-    int code = coll->ops->open_cursor(coll, uri.get(), nullptr, nullptr, order_by.get(), 0, &opened);
-    const own_cursor cursor(opened);
-    if (code == 0) code = fetch(cursor, 0, table);
-    qmalloc_fail_nth(0, false);
-    EXPECT_EQ(code, qmalloc_fail_fired() != 0 ? ZU_EXHAUSTED : 1);
-    EXPECT_TRUE(cursor == nullptr || fetch(cursor, 0, table) == 1);
-    EXPECT_EQ(zu_do_vtable_get_len(table.get()), cursor == nullptr ? 0u : 3u);
-    return code == 1;
-  });
-}
-
-TEST(store, wrapper_counts_watches_and_fails) {
-  const balanced_memory balanced;
-  store_of store(network);
-  zu_store_wrapper *wrapper = zu_store_wrapper_new(store.data.get());
-  std::string seen;
-  const auto watch = [](void *context, zu_store_call call, const char *uri, uint64_t flags) {
-    *static_cast<std::string *>(context) +=
-        std::to_string(call) + " " + uri + " " + std::to_string(flags) + ";";
-  };
-  zu_store_wrapper_watch(wrapper, watch, &seen);
-  const readers read(zu_store_wrapper_ifc(wrapper));
-  uris(read.coll, {.uri = "/?pair", .flags = 7, .batch = 2});
-  EXPECT_EQ(get(read.crudx, "/none"), "102");
-  EXPECT_EQ(seen, "2 /?pair 7;4 /none 0;");
-  EXPECT_EQ(zu_store_wrapper_calls(wrapper, ZU_CALL_FETCH), 2u);
-  EXPECT_EQ(zu_store_wrapper_rows(wrapper), 3u);
-
-  zu_store_wrapper_fail_any(wrapper, 2, 88);
-  EXPECT_EQ(get(read.crudx, "/none"), "102");
-  EXPECT_EQ(uris(read.coll, {.uri = "/?pair"}), "88");
-  zu_store_wrapper_free(wrapper);
-  EXPECT_EQ(get(read.crudx, "/none"), "102") << "what was reached through it goes on";
 }

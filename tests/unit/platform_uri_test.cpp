@@ -1,7 +1,5 @@
 // URIs: canonical text, refusals, and every operation on them.
 #include <cstring>
-#include <latch>
-#include <thread>
 #include <vector>
 
 #include "support/objects.hpp"
@@ -27,7 +25,6 @@ TEST(uris, have_one_canonical_text) {
            {"/a?x=%41 b=c", "/a?x=A%20b%3Dc"},
        }) {
     SCOPED_TRACE(text);
-    balanced_memory balanced;
     own_uri uri = uri_of(text), again = uri_of(canonical);
     ASSERT_EQ(text_of(uri.get()), canonical);
     EXPECT_EQ(zu_do_uri_get_len(uri.get()), std::string_view(canonical).size());
@@ -58,7 +55,6 @@ TEST(uris, refuse_what_does_not_fit) {
            {"/a;k=" + std::string(30000, ' ') + "x", "longer than 64 KiB"},
        }) {
     SCOPED_TRACE(text.substr(0, 40));
-    balanced_memory balanced;
     const char *reason = nullptr;
     EXPECT_EQ(zu_do_uri_parse(text.data(), text.size(), &reason), nullptr);
     EXPECT_STREQ(reason, wanted);
@@ -111,7 +107,6 @@ TEST(uris, tell_their_parts) {
   };
   for (const facts &row : cases) {
     SCOPED_TRACE(row.text);
-    balanced_memory balanced;
     own_uri uri = uri_of(row.text);
     ASSERT_NE(uri, nullptr);
     EXPECT_EQ(zu_do_uri_get_coll_type(uri.get()), row.coll_type);
@@ -132,22 +127,9 @@ TEST(uris, tell_their_parts) {
   }
 }
 
-TEST(uris, have_absolute_roots) {
-  balanced_memory balanced;
-  own_uri given(zu_do_uri_new_absolute_root_from_uri(uri_of("/sys/ifc").get()));
-  EXPECT_EQ(segments(given.get()), "locations;loc=0 ");
-  EXPECT_EQ(zu_do_uri_get_parent_uri(given.get()), nullptr);
-  own_uri root(zu_do_uri_new_absolute_root_from_uri(uri_of("//l;loc=2/sys?x").get()));
-  EXPECT_FALSE(zu_do_uri_is_coll_uri(root.get()));
-  EXPECT_EQ(segments(root.get()), "l;loc=2 ");
-  own_uri again(zu_do_uri_new_absolute_root_from_uri(root.get()));
-  EXPECT_TRUE(zu_do_uri_equals(root.get(), again.get()));
-}
-
 TEST(uris, make_collections_as_their_texts_do) {
   for (const char *parent_text : {"/", "//", "//l;loc=1", "//l;loc=1/sys/ifc;name=e0"}) {
     SCOPED_TRACE(parent_text);
-    balanced_memory balanced;
     own_uri parent = uri_of(parent_text), made(zu_do_uri_new_coll(parent.get(), "ifc"));
     own_uri read = uri_of(std::string(parent_text) + "?ifc");
     EXPECT_EQ(text_of(made.get()), text_of(read.get()));
@@ -160,27 +142,6 @@ TEST(uris, make_collections_as_their_texts_do) {
       EXPECT_EQ(zu_do_uri_new_coll(parent.get(), bad), nullptr);
     }
     EXPECT_EQ(zu_do_uri_new_coll(made.get(), "x"), nullptr);
-  }
-}
-
-TEST(uris, are_shared_by_threads) {
-  for (int round = 0; round < 50; ++round) {
-    balanced_memory balanced;
-    own_uri uri = uri_of("//l;loc=1/sys/ifc;name=e0");
-    std::latch ready(4);
-    std::pair<zu_do_uri *, zu_do_nvlist *> made[4];
-    std::vector<std::thread> threads;
-    for (auto &own : made) {
-      threads.emplace_back([&] {
-        own_uri held(zu_do_uri_ref(uri.get()));
-        ready.arrive_and_wait();
-        own = {zu_do_uri_get_parent_uri(held.get()),
-               zu_do_uri_segment_get_keys(zu_do_uri_get_segment_last(held.get()))};
-      });
-    }
-    for (auto &thread : threads) thread.join();
-    for (const auto &each : made) EXPECT_EQ(each, made[0]);
-    EXPECT_EQ(text_of(made[0].first), "//l;loc=1/sys");
   }
 }
 

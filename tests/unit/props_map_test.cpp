@@ -1,4 +1,4 @@
-// Properties maps: what the operations do that no template text asks for, and dumps.
+// Properties maps: what the operations do that no template text asks for.
 #include "zu_tovra/props_map.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 #include "support.h"
 #include "support/objects.hpp"
 #include "support/recording_tree.hpp"
-#include "support/stream_text.hpp"
 
 namespace {
 
@@ -72,7 +71,6 @@ const operation operations[] = {
 
 TEST(props_map, operations) {
   for (const operation &entry : operations) {
-    const test::balanced_memory balanced;
     const test::trace_log traces;
     map_under_test made(entry.items);
     bool added = true;
@@ -83,7 +81,6 @@ TEST(props_map, operations) {
 }
 
 TEST(props_map, refuses_what_it_cannot_hold) {
-  const test::balanced_memory balanced;
   EXPECT_EQ(zu_tvr_props_map_new(-1), nullptr);
   zu_tvr_props_map_delete(nullptr);
   map_under_test made(2);
@@ -92,19 +89,6 @@ TEST(props_map, refuses_what_it_cannot_hold) {
   EXPECT_TRUE(made.add({"l", 4, 0}, "no"));
   EXPECT_EQ(traces.text(), "3 (ERR): Invalid property index (-1)\n4 (warn): Failed to resolve loc scheme no "
                            "from metadata. Falling back to DEFAULT loc scheme\n");
-}
-
-TEST(props_map, dump) {
-  const auto dump = [](zu_tvr_props_map *map, uint32_t indentation) {
-    return test::stream_text([&](FILE *stream) { zu_tvr_props_map_print(stream, indentation, map); });
-  };
-  EXPECT_EQ(dump(nullptr, 1), "");
-  map_under_test made(3, 2);
-  made.add({"b", 1, 1});
-  made.add({"lost", 7, 2});
-  made.add({"extra", 1, 8});
-  made.map->add_uri(made.map, "/b", 1);
-  EXPECT_EQ(dump(made.map, 1), "\tProp Names: - b -\n\t\n\t\tProps indices: 1 8\n\t\n\t\tProps indices: -1");
 }
 
 } // namespace

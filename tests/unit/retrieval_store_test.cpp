@@ -19,6 +19,8 @@ struct device {
     zu_store_wrapper_watch(wrapper, watch, this);
   }
   ~device() {
+    templates.write("a.tvr", "Cmd: x\nOp: wrong\n");
+    zu_do_error_deref(render_tovra_reload_func()); // leaves no tree
     unsetenv("ZU_TVR_COLL_FETCH_COUNT");
     zu_store_wrapper_free(wrapper);
   }
@@ -54,7 +56,11 @@ struct device {
   lines calls;
 };
 
-TEST(retrieval_store, requests_of_a_render) {
+struct retrieval_store : testing::Test {
+  static void SetUpTestSuite() { const device first("", 1); } // what a failed load keeps is there from now on
+};
+
+TEST_F(retrieval_store, requests_of_a_render) {
   const std::string chassis = "//locations;loc=1";
   const struct { std::string records, nodes; } places[] = {{"", ""}, {chassis, chassis}, {chassis, ""}};
   for (const auto &[records, nodes] : places) {
@@ -100,7 +106,7 @@ TEST(retrieval_store, requests_of_a_render) {
 
 // A record costs its view, whatever the size of the collection, and nothing more when it waits for its node.
 // Each interface has three units here, and costs two blocks for the URI of its units.
-TEST(retrieval_store, a_row_costs_one_allocation) {
+TEST_F(retrieval_store, a_row_costs_one_allocation) {
   const auto blocks_of = [](int interfaces, const std::string &below) {
     device with("", interfaces);
     with.load("Cmd: ifs\nParent Cmd: config\nOp: get_collection\nUri: /sys?ifc\n" + below, "0");

@@ -13,7 +13,6 @@
 #include "support/fake_walk.hpp"
 #include "support/objects.hpp"
 #include "support/scripted_data.hpp"
-#include "support/stream_text.hpp"
 #include "zu_tovra/coll_uri.h"
 
 namespace {
@@ -232,7 +231,6 @@ TEST(retrieval, shares_a_queue) {
 
 // A host may put records in the tables itself, as blocks of the named allocator.
 TEST(retrieval, takes_what_a_host_kept) {
-  test::balanced_memory balanced;
   test::fake_walk ctx;
   const auto make = [](size_t size) { return qcalloc_named(ZU_TVR_AREA, 1, size); };
   ctx->mr_cache = htMake(0);
@@ -329,7 +327,6 @@ TEST(retrieval, failures_are_traced_and_reported) {
 // ---- Collection URIs ----
 
 TEST(retrieval, tells_ref_many_subtrees) {
-  test::balanced_memory balanced;
   test::fake_walk ctx;
   const auto under = [&](const char *text) {
     return uri_is_under_ref_many_subtree(ctx, test::own_uri(zu_do_uri_new(text)).get());
@@ -362,7 +359,6 @@ TEST(retrieval, collections_of_instances) {
       {"//l;loc=1/a?b", "//l;loc=1/a?a", "/a?a"}, // left to the platform
       {"//l" + deep + "/b", "//l" + deep + "?b", deep + "?b"},
   };
-  test::balanced_memory balanced;
   test::fake_walk ctx;
   for (const auto &c : cases) {
     test::own_uri instance(zu_do_uri_new(c.instance.c_str()));
@@ -375,17 +371,6 @@ TEST(retrieval, collections_of_instances) {
     EXPECT_EQ(collection.get(), c.relative);
     EXPECT_EQ(collection.get().size(), std::strlen(collection.get().data()));
     EXPECT_EQ(test::text_of(test::own_uri(zu_do_uri_new_relative(c.collection.c_str())).get()), c.relative);
-  }
-}
-
-// ---- The data record ----
-
-TEST(retrieval, dumps_what_is_fixed) {
-  for (const auto &[uri, shown] :
-       {std::pair("/a?b", "\t/a?b\n\n\tleft=$name\n"), {"/a/b;k=$?c", "\n\tleft=$name\n"}}) {
-    coll_node node({.uri = uri, .query = {{"left", "\"$name\""}}});
-    const auto dump = [&](FILE *stream) { zu_tvr_coll_data_print(stream, 1, node.data); };
-    EXPECT_EQ(test::stream_text(dump), shown);
   }
 }
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "qmalloc/qmalloc.h"
 #include "qtrace/qtrace.h"
 
@@ -60,5 +62,18 @@ balanced_memory::~balanced_memory() {
     EXPECT_EQ(counters.live_bytes, bytes_[i]) << "bytes of area " << areas[i];
   }
 }
+
+namespace {
+
+// What a test takes it gives back.
+class memory_check : public testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo &) override { balanced_.emplace(); }
+  void OnTestEnd(const testing::TestInfo &) override { balanced_.reset(); }
+  std::optional<balanced_memory> balanced_;
+};
+[[maybe_unused]] const bool checked =
+    (testing::UnitTest::GetInstance()->listeners().Append(new memory_check), true);
+
+} // namespace
 
 } // namespace test

@@ -150,29 +150,25 @@ const struct protocol_case {
 
 TEST(walk, calls_the_operations_in_their_order) {
   for (const auto &c : protocol_cases) {
-    for (const int level : {4, 7}) {
-      SCOPED_TRACE(std::to_string(c.type) + c.expected);
-      const test::balanced_memory balanced;
-      fake_node node("n", c.type, c.steps, c.instances);
-      fake_node child("c", print, c.child_steps), second("d", print, {1, 1, 1});
-      child.under(node), second.under(node);
-      test::fake_walk walk;
-      test::trace_log traces(level);
-      EXPECT_EQ(tvr_node_walk(node.node(), walk), c.result);
-      EXPECT_EQ(called(), c.expected);
-      EXPECT_EQ(walk.error_text(), "");
-      EXPECT_EQ(walk->depth, 0u);
-      // A get-one node keeps the record of children that failed.
-      EXPECT_EQ(walk->props_cache != nullptr && walk->props_cache->top != nullptr,
-                c.type == get && c.steps[0] == 1 && !c.result);
-      if (level < 7) continue;
-      char key[32];
-      std::snprintf(key, sizeof(key), "(debug): node %p: ", static_cast<void *>(node.node()));
-      const std::string prefix = key, type = " (type " + std::to_string(c.type) + ")";
-      EXPECT_TRUE(traces.has(prefix + "wolking" + type));
-      const bool gave_up = c.type == coll && c.steps.back() == -1; // says nothing at its end
-      EXPECT_EQ(traces.has(prefix + "done waolking" + type), !gave_up);
-    }
+    SCOPED_TRACE(std::to_string(c.type) + c.expected);
+    fake_node node("n", c.type, c.steps, c.instances);
+    fake_node child("c", print, c.child_steps), second("d", print, {1, 1, 1});
+    child.under(node), second.under(node);
+    test::fake_walk walk;
+    test::trace_log traces(7);
+    EXPECT_EQ(tvr_node_walk(node.node(), walk), c.result);
+    EXPECT_EQ(called(), c.expected);
+    EXPECT_EQ(walk.error_text(), "");
+    EXPECT_EQ(walk->depth, 0u);
+    // A get-one node keeps the record of children that failed.
+    EXPECT_EQ(walk->props_cache != nullptr && walk->props_cache->top != nullptr,
+              c.type == get && c.steps[0] == 1 && !c.result);
+    char key[32];
+    std::snprintf(key, sizeof(key), "(debug): node %p: ", static_cast<void *>(node.node()));
+    const std::string prefix = key, type = " (type " + std::to_string(c.type) + ")";
+    EXPECT_TRUE(traces.has(prefix + "wolking" + type));
+    const bool gave_up = c.type == coll && c.steps.back() == -1; // says nothing at its end
+    EXPECT_EQ(traces.has(prefix + "done waolking" + type), !gave_up);
   }
 }
 
@@ -191,7 +187,6 @@ TEST(walk, tells_of_collections) {
 }
 
 TEST(walk, reports_what_it_cannot_walk) {
-  const test::balanced_memory balanced;
   fake_node node("n", noop), first("f", print), broken("b", print), last("l", print);
   for (auto *child : {&first, &broken, &last}) child->under(node);
   broken.node()->walk = nullptr;
@@ -212,30 +207,27 @@ TEST(walk, reports_what_it_cannot_walk) {
 // ---- Scratch data ----
 
 TEST(walk, keeps_scratch_data_for_the_whole_walk) {
-  const test::balanced_memory balanced;
-  for (const int level : {4, 7}) {
-    test::trace_log traces(level);
-    test::fake_walk walk, other;
-    std::deque<fake_node> nodes;
-    std::vector<void *> first;
-    for (int i = 0; i < 30; ++i) {
-      nodes.emplace_back("n", i % 3 == 0 ? coll : i % 3 == 1 ? iter : print);
-      first.push_back(tvr::scratch_data(nodes.back().node(), walk));
-    }
-    for (size_t i = 0; i < nodes.size(); ++i) {
-      EXPECT_EQ(tvr::scratch_data(nodes[i].node(), walk), first[i]);
-      EXPECT_NE(tvr::scratch_data(nodes[i].node(), other), first[i]);
-    }
-    zu_tvr_node *last = nodes.back().node();
-    last->slot = 1000;
-    EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
-    qmalloc_fail_nth(1, true); // what its slot knows is found without a key
-    EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
-    qmalloc_fail_nth(0, false);
-    EXPECT_EQ(htSize(walk->scratch_nodes), nodes.size());
-    for (const char *word : {"coll", "iter", "print"}) {
-      EXPECT_EQ(traces.count(std::string("6 (info): add ") + word + " scratch node 0x"), level == 7 ? 20 : 0);
-    }
+  test::trace_log traces(7);
+  test::fake_walk walk, other;
+  std::deque<fake_node> nodes;
+  std::vector<void *> first;
+  for (int i = 0; i < 30; ++i) {
+    nodes.emplace_back("n", i % 3 == 0 ? coll : i % 3 == 1 ? iter : print);
+    first.push_back(tvr::scratch_data(nodes.back().node(), walk));
+  }
+  for (size_t i = 0; i < nodes.size(); ++i) {
+    EXPECT_EQ(tvr::scratch_data(nodes[i].node(), walk), first[i]);
+    EXPECT_NE(tvr::scratch_data(nodes[i].node(), other), first[i]);
+  }
+  zu_tvr_node *last = nodes.back().node();
+  last->slot = 1000;
+  EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
+  qmalloc_fail_nth(1, true); // what its slot knows is found without a key
+  EXPECT_EQ(tvr::scratch_data(last, walk), first.back());
+  qmalloc_fail_nth(0, false);
+  EXPECT_EQ(htSize(walk->scratch_nodes), nodes.size());
+  for (const char *word : {"coll", "iter", "print"}) {
+    EXPECT_EQ(traces.count(std::string("6 (info): add ") + word + " scratch node 0x"), 20);
   }
 }
 

@@ -172,7 +172,6 @@ private:
 inline std::vector<std::string>
 scenario(const scripted_data::preparation &prepare, walk_options options, int level,
          const std::function<std::vector<std::string>(zu_tvr_walk_ctx *)> &walk) {
-  balanced_memory balanced;
   scripted_data data;
   prepare(data);
   options.data = data.get();
