@@ -11,16 +11,6 @@ namespace {
 constexpr char failure_marker[] = "! The command below had failures during processing\n";
 constexpr char no_room_for_line[] = "Failed to allocate output buffer";
 
-// What to do after a slot.
-enum class after_slot { go_on, done, failed };
-
-after_slot done_when(bool rendered) noexcept {
-  return rendered ? after_slot::done : after_slot::failed;
-}
-after_slot go_on_when(bool rendered) noexcept {
-  return rendered ? after_slot::go_on : after_slot::failed;
-}
-
 // ---- Slots ----
 
 // Once a password was hidden, so is every plain value after it in the pass.
@@ -51,7 +41,6 @@ after_slot render_plain(print_job &job, uint32_t slot, bool hide) noexcept {
 
 after_slot render_directly(print_job &job, uint32_t slot, bool hide) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
-  bool stop = false;
   switch (planned.item->kind) {
   case TVR_KIND_PLAIN:
     return render_plain(job, slot, hide);
@@ -59,9 +48,7 @@ after_slot render_directly(print_job &job, uint32_t slot, bool hide) noexcept {
     job.line->add(job.memory->slots.get()[slot].location);
     return after_slot::go_on;
   default:
-    if (planned.array == nullptr) break;
-    if (!render_element_directly(job, slot, &stop)) return after_slot::failed;
-    return stop ? after_slot::done : after_slot::go_on;
+    if (planned.array != nullptr) return render_element_directly(job, slot);
   }
   fail(job.ctx, ZU_FAILED, "Invalid type");
   return after_slot::failed;
@@ -87,9 +74,9 @@ after_slot render_slot(print_job &job, uint32_t slot, bool *hide) noexcept {
     return render_directly(job, slot, *hide);
   }
   if (is_plain || (planned.array->independent != 0 && planned.array->multiline == 0)) {
-    return go_on_when(render_inline_array(job, slot));
+    return render_inline_array(job, slot);
   }
-  return done_when(expand_array(job, slot));
+  return expand_array(job, slot);
 }
 
 // ---- Completion ----

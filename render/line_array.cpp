@@ -122,48 +122,50 @@ bool expand_elements(print_job &job, uint32_t slot) noexcept {
 
 } // namespace
 
-bool render_inline_array(print_job &job, uint32_t slot) noexcept {
+after_slot render_inline_array(print_job &job, uint32_t slot) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
-  const char *prefix = planned.array != nullptr ? planned.array->prefix : nullptr;
-  if (render_elements(job, slot, prefix)) return true;
+  if (render_elements(job, slot, planned.array != nullptr ? planned.array->prefix : nullptr)) {
+    return after_slot::go_on;
+  }
   fail(job.ctx, ZU_FAILED, "Failed to process array-type property");
-  return false;
+  return after_slot::failed;
 }
 
-bool render_element_directly(print_job &job, uint32_t slot, bool *stop) noexcept {
+after_slot render_element_directly(print_job &job, uint32_t slot) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
   const int32_t element = job.memory->slots.get()[slot].element;
+  zu_do_vlist *values = nullptr;
   zu_do_value *value = nullptr;
   if (planned.item->kind == TVR_KIND_ARRAY_ELEMENT) {
-    zu_do_vlist *values = take_array(job, slot);
-    if (values == nullptr) return false;
+    values = take_array(job, slot);
+    if (values == nullptr) return after_slot::failed;
     value = zu_do_vlist_get_value(values, static_cast<size_t>(element));
     if (value == nullptr) {
       TVR_ERROR("Failed to extract item %d from array", element);
       report(job.ctx, ZU_FAILED, "Failed to extract item from array");
-      return false;
+      return after_slot::failed;
     }
   }
   if (!render_element(job, planned.item, element, value, planned.array->prefix)) {
     fail(job.ctx, ZU_FAILED, no_element_text);
-    return false;
+    return after_slot::failed;
   }
-  if (planned.array->multiline != 0) return true;
-  zu_do_vlist *values = take_array(job, slot);
-  if (values == nullptr) return false;
-  *stop = static_cast<size_t>(element) + 1 < zu_do_vlist_get_len(values);
-  return true;
+  if (planned.array->multiline != 0) return after_slot::go_on;
+  if (values == nullptr) values = take_array(job, slot);
+  if (values == nullptr) return after_slot::failed;
+  const bool is_last = static_cast<size_t>(element) + 1 >= zu_do_vlist_get_len(values);
+  return is_last ? after_slot::go_on : after_slot::done;
 }
 
-bool expand_array(print_job &job, uint32_t slot) noexcept {
+after_slot expand_array(print_job &job, uint32_t slot) noexcept {
   if (job.expansions >= most_expansions) {
     fail(job.ctx, ZU_FAILED, "Array expansion nested too deep");
-    return false;
+    return after_slot::failed;
   }
   ++job.expansions;
   const bool rendered = expand_elements(job, slot);
   --job.expansions;
-  return rendered;
+  return rendered ? after_slot::done : after_slot::failed;
 }
 
 } // namespace tvr

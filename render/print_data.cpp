@@ -2,22 +2,12 @@
 #include "print_job.hpp"
 #include "zu_tovra/internal/report.hpp"
 
-namespace tvr {
-
-int32_t walk_print(zu_tvr_print_data *data, zu_tvr_print_scratch_data *scratch,
-                   zu_tvr_walk_ctx *ctx) noexcept;
-
-namespace {
-
-using print_data = unique<zu_tvr_print_data, zu_tvr_print_data_delete>;
-
-} // namespace
-} // namespace tvr
+using print_data = tvr::unique<zu_tvr_print_data, zu_tvr_print_data_delete>;
 
 zu_tvr_print_data *zu_tvr_print_data_new(const char *format, zu_tvr_props_map *props_map, uint8_t newline,
                                          const char *cond, zu_do_properties *eval_props) noexcept {
   TVR_ASSERT(format);
-  tvr::print_data data(tvr::make_zeroed<zu_tvr_print_data>().release());
+  print_data data(tvr::make_zeroed<zu_tvr_print_data>().release());
   if (data) {
     data->format = tvr::copy_text(format).release();
     if (cond != nullptr) data->cond = tvr::copy_text(cond).release();

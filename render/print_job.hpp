@@ -46,6 +46,10 @@ struct print_job {
   int expansions = 0; // array expansions inside one another
 };
 
+// The walk operation of print nodes: ZU_TVR_STEP_*.
+int32_t walk_print(zu_tvr_print_data *data, zu_tvr_print_scratch_data *scratch,
+                   zu_tvr_walk_ctx *ctx) noexcept;
+
 // Fills the slots and the condition properties from the cached records: ZU_TVR_STEP_WALK to go on, or the
 // walk's result.
 int32_t gather_values(print_job &job) noexcept;
@@ -69,13 +73,16 @@ bool put_line(zu_tvr_walk_ctx *ctx, text_buffer *line) noexcept;
 
 // Renders the format from a slot's literal text on into the line, and completes the line. False on failure.
 bool render_line(print_job &job, uint32_t slot) noexcept;
+// What is to be done after a slot.
+enum class after_slot { go_on, done, failed };
+
 // Renders the rest of the line once per element of a slot's array, as its item's array data says.
-bool expand_array(print_job &job, uint32_t slot) noexcept;
+after_slot expand_array(print_job &job, uint32_t slot) noexcept;
 // Renders all elements of a slot's array into the line.
-bool render_inline_array(print_job &job, uint32_t slot) noexcept;
-// Renders the one element that the slot names; `*stop` when the rest of the line is left to the pass of the
+after_slot render_inline_array(print_job &job, uint32_t slot) noexcept;
+// Renders the one element that the slot names; `done` when the rest of the line is left to the pass of the
 // array's last element.
-bool render_element_directly(print_job &job, uint32_t slot, bool *stop) noexcept;
+after_slot render_element_directly(print_job &job, uint32_t slot) noexcept;
 
 // Appends what a value shows as, mapped or quoted, and gives its length. False on failure (traced).
 bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type, text_buffer *line,

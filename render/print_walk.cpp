@@ -5,9 +5,6 @@
 
 namespace tvr {
 
-int32_t walk_print(zu_tvr_print_data *data, zu_tvr_print_scratch_data *scratch,
-                   zu_tvr_walk_ctx *ctx) noexcept;
-
 namespace {
 
 int32_t walk_without_properties(const print_job &job) noexcept {

@@ -33,6 +33,11 @@ void trace_look_up(const uri_step &step, const looked_up &uri) noexcept {
   }
 }
 
+void trace_no_match(const uri_step &step, const step_look_up &wanted) noexcept {
+  TVR_ERROR("no match for %.*s%.*s", width(wanted.from), wanted.from.data(), width(step.look_up),
+            step.look_up.data());
+}
+
 // The record, or the group's first record, whose collection URI answers to the URI.
 zu_do_properties *search(const uri_step &step, zu_tvr_walk_ctx *ctx, zu_do_uri *uri) noexcept {
   auto *by = const_cast<char *>(ZU_DO_NAME_COLL_URI);
@@ -60,24 +65,24 @@ void cache_source::note(const cache_answer &answer) noexcept {
   silent_ = silent_ && answer.silent;
 }
 
-// By the URI's own constructor: what it makes of the text may be another text, or nothing. True when a search
-// was made.
-bool cache_source::find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri,
-                               zu_do_properties **record) noexcept {
-  note_foreign();
+// By the URI's own constructor: what it makes of the text may be another text, or nothing.
+zu_do_properties *cache_source::find_by_uri(const uri_step &step, const step_look_up &wanted,
+                                            bool is_uri) noexcept {
+  silent_ = false;
   text_buffer shown;
   shown.add(wanted.from);
   shown.add(step.look_up);
   const char *written = shown.c_str();
   const auto uri = ref<zu_do_uri>::adopt(zu_do_uri_new(written));
-  if (!uri) {
+  if (uri == nullptr) {
     TVR_ERROR("Failed to allocate string");
-    if (written == nullptr || is_uri) fail_exhausted();
-    return false;
+    exhausted_ = written == nullptr || is_uri;
+    return nullptr;
   }
   trace_look_up(step, {zu_do_uri_get_uri_str(uri.get())});
-  *record = search(step, ctx_, uri.get());
-  return true;
+  zu_do_properties *record = search(step, ctx_, uri.get());
+  if (record == nullptr) trace_no_match(step, wanted);
+  return record;
 }
 
 // None (traced) when the record has no such property.
@@ -161,20 +166,20 @@ int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
 
   cache_answer answer;
   zu_do_properties *record = nullptr;
-  bool searched = !exhausted_;
-  if (by_text && !exhausted_) {
-    trace_look_up(step, wanted.uri);
-    answer = look_up_text(ctx_->props_cache, wanted.uri, by_collection);
-    note(answer);
-    record = answer.record();
-  } else if (wanted.possible && !exhausted_) {
-    searched = find_by_uri(step, wanted, is_uri, &record);
+  if (exhausted_) {
+    // Nothing is looked up.
+  } else if (wanted.possible && !by_text) {
+    record = find_by_uri(step, wanted, is_uri);
+  } else {
+    if (by_text) {
+      trace_look_up(step, wanted.uri);
+      answer = look_up_text(ctx_->props_cache, wanted.uri, by_collection);
+      note(answer);
+      record = answer.record();
+    }
+    if (record == nullptr) trace_no_match(step, wanted);
   }
   if (record == nullptr) {
-    if (searched) {
-      TVR_ERROR("no match for %.*s%.*s", width(wanted.from), wanted.from.data(), width(step.look_up),
-                step.look_up.data());
-    }
     TVR_ERROR("Could not find props for URI resolution");
     return ZU_FAILED;
   }

@@ -32,15 +32,12 @@ public:
     canonical_ = silent_ = false;
     version_ = next_version();
   }
-  // Something other than the texts of the records cache decides.
-  void note_foreign() noexcept { silent_ = false; }
 
 private:
   uint64_t next_version() noexcept { return memory_ != nullptr ? ++memory_->versions : UINT64_MAX; }
   bool take_again(const step_memory &memory, const uri_step &step, const looked_up &wanted,
                   text_buffer &out) noexcept;
-  bool find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri,
-                   zu_do_properties **record) noexcept;
+  zu_do_properties *find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri) noexcept;
   int32_t append_key(zu_do_name *key, zu_do_properties *record, text_buffer &out) noexcept;
   int32_t append_value(zu_do_value *value, text_buffer &out) noexcept;
 
