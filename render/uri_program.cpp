@@ -1,7 +1,7 @@
 // Compiles URI templates, and keeps the programs that the templates of a tree share.
 #include "uri_resolve.hpp"
 
-#include <cstring>
+#include <algorithm>
 #include <utility>
 
 #include "infra/infra.h"
@@ -36,7 +36,7 @@ public:
   explicit writer(char *at) noexcept : at_(at), start_(at) {}
 
   writer &operator<<(std::string_view text) noexcept {
-    at_ = static_cast<char *>(std::memcpy(at_, text.data(), text.size())) + text.size();
+    at_ = std::copy(text.begin(), text.end(), at_);
     return *this;
   }
   // What was written since the last call.

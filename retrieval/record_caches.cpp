@@ -32,7 +32,7 @@ struct zu_tvr_retrieval_memory {
   tvr::chunk_memory pieces;
   tvr::kept_entry *spare_entries;
   queue_item *spare_items;
-  tvr::kept_entry *last; // took a record last; or none
+  tvr::kept_entry *last; // added last; or none
   uint32_t additions;    // to mr_cache_cursor
 };
 

@@ -16,7 +16,7 @@ typedef struct zu_tvr_coll_scratch_data {
   zu_do_uri *coll_uri;   /* one reference: the resolved URI */
   uint64_t flags;
   zu_cursor *cursor;    /* owned: kept open between batches, or none */
-  zu_do_vtable *vtable; /* one reference: the batch */
+  zu_do_vtable *vtable; /* one reference: the batch; none when all comes from the records cache */
   zu_do_iter *iter;     /* owned: over the batch; none before its first row */
 
   /* Private. */

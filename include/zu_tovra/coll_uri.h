@@ -10,9 +10,9 @@ ZU_TVR_BEGIN
 
 /* True when, in relative form, a segment after the first carries keys. */
 ZU_TVR_API bool uri_is_under_ref_many_subtree(zu_tvr_walk_ctx *ctx, zu_do_uri *uri) ZU_TVR_NOEXCEPT;
-/* The URI of the collection that holds an instance; a new reference, or none (reported). */
+/* The URI of the collection that holds an instance (must be given); a new reference, or none (reported). */
 ZU_TVR_API zu_do_uri *generate_coll_uri_from_mr_uri(zu_tvr_walk_ctx *ctx, zu_do_uri *uri) ZU_TVR_NOEXCEPT;
-/* True when the table (mr_cache_cursor; must be given) has no entry for the URI. */
+/* True when the table (mr_cache_cursor) has no entry for the URI. Both must be given. */
 ZU_TVR_API bool need_to_request_collection(ht_table *mr_cache_cursor, zu_do_uri *uri) ZU_TVR_NOEXCEPT;
 
 ZU_TVR_END

@@ -14,7 +14,8 @@ typedef struct props_item {
 } props_item;
 
 /* What mr_cache_cursor holds under a collection's URI text. A queue that is none or empty: the collection
- * was requested, nothing is waiting. */
+ * was requested, nothing is waiting. Keys, entries, queues and items that a walk made lie in memory of the
+ * walk: a host may read them, but neither removes nor frees them. */
 typedef struct cursor_cache_entry {
   queue *props_list; /* owned, or none */
 } cursor_cache_entry;

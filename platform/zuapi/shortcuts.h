@@ -56,8 +56,8 @@ typedef struct zu_do_shortcuts {
 
   /* ---- Records that are filled again and again ---- */
 
-  /* A record of these names, none of them set; position i is that of names[i]. An unset property counts as
-   * absent. None when memory is exhausted. */
+  /* A record of these names, which differ from each other, none of them set; position i is that of names[i].
+   * An unset property counts as absent. None when memory is exhausted. */
   zu_do_properties *(*new_positions)(zu_do_name *const *names, uint32_t count);
   /* Unsets all. False when somebody else holds a reference: then nothing changes. */
   bool (*reset)(zu_do_properties *record);
