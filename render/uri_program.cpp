@@ -146,7 +146,7 @@ bool fill(zu_tvr_uri_program &program, const zu_tvr_uri *uri, std::string_view t
   program.steps = make_zeroed_array<uri_step>(program.step_count).release();
   if (program.steps == nullptr || !make_pieces(program, uri, text)) return false;
   writer out(program.pieces);
-  out << text << std::string_view("", 1);
+  out << text << std::string_view("\0", 1);
   static_cast<void>(out.piece());
   out << static_text(uri);
   program.start = out.piece(); // of a static template the last piece: a NUL follows

@@ -178,10 +178,10 @@ uint32_t additions(const zu_tvr_walk_ctx *ctx) noexcept {
 // entry is looked up each time.
 cursor_cache_entry *remember(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx,
                              cursor_cache_entry *found) noexcept {
-  const bool owned = owns(ctx->retrieval, found);
-  scratch->cached = owned ? found : nullptr;
+  const auto *owned = owns(ctx->retrieval, found) ? reinterpret_cast<kept_entry *>(found) : nullptr;
+  scratch->cached = owned != nullptr ? found : nullptr;
   scratch->cached_mark = found == nullptr ? additions(ctx) : 0;
-  if (owned) scratch->cached_mark = reinterpret_cast<kept_entry *>(found)->serial;
+  if (owned != nullptr) scratch->cached_mark = owned->serial;
   scratch->cached_size = htSize(ctx->mr_cache_cursor);
   return found;
 }

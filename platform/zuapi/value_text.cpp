@@ -110,7 +110,7 @@ int value_to_debug_text(zu_do_value *value, zu_do_strbuf *buffer) {
 }
 
 std::string_view raw_text(zu_do_value *value, char *room) {
-  if (zu_do_value_is_null(value) || value->type == ZU_DO_TYPE_ARRAY) return {};
+  if (value == nullptr || zu_do_value_is_null(value) || value->type == ZU_DO_TYPE_ARRAY) return {};
   if (value->type == ZU_DO_TYPE_STRING) return value->text();
   size_t length = 0;
   const char *text = value_display(value, room, &length);
