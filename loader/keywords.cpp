@@ -23,7 +23,9 @@ bool store_trimmed(growable &field, const char *value, const char *otherwise, zu
 }
 
 bool take_cmd(parse_context &parse, const char *value) noexcept {
-  return complete_record(parse) && store_trimmed(parse.data->cmd_id, value, "", parse.error);
+  if (!complete_record(parse)) return false;
+  parse.data->cmd_line = parse.line_number;
+  return store_trimmed(parse.data->cmd_id, value, "", parse.error);
 }
 
 bool take_parent_cmd(parse_context &parse, const char *value) noexcept {

@@ -21,15 +21,18 @@ bool parse_text(zu_tvr_tree *tree, const char *file, const char *source, zu_do_e
   if (!make_buffer(parse.line, first_buffer_size)) return exhausted(error, "Failed to allocate string");
   parse.data = new_parse_data(error);
   if (parse.data == nullptr) return false;
+  if (file != nullptr) {
+    parse.shared_file = new_file_name(file);
+    if (parse.shared_file == nullptr) return exhausted(error, "Failed to allocate string");
+  }
 
   const char *const end = source + std::strlen(source);
-  int line_number = 1;
-  for (const char *line = source; line < end; ++line_number) {
+  for (const char *line = source; line < end; ++parse.line_number) {
     const void *feed = std::memchr(line, '\n', static_cast<size_t>(end - line));
     const char *line_end = feed != nullptr ? static_cast<const char *>(feed) : end;
     if (!store(parse.line, line, static_cast<size_t>(line_end - line), error)) return false;
     if (!take_line(parse)) {
-      TVR_ERROR("Loading terminated at %s:%d", file, line_number);
+      TVR_ERROR("Loading terminated at %s:%d", file, parse.line_number);
       return false;
     }
     line = line_end + 1;

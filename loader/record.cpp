@@ -105,6 +105,8 @@ bool complete_record(parse_context &parse) noexcept {
 
   owned_node node;
   if (!make_node(data, parse.error, &node)) return false;
+  node->file = share_file_name(parse.shared_file.get());
+  node->line = data.cmd_line;
   const bool added = parse.tree->add_node(parse.tree, node.get(), id, data.parent_cmd_id.chars.get());
   if (added) {
     (void)node.release();

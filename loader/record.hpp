@@ -2,6 +2,7 @@
 #pragma once
 
 #include "text.hpp"
+#include "zu_tovra/internal/file_name.hpp"
 #include "zu_tovra/props_map.h"
 #include "zu_tovra/tree.h"
 #include "zu_tovra/uri.h"
@@ -29,6 +30,7 @@ struct tvr_parse_data : record_lines {
   growable parent_cmd_id;
   growable op;
   growable format;
+  uint32_t cmd_line = 0; // of `cmd_id`
   int32_t lang_version = 0;
   bool first_line = true;
 };
@@ -40,6 +42,8 @@ struct parse_context {
   zu_do_error **error;
   growable line; // the line at hand, without its line feed
   owned<tvr_parse_data> data;
+  uint32_t line_number = 1;        // of the line at hand
+  file_name shared_file = nullptr; // the same as `file`, for the nodes
 };
 
 // None when memory is exhausted (traced and stored as an error).

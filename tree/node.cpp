@@ -6,6 +6,7 @@
 #include "walk.hpp"
 #include "zu_tovra/coll.h"
 #include "zu_tovra/crudx.h"
+#include "zu_tovra/internal/file_name.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/iter.h"
@@ -91,6 +92,7 @@ zu_tvr_node *zu_tvr_node_new_print(const char *format, zu_tvr_props_map *props_m
 void zu_tvr_node_delete(zu_tvr_node *node) noexcept {
   TVR_ASSERT(node);
   const tvr::block<zu_tvr_node> owner(node);
+  tvr::drop_file_name(node->file);
   switch (node->type) {
   case TVR_NODE_JUMP:
     zu_tvr_jump_data_delete(static_cast<zu_tvr_jump_data *>(node->data));
@@ -144,6 +146,21 @@ void zu_tvr_node_connect_siblings(zu_tvr_node *oldest_node, zu_tvr_node *new_nod
   zu_tvr_node *near_end = oldest_node->chain_end != nullptr ? oldest_node->chain_end : oldest_node;
   end_of_chain(near_end)->next_sibling = new_node;
   oldest_node->chain_end = new_node;
+}
+
+const char *zu_tvr_node_id(const zu_tvr_node *node) noexcept {
+  TVR_ASSERT(node);
+  return node->id;
+}
+
+const char *zu_tvr_node_file(const zu_tvr_node *node) noexcept {
+  TVR_ASSERT(node);
+  return tvr::file_name_text(node->file);
+}
+
+uint32_t zu_tvr_node_line(const zu_tvr_node *node) noexcept {
+  TVR_ASSERT(node);
+  return node->line;
 }
 
 void zu_tvr_node_print(FILE *stream, uint32_t indentation, zu_tvr_node *node) noexcept {

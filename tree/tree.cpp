@@ -135,6 +135,7 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
     *orphan = {node, key.get()};
   }
 
+  node->id = key.get();
   g_hash_table_insert(tree->nodes, key.release(), node);
   node->slot = ++tree->slots;
   adopt_waiting(tree, node, id);
@@ -194,6 +195,7 @@ zu_tvr_tree *zu_tvr_tree_new(void) noexcept {
   tree->root = or_error(zu_tvr_node_new_noop(), "Failed to allocate ROOT node");
   if (tree->root == nullptr) return nullptr;
   tree->root->slot = ++tree->slots;
+  tree->root->id = key.get();
   g_hash_table_insert(nodes.get(), key.release(), tree->root);
   table orphans = or_error(new_table(free_orphan), "Failed to allocate tovra orphans hashtable");
   if (orphans == nullptr) return nullptr;

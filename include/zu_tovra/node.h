@@ -37,6 +37,9 @@ struct zu_tvr_node {
   zu_tvr_node *elder;      /* a shortcut to an ancestor, which looking for the oldest one left */
   uint64_t ordinal;        /* of creation, from 1: how dumps name the node */
   uint32_t slot;           /* from 1: its place in the scratch slots of a walk; 0 outside a tree */
+  uint32_t line;           /* of its "Cmd:" line; 0 when no template made it */
+  const char *id;          /* borrowed from the tree that took it; none before */
+  struct zu_tvr_file_name *file; /* shared by the nodes of the file; none outside one */
 };
 
 /* Constructors: a new node without links, or none (traced) with nothing left allocated; arguments that pass
@@ -64,6 +67,14 @@ ZU_TVR_API void zu_tvr_node_delete(zu_tvr_node *node) ZU_TVR_NOEXCEPT;
 ZU_TVR_API void zu_tvr_node_connect_parent(zu_tvr_node *parent, zu_tvr_node *child) ZU_TVR_NOEXCEPT;
 /* Appends `new_node` to the chain of siblings that `oldest_node` heads; sets no parent. */
 ZU_TVR_API void zu_tvr_node_connect_siblings(zu_tvr_node *oldest_node, zu_tvr_node *new_node) ZU_TVR_NOEXCEPT;
+
+/* Where a node comes from. The node must be given; the texts live as long as the node and its tree.
+ *  - id: none before a tree took the node, and for a scratch node;
+ *  - file: the path that was loaded; none for a text in memory, for the root and for a node of the host;
+ *  - line: of the record's "Cmd:" line, from 1; 0 for the root and for a node of the host. */
+ZU_TVR_API const char *zu_tvr_node_id(const zu_tvr_node *node) ZU_TVR_NOEXCEPT;
+ZU_TVR_API const char *zu_tvr_node_file(const zu_tvr_node *node) ZU_TVR_NOEXCEPT;
+ZU_TVR_API uint32_t zu_tvr_node_line(const zu_tvr_node *node) ZU_TVR_NOEXCEPT;
 
 /* Writes a dump of the node, without its children, at `indentation` tabs. */
 ZU_TVR_API void zu_tvr_node_print(FILE *stream, uint32_t indentation, zu_tvr_node *node) ZU_TVR_NOEXCEPT;

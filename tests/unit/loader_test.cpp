@@ -259,4 +259,33 @@ TEST_F(directories, is_found_from_the_environment) {
   }
 }
 
+// ---- Places ----
+
+std::string place_of(const zu_tvr_node *node) {
+  const char *file = zu_tvr_node_file(node), *id = zu_tvr_node_id(node);
+  return std::string(file != nullptr ? file : "none") + ":" + std::to_string(zu_tvr_node_line(node)) + " " +
+         (id != nullptr ? id : "none");
+}
+
+TEST_F(directories, nodes_know_their_place) {
+  write("a.tvr", "# c\n\nParent Cmd: x\nCmd: \nCmd: a\nOp: iter\nLocationScheme:\nCmd: config\nOp:\nCmd: b");
+  write("b.tvr", "Cmd: config\nCmd: x\n");
+  zu_tvr_tree *real = zu_tvr_tree_new();
+  const auto load_real = [&](zu_do_error **error) {
+    return zu_tvr_load_directory(real, root.c_str(), error) &&
+           zu_tvr_load_meta_from_str(real, "\nCmd: late\nOp: no_op\n", error);
+  };
+  EXPECT_EQ(run(load_real), (outcome{true, 0, ""}));
+  EXPECT_TRUE(real->resolve_links(real));
+  EXPECT_EQ(place_of(real->root), "none:0 ROOT");
+  std::string places;
+  for (const zu_tvr_node *node = real->root->first_child; node != nullptr; node = node->next_sibling) {
+    places += place_of(node) + "\n";
+    if (node->first_child != nullptr) places += "  " + place_of(node->first_child) + "\n";
+  }
+  EXPECT_EQ(places, root + "/a.tvr:8 config\n" + root + "/a.tvr:10 b\n" + root + "/b.tvr:2 x\n  " + root +
+                        "/a.tvr:5 a\nnone:2 late\n");
+  zu_tvr_tree_delete(real);
+}
+
 } // namespace
