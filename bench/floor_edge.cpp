@@ -85,7 +85,7 @@ void render(const device &device, text &out) {
   out.line("system name ", device.name);
   for (const auto &port : device.ports) render(port, out);
   for (const auto &list : device.lists) render(list, out);
-  out.line("router bgp ", device.as_number);
+  out.line("bgp ", device.as_number);
   for (const auto &instance : device.instances) render(instance, out);
   out.line("end");
 }

@@ -5,7 +5,7 @@ namespace bench {
 namespace {
 
 void render(const interface &ifc, text &out) {
-  out.line("interface ", ifc.name);
+  out.line("ethernet ", ifc.name);
   out.line(" description ", ifc.description);
   if (ifc.mtu != 1500) out.line(" mtu ", ifc.mtu);
   if (ifc.speed == "100m") {
@@ -16,23 +16,23 @@ void render(const interface &ifc, text &out) {
     out.line(" speed 10000");
   }
   out.line(" bandwidth ", ifc.bandwidth);
-  out.line(" ip ospf cost ", ifc.cost);
-  out.list(" switchport trunk allowed vlan ", ifc.vlans);
-  out.line(" service-policy input ", ifc.policy);
-  for (const auto &address : ifc.addresses) out.line(" ip address ", address.ip, " ", address.mask);
+  out.line(" ospf cost ", ifc.cost);
+  out.list(" trunk-vlans ", ifc.vlans);
+  out.line(" policy in ", ifc.policy);
+  for (const auto &address : ifc.addresses) out.line(" address ", address.ip, " ", address.mask);
   if (!ifc.enabled) out.line(" shutdown");
   out.line("!");
 }
 
 void render(const neighbour &peer, text &out) {
-  out.line(" neighbor ", peer.ip, " remote-as ", peer.as_number);
+  out.line(" neighbor ", peer.ip, " as ", peer.as_number);
   out.line(" neighbor ", peer.ip, " description ", peer.description);
-  out.line(" neighbor ", peer.ip, " update-source ", peer.source);
+  out.line(" neighbor ", peer.ip, " source loopback ", peer.source);
   for (const auto &family : peer.families) {
     out.line(" address-family ", family.name);
     out.line("  neighbor ", peer.ip, " activate");
-    out.line("  neighbor ", peer.ip, " maximum-prefix ", family.maximum_prefixes);
-    out.line("  neighbor ", peer.ip, " route-policy ", family.policy, " in");
+    out.line("  neighbor ", peer.ip, " prefixes ", family.maximum_prefixes);
+    out.line("  neighbor ", peer.ip, " policy ", family.policy, " in");
   }
 }
 
@@ -42,8 +42,8 @@ void render(const router &router, text &out) {
   out.line("hostname ", router.host_name);
   for (const auto &ifc : router.interfaces) render(ifc, out);
   for (const auto &route : router.routes)
-    out.line("ip route ", route.prefix, " ", route.mask, " ", route.next_hop, " ", route.distance);
-  out.line("router bgp 65000");
+    out.line("route ", route.prefix, " ", route.mask, " ", route.next_hop, " ", route.distance);
+  out.line("bgp 65000");
   for (const auto &peer : router.neighbours) render(peer, out);
   out.line("end");
 }

@@ -13,7 +13,7 @@ std::string ip(uint32_t first, uint32_t number) {
 interface make_interface(uint32_t i) {
   static const char *const speeds[] = {"100m", "1g", "10g"};
   interface made;
-  made.name = "GigabitEthernet" + std::to_string(i / 48) + "/0/" + std::to_string(i % 48);
+  made.name = std::to_string(i / 48) + "/0/" + std::to_string(i % 48);
   made.description = "to access switch " + std::to_string(i);
   made.mtu = i % 3 == 0 ? 9000 : 1600;
   made.speed = speeds[i % 3];
@@ -30,7 +30,7 @@ neighbour make_neighbour(uint32_t i) {
   return {ip(192, i),
           64512 + i % 1000,
           "transit-" + std::to_string(i),
-          "Loopback0",
+          "0",
           {{"ipv4", 1000 + i % 100, "import-" + std::to_string(i % 7)},
            {"ipv6", 2000 + i % 100, "import-" + std::to_string(i % 5)}}};
 }

@@ -62,7 +62,7 @@ TEST(threads, render_what_one_renders_alone) {
   const host::templates bad;
   bad.write("a.tvr", "Cmd: lost\nParent Cmd: nobody\n");
   device devices[] = {
-      {EXAMPLES "edge-router", {{nullptr}, {"bgp"}, {"ntp"}, {"interface-list", "name", "MgmtEth0/0/0"}}},
+      {EXAMPLES "edge-router", {{nullptr}, {"bgp"}, {"ntp"}, {"interface-list", "name", "management 0"}}},
       {EXAMPLES "chassis",
        {{nullptr}, {"location-list", "loc", "0.9"}, {"port-group-list", "port_group", "2"}}},
   };
