@@ -151,6 +151,7 @@ loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
   patterns_.push_back(std::make_unique<known_pattern>(known_pattern{uri_pattern(uri), 0, {}}));
   known_pattern *made = patterns_.back().get();
   pattern_by_text_.emplace(made->of.text(), made);
+  check_keys(uri);
 
   scratch_.resize(uri->length);
   scratch_.resize(path_of(uri->view(), made->of.absolute(), scratch_.data()));
@@ -164,6 +165,23 @@ loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
     made->keys.push_back(path.add(key.name, property::key, 0, data_.memory));
   }
   return made;
+}
+
+void loader::check_keys(const zu_do_uri *uri) {
+  const bool absolute = (uri->flags & zuapi::uri_absolute) != 0;
+  size_t start = absolute ? 2 : 1;
+  for (uint32_t i = 0; i < uri->segment_count; ++i) {
+    const size_t end = std::min(uri->view().find('/', start), uri->view().size());
+    std::string path(end, '\0');
+    path.resize(path_of(uri->view().substr(0, end), absolute, path.data()));
+    auto at = static_cast<uint32_t>(std::min(uri->view().find(';', start), end));
+    for (zuapi::uri_key key; zuapi::uri_next_key(uri->view(), at, key);) {
+      if (!paths_.is_secret(path, key.name)) continue;
+      refuse(at_, "key " + in_quotes(key.name) + " of URI " + in_quotes(uri_pattern(uri).text()) +
+                      " is a PasswordString");
+    }
+    start = end + 1;
+  }
 }
 
 void loader::check_location(const zu_do_uri *uri) const {
@@ -223,6 +241,9 @@ void loader::add_key(path_builder &path, uint32_t index, std::string_view encode
 }
 
 void loader::check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const {
+  if (zuapi::is_secret_type(zu_do_value_get_typedef_name(&given))) {
+    refuse(at, "key " + in_quotes(of.name) + " of the URI is a PasswordString");
+  }
   char room[ZU_DO_VALUE_ROOM];
   const std::string_view text = zuapi::raw_text(&given, room);
   if (text.data() == nullptr || text != key) {

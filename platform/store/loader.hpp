@@ -66,6 +66,8 @@ private:
   zu_do_uri *place_uri(const zuapi::uri_scan &scan);
   known_pattern *find_or_add_pattern(const zu_do_uri *uri);
   void check_location(const zu_do_uri *uri) const;
+  // Refuses a URI with a key that its class says is a PasswordString: URIs are shown everywhere.
+  void check_keys(const zu_do_uri *uri);
   void read_property(path_builder &path, json::field &field, uint32_t &expected);
   void mark_default(const property &of, zu_do_value &cell) const;
   void add_keys(path_builder &path, const known_pattern &pattern, const zu_do_uri *uri);

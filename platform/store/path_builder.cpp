@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "store/path.hpp"
+#include "zuapi/json_value.hpp"
 
 namespace store {
 
@@ -72,6 +73,14 @@ uint32_t path_list::find_or_add(std::string_view text) {
   last_ = size() - 1;
   by_text_.emplace(paths_.back()->text(), last_);
   return last_;
+}
+
+bool path_list::is_secret(std::string_view path, std::string_view name) const {
+  const auto found = by_text_.find(path);
+  if (found == by_text_.end()) return false;
+  path_builder &of = *paths_[found->second];
+  const uint32_t index = of.find(name, 0);
+  return index != no_id && zuapi::is_secret_type(of.properties()[index].type);
 }
 
 void path_list::finish(snapshot &data) {

@@ -77,6 +77,8 @@ private:
 class path_list {
 public:
   uint32_t find_or_add(std::string_view text);
+  // Whether the class of that path says that the property is a PasswordString.
+  bool is_secret(std::string_view path, std::string_view name) const;
   path_builder &operator[](uint32_t id) { return *paths_[id]; }
   uint32_t size() const { return static_cast<uint32_t>(paths_.size()); }
 

@@ -75,7 +75,10 @@ zu_do_value value_reader::string_cell(const char *text, size_t length, const cha
 }
 
 zu_do_value value_reader::read(json::value value, const char *class_type, uint32_t depth) {
-  types type = {nullptr, class_type};
+  return read_as(value, {nullptr, class_type, false}, depth);
+}
+
+zu_do_value value_reader::read_as(json::value &value, types type, uint32_t depth) {
   const zu_do_value cell = read_untyped(value, type, depth);
   return with_type(cell, type.used());
 }
@@ -115,6 +118,9 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
     const std::string_view type_name = name(field);
     if (type_name.empty()) refuse(name_start, "a typedef name is empty");
     if (type.own == nullptr && type_name != "v") type.own = intern_type(type_name);
+    if (!open_secrets_ && type.in_array && type_name == "PasswordString") {
+      refuse(name_start, "a PasswordString stands in an array");
+    }
     cell = read_untyped(field.value(), type, depth);
   }
   if (members == 0) refuse(start, "an object as a value must have exactly one member");
@@ -123,13 +129,11 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
 
 zu_do_value value_reader::read_array(json::value &value, const types &type, uint32_t depth) {
   const char *start = start_of(value);
-  if (!open_secrets_ && type.used() != nullptr && std::string_view(type.used()) == "PasswordString") {
-    refuse(start, "a PasswordString is an array");
-  }
+  if (!open_secrets_ && is_secret_type(type.used())) refuse(start, "a PasswordString is an array");
   const size_t first = elements_.size();
   for (json::value element : elements_of(value)) {
     const bool is_null = *start_of(element) == 'n';
-    zu_do_value cell = read(element, nullptr, depth);
+    zu_do_value cell = read_as(element, {nullptr, nullptr, true}, depth);
     elements_.push_back(is_null ? cell_none() : cell);
   }
   // Elements without a value at the end are not elements.

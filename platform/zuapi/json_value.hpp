@@ -42,7 +42,7 @@ void read_json(std::string_view text, Read read) {
 // Reads the values of one text. Throws refusal, simdjson::simdjson_error or std::bad_alloc.
 class value_reader {
 public:
-  // Offsets count from `text`. `open_secrets`: a PasswordString may be an array.
+  // Offsets count from `text`. `open_secrets`: a PasswordString may be an array, and stand in one.
   value_reader(const char *text, arena &memory, bool open_secrets)
       : text_(text), memory_(memory), open_secrets_(open_secrets) {}
 
@@ -71,9 +71,11 @@ private:
   struct types {
     const char *own;      // the name that the value brings, or none
     const char *fallback; // the one that applies otherwise, or none
+    bool in_array;
     const char *used() const { return own != nullptr ? own : fallback; }
   };
 
+  zu_do_value read_as(json::value &value, types type, uint32_t depth);
   zu_do_value read_untyped(json::value &value, types &type, uint32_t depth);
   zu_do_value read_wrapped(json::value &value, types &type, uint32_t depth);
   zu_do_value read_array(json::value &value, const types &type, uint32_t depth);
@@ -86,5 +88,10 @@ private:
   std::map<std::string, const char *, std::less<>> type_names_;
   std::vector<zu_do_value> elements_; // of the arrays that are being read, innermost last
 };
+
+// A value of this type is hidden in show-tech output, in traces and by `tovra get`: it must stand alone.
+inline bool is_secret_type(const char *type) {
+  return type != nullptr && std::string_view(type) == "PasswordString";
+}
 
 } // namespace zuapi

@@ -65,7 +65,7 @@ private:
                        R"({"Text":"l\nm"})", R"({"PasswordString":"s"})"});
     case 'v':
       if (pick_.rarely()) {
-        return pick_.of({"7", R"([["x"],true])", R"(["a",null,"b c"])", R"([{"PasswordString":"s"},2])"});
+        return pick_.of({"7", R"([["x"],true])", R"(["a",null,"b c"])", R"([{"Text":"s"},2])"});
       }
       return pick_.of({"[1,2,30]", "[]", R"(["x"])", R"(["a b","c"])", R"([true,false,1500])"});
     case 'p':

@@ -111,6 +111,37 @@ TEST(store_refusal, records) {
   }
 }
 
+// What is hidden elsewhere must not be seen as an element of an array, or in the URI of its record.
+TEST(store_refusal, secrets) {
+  const auto classes = [](const std::string &declared, const std::string &record) {
+    return "{\"classes\": {" + declared + "},\n\"records\": {" + record + "}}";
+  };
+  const std::string hidden = R"({"k": {"type": "PasswordString"}})";
+  for (const auto &[text, message] : rows{
+           {records(R"("/a": {"v": [{"PasswordString": "s3cret"}, "b"]})"),
+            "f:1:28: a PasswordString stands in an array"},
+           {records(R"("/a": {"v": [[1], [{"v": {"PasswordString": "s"}}]]})"),
+            "f:1:40: a PasswordString stands in an array"},
+           {records(R"("/a": {"v": {"List": [{"Text": {"PasswordString": null}}]}})"),
+            "f:1:46: a PasswordString stands in an array"},
+           {records(R"("/a": {"v": {"v": {"PasswordString": ["s"]}}})"),
+            "f:1:51: a PasswordString is an array"},
+           {classes(R"("/a": {"x": {"default": [{"PasswordString": "s"}]}})", ""),
+            "f:1:40: a PasswordString stands in an array"},
+           {classes(R"("/a": )" + hidden, R"("/a;i=1;k=s3cret": {})"),
+            "f:2:13: key \"k\" of URI \"/a;i=;k=\" is a PasswordString"},
+           {classes(R"("/a": )" + hidden, R"("/a;i=1": {}, "//l;o=1/a;k=s3cret/b;i=2": {})"),
+            "f:2:27: key \"k\" of URI \"//l;o=/a;k=/b;i=\" is a PasswordString"},
+           {classes(R"("//l": )" + hidden, R"("//l;k=s3cret/a": {})"),
+            "f:2:13: key \"k\" of URI \"//l;k=/a\" is a PasswordString"},
+           {records(R"("/a;k=s": {"k": {"PasswordString": "s"}})"),
+            "f:1:25: key \"k\" of the URI is a PasswordString"},
+           {classes(R"("/a": )" + hidden, R"("/a": {"k": "s", "v": [{"Text": "t"}]}, "/a/b;k=1": {})"), ""},
+       }) {
+    EXPECT_EQ(refusal(text), message) << text;
+  }
+}
+
 TEST(store_refusal, no_memory_is_a_clear_error_and_no_leak) {
   const std::string_view text = R"({"classes": {"/a": {"x": {"type": "T", "default": [1]}}}, "records":
     {"/a;k=1": {"y": "a\tb"}, "//locations;loc=1/a;k=1": {}, "/b": {}, "/a;k=2": {}}})";
