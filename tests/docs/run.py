@@ -7,13 +7,15 @@
   text    what that run writes to standard output and then to standard error; `...` ends a line whose rest varies
 
 `tvr always` and `json always` hold for the whole guide: such templates stand before those of every example, such
-data is read where an example has none. A block that no run uses is a fault. With --man PAGE the manual page must
-name every command and option that the program's help does, and no other.
+data is read where an example has none. A block that no run uses is a fault. A block with a name, as `json new.json`,
+is a file; the runs of a guide with such files are shell commands among them, which nothing is added to.
+With --man PAGE the manual page must name every command and option that the program's help does, and no other.
 
   run.py [--tovra PROGRAM] [--keywords] [--update] [--man PAGE] [GUIDE...]
 """
 import argparse
 import difflib
+import os
 import re
 import shlex
 import subprocess
@@ -63,6 +65,18 @@ def run(program, command, templates, data):
     return (done.stdout + done.stderr).decode()
 
 
+def run_among(program, command, files):
+    with tempfile.TemporaryDirectory() as folder:
+        for name, block in files.items():
+            block.used = True
+            Path(folder, name).parent.mkdir(parents=True, exist_ok=True)
+            Path(folder, name).write_text(block.text)
+        done = subprocess.run(["sh", "-c", command], cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, timeout=60,
+                              env={**os.environ, "PATH": f"{Path(program).parent}:{os.environ['PATH']}"})
+    return done.stdout.decode()
+
+
 def same(wanted, got):
     wanted, got = wanted.splitlines(), got.splitlines()
     return len(wanted) == len(got) and all(
@@ -72,10 +86,14 @@ def same(wanted, got):
 def check(program, guide, faults):
     """Runs the examples of one guide; returns the runs as (their expected block, what came) and the templates."""
     always, templates, fresh = [], [], True
-    shared, data, command, runs, seen = None, None, None, [], []
+    shared, data, command, runs, seen, files = None, None, None, [], [], {}
     for block in blocks(guide.read_text().splitlines()):
         if block is None:
             data, command, fresh = None, None, True
+        elif block.words and block.words[0] != "always":
+            files[block.words[0]] = block
+            seen.append(block)
+            continue
         elif block.kind == "tvr" and "always" in block.words:
             always.append(block)
         elif block.kind == "tvr":
@@ -87,7 +105,8 @@ def check(program, guide, faults):
         elif block.kind == "sh":
             command = block
         elif block.kind == "text":
-            got = run(program, command.text if command else "tovra render", always + templates, data or shared)
+            got = run_among(program, command.text, files) if files else run(
+                program, command.text if command else "tovra render", always + templates, data or shared)
             if command:
                 command.used = True
             command, fresh = None, True

@@ -7,6 +7,7 @@
 
 #include "commands.hpp"
 #include "output.hpp"
+#include "tools.hpp"
 
 namespace {
 
@@ -99,6 +100,7 @@ int run(int argc, char **argv) {
   auto *get = app.add_subcommand("get", "Show the records that a URI names, as JSON lines");
   add_data(get, asked);
   get->add_option("uri", asked.uri, "Record or collection URI")->type_name("URI")->required();
+  const std::vector<tovra::tool> tools = tovra::add_tools(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success &asked_for_text) { // --help
@@ -111,6 +113,9 @@ int run(int argc, char **argv) {
   std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of writing, and an exit status
   if (render->parsed()) return tovra::render(asked);
   if (check->parsed()) return tovra::check_templates(asked);
+  for (const tovra::tool &tool : tools) {
+    if (tool.command->parsed()) return tool.run();
+  }
   return tovra::finish_printing(tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked));
 }
 

@@ -1,0 +1,135 @@
+// `tovra diff`: how two configurations differ as text, or one of them through two sets of templates.
+#include <future>
+#include <memory>
+#include <unistd.h>
+
+#include "../commands.hpp"
+#include "../output.hpp"
+#include "../process.hpp"
+#include "../tools.hpp"
+#include "text_diff.hpp"
+
+namespace tovra {
+
+namespace {
+
+constexpr int equal = 0;
+constexpr int different = 1;
+constexpr int trouble = 2;
+
+struct diff_options {
+  std::string old_name, new_name;
+  std::string data; // given: the two names are templates
+  std::string templates;
+  std::string node;
+  std::vector<std::string> render; // further options of the render
+  bool unified = false;
+  bool json = false;
+  std::string colour = "auto";
+};
+
+process_request render_request(const diff_options &asked, const std::string &name) {
+  process_request made;
+  made.arguments = {"render"};
+  if (!asked.node.empty()) made.arguments.push_back(asked.node);
+  const std::string &templates = asked.data.empty() ? asked.templates : name;
+  if (!templates.empty()) made.arguments.push_back("--templates=" + templates);
+  made.arguments.push_back("--data=" + (asked.data.empty() ? name : asked.data));
+  made.arguments.insert(made.arguments.end(), asked.render.begin(), asked.render.end());
+  return made;
+}
+
+void say_lines(std::string_view text) {
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    say(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+}
+
+// Passes on what a render said. False: it gave no whole text, and a text with a hole is compared with
+// nothing.
+bool is_whole(const std::string &name, const process_outcome &rendered, const std::string &said_before) {
+  const bool whole = rendered.started && rendered.status == done;
+  if (!whole || rendered.error != said_before) say_lines(rendered.error);
+  if (!whole) say("tovra: " + name + " is not rendered");
+  return whole;
+}
+
+int run_diff(const diff_options &asked) {
+  auto old_render =
+      std::async(std::launch::async, [&] { return run_self(render_request(asked, asked.old_name)); });
+  const process_outcome new_side = run_self(render_request(asked, asked.new_name));
+  const process_outcome old_side = old_render.get();
+  const bool old_whole = is_whole(asked.old_name, old_side, "");
+  const bool new_whole = is_whole(asked.new_name, new_side, old_side.error);
+  if (!old_whole || !new_whole) return trouble;
+
+  const bool terminal = isatty(STDOUT_FILENO) == 1 && getenv("NO_COLOR") == nullptr;
+  const diff::style style{asked.colour == "always" || (asked.colour == "auto" && terminal)};
+  std::string told;
+  if (asked.unified) {
+    told = diff::unified(old_side.output, new_side.output, asked.old_name, asked.new_name, style);
+  } else {
+    const auto changes = diff::sections_changed(old_side.output, new_side.output);
+    told = asked.json ? diff::as_json(changes) : diff::by_section(changes, style);
+  }
+  output out;
+  if (!out.write(told) || !out.flush()) return trouble;
+  return old_side.output == new_side.output ? equal : different;
+}
+
+} // namespace
+
+tool add_diff(CLI::App &app) {
+  const auto asked = std::make_shared<diff_options>();
+  auto *command = app.add_subcommand("diff", "Show how two configurations differ, section by section");
+  command->footer(
+      "OLD and NEW are data files, or with --data two sets of template directories. Each change stands\n"
+      "below the lines that it belongs to. The exit status is 0 when both texts are equal, 1 when\n"
+      "they differ, 2 when one of them cannot be rendered.");
+  command->add_option("old", asked->old_name, "What was")->type_name("OLD")->required();
+  command->add_option("new", asked->new_name, "What is")->type_name("NEW")->required();
+  command->add_option("node", asked->node, "Compare the part under this node (default: everything)")
+      ->type_name("NODE");
+  command
+      ->add_option("--templates", asked->templates,
+                   "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
+      ->type_name("DIR[:DIR...]");
+  command->add_option("--data", asked->data, "Render this data file through the templates OLD and NEW")
+      ->type_name("FILE")
+      ->excludes("--templates");
+  const auto pass = [command, asked](const char *option, const char *help) {
+    return command
+        ->add_option_function<std::vector<std::string>>(
+            option,
+            [asked, option](const std::vector<std::string> &given) {
+              for (const auto &text : given) asked->render.push_back(std::string(option) + "=" + text);
+            },
+            help)
+        ->expected(1)
+        ->take_all();
+  };
+  pass("--arg", "A walk argument, as a text")->type_name("NAME=TEXT");
+  pass("--arg-json", "A walk argument, as a JSON value")->type_name("NAME=TEXT");
+  const auto pass_flag = [command, asked](const char *option, const char *help) {
+    command->add_flag_function(
+        option, [asked, option](int64_t) { asked->render.emplace_back(option); }, help);
+  };
+  pass_flag("--defaults", "Render default values too");
+  pass_flag("--show-tech", "Leave passwords out");
+  auto *unified = command->add_flag("--unified", asked->unified, "In the form that patch reads");
+  command
+      ->add_option_function<std::string>(
+          "--format", [asked](const std::string &format) { asked->json = format == "json"; },
+          "text (default), or json, an array with an object a change")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->excludes(unified);
+  command->add_option("--color", asked->colour, "auto (default: on a terminal), always or never")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
+  return {command, [asked] { return run_diff(*asked); }};
+}
+
+} // namespace tovra

@@ -1,0 +1,28 @@
+// A text as lines, and which of two texts' lines are the same.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace tovra::diff {
+
+struct line {
+  std::string_view text; // without its line feed
+  int64_t above = -1;    // the line of the section that it stands in, or -1
+};
+
+std::vector<line> read_lines(std::string_view text);
+
+struct side {
+  std::vector<line> lines;
+  std::vector<int64_t> partner; // the same line of the other side, or -1
+};
+
+struct two_sides {
+  side old_side, new_side;
+};
+
+two_sides compare(std::string_view old_text, std::string_view new_text);
+
+} // namespace tovra::diff

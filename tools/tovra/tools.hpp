@@ -1,0 +1,21 @@
+// The commands of a template team, each with its own command line.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <vector>
+
+namespace tovra {
+
+struct tool {
+  const CLI::App *command;
+  std::function<int()> run; // once its options are parsed: the exit status
+};
+
+tool add_diff(CLI::App &app);
+
+inline std::vector<tool> add_tools(CLI::App &app) {
+  return {add_diff(app)};
+}
+
+} // namespace tovra
