@@ -1,5 +1,5 @@
 // The condition of a print node: its parsing, its check, and the properties it is checked with.
-#include "print_job.hpp"
+#include "observe_line.hpp"
 #include "zu_tovra/entry.h"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/shortcuts.hpp"
@@ -12,6 +12,14 @@ constexpr char command_name[] = "TOVRA";
 int print_condition_error(void *, int32_t code, const char *message) {
   TVR_ERROR("Error %i: %s", code, message != nullptr ? message : "*null*");
   return 0;
+}
+
+// Of a condition that is parsed again, to say what is wrong with it.
+int report_parse_error(void *walk_ctx, int32_t code, const char *message) {
+  auto *ctx = static_cast<zu_tvr_walk_ctx *>(walk_ctx);
+  const int result = ctx->error_cb(ctx->cb_ctx, code, message);
+  observe_error(ctx, code, message, {});
+  return result;
 }
 
 } // namespace
@@ -29,13 +37,14 @@ void make_condition(zu_tvr_print_data *data) noexcept {
   zu_cond_list_free(list);
 }
 
-bool check_condition(zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx, zu_do_properties *conditions,
-                     bool *holds) noexcept {
+bool check_condition(const print_job &job, bool *holds) noexcept {
+  const zu_tvr_print_data *data = job.data;
+  const zu_tvr_walk_ctx *ctx = job.ctx;
   *holds = true;
   if (data->cond == nullptr) return true;
   if (data->cond_op == nullptr) {
     zu_cond_list *list = nullptr;
-    if (parse_cond_expr_no_trailing(ctx->cb_ctx, ctx->error_cb, command_name, data->cond, &list)) {
+    if (parse_cond_expr_no_trailing(job.ctx, report_parse_error, command_name, data->cond, &list)) {
       TVR_ERROR("Failed to construct command with cond operation");
       zu_cond_list_free(list);
     } else {
@@ -46,7 +55,8 @@ bool check_condition(zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx, zu_do_proper
   const zu_tvr_cond_args *args = ctx->cond_args;
   if (args != nullptr &&
       zu_cli_exec_resolve_cond(args->cli_context, args->results, zu_cli_cmd_get_name(args->cmd),
-                               data->cond_op, conditions, holds)) {
+                               data->cond_op, job.conditions.get(), holds)) {
+    if (!*holds && observed(ctx, ZU_TVR_EVENT_WITHHELD)) observe_false_condition(job);
     return true;
   }
   TVR_ERROR("Failed to resolve condition");

@@ -11,13 +11,13 @@ void report_exhausted(zu_tvr_walk_ctx *ctx) noexcept {
 }
 
 // Traces why there is no record.
-found_record none_found(bool resolved, const char *uri) noexcept {
+found_record none_found(bool resolved, found_record none = {}) noexcept {
   if (resolved) {
-    TVR_INFO("print node: properties for %s not found in cache", uri);
+    TVR_INFO("print node: properties for %s not found in cache", none.uri);
   } else {
     TVR_INFO("print node: could not solve dynamic URI");
   }
-  return {};
+  return none;
 }
 
 const char *pending_of(zu_do_properties *record, const zu_tvr_walk_ctx *ctx) noexcept {
@@ -33,7 +33,7 @@ found_record find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, ref<zu_do_
   auto *name = const_cast<char *>(uri->kind == URI_KIND_OBJECT ? ZU_DO_NAME_URI : ZU_DO_NAME_COLL_URI);
   found.record =
       static_cast<zu_do_properties *>(zu_tvr_stack_lookup(ctx->props_cache, found.held.get(), name));
-  if (found.record == nullptr) return none_found(true, found.uri);
+  if (found.record == nullptr) return none_found(true, std::move(found));
   found.pending = pending_of(found.record, ctx);
   return found;
 }
@@ -58,7 +58,7 @@ found_record find_by_text(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::stri
   if (made == nullptr) {
     TVR_ERROR("Failed to allocate URI");
     if (is_uri) report_exhausted(ctx);
-    return none_found(false, nullptr);
+    return none_found(false);
   }
   TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made.get()));
   return find_by_uri(uri, ctx, std::move(made));
@@ -81,7 +81,7 @@ found_record find_by_look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::s
   }
   source.note(answer);
   found_record found = {.record = answer.record(), .uri = text.data()};
-  if (found.record == nullptr) return none_found(true, found.uri);
+  if (found.record == nullptr) return none_found(true, std::move(found));
   found.pending = again ? named.pending : pending_of(found.record, ctx);
   named.id = source.silent() ? uri->program->id : 0;
   named.version = source.version();
@@ -98,7 +98,7 @@ found_record search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) 
   cache_source source(ctx, uri->relative != 0, true);
   const std::string_view text = text_of(uri, ctx, named, source);
   if (source.exhausted()) report_exhausted(ctx);
-  if (text.data() == nullptr) return none_found(false, nullptr);
+  if (text.data() == nullptr) return none_found(false);
   const bool is_uri = uri->program->canonical && source.canonical() && text.size() < longest_canonical;
   if (is_uri && answers_texts(ctx->props_cache)) return find_by_look_up(uri, ctx, text, named, source);
   return find_by_text(uri, ctx, text, is_uri);
@@ -121,13 +121,13 @@ found_record search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   zu_tvr_render_memory *memory = render_memory(ctx);
   if (memory != nullptr && uri->resolve != resolve_uri) {
     auto resolved = ref<zu_do_uri>::adopt(uri->resolve(uri, ctx));
-    return resolved != nullptr ? find_by_uri(uri, ctx, std::move(resolved)) : none_found(false, nullptr);
+    return resolved != nullptr ? find_by_uri(uri, ctx, std::move(resolved)) : none_found(false);
   }
   named_record *named = memory != nullptr ? memory->named.get(uri->program->number) : nullptr;
   if (named != nullptr) return search(uri, ctx, *named);
   TVR_ERROR("Failed to allocate URI buffer");
   report_exhausted(ctx);
-  return none_found(false, nullptr);
+  return none_found(false);
 }
 
 } // namespace tvr

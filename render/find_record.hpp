@@ -10,7 +10,7 @@ namespace tvr {
 
 struct found_record {
   zu_do_properties *record = nullptr; // borrowed from the cache; none: no URI, or no record answers to it
-  const char *uri = nullptr;          // the text of its URI, borrowed until the template is resolved again
+  const char *uri = nullptr;          // the URI's text, borrowed until the template is resolved again
   const char *pending = nullptr;      // its pending attributes, borrowed from it; or none
   ref<zu_do_uri> held = {};           // what the text is borrowed from, if anything
 };

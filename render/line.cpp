@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "find_record.hpp"
-#include "print_job.hpp"
+#include "observe_line.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
@@ -31,11 +31,13 @@ after_slot render_plain(print_job &job, uint32_t slot, bool hide) noexcept {
   size_t length = 0;
   const zu_do_value_facts &facts = job.memory->slots.get()[slot].facts;
   if (!append_value(job.plan->slots.get()[slot].item, facts.value, facts.type, job.line, &length)) {
-    fail(job.ctx, ZU_FAILED, "Failed to map value");
+    fail(job.ctx, ZU_FAILED, "Failed to map value", place_of(job, slot));
     return after_slot::failed;
   }
   if (length > 0 || job.line->failed()) return after_slot::go_on; // a failed line is told when it is put
   TVR_ERROR("Render value empty string '%s' - stop", job.line->c_str());
+  if (observed(job.ctx, ZU_TVR_EVENT_WITHHELD))
+    observe_withheld(job.ctx, ZU_TVR_WITHHELD_EMPTY, place_of(job, slot));
   return after_slot::done;
 }
 
@@ -50,7 +52,7 @@ after_slot render_directly(print_job &job, uint32_t slot, bool hide) noexcept {
   default:
     if (planned.array != nullptr) return render_element_directly(job, slot);
   }
-  fail(job.ctx, ZU_FAILED, "Invalid type");
+  fail(job.ctx, ZU_FAILED, "Invalid type", place_of(job, slot));
   return after_slot::failed;
 }
 
@@ -58,7 +60,7 @@ after_slot report_missing_value(const print_job &job, uint32_t slot) noexcept {
   const zu_tvr_fmt_item *item = job.plan->slots.get()[slot].item;
   const char *name = item != nullptr ? zu_do_name_get_strname(item->name) : nullptr;
   TVR_ERROR("Missing value for property: %s", name != nullptr ? name : "*unknown*");
-  report(job.ctx, ZU_FAILED, "Unable to find property");
+  report(job.ctx, ZU_FAILED, "Unable to find property", place_of(job, slot));
   return after_slot::failed;
 }
 
@@ -99,14 +101,14 @@ bool add_failure_marker(print_job &job) noexcept {
 bool complete_line(print_job &job) noexcept {
   if (job.plan->has_arrays) {
     bool holds = false;
-    if (!check_condition(job.data, job.ctx, job.conditions.get(), &holds)) {
+    if (!check_condition(job, &holds)) {
       TVR_ERROR("Failed to verify conditions");
       return false;
     }
     if (!holds) return true;
   }
   if (job.scratch->failed != 0 && !add_failure_marker(job)) return false;
-  return put_line(job.ctx, job.line);
+  return put_line(job);
 }
 
 } // namespace
@@ -122,12 +124,14 @@ text_buffer *start_line(const zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx) noe
   return nullptr;
 }
 
-bool put_line(zu_tvr_walk_ctx *ctx, text_buffer *line) noexcept {
-  const char *so_far = line->c_str();
+bool put_line(const print_job &job) noexcept {
+  zu_tvr_walk_ctx *ctx = job.ctx;
+  const char *so_far = job.line->c_str();
   if (so_far == nullptr) {
     fail(ctx, ZU_EXHAUSTED, no_room_for_line);
     return false;
   }
+  if (observed(ctx, ZU_TVR_EVENT_LINE)) observe_line(job, so_far);
   if (ctx->output_cb(ctx->cb_ctx, so_far)) return true;
   TVR_ERROR("Failed to execute output function");
   return false;

@@ -1,5 +1,5 @@
 // Arrays in a line: elements one after the other in a line, or the rest of the line once per element.
-#include "print_job.hpp"
+#include "observe_line.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
@@ -17,7 +17,7 @@ zu_do_vlist *take_array(const print_job &job, uint32_t slot) noexcept {
   int code = 0;
   zu_do_vlist *array = zu_do_value_get_array(value_of(job, slot), &code);
   if (array != nullptr && code == 0) return array;
-  fail(job.ctx, code != 0 ? code : ZU_FAILED, "Failed to extract array from value");
+  fail(job.ctx, code != 0 ? code : ZU_FAILED, "Failed to extract array from value", place_of(job, slot));
   return nullptr;
 }
 
@@ -91,7 +91,7 @@ bool expand_element(print_job &job, uint32_t slot, zu_do_value *element, int32_t
   if (!set_condition(job, planned.condition, own_is_number, element, number)) return false;
   if (planned.array->multiline == 0 && number > 0) job.line->add(' ');
   if (!render_element(job, planned.item, number, element, planned.array->prefix)) {
-    fail(job.ctx, ZU_FAILED, no_element_text);
+    fail(job.ctx, ZU_FAILED, no_element_text, place_of(job, slot));
     return false;
   }
   if (!link_partner(job, planned, element, number)) return false;
@@ -107,16 +107,20 @@ bool expand_elements(print_job &job, uint32_t slot) noexcept {
   const bool a_line_each = job.plan->slots.get()[slot].array->multiline != 0;
   const size_t length = job.line->size();
   const size_t marked = job.marked;
+  bool any = false;
   zu_do_iter it = {};
   zu_do_vlist_iter(array, &it);
   for (int32_t number = 0; zu_do_vlist_has_next(array, &it); ++number) {
     zu_do_value *element = zu_do_vlist_get_next(array, &it);
     if (zu_do_value_get_type(element) == ZU_DO_TYPE_NONE) continue;
+    any = true;
     if (!expand_element(job, slot, element, number)) return false;
     if (!a_line_each) continue;
     job.line->cut(job.marked - marked, length);
     job.marked = marked;
   }
+  if (!any && observed(job.ctx, ZU_TVR_EVENT_WITHHELD))
+    observe_withheld(job.ctx, ZU_TVR_WITHHELD_EMPTY, place_of(job, slot));
   return true;
 }
 
@@ -127,7 +131,7 @@ after_slot render_inline_array(print_job &job, uint32_t slot) noexcept {
   if (render_elements(job, slot, planned.array != nullptr ? planned.array->prefix : nullptr)) {
     return after_slot::go_on;
   }
-  fail(job.ctx, ZU_FAILED, "Failed to process array-type property");
+  fail(job.ctx, ZU_FAILED, "Failed to process array-type property", place_of(job, slot));
   return after_slot::failed;
 }
 
@@ -142,12 +146,12 @@ after_slot render_element_directly(print_job &job, uint32_t slot) noexcept {
     value = zu_do_vlist_get_value(values, static_cast<size_t>(element));
     if (value == nullptr) {
       TVR_ERROR("Failed to extract item %d from array", element);
-      report(job.ctx, ZU_FAILED, "Failed to extract item from array");
+      report(job.ctx, ZU_FAILED, "Failed to extract item from array", place_of(job, slot));
       return after_slot::failed;
     }
   }
   if (!render_element(job, planned.item, element, value, planned.array->prefix)) {
-    fail(job.ctx, ZU_FAILED, no_element_text);
+    fail(job.ctx, ZU_FAILED, no_element_text, place_of(job, slot));
     return after_slot::failed;
   }
   if (planned.array->multiline != 0) return after_slot::go_on;
@@ -159,7 +163,7 @@ after_slot render_element_directly(print_job &job, uint32_t slot) noexcept {
 
 after_slot expand_array(print_job &job, uint32_t slot) noexcept {
   if (job.expansions >= most_expansions) {
-    fail(job.ctx, ZU_FAILED, "Array expansion nested too deep");
+    fail(job.ctx, ZU_FAILED, "Array expansion nested too deep", place_of(job, slot));
     return after_slot::failed;
   }
   ++job.expansions;

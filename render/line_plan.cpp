@@ -9,7 +9,7 @@ zu_tvr_line_plan::~zu_tvr_line_plan() {
 
 zu_tvr_line_memory::~zu_tvr_line_memory() {
   clear_slots();
-  for (uint32_t i = 0; i < read_count; ++i) tvr::drop_field(shapes.get()[i].held);
+  for (uint32_t i = 0; i < read_count; ++i) tvr::drop_field(reads.get()[i].held);
 }
 
 namespace tvr {
@@ -182,10 +182,10 @@ owned<zu_tvr_line_memory> make_memory(const zu_tvr_line_plan *plan) noexcept {
   for (uint32_t i = 0; i < plan->read_count; ++i) widest = std::max(widest, plan->reads.get()[i].count);
   memory->plan = plan->id;
   memory->slots = make_zeroed_array<value_slot>(plan->item_count);
-  memory->shapes = make_zeroed_array<known_shape>(plan->read_count);
+  memory->reads = make_zeroed_array<read_memory>(plan->read_count);
   memory->positions = make_zeroed_array<int32_t>(plan->property_count);
   memory->facts = make_zeroed_array<zu_do_value_facts>(widest);
-  if (!memory->slots || !memory->shapes || !memory->positions || !memory->facts) return {};
+  if (!memory->slots || !memory->reads || !memory->positions || !memory->facts) return {};
   memory->slot_count = plan->item_count;
   memory->read_count = plan->read_count;
   return memory;

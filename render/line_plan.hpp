@@ -76,11 +76,13 @@ struct value_slot {
   int32_t element;         // array element being rendered; -1: none
 };
 
-// Where the properties of a read stand in records of the shape seen last.
-struct known_shape {
+// Where the properties of a read stand in records of the shape seen last, and the record of the line at hand.
+struct read_memory {
   const void *shape;      // none: nothing is known
   zu_do_properties *held; // one reference: while it is held the shape's address is of no other
   bool whole;             // every property has a position
+  zu_do_properties *record;
+  const char *uri; // of the record
 };
 
 } // namespace tvr
@@ -89,11 +91,12 @@ struct zu_tvr_line_memory {
   uint64_t plan; // the id of what all of this was made for
   tvr::block<tvr::value_slot> slots;
   uint32_t slot_count;
-  tvr::block<tvr::known_shape> shapes; // by read
+  tvr::block<tvr::read_memory> reads;
   uint32_t read_count;
   tvr::block<int32_t> positions;         // by property of the plan
   tvr::block<zu_do_value_facts> facts;   // of the read at hand
   tvr::ref<zu_do_properties> conditions; // filled line by line, when the platform has such records
+  tvr::text_buffer missing;              // while the walk is observed: the URI of a record that is missing
 
   ~zu_tvr_line_memory();
   void clear_slots() noexcept {

@@ -57,8 +57,7 @@ int32_t gather_values(print_job &job) noexcept;
 // Parses the node's condition into `cond_op`, which stays none (traced) when it cannot be.
 void make_condition(zu_tvr_print_data *data) noexcept;
 // False after a failure (traced); else whether the condition holds.
-bool check_condition(zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx, zu_do_properties *conditions,
-                     bool *holds) noexcept;
+bool check_condition(const print_job &job, bool *holds) noexcept;
 
 // Whether the walk renders for technical support: passwords are then not shown. Asked every time.
 bool is_show_tech(const zu_tvr_walk_ctx *ctx) noexcept;
@@ -66,8 +65,8 @@ bool is_show_tech(const zu_tvr_walk_ctx *ctx) noexcept;
 // Empties the walk's line buffer and writes the start of a line: the newline character of the node, and the
 // indentation. None (traced and reported) when memory is exhausted.
 text_buffer *start_line(const zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx) noexcept;
-// Hands the line out. False (traced, an exhausted buffer reported) when it is not taken.
-bool put_line(zu_tvr_walk_ctx *ctx, text_buffer *line) noexcept;
+// Hands the job's line out. False (traced, an exhausted buffer reported) when it is not taken.
+bool put_line(const print_job &job) noexcept;
 
 // ---- Line renderer ----
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "find_record.hpp"
-#include "print_job.hpp"
+#include "observe_line.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/shortcuts.hpp"
 
@@ -17,10 +17,12 @@ zu_do_value_facts facts_of(zu_do_value *value) noexcept {
 // ---- Reading a record ----
 
 // Learns where a read's properties stand in the record's shape.
-[[gnu::noinline]] void learn_shape(print_job &job, const planned_read &read, known_shape &known,
+[[gnu::noinline]] void learn_shape(print_job &job, const planned_read &read, read_memory &known,
                                    zu_do_properties *record, const void *shape) noexcept {
   drop_field(known.held);
-  known = {shape, share_into_field(record), true};
+  known.shape = shape;
+  known.held = share_into_field(record);
+  known.whole = true;
   for (uint32_t i = 0; i < read.count; ++i) {
     zu_do_name *name = read.properties[i].name;
     const int32_t position = name != nullptr ? shortcuts.find_position(shape, name) : -1;
@@ -43,7 +45,7 @@ const zu_do_value_facts *read_record(print_job &job, uint32_t at, zu_do_properti
   const planned_read &read = job.plan->reads.get()[at];
   zu_do_value_facts *facts = job.memory->facts.get();
   const int32_t *positions = job.memory->positions.get() + read.first;
-  known_shape &known = job.memory->shapes.get()[at];
+  read_memory &known = job.memory->reads.get()[at];
   const void *shape = nullptr;
   if (shortcuts.read_at != nullptr) {
     shape = shortcuts.read_at(record, known.shape, positions, read.count, facts);
@@ -86,7 +88,8 @@ struct read_job {
   zu_printf(&message, "Unable to find property %s on uri %s", zu_do_name_get_strname(name),
             now.found.uri != nullptr ? now.found.uri : "*missing uri*");
   const text holder(message);
-  fail(now.job.ctx, ZU_FAILED, message != nullptr ? message : "Unable to find property");
+  fail(now.job.ctx, ZU_FAILED, message != nullptr ? message : "Unable to find property",
+       {now.found.uri, zu_do_name_get_strname(name)});
   return ZU_TVR_STEP_FAILED;
 }
 
@@ -126,7 +129,10 @@ inline int32_t gather_property(read_job &now, const planned_property &property, 
   }
   if (facts.value == nullptr) return report_missing_property(now, name);
   if (property.item != nullptr) {
-    if (facts.type == ZU_DO_TYPE_NONE) return ZU_TVR_STEP_NOTHING;
+    if (facts.type == ZU_DO_TYPE_NONE) {
+      observe_withheld(now.job.ctx, ZU_TVR_WITHHELD_NULL, {now.found.uri, zu_do_name_get_strname(name)});
+      return ZU_TVR_STEP_NOTHING;
+    }
     now.job.memory->slots.get()[property.index].facts = facts;
     if (property.item->kind == TVR_KIND_LOCATION && !make_location(now, property, facts.value)) {
       return ZU_TVR_STEP_FAILED;
@@ -153,6 +159,9 @@ int32_t gather_read(print_job &job, uint32_t at, const found_record &found,
                     const zu_tvr_extra_prop *&extra) noexcept {
   const planned_read &read = job.plan->reads.get()[at];
   TVR_INFO("print node: processing %d props for %s", read.item->num_props, found.uri);
+  read_memory &memory = job.memory->reads.get()[at];
+  memory.record = found.record;
+  memory.uri = found.uri;
   const zu_do_value_facts *facts = read_record(job, at, found.record);
   read_job now = {job, read, found};
   for (uint32_t i = 0; i < read.count; ++i) {
@@ -175,6 +184,13 @@ int32_t gather_read(print_job &job, uint32_t at, const found_record &found,
   return ZU_TVR_STEP_WALK;
 }
 
+// Keeps the URI of a record that is missing, for an observer.
+[[gnu::cold]] void note_missing(print_job &job, const char *uri) noexcept {
+  text_buffer &missing = job.memory->missing;
+  missing.clear();
+  if (uri != nullptr) missing.add(uri);
+}
+
 } // namespace
 
 int32_t gather_values(print_job &job) noexcept {
@@ -186,6 +202,7 @@ int32_t gather_values(print_job &job) noexcept {
     const found_record found = find_record(job.plan->reads.get()[at].item->uri, job.ctx);
     if (found.record == nullptr) {
       missing = true;
+      if (job.ctx->observed != 0) note_missing(job, found.uri);
       continue;
     }
     found_one = true;
@@ -193,8 +210,12 @@ int32_t gather_values(print_job &job) noexcept {
     if (step != ZU_TVR_STEP_WALK) return step;
   }
   if (!missing) return ZU_TVR_STEP_WALK;
-  if (!found_one) return ZU_TVR_STEP_NOTHING;
-  fail(job.ctx, ZU_FAILED, "Property cache is incomplete");
+  const error_at at = {job.memory->missing.size() > 0 ? job.memory->missing.c_str() : nullptr};
+  if (!found_one) {
+    observe_withheld(job.ctx, ZU_TVR_WITHHELD_NO_RECORD, at);
+    return ZU_TVR_STEP_NOTHING;
+  }
+  fail(job.ctx, ZU_FAILED, "Property cache is incomplete", at);
   return ZU_TVR_STEP_FAILED;
 }
 

@@ -1,24 +1,24 @@
 // The walk of a print node: gathers the values of its line, checks its condition, and renders the line.
 #include "find_record.hpp"
-#include "print_job.hpp"
+#include "observe_line.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
 
 namespace {
 
-int32_t walk_without_properties(const print_job &job) noexcept {
+int32_t walk_without_properties(print_job &job) noexcept {
   TVR_INFO("print node: rendering without any properties");
   bool holds = false;
-  if (!check_condition(job.data, job.ctx, job.conditions.get(), &holds)) {
+  if (!check_condition(job, &holds)) {
     TVR_ERROR("Failed to verify conditions");
     return ZU_TVR_STEP_FAILED;
   }
   if (!holds) return ZU_TVR_STEP_NOTHING;
-  text_buffer *line = start_line(job.data, job.ctx);
-  if (line == nullptr) return ZU_TVR_STEP_FAILED;
-  line->add(job.data->format);
-  return put_line(job.ctx, line) ? ZU_TVR_STEP_WALK : ZU_TVR_STEP_FAILED;
+  job.line = start_line(job.data, job.ctx);
+  if (job.line == nullptr) return ZU_TVR_STEP_FAILED;
+  job.line->add(job.data->format);
+  return put_line(job) ? ZU_TVR_STEP_WALK : ZU_TVR_STEP_FAILED;
 }
 
 // A line whose every value is default is not rendered unless defaults are.
@@ -35,13 +35,14 @@ bool has_something_to_say(const print_job &job) noexcept {
     return true;
   }
   TVR_INFO("All values are default values. Skipping rendering");
+  observe_withheld(job.ctx, ZU_TVR_WITHHELD_DEFAULTS);
   return false;
 }
 
 int32_t render_gathered(print_job &job) noexcept {
   if (!job.plan->has_arrays) {
     bool holds = false;
-    if (!check_condition(job.data, job.ctx, job.conditions.get(), &holds)) {
+    if (!check_condition(job, &holds)) {
       TVR_ERROR("Failed to verify condition");
       return ZU_TVR_STEP_FAILED;
     }

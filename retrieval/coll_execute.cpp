@@ -5,6 +5,7 @@
 #include "coll_text.hpp"
 #include "cursors.hpp"
 #include "zu_tovra/coll_uri.h"
+#include "zu_tovra/internal/observed.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
@@ -20,7 +21,9 @@ bool resolve(zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_w
   scratch->cached_mark = 0;
   scratch->coll_uri = data->coll_uri->resolve(data->coll_uri, ctx);
   if (scratch->coll_uri == nullptr) return fail(ctx, ZU_FAILED, "Failed to resolve collection URI");
-  TVR_DEBUG("coll node execute %s", zu_do_uri_get_uri_str(scratch->coll_uri));
+  const char *coll_text = zu_do_uri_get_uri_str(scratch->coll_uri);
+  TVR_DEBUG("coll node execute %s", coll_text);
+  if (observed(ctx, ZU_TVR_EVENT_ASK)) observe_request(ctx, coll_text);
   return true;
 }
 
@@ -93,7 +96,9 @@ bool read_batch(const zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch,
   if (!freed) {
     TVR_DEBUG("coll node: received %d instances", static_cast<int>(zu_do_vtable_get_len(scratch->vtable)));
   }
-  if (error != 0) report(ctx, error, "Error using the collection");
+  if (error != 0) {
+    report(ctx, error, "Error using the collection", {zu_do_uri_get_uri_str(scratch->coll_uri)});
+  }
   return error == 0;
 }
 

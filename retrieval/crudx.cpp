@@ -5,6 +5,7 @@
 #include "cursors.hpp"
 #include "failed.hpp"
 #include "zu_tovra/coll_uri.h"
+#include "zu_tovra/internal/observed.hpp"
 
 namespace tvr {
 
@@ -24,7 +25,9 @@ int32_t crudx_node_walk(zu_tvr_crudx_data *data, zu_tvr_walk_ctx *ctx) noexcept 
   TVR_ASSERT(ctx);
   const auto uri = ref<zu_do_uri>::adopt(data->uri->resolve(data->uri, ctx));
   if (!uri) return failed_step(ctx, ZU_NOT_FOUND, "Failed to resolve URI in get node");
-  TVR_DEBUG("get mr_properties (%s)", zu_do_uri_get_uri_str(uri.get()));
+  const char *uri_text = zu_do_uri_get_uri_str(uri.get());
+  TVR_DEBUG("get mr_properties (%s)", uri_text);
+  if (observed(ctx, ZU_TVR_EVENT_ASK)) observe_request(ctx, uri_text);
   ref<zu_do_properties> record;
   const bool cached = uri_is_under_ref_many_subtree(ctx, uri.get());
   const int32_t step =
@@ -52,7 +55,7 @@ int32_t read_into(zu_tvr_walk_ctx *ctx, zu_do_uri *uri, zu_do_properties *record
     return ZU_TVR_STEP_NOTHING;
   }
   TVR_ERROR("Failed to get properties for %s)", zu_do_uri_get_uri_str(uri));
-  report(ctx, code, "Failed to get properties");
+  report(ctx, code, "Failed to get properties", {zu_do_uri_get_uri_str(uri)});
   return ZU_TVR_STEP_FAILED;
 }
 

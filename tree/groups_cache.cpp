@@ -1,5 +1,6 @@
 // The groups cache: opening a group of records, appending to it, popping it.
 #include "stack.hpp"
+#include "zu_tovra/internal/observed.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/records_cache.hpp"
 #include "zu_tovra/internal/report.hpp"
@@ -38,7 +39,9 @@ bool append_to_group(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
 bool zu_tvr_push_props_group_to_cache(zu_tvr_walk_ctx *ctx, zu_do_properties *record,
                                       uint8_t append) noexcept {
   TVR_ASSERT(ctx);
-  return append != 0 ? append_to_group(ctx, record) : open_group(ctx, record);
+  if (!(append != 0 ? append_to_group(ctx, record) : open_group(ctx, record))) return false;
+  if (tvr::observed(ctx, ZU_TVR_EVENT_RECORD)) tvr::observe_record(ctx, record);
+  return true;
 }
 
 void zu_tvr_pop_props_group_from_cache(zu_tvr_walk_ctx *ctx) noexcept {

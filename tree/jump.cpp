@@ -2,6 +2,7 @@
 #include "zu_tovra/jump.h"
 
 #include "walk.hpp"
+#include "zu_tovra/internal/observed.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 
@@ -27,6 +28,7 @@ void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept
     TVR_ERROR("Failed to allocate buffer");
     return;
   }
+  if (tvr::observed(ctx, ZU_TVR_EVENT_LINE)) tvr::observe_text(ctx, tag);
   (void)ctx->output_cb(ctx->cb_ctx, tag);
 }
 
@@ -35,10 +37,12 @@ bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(ctx);
   if (data->dest == nullptr) return fail(ctx, ZU_EXHAUSTED, "Unable to find destination for jump node");
   if (tvr::refuse_if_walked(data->dest, ctx)) return false;
+  zu_tvr_node *node = ctx->node;
   ++ctx->indentation;
   ++ctx->jumps;
   write_tag(data->dest_id, ctx, false);
   const bool result = data->dest->walk(data->dest, ctx);
+  ctx->node = node; // again
   write_tag(data->dest_id, ctx, true);
   --ctx->jumps;
   --ctx->indentation;

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "stack.hpp"
+#include "zu_tovra/internal/observed.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/records_cache.hpp"
 #include "zu_tovra/internal/report.hpp"
@@ -148,6 +149,7 @@ uint32_t zu_tvr_push_props_to_cache(zu_tvr_walk_ctx *ctx, zu_do_properties *reco
     report(ctx, ZU_FAILED, "Failed to add properties to cache");
     return 0;
   }
+  if (tvr::observed(ctx, ZU_TVR_EVENT_RECORD)) tvr::observe_record(ctx, record);
   uint32_t pushed = 1;
   if (with_location == 0) return pushed;
   return push_location(ctx, record, skip_top_group != 0, &pushed) ? pushed : 0;

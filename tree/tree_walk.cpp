@@ -47,7 +47,9 @@ bool walk_tree(zu_tvr_tree *tree, const char *id, zu_tvr_walk_ctx *ctx) noexcept
   if (node != tree->root && node->parent != nullptr) node = build_path(node, ctx);
   if (node == nullptr) return false;
   TVR_DEBUG("tree: STARTING WALK FROM NODE %ld", node_number(node));
-  return node->walk(node, ctx);
+  const bool result = node->walk(node, ctx);
+  ctx->node = nullptr;
+  return result;
 }
 
 } // namespace tvr

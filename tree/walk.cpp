@@ -4,6 +4,7 @@
 #include "scratch.hpp"
 #include "zu_tovra/coll.h"
 #include "zu_tovra/crudx.h"
+#include "zu_tovra/internal/observed.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/iter.h"
 #include "zu_tovra/jump.h"
@@ -20,7 +21,7 @@ Data *data_of(zu_tvr_node *node) noexcept {
 
 // The node's scratch data; a walk cannot go on without it.
 template <class Scratch>
-Scratch *scratch_of(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+inline Scratch *scratch_of(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   void *scratch = tvr::scratch_data(node, ctx);
   // What failed has been traced.
   if (scratch == nullptr) tvr::report(ctx, ZU_EXHAUSTED, "Failed to allocate tovra node");
@@ -58,9 +59,15 @@ void trace_children(zu_tvr_node *node) noexcept {
 
 // Below the starting node's ancestors only the next node of the path is walked, elsewhere all children.
 inline bool walk_below(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  if (ctx->node_path != nullptr) return walk_next_of_path(node, ctx);
-  trace_children(node);
-  return node->first_child == nullptr || walk_siblings(node->first_child, ctx);
+  bool result = true;
+  if (ctx->node_path != nullptr) {
+    result = walk_next_of_path(node, ctx);
+  } else {
+    trace_children(node);
+    if (node->first_child != nullptr) result = walk_siblings(node->first_child, ctx);
+  }
+  ctx->node = node; // again
+  return result;
 }
 
 // Once for every instance of the batch. After a failure the instances are still gone through, but no child is
@@ -148,6 +155,11 @@ bool walk_print(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   return walk_below(node, ctx);
 }
 
+[[gnu::cold, gnu::noinline]] void leave(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  ctx->node = node; // not what it led to
+  tvr::observe(ctx, tvr::event_of(ZU_TVR_EVENT_LEAVE));
+}
+
 bool walk_by_type(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   bool result = true;
   switch (node->type) {
@@ -192,6 +204,7 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(node);
   TVR_ASSERT(ctx);
   TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
+  ctx->node = node;
   if (ctx->depth >= tvr::max_depth) return fail(ctx, ZU_FAILED, "Template tree nested too deep");
   // A node with nothing below it, neither a child nor the next node of a path, cannot be come back to: no
   // line pays for a frame. And only a jump leads back.
@@ -204,11 +217,13 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
     ctx->frame = &frame;
     ++ctx->depth;
   }
+  if (tvr::observed(ctx, ZU_TVR_EVENT_ENTER)) tvr::observe(ctx, tvr::event_of(ZU_TVR_EVENT_ENTER));
   const bool result = walk_by_type(node, ctx);
   if (leads_on) {
     ctx->frame = ctx->frame->above;
     --ctx->depth;
   }
+  if (tvr::observed(ctx, ZU_TVR_EVENT_LEAVE)) leave(node, ctx);
   return result;
 }
 

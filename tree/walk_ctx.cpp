@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "node.hpp"
+#include "zu_tovra/internal/observed.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/walk_memory.hpp"
@@ -58,6 +59,8 @@ zu_tvr_walk_ctx *zu_tvr_walk_ctx_new(zu_data_ifc *data_ifc, const char *config_n
   ctx->flags = flags;
   ctx->fetch_count = fetch_count;
   ctx->tag_submodes = tag_submodes;
+  ctx->observer = tvr::current_observer();
+  if (ctx->observer != nullptr) ctx->observed = ctx->observer->kinds;
   ctx->cond_args = cond_args;
   ctx->cb_ctx = cb_ctx;
   ctx->error_cb = error_cb;

@@ -55,9 +55,12 @@ struct zu_tvr_walk_ctx {
   /* Private. */
   zu_tvr_scratch_slot *scratch_slots; /* by the nodes' slots */
   uint32_t scratch_slot_count;
-  uint32_t depth;           /* frames on the walk */
-  uint32_t jumps;           /* whose destinations are being walked */
-  zu_tvr_walk_frame *frame; /* the innermost */
+  uint32_t depth;                         /* frames on the walk */
+  uint32_t jumps;                         /* whose destinations are being walked */
+  zu_tvr_walk_frame *frame;               /* the innermost */
+  zu_tvr_node *node;                      /* that is being walked, borrowed; or none */
+  const struct zu_tvr_observer *observer; /* borrowed, or none */
+  uint32_t observed;                      /* its kinds; 0 without one */
   struct zu_tvr_render_memory
       *render; /* what print nodes remember and write into; owned, made on first use */
   struct zu_tvr_retrieval_memory *retrieval; /* what was fetched ahead lies in it; the same */

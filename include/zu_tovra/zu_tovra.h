@@ -10,6 +10,7 @@
 #include "zu_tovra/jump.h"
 #include "zu_tovra/loader.h"
 #include "zu_tovra/node.h"
+#include "zu_tovra/observe.h"
 #include "zu_tovra/print.h"
 #include "zu_tovra/props_map.h"
 #include "zu_tovra/record_cache.h"

@@ -26,16 +26,26 @@ inline bool tracing(int level) noexcept {
   return qtrace_module_test(g_zu_tovra_trace_module_id, level);
 }
 
+// Where a step failed, for an observer: the record or collection that it was at (none: the innermost record
+// in scope), and the property, where it is one.
+struct error_at {
+  const char *uri = nullptr;
+  const char *property = nullptr;
+};
+[[gnu::cold]] void observe_error(const zu_tvr_walk_ctx *ctx, int32_t code, const char *message,
+                                 error_at at) noexcept;
+
 // Both are always false, so that a step that fails is one line.
 // Reports a failure that has been traced.
-inline bool report(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
+inline bool report(zu_tvr_walk_ctx *ctx, int32_t code, const char *message, error_at at = {}) noexcept {
   ctx->error_cb(ctx->cb_ctx, code, message);
+  if (ctx->observed != 0) observe_error(ctx, code, message, at);
   return false;
 }
 // Traces a failure and reports it with the same words.
-inline bool fail(zu_tvr_walk_ctx *ctx, int32_t code, const char *message) noexcept {
+inline bool fail(zu_tvr_walk_ctx *ctx, int32_t code, const char *message, error_at at = {}) noexcept {
   TVR_ERROR("%s", message);
-  return report(ctx, code, message);
+  return report(ctx, code, message, at);
 }
 
 // Gives back what a step made, or whether it was done, and traces the message when that is null or false.

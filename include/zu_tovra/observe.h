@@ -1,0 +1,73 @@
+/* Observing renders: which node made a line, from which records and properties, and why another line is
+ * missing. What an observer is told changes no text, no error and no trace.
+ */
+#ifndef ZU_TOVRA_OBSERVE_H
+#define ZU_TOVRA_OBSERVE_H
+
+#include "zu_tovra/node.h"
+
+ZU_TVR_BEGIN
+
+/* What happened. */
+enum {
+  ZU_TVR_EVENT_ENTER = 1,    /* a node is walked: what comes up to its LEAVE happens in it or below it */
+  ZU_TVR_EVENT_LEAVE = 2,    /* its walk ended */
+  ZU_TVR_EVENT_ASK = 3,      /* the node asks for a record or a collection, `uri`; once per batch */
+  ZU_TVR_EVENT_RECORD = 4,   /* the node brought a record into scope: `record`, its `uri` */
+  ZU_TVR_EVENT_LINE = 5,     /* `text` is handed out; `values` are what it was made of */
+  ZU_TVR_EVENT_WITHHELD = 6, /* a line is not written; `reason` says why */
+  ZU_TVR_EVENT_ERROR = 7     /* `code` and `message` were reported */
+};
+
+/* Why a line is not written. */
+enum {
+  ZU_TVR_WITHHELD_NO_RECORD = 1, /* no record in scope answers to `uri` */
+  ZU_TVR_WITHHELD_NULL = 2,      /* `property` is there without a value */
+  ZU_TVR_WITHHELD_DEFAULTS = 3,  /* all values are defaults, which are not rendered */
+  ZU_TVR_WITHHELD_CONDITION = 4, /* the condition is false for `values` */
+  ZU_TVR_WITHHELD_EMPTY = 5      /* `property` shows as an empty text, or as an array without elements */
+};
+
+/* A property that a line read. */
+typedef struct zu_tvr_observed_value {
+  const char *property;
+  const char *record;  /* the URI of its record */
+  zu_do_value *value;  /* none when the record does not have it */
+  int32_t index;       /* N of "%s" number N and of $tvrN, from 0 */
+  int32_t element;     /* of an array: the element that the line shows; -1: the whole value */
+  uint8_t in_format;   /* it fills a "%s"; else only the condition reads it */
+  uint8_t is_default;  /* the value is its class's default */
+  uint8_t is_password; /* a value that must not be shown to everybody */
+} zu_tvr_observed_value;
+
+/* Members that an event does not have are none or 0. Everything is borrowed for the call. */
+typedef struct zu_tvr_event {
+  int32_t kind;      /* ZU_TVR_EVENT_* */
+  zu_tvr_node *node; /* the innermost node that is being walked; none before and after the walk */
+  int32_t reason;    /* ZU_TVR_WITHHELD_* */
+  const char *uri;   /* of a record or a collection; of an error: what the step that failed was at. None also
+                        when a URI template could not be resolved */
+  zu_do_properties *record;
+  const char *property; /* of a withheld line or an error, as far as one property is why */
+  const char *text;
+  const zu_tvr_observed_value *values; /* in the order in which the template reads them */
+  uint32_t value_count;                /* 0 also when memory for them is exhausted */
+  int32_t code;
+  const char *message;
+} zu_tvr_event;
+
+/* Called on the thread of the render, while it runs; it must not call back into the library. An error is
+ * told after it was reported, a line before it is handed out. */
+typedef struct zu_tvr_observer {
+  void (*event)(void *user, const zu_tvr_event *event);
+  void *user;
+  uint32_t kinds; /* what is told: a bit 1 << ZU_TVR_EVENT_* each */
+} zu_tvr_observer;
+
+/* Observes the renders that the calling thread begins from now on; none: no longer. The observer is borrowed
+ * until the last of them has ended. Gives back the one before. */
+ZU_TVR_API const zu_tvr_observer *zu_tvr_observe(const zu_tvr_observer *observer) ZU_TVR_NOEXCEPT;
+
+ZU_TVR_END
+
+#endif
