@@ -61,15 +61,19 @@ def without_traces(outcome):
     return Outcome(outcome.status, outcome.out, b"".join(lines))
 
 
-def reordered(folder, args, scratch):
-    """The same arguments over a copy of the template folder whose files sort the other way round."""
+def run_reordered(program, args, folder, scratch):
+    """The same run over a copy of the template folder whose files sort the other way round."""
     at = args.index("--templates") + 1
     source, target = folder / args[at], Path(scratch) / "templates"
     files = sorted(path for path in source.iterdir() if path.suffix == ".tvr")
     target.mkdir()
-    for number, path in enumerate(reversed(files)):
-        shutil.copy(path, target / f"{number:03}.tvr")
-    return [*args[:at], str(target), *args[at + 1:]]
+    copies = {target / f"{number:03}.tvr": path.name for number, path in enumerate(reversed(files))}
+    for copy, name in copies.items():
+        shutil.copy(source / name, copy)
+    outcome = run(program, [*args[:at], str(target), *args[at + 1:]], folder)
+    for copy, name in copies.items():  # the places of errors
+        outcome.err = outcome.err.replace(str(copy).encode(), f"{args[at]}/{name}".encode())
+    return outcome
 
 
 def variations(program, folder, args, without):
@@ -85,7 +89,7 @@ def variations(program, folder, args, without):
             yield f"--fetch-count {count}", run(program, [*args, "--fetch-count", count], folder)
     if "order" not in without and "--templates" in args and ":" not in args[args.index("--templates") + 1]:
         with tempfile.TemporaryDirectory() as scratch:
-            yield "template files in another order", run(program, reordered(folder, args, scratch), folder)
+            yield "template files in another order", run_reordered(program, args, folder, scratch)
 
 
 def difference(what, wanted, got):

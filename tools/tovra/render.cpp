@@ -1,6 +1,7 @@
 // `tovra render`: the configuration, or the part under one node, as CLI text.
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <sys/resource.h>
 
@@ -120,6 +121,23 @@ void say_stats(const output &text, zu_store_wrapper *wrapper, const timings &too
   say(line);
 }
 
+// Where an error was found, on a line below it.
+void tell_place(void *, const zu_tvr_event *event) {
+  if (event->node == nullptr) return;
+  std::string place = "  at ";
+  if (const char *file = zu_tvr_node_file(event->node)) {
+    place += file + (":" + std::to_string(zu_tvr_node_line(event->node))) + " ";
+  }
+  const char *id = zu_tvr_node_id(event->node);
+  place += id != nullptr ? id : "ROOT";
+  if (event->uri != nullptr) {
+    const bool is_record = std::strchr(event->uri, '?') == nullptr;
+    place += std::string(is_record ? ", record " : ", collection ") + event->uri;
+  }
+  if (event->property != nullptr) place += std::string(", property ") + event->property;
+  say(place);
+}
+
 bool run(const options &asked, zu_cli_context *cli, zu_do_properties *arguments, request &made) {
   const properties_handle reserved(zu_do_properties_new());
   made.context.output_fn = take_text;
@@ -127,11 +145,14 @@ bool run(const options &asked, zu_cli_context *cli, zu_do_properties *arguments,
   cli->tag_submodes = asked.tag_submodes;
   constexpr int32_t whole = 2;
   constexpr int32_t one_node = 1;
+  const zu_tvr_observer observer = {tell_place, nullptr, 1u << ZU_TVR_EVENT_ERROR};
+  zu_tvr_observe(&observer);
   const bool rendered =
       render_tovra_config_func(cli, &made.context, asked.node.empty() ? whole : one_node,
                                asked.node.empty() ? nullptr : asked.node.c_str(),
                                asked.config ? asked.config->c_str() : nullptr, arguments, reserved.get());
   if (made.context.cleanup_fn != nullptr) made.context.cleanup_fn(&made.context);
+  zu_tvr_observe(nullptr);
   return rendered;
 }
 
