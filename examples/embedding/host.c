@@ -211,6 +211,7 @@ static void ask_for_too_much(zu_data_ifc *data) {
   CHECK(asked.errors == 1);                  /* ... so the text is not whole */
   CHECK(asked.code == ZU_REFUSED);
   CHECK(strcmp(asked.message, "Error using the collection") == 0);
+  CHECK(strstr(asked.place, ".tvr:2 /system?ifc") != NULL);
   request_close(&asked);
   write_templates(templates);
   CHECK(render_tovra_reload_func() == NULL);

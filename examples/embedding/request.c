@@ -26,6 +26,14 @@ static void take_error(void *context, int32_t code, const char *message) {
   snprintf(asked->message, sizeof asked->message, "%s", message);
 }
 
+static void take_place(void *user, const zu_tvr_event *event) {
+  request *asked = user;
+  if (event->node == NULL) return; /* the request failed before it walked */
+  const char *file = zu_tvr_node_file(event->node);
+  snprintf(asked->place, sizeof asked->place, "%s:%u %s", file != NULL ? file : "",
+           zu_tvr_node_line(event->node), event->uri != NULL ? event->uri : "");
+}
+
 bool request_open(request *asked, zu_data_ifc *data) {
   memset(asked, 0, sizeof *asked);
   asked->cli = zu_cli_context_new(data, take_error, asked);
@@ -43,10 +51,13 @@ bool request_render(request *asked, const char *node, const char *config) {
   }
   asked->context = (zu_tovra_context){.output_fn = take_text};
   asked->length = asked->pieces = asked->errors = 0;
-  asked->text[0] = '\0';
+  asked->text[0] = asked->place[0] = '\0';
   asked->refused = false;
+  const zu_tvr_observer errors = {.event = take_place, .user = asked, .kinds = 1u << ZU_TVR_EVENT_ERROR};
+  const zu_tvr_observer *before = zu_tvr_observe(&errors);
   const bool rendered = render_tovra_config_func(
       asked->cli, &asked->context, node != NULL ? one_node : everything, node, config, arguments, reserved);
+  zu_tvr_observe(before);
   zu_do_properties_deref(arguments);
   zu_do_properties_deref(reserved);
   return rendered;

@@ -20,6 +20,7 @@ typedef struct request {
   unsigned errors;
   int32_t code; /* of the last error */
   char message[REQUEST_ERROR_ROOM];
+  char place[REQUEST_ERROR_ROOM]; /* its template file and line, and its record */
 } request;
 
 /* Fills the record: a request over a data interface, which is shared. False when memory is exhausted. */
