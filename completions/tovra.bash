@@ -53,6 +53,7 @@ _tovra() {
       --named)
         [[ $word == *=* ]] && prefix=${word%%=*}= word=${word#*=} && _tovra_files -f
         ;;
+      --node) _tovra_choose < <(_tovra_nodes) ;;
       --color) _tovra_choose <<<$'auto\nalways\nnever' ;;
       --format) _tovra_choose <<<$'text\njson' ;;
       --trace) _tovra_choose <<<$'3\n4\n6\n7' ;;
@@ -67,7 +68,7 @@ _tovra() {
           _tovra_choose < <(_tovra_help commands)
         elif [[ $command == get ]]; then
           _tovra_choose < <(_tovra_paths)
-        elif _tovra_help options "$command" | grep -qx -e --templates && [[ $command != check && $command != tree ]]; then
+        elif [[ $command == render ]]; then
           _tovra_choose < <(_tovra_nodes)
         else
           _tovra_files -f

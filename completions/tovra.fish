@@ -60,4 +60,5 @@ complete -c tovra -n '__tovra_after --format' -a 'text json'
 complete -c tovra -n '__tovra_after --trace' -a '3 4 6 7'
 complete -c tovra -n "contains -- (__tovra_command) help; and not __tovra_after $with_value" -a '(__tovra_commands)'
 complete -c tovra -n "contains -- (__tovra_command) get; and not __tovra_after $with_value" -a '(__tovra_paths)'
-complete -c tovra -n "__tovra_command >/dev/null; and not contains -- (__tovra_command) help get check tree; and not __tovra_after $with_value" -a '(__tovra_nodes)'
+complete -c tovra -n "contains -- (__tovra_command) render; and not __tovra_after $with_value" -a '(__tovra_nodes)'
+complete -c tovra -n "__tovra_command >/dev/null; and not contains -- (__tovra_command) help get render; and not __tovra_after $with_value" -F
