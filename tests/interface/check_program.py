@@ -92,6 +92,54 @@ class Streams(unittest.TestCase):
             self.assertEqual((done.returncode, done.stderr), (1, b"tovra: standard output cannot be written\n"))
 
 
+class Links(unittest.TestCase):
+    """Files that would be in the way of whoever reads the repository: links to a device, to themselves, nowhere."""
+
+    TO = {"loop": ("a.tvr", "Unable to open file for reading", "Too many levels of symbolic links"),
+          "nowhere": ("missing", "Unable to open file for reading", "No such file or directory"),
+          "through": ("../good/a.tvr/x", "Unable to open file for reading", "Not a directory"),
+          "device": ("/dev/zero", "not a regular file", None)}
+
+    def test_are_refused_and_named(self):
+        with tempfile.TemporaryDirectory() as scratch:
+            folder = Path(scratch)
+            for name, (target, _, _) in {"good": ("/dev/null", "", ""), **self.TO}.items():
+                (folder / name).mkdir()
+                (folder / name / "a.tvr").symlink_to(target)
+            (folder / "good/a.tvr").unlink()
+            (folder / "good/a.tvr").write_text("Cmd: config\n")
+            (folder / "data.json").symlink_to("data.json")
+            for name, (_, told, why) in self.TO.items():
+                done = run(TOVRA, "tree", "--templates", name, cwd=folder)
+                self.assertEqual((done.returncode, done.stderr.decode()), (1, f"{name}/a.tvr: {told}\n"))
+                done = run(TOVRA, "check", "--templates", name, cwd=folder)
+                reason = f"Unable to read contents of file {name}/a.tvr: {why}" if why else told
+                self.assertIn(f"{name}/a.tvr: error [refused]: {reason}\n", done.stdout.decode())
+            done = run(TOVRA, "get", "--data", "data.json", "/a", cwd=folder)
+            self.assertEqual(done.stderr, b"data.json: Too many levels of symbolic links\n")
+
+
+class Memory(unittest.TestCase):
+    def test_that_ends_is_told(self):
+        def limited(kilobytes, *words):
+            return run("bash", "-c", f'ulimit -v {kilobytes}; exec "$@"', "-", TOVRA, *words)
+
+        if limited(100_000, "--version").returncode != 0:
+            self.skipTest("a sanitizer takes more memory than any limit")
+        with tempfile.TemporaryDirectory() as folder:
+            nodes = "".join(f"Cmd: n{i}\nParent Cmd: config\nOp: no_op\n" for i in range(30_000))
+            (Path(folder) / "a.tvr").write_text("Cmd: config\nOp: no_op\n" + nodes)
+            least = next(limit for limit in range(8_000, 100_000, 500) if limited(limit, "--version").returncode == 0)
+            told = set()
+            for limit in range(least, least + 16_000, 1_000):
+                for command in ("tree", "check"):
+                    done = limited(limit, command, "--templates", folder)
+                    if b"GSlice" not in done.stderr:  # GLib ends the process where its own memory ends
+                        self.assertIn(done.returncode, (0, 1), done.stderr)
+                    told.add(done.stderr)
+            self.assertIn(b"tovra: out of memory\n", told)
+
+
 class Terminal(unittest.TestCase):
     def test_sees_what_takes_long_and_colours(self):
         with tempfile.TemporaryDirectory() as scratch:

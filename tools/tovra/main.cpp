@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
+#include <glib.h>
 #include <new>
 #include <set>
 #include <unistd.h>
@@ -140,6 +141,12 @@ void end_without_memory() {
   _exit(tovra::failed);
 }
 
+// GLib ends the process where its memory ends: not without a word of ours.
+void end_with_glib(const char *, GLogLevelFlags level, const char *message, void *) {
+  if (std::string_view(message).find("failed to allocate") != std::string_view::npos) end_without_memory();
+  g_log_default_handler(nullptr, level, message, nullptr);
+}
+
 int run(int argc, char **argv) {
   CLI::App app("Renders a network device's configuration records as CLI text.", "tovra");
   app.require_subcommand(1);
@@ -189,6 +196,7 @@ int run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
   std::set_new_handler(end_without_memory);
+  g_log_set_default_handler(end_with_glib, nullptr);
   try {
     return run(argc, argv);
   } catch (const std::exception &unforeseen) {
