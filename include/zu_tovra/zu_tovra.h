@@ -18,6 +18,7 @@
 #include "zu_tovra/trace.h"
 #include "zu_tovra/tree.h"
 #include "zu_tovra/uri.h"
+#include "zu_tovra/version.h"
 #include "zu_tovra/walk_ctx.h"
 
 #endif

@@ -139,7 +139,7 @@ def check_manual(program, page):
 
     commands = re.findall(r"^  ([a-z]+) ", help_of().split("Subcommands:")[1], re.MULTILINE)
     text = re.sub(r"\\(?=-)", "", page.read_text())
-    wanted, named = set().union(*(options(help_of(command)) for command in commands)), set()
+    wanted, named = options(help_of()).union(*(options(help_of(command)) for command in commands)), set()
     for line in text.splitlines():
         named |= options(re.sub(r"\bFl -", "--", line))
     yield from (f"{page}: command {command} is missing" for command in commands if f".It Cm {command}\n" not in text)

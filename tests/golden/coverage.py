@@ -60,9 +60,9 @@ def main():
         if case.parent in (root / "tests/golden/errors", root / "tests/golden/check"):
             continue
         for path in case.rglob("*.tvr"):
-            found.update(in_templates(path.read_text()))
+            found.update(in_templates(path.read_text(errors="replace")))
         for path in case.rglob("*.json"):
-            found.update(in_data(json.loads(path.read_text())))
+            found.update(in_data(json.loads(path.read_text(errors="replace"))))
     wanted = {*(f"keyword {name}" for name in KEYWORDS), *(f"op {name}" for name in OPS), *SEPARATORS.values(), *KINDS}
     for name in sorted(wanted - found):
         print(f"in no golden case: {name}")

@@ -18,7 +18,7 @@ using named_text = std::pair<std::string, std::string>; // NAME=TEXT, split
 
 struct options {
   std::optional<std::string> templates; // directories; none: the library's own rule
-  std::string data;
+  std::string data;                     // "-": standard input
   // render
   std::string node;
   std::optional<std::string> config;
@@ -31,10 +31,11 @@ struct options {
   std::optional<uint32_t> fetch_count;
   int trace = 0;
   bool stats = false;
+  std::optional<std::string> output; // a file; none: standard output
   // tree
   bool raw = false;
   // get
-  std::string uri;
+  std::string uri; // empty: what paths there are
   // check; its data is empty when the templates are checked alone
   bool strict = false;
   bool json = false;

@@ -1,11 +1,11 @@
 // `tovra get`: the records that a URI names, one JSON object a line.
-#include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "check/data_set.hpp"
 #include "commands.hpp"
+#include "data_file.hpp"
 #include "output.hpp"
-#include "store/store.h"
 #include "zuapi/zuapi.h"
 
 namespace tovra {
@@ -45,7 +45,7 @@ ordered_json to_json(zu_do_value *value) {
   }
 }
 
-void show(zu_do_ntlist *columns, zu_do_vlist *row) {
+bool show(output &out, zu_do_ntlist *columns, zu_do_vlist *row) {
   ordered_json record = ordered_json::object();
   auto &members = record.get_ref<ordered_json::object_t &>();
   for (size_t i = 0; i < zu_do_ntlist_get_len(columns); ++i) {
@@ -55,7 +55,7 @@ void show(zu_do_ntlist *columns, zu_do_vlist *row) {
     members.emplace_back(zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, i))),
                          to_json(value));
   }
-  std::puts(record.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
+  return out.write(record.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 
 // Reads every instance into the table: 0 or the store's code.
@@ -83,15 +83,28 @@ int show_all(zu_data_ifc *data, zu_do_uri *uri) {
     return failed;
   }
   zu_do_ntlist *columns = zu_do_vtable_get_ntlist(table.get());
+  output out;
   for (size_t i = 0; i < zu_do_vtable_get_len(table.get()); ++i) {
-    show(columns, zu_do_vtable_get(table.get(), i));
+    if (!show(out, columns, zu_do_vtable_get(table.get(), i))) return failed;
   }
-  return done;
+  return out.flush() ? done : failed;
+}
+
+// What can be asked for: each path of the data, and how many records it has.
+int show_paths(const std::string &file) {
+  const auto data = check::read_data(file);
+  if (!data) return failed;
+  output out;
+  for (const auto &[path, about] : data->paths) {
+    if (!out.write(visible(path) + " " + std::to_string(about.records) + "\n")) return failed;
+  }
+  return out.flush() ? done : failed;
 }
 
 } // namespace
 
 int get(const options &asked) {
+  if (asked.uri.empty()) return show_paths(asked.data);
   const char *reason = nullptr;
   zu_do_uri *uri = zu_do_uri_parse(asked.uri.data(), asked.uri.size(), &reason);
   if (uri == nullptr) {
@@ -99,12 +112,8 @@ int get(const options &asked) {
     say("Run with --help for more information.");
     return wrong_usage;
   }
-  zu_do_error *error = nullptr;
-  zu_data_ifc *data = zu_store_load_file(asked.data.c_str(), &error);
-  if (data == nullptr) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
-  zu_do_error_deref(error);
-  const int status = data != nullptr ? show_all(data, uri) : failed;
-  if (data != nullptr) data->ops->free(data);
+  const data_handle data = load_data(asked.data);
+  const int status = data ? show_all(data.get(), uri) : failed;
   zu_do_uri_deref(uri);
   return status;
 }

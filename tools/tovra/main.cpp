@@ -2,12 +2,17 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
+#include <glib.h>
 #include <new>
+#include <set>
 #include <unistd.h>
 
+#include "check/nearest.hpp"
 #include "commands.hpp"
 #include "output.hpp"
+#include "output_file.hpp"
 #include "tools.hpp"
+#include "zu_tovra/version.h"
 
 namespace {
 
@@ -37,11 +42,25 @@ void add_templates(CLI::App *command, options &asked) {
   command
       ->add_option("--templates", asked.templates,
                    "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
-      ->type_name("DIR[:DIR...]");
+      ->type_name("DIR[:DIR...]")
+      ->check([](const std::string &given) {
+        return given.find_first_not_of(':') == given.npos ? "it names no directory" : "";
+      });
 }
 
 void add_data(CLI::App *command, options &asked) {
-  command->add_option("--data", asked.data, "Data file")->type_name("FILE")->required();
+  command->add_option("--data", asked.data, "Data file, - for standard input")->type_name("FILE")->required();
+}
+
+void add_color(CLI::App *command) {
+  static const std::map<std::string, tovra::color> ways = {
+      {"auto", tovra::color::automatic}, {"always", tovra::color::always}, {"never", tovra::color::never}};
+  command
+      ->add_option_function<std::string>(
+          "--color", [](const std::string &when) { tovra::set_color(ways.at(when)); },
+          "Colours: auto (on terminals, unless NO_COLOR is set; default), always, never")
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
 }
 
 CLI::App *add_render(CLI::App &app, options &asked) {
@@ -66,6 +85,10 @@ CLI::App *add_render(CLI::App &app, options &asked) {
       ->type_name("LEVEL")
       ->check(CLI::Range(0, 7));
   command->add_flag("--stats", asked.stats, "Say at the end what the render took");
+  command
+      ->add_option("--output", asked.output,
+                   "Write to a file, whole or not at all: after an error it is as it was")
+      ->type_name("FILE");
   return command;
 }
 
@@ -88,9 +111,46 @@ CLI::App *add_check(CLI::App &app, options &asked) {
   return command;
 }
 
+int print(const std::string &text) {
+  tovra::output out;
+  return out.write(text) && out.flush() ? tovra::done : tovra::failed;
+}
+
+int misused(const std::string &why) {
+  tovra::say("tovra: " + why);
+  tovra::say("Run with --help for more information.");
+  return tovra::wrong_usage;
+}
+
+// The first word, when it is no command: what is told of it. Empty when it is one, or none is there.
+std::string unknown_command(const CLI::App &app, int argc, char **argv) {
+  if (argc < 2 || argv[1][0] == '-') return "";
+  const std::string word = argv[1];
+  std::set<std::string> names;
+  for (const auto *command : app.get_subcommands({})) names.insert(command->get_name());
+  if (names.contains(word)) return "";
+  return "no command is '" + word + "'" + tovra::check::did_you_mean(word, names);
+}
+
+// Memory that the program asks for is never given back to ask again: where it ends, so does the program,
+// also in the middle of a call from the library, which no exception may leave.
+void end_without_memory() {
+  constexpr std::string_view message = "tovra: out of memory\n";
+  tovra::drop_output_file();
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, message.data(), message.size());
+  _exit(tovra::failed);
+}
+
+// GLib ends the process where its memory ends: not without a word of ours.
+void end_with_glib(const char *, GLogLevelFlags level, const char *message, void *) {
+  if (std::string_view(message).find("failed to allocate") != std::string_view::npos) end_without_memory();
+  g_log_default_handler(nullptr, level, message, nullptr);
+}
+
 int run(int argc, char **argv) {
   CLI::App app("Renders a network device's configuration records as CLI text.", "tovra");
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("tovra ") + zu_tvr_version(), "Show the version");
   options asked;
   const auto *render = add_render(app, asked);
   auto *tree = app.add_subcommand("tree", "Show the template tree: id, op, and destination, URI or format");
@@ -99,33 +159,46 @@ int run(int argc, char **argv) {
   const auto *check = add_check(app, asked);
   auto *get = app.add_subcommand("get", "Show the records that a URI names, as JSON lines");
   add_data(get, asked);
-  get->add_option("uri", asked.uri, "Record or collection URI")->type_name("URI")->required();
+  get->add_option("uri", asked.uri, "Record or collection URI (default: show what paths there are)")
+      ->type_name("URI");
   const std::vector<tovra::tool> tools = tovra::add_tools(app);
+  for (auto *command : app.get_subcommands({})) add_color(command);
+  std::string topic;
+  auto *help = app.add_subcommand("help", "Show the commands, or the options of one");
+  help->add_option("command", topic, "The command")->type_name("COMMAND");
+  const std::string overview = app.help();
+  std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of writing, and an exit status
+  if (const auto why = unknown_command(app, argc, argv); !why.empty()) return misused(why);
   try {
     app.parse(argc, argv);
-  } catch (const CLI::Success &asked_for_text) { // --help
-    return app.exit(asked_for_text);
+  } catch (const CLI::CallForHelp &) {
+    return print(app.help());
+  } catch (const CLI::CallForVersion &version) {
+    return print(std::string(version.what()) + "\n");
   } catch (const CLI::ParseError &wrong) {
-    tovra::say(std::string("tovra: ") + wrong.what());
-    tovra::say("Run with --help for more information.");
-    return tovra::wrong_usage;
+    return misused(wrong.what());
   }
-  std::signal(SIGPIPE, SIG_IGN); // a closed pipe is an error of writing, and an exit status
+  if (help->parsed()) {
+    char *words[] = {argv[0], topic.data()};
+    if (topic.empty()) return print(overview);
+    if (const auto why = unknown_command(app, 2, words); !why.empty()) return misused(why);
+    return print(app.get_subcommand(topic)->help("tovra"));
+  }
   if (render->parsed()) return tovra::render(asked);
   if (check->parsed()) return tovra::check_templates(asked);
   for (const tovra::tool &tool : tools) {
     if (tool.command->parsed()) return tool.run();
   }
-  return tovra::finish_printing(tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked));
+  return tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked);
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
+  std::set_new_handler(end_without_memory);
+  g_log_set_default_handler(end_with_glib, nullptr);
   try {
     return run(argc, argv);
-  } catch (const std::bad_alloc &) {
-    dprintf(STDERR_FILENO, "tovra: out of memory\n");
   } catch (const std::exception &unforeseen) {
     dprintf(STDERR_FILENO, "tovra: %s\n", unforeseen.what());
   }

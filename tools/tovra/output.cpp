@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <unistd.h>
+#include <cstring>
+#include <mutex>
+#include <poll.h>
 
 #include "commands.hpp"
 
@@ -14,21 +15,58 @@ namespace tovra {
 namespace {
 
 constexpr size_t buffer_size = size_t{64} * 1024;
-constexpr const char *unwritable = "tovra: standard output cannot be written";
 
-bool write_all(int file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(file, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    text.remove_prefix(static_cast<size_t>(written));
+color chosen = color::automatic;
+std::mutex saying;
+bool status_shown = false;
+
+void clear_status() {
+  if (status_shown) write_all(STDERR_FILENO, "\r\x1b[K");
+  status_shown = false;
+}
+
+// How many bytes a character of UTF-8 takes at the beginning of a text: 0 when none is there, or one that
+// controls a terminal.
+size_t shown_length(std::string_view text) {
+  const auto at = [text](size_t i) -> unsigned { return static_cast<unsigned char>(text[i]); };
+  const unsigned lead = at(0);
+  if (lead < 0x80) return lead < 0x20 || lead == 0x7f ? 0 : 1;
+  const size_t length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
+  if (lead < 0xc2 || lead > 0xf4 || text.size() < length) return 0;
+  for (size_t i = 1; i < length; ++i) {
+    if ((at(i) & 0xc0) != 0x80) return 0;
   }
-  return true;
+  return lead == 0xc2 && at(1) < 0xa0 ? 0 : length;
+}
+
+// The word at the beginning of a line that says what kind of line it is.
+std::string painted_line(std::string line) {
+  const size_t end = line.find(": ");
+  const std::string_view word = std::string_view(line).substr(0, end == line.npos ? 0 : end + 1);
+  const bool bad = word == "tovra:" || word.starts_with("error ");
+  if (!bad && word != "warning:") return line;
+  return painted(STDERR_FILENO, bad ? 31 : 33, word) + line.substr(word.size());
 }
 
 } // namespace
 
-output::output() : terminal_(isatty(STDOUT_FILENO) == 1) {
+bool write_all(int file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(file, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<size_t>(written));
+    } else if (errno == EAGAIN) {
+      pollfd until = {file, POLLOUT, 0};
+      poll(&until, 1, -1);
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+output::output(int file, std::string name)
+    : file_(file), name_(std::move(name)), terminal_(isatty(file) == 1) {
   buffer_.reserve(buffer_size);
 }
 
@@ -45,11 +83,11 @@ bool output::write(std::string_view text) {
 }
 
 bool output::flush() {
-  if (!broken_ && !write_all(STDOUT_FILENO, buffer_)) {
+  if (!broken_ && !write_all(file_, buffer_)) {
     broken_ = true;
     // A reader that has seen enough is no failure worth a word.
     if (errno == EPIPE) std::_Exit(failed);
-    say(unwritable);
+    say("tovra: " + name_ + " cannot be written");
   }
   buffer_.clear();
   return !broken_;
@@ -59,28 +97,52 @@ bool output::finish() {
   return (!any_ || write("\n")) && flush();
 }
 
-int finish_printing(int status) {
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-  if (errno != EPIPE) say(unwritable);
-  return failed;
-}
-
 std::string visible(std::string_view text) {
   static constexpr char digits[] = "0123456789ABCDEF";
   std::string shown;
-  for (const char character : text) {
+  const auto escape = [&shown](char character) {
     const auto byte = static_cast<unsigned char>(character);
-    if (byte < 0x20 || byte == 0x7f) {
-      shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
-    } else {
-      shown += character;
-    }
+    shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+  };
+  while (!text.empty()) {
+    const size_t length = shown_length(text);
+    if (length == 0) escape(text.front());
+    shown += text.substr(0, length);
+    text.remove_prefix(std::max<size_t>(length, 1));
   }
   return shown;
 }
 
 void say(std::string_view line) {
-  write_all(STDERR_FILENO, visible(line) + '\n');
+  const std::string text = painted_line(visible(line)) + '\n';
+  const std::lock_guard alone(saying);
+  clear_status();
+  write_all(STDERR_FILENO, text);
+}
+
+void set_color(color when) {
+  chosen = when;
+}
+
+bool is_colored(int file) {
+  if (chosen != color::automatic) return chosen == color::always;
+  const char *refused = std::getenv("NO_COLOR");
+  const char *terminal = std::getenv("TERM");
+  return isatty(file) == 1 && (refused == nullptr || *refused == '\0') &&
+         (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
+}
+
+std::string painted(int file, int code, std::string_view text) {
+  if (!is_colored(file)) return std::string(text);
+  return "\x1b[" + std::to_string(code) + "m" + std::string(text) + "\x1b[0m";
+}
+
+void show_status(std::string_view text) {
+  const std::lock_guard alone(saying);
+  clear_status();
+  if (text.empty()) return;
+  write_all(STDERR_FILENO, visible(text));
+  status_shown = true;
 }
 
 } // namespace tovra

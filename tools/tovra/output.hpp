@@ -4,22 +4,27 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 
 namespace tovra {
 
-// Text on its way to standard output: buffered, a line at a time on a terminal. The newline that a rendered
-// line begins with would leave an empty line at the top, so the first one is left out and one ends the text.
+// Text on its way to standard output or a file: buffered, a line at a time on a terminal. The newline that a
+// rendered line begins with would leave an empty line at the top, so the first one is left out and one ends
+// the text.
 class output {
 public:
-  output();
-  bool write(std::string_view text); // false: standard output took it no longer
+  explicit output(int file = STDOUT_FILENO, std::string name = "standard output"); // borrows the file
+  bool write(std::string_view text); // false: it is taken no longer
   bool flush();
   bool finish(); // ends the text and flushes
 
+  bool terminal() const { return terminal_; }
   uint64_t lines() const { return lines_; }
   uint64_t bytes() const { return bytes_; }
 
 private:
+  int file_;
+  std::string name_;
   std::string buffer_;
   bool terminal_;
   bool first_ = true;
@@ -29,12 +34,23 @@ private:
   uint64_t bytes_ = 0;
 };
 
-// The exit status of a command that has printed to `stdout`: that of failure when not all of it was taken.
-int finish_printing(int status);
+// Writes all of a text, waiting where the file does not: false with `errno` set when it is not taken.
+bool write_all(int file, std::string_view text);
 
-// A text with its control bytes shown as \xHH.
+// A text with its control characters shown as \xHH: those of ASCII, those of Latin-1 (as UTF-8), and bytes
+// that are no UTF-8.
 std::string visible(std::string_view text);
 // Writes one line to standard error, made visible.
 void say(std::string_view line);
+
+enum class color { automatic, always, never };
+// Automatic colours a terminal, unless the environment has NO_COLOR or a dumb terminal.
+void set_color(color when);
+bool is_colored(int file);
+// A text in a colour of the terminal (31 red, 33 yellow, ...) for a file that takes colours.
+std::string painted(int file, int code, std::string_view text);
+
+// What stands on the last line of the terminal while nothing else is said; empty: nothing. Any thread.
+void show_status(std::string_view text);
 
 } // namespace tovra

@@ -3,12 +3,17 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
+#include <set>
 #include <sys/resource.h>
 
+#include "check/nearest.hpp"
 #include "commands.hpp"
+#include "data_file.hpp"
 #include "output.hpp"
+#include "output_file.hpp"
+#include "progress.hpp"
 #include "qtrace/qtrace.h"
-#include "store/store.h"
 #include "templates.hpp"
 
 namespace tovra {
@@ -17,10 +22,6 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-struct data_deleter {
-  void operator()(zu_data_ifc *data) const { data->ops->free(data); }
-};
-using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
 template <auto Free>
 struct free_with {
   template <class T>
@@ -37,6 +38,7 @@ using context_handle = handle<zu_cli_context, zu_cli_context_free>;
 
 // One render request: the framework's side of it.
 struct request {
+  explicit request(output to) : text(std::move(to)) {}
   zu_tovra_context context = {}; // first, so that the library's context leads back here
   output text;
   bool errors = false;
@@ -51,14 +53,6 @@ void take_error(void *context, int32_t code, const char *message) {
   asked.errors = true;
   asked.text.flush();
   say("error " + std::to_string(code) + ": " + (message != nullptr ? message : ""));
-}
-
-data_handle load_data(const std::string &path) {
-  zu_do_error *error = nullptr;
-  data_handle data(zu_store_load_file(path.c_str(), &error));
-  if (!data) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
-  zu_do_error_deref(error);
-  return data;
 }
 
 // The walk arguments; none after wrong usage, which is said.
@@ -94,6 +88,54 @@ void warn_below_repeating(const zu_tvr_tree &tree, const std::string &id) {
         ", which repeats: only its first instance is narrowed to " + id + ", later ones are rendered whole");
     return;
   }
+}
+
+// The names of the arguments that search the records of a list at which a render begins.
+std::set<std::string> query_arguments(const zu_tvr_node *node) {
+  std::set<std::string> names;
+  if (node == nullptr || node->type != TVR_NODE_COLL) return names;
+  zu_do_nvlist *query = static_cast<const zu_tvr_coll_data *>(node->data)->query;
+  if (query == nullptr) return names;
+  const handle<zu_do_iter, zu_do_iter_deref> iter(zu_do_iter_new());
+  zu_do_nvlist_iter(query, iter.get());
+  while (zu_do_nvlist_has_next(query, iter.get())) {
+    const char *value =
+        zu_do_value_get_string(zu_do_nvpair_get_value(zu_do_nvlist_get_next(query, iter.get())), nullptr);
+    if (value != nullptr && value[0] == '$') names.insert(value + 1);
+  }
+  return names;
+}
+
+// Only the list at which a render begins is searched.
+void warn_unused_arguments(const zu_tvr_tree &tree, const options &asked) {
+  const auto used = query_arguments(find_node(tree, asked.node));
+  for (const auto *given : {&asked.arguments, &asked.json_arguments}) {
+    for (const auto &[name, text] : *given) {
+      if (used.contains(name) || name.starts_with('_')) continue;
+      say("warning: no query uses the argument " + name +
+          (used.empty() ? ": only a list that is named as NODE and has a 'Query:' is searched"
+                        : check::did_you_mean(name, used)));
+    }
+  }
+}
+
+// What a failed render is told below its error when the name of a node is none; empty when it is one.
+std::string unknown_node(const zu_tvr_tree &tree, const std::string &asked) {
+  const std::string id = asked.empty() ? "config" : asked;
+  if (find_node(tree, id) != nullptr) return "";
+  if (asked.empty()) return "  no node is 'config', where a render of everything begins";
+  std::set<std::string> known;
+  for (const auto &[node, name] : node_ids(tree)) known.insert(name);
+  return "  no node is '" + id + "'" + check::did_you_mean(id, known);
+}
+
+std::string unknown_configuration(const options &asked) {
+  if (!asked.config) return "";
+  std::set<std::string> known;
+  for (const auto &[name, file] : asked.named) known.insert(name);
+  if (known.contains(*asked.config)) return "";
+  return "  no --named gives a configuration '" + *asked.config + "'" +
+         check::did_you_mean(*asked.config, known);
 }
 
 double seconds(clock::duration elapsed) {
@@ -139,6 +181,8 @@ void tell_place(void *, const zu_tvr_event *event) {
 }
 
 bool run(const options &asked, zu_cli_context *cli, zu_do_properties *arguments, request &made) {
+  std::optional<progress> shown;
+  if (!made.text.terminal()) shown.emplace("rendering");
   const properties_handle reserved(zu_do_properties_new());
   made.context.output_fn = take_text;
   cli->render_defaults = asked.defaults;
@@ -166,18 +210,25 @@ int render(const options &asked) {
   if (!arguments) return wrong_usage;
 
   timings took;
+  std::string no_node;
   auto start = clock::now();
   {
+    std::optional<progress> shown(std::in_place, "loading the templates");
     const tree_handle tree = load_templates(asked.templates);
+    shown.reset();
     if (!tree) return failed;
     took.templates = seconds(clock::now() - start);
     if (!asked.node.empty()) warn_below_repeating(*tree, asked.node);
+    warn_unused_arguments(*tree, asked);
+    no_node = unknown_node(*tree, asked.node);
   }
 
   start = clock::now();
   const data_handle data = load_data(asked.data);
   if (!data) return failed;
-  request made;
+  output_file file;
+  if (asked.output && !file.open(*asked.output)) return failed;
+  request made(asked.output ? output(file.number(), *asked.output) : output());
   wrapper_handle wrapper(asked.stats ? zu_store_wrapper_new(data.get()) : nullptr);
   const context_handle cli(
       zu_cli_context_new(wrapper ? zu_store_wrapper_ifc(wrapper.get()) : data.get(), take_error, &made));
@@ -196,9 +247,13 @@ int render(const options &asked) {
   qtrace_set_level(0);
 
   if (!rendered && !made.errors) take_error(&made, ZU_FAILED, "render failed, see --trace 3");
+  for (const std::string &why : {no_node, unknown_configuration(asked)}) {
+    if (!rendered && !why.empty()) say(why);
+  }
   if (wrapper) say_stats(made.text, wrapper.get(), took);
   zu_tovra_stop();
-  return rendered && written && !made.errors ? done : failed;
+  if (!rendered || !written || made.errors) return failed;
+  return !asked.output || file.put_in_place() ? done : failed;
 }
 
 } // namespace tovra

@@ -15,6 +15,7 @@ namespace tovra {
 
 namespace {
 
+constexpr const char *no_templates = "No templates are found: --templates DIR says where they are.";
 constexpr int trace_errors = 3;
 constexpr int trace_information = 6; // the level at which the loader names its files
 
@@ -91,6 +92,7 @@ tree_handle load_templates(const std::optional<std::string> &directories) {
   if (loaded) return tree;
   if (watch.irregular) watch.last_error = "not a regular file";
   say(watch.place.empty() ? watch.last_error : watch.place + ": " + watch.last_error);
+  if (!directories && !watch.directories) say(no_templates);
   return nullptr;
 }
 
@@ -107,7 +109,10 @@ std::optional<std::string> template_directories(const std::optional<std::string>
   zu_do_error_deref(error);
   qtrace_set_level(0);
   qtrace_set_sink(nullptr, nullptr);
-  if (!watch.directories) say(watch.last_error);
+  if (!watch.directories) {
+    say(watch.last_error);
+    say(no_templates);
+  }
   return watch.directories;
 }
 

@@ -1,8 +1,12 @@
 // `tovra tree`: the template tree as the loader linked it.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
 
 #include "commands.hpp"
+#include "output.hpp"
 #include "templates.hpp"
 
 namespace tovra {
@@ -36,11 +40,30 @@ std::string detail(const zu_tvr_node &node) {
 // Deeper than any walk goes, indentation would only make the text grow with the square of the depth.
 constexpr size_t deepest_shown = 1000;
 
-void show(const zu_tvr_node &node, size_t depth, const std::map<const zu_tvr_node *, std::string> &ids) {
+bool show(output &out, const zu_tvr_node &node, size_t depth,
+          const std::map<const zu_tvr_node *, std::string> &ids) {
   const std::string told = detail(node);
-  const auto indentation = static_cast<int>(2 * std::min(depth, deepest_shown));
-  std::printf("%*s%s %s%s%s\n", indentation, "", ids.at(&node).c_str(), op_name(node),
-              told.empty() ? "" : " ", told.c_str());
+  const std::string line = ids.at(&node) + " " + op_name(node) + (told.empty() ? "" : " ") + told;
+  return out.write(std::string(2 * std::min(depth, deepest_shown), ' ') + visible(line) + "\n");
+}
+
+// The library writes its dump to a stream: it is taken from there to be made visible.
+bool show_raw(output &out, zu_tvr_tree &tree) {
+  char *text = nullptr;
+  size_t length = 0;
+  FILE *stream = open_memstream(&text, &length);
+  if (stream == nullptr) throw std::bad_alloc();
+  zu_tvr_tree_print(stream, 0, &tree);
+  if (std::fclose(stream) != 0) throw std::bad_alloc();
+  const std::unique_ptr<char, decltype(&std::free)> owned(text, std::free);
+  std::string shown = "\n"; // the newline that the output leaves out
+  for (std::string_view rest(text, length); !rest.empty();) {
+    const size_t end = std::min(rest.find('\n'), rest.size());
+    const size_t tabs = std::min(rest.find_first_not_of('\t'), end); // its indentation
+    shown += std::string(tabs, '\t') + visible(rest.substr(tabs, end - tabs)) + "\n";
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return out.write(shown);
 }
 
 } // namespace
@@ -49,15 +72,13 @@ int show_tree(const options &asked) {
   if (!start_library()) return failed;
   const tree_handle tree = load_templates(asked.templates);
   if (!tree) return failed;
-  if (asked.raw) {
-    zu_tvr_tree_print(stdout, 0, tree.get());
-    return done;
-  }
+  output out;
+  if (asked.raw) return show_raw(out, *tree) && out.flush() ? done : failed;
   const auto ids = node_ids(*tree);
   size_t depth = 0;
   const zu_tvr_node *node = tree->root;
   while (node != nullptr) { // depth first without recursion: a tree may be as deep as its author likes
-    show(*node, depth, ids);
+    if (!show(out, *node, depth, ids)) return failed;
     if (node->first_child != nullptr) {
       node = node->first_child;
       ++depth;
@@ -69,7 +90,7 @@ int show_tree(const options &asked) {
     }
     if (node != nullptr) node = node->next_sibling;
   }
-  return done;
+  return out.flush() ? done : failed;
 }
 
 } // namespace tovra

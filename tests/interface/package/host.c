@@ -1,5 +1,6 @@
 /* The smallest host: renders over an empty store and prints what comes. */
 #include <store/store.h>
+#include <string.h>
 #include <zu_tovra/zu_tovra.h>
 
 static bool print(zu_tovra_context *context, zu_cli_context *cli, const char *text) {
@@ -9,6 +10,10 @@ static bool print(zu_tovra_context *context, zu_cli_context *cli, const char *te
 }
 
 int main(void) {
+  char headers[32];
+  snprintf(headers, sizeof headers, "%d.%d.%d", ZU_TVR_VERSION_MAJOR, ZU_TVR_VERSION_MINOR,
+           ZU_TVR_VERSION_PATCH);
+  if (strcmp(headers, zu_tvr_version()) != 0) return 1;
   static const char empty[] = "{\"records\": {}}";
   if (!zu_tovra_init() || zu_tovra_trace_init() != 0) return 1;
   zu_data_ifc *data = zu_store_load_text("empty", empty, sizeof empty - 1, NULL);

@@ -3,11 +3,8 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <system_error>
 
-#include "../output.hpp"
-#include "read_file.hpp"
-#include "store/store.h"
+#include "../data_file.hpp"
 #include "uri_text.hpp"
 #include "zuapi/zuapi.h"
 
@@ -16,16 +13,6 @@ namespace tovra::check {
 namespace {
 
 using nlohmann::json;
-
-// Whether the store takes the text; what it refuses is said.
-bool loads(const std::string &file, const std::string &text) {
-  zu_do_error *error = nullptr;
-  zu_data_ifc *data = zu_store_load_text(file.c_str(), text.data(), text.size(), &error);
-  if (data == nullptr) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
-  zu_do_error_deref(error);
-  if (data != nullptr) data->ops->free(data);
-  return data != nullptr;
-}
 
 std::vector<std::string> key_names(zu_do_uri_segment *segment) {
   std::vector<std::string> names;
@@ -97,13 +84,10 @@ void take_class(data_set &data, const std::string &path, const json &properties)
 
 std::optional<data_set> read_data(const std::string &file) {
   // Once, for the store and for the rules: it may be a pipe.
-  std::string text;
-  if (const int failure = read_file(file, text); failure != 0) {
-    say(file + ": " + std::generic_category().message(failure));
-    return std::nullopt;
-  }
-  if (!loads(file, text)) return std::nullopt;
-  data_set data{file, {}, {"loc"}};
+  const auto read = read_data_text(file);
+  if (!read || !load_data_text(file, *read)) return std::nullopt;
+  const std::string &text = *read;
+  data_set data{data_name(file), {}, {"loc"}};
   line_finder lines(text);
   std::string section;
   std::string member;

@@ -25,7 +25,6 @@ struct diff_options {
   std::vector<std::string> render; // further options of the render
   bool unified = false;
   bool json = false;
-  std::string colour = "auto";
 };
 
 process_request render_request(const diff_options &asked, const std::string &name) {
@@ -65,8 +64,7 @@ int run_diff(const diff_options &asked) {
   const bool new_whole = is_whole(asked.new_name, new_side, old_side.error);
   if (!old_whole || !new_whole) return trouble;
 
-  const bool terminal = isatty(STDOUT_FILENO) == 1 && getenv("NO_COLOR") == nullptr;
-  const diff::style style{asked.colour == "always" || (asked.colour == "auto" && terminal)};
+  const diff::style style{is_colored(STDOUT_FILENO)};
   std::string told;
   if (asked.unified) {
     told = diff::unified(old_side.output, new_side.output, asked.old_name, asked.new_name, style);
@@ -126,9 +124,6 @@ tool add_diff(CLI::App &app) {
       ->type_name("FORMAT")
       ->check(CLI::IsMember({"text", "json"}))
       ->excludes(unified);
-  command->add_option("--color", asked->colour, "auto (default: on a terminal), always or never")
-      ->type_name("WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
   return {command, [asked] { return run_diff(*asked); }};
 }
 

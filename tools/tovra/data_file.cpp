@@ -1,0 +1,110 @@
+// Data files as the program reads them.
+#include "data_file.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+#include "output.hpp"
+#include "progress.hpp"
+#include "zuapi/zuapi.h"
+
+namespace tovra {
+
+namespace {
+
+// A device or a pipe may have no end: it gives at most this much.
+constexpr size_t most_from_a_stream = size_t{1} << 30;
+
+struct file_number {
+  explicit file_number(const std::string &path)
+      : number(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+  ~file_number() {
+    if (number >= 0) close(number);
+  }
+  file_number(const file_number &) = delete;
+  file_number &operator=(const file_number &) = delete;
+  int number;
+};
+
+bool say_failure(const std::string &path, const std::string &why) {
+  say(data_name(path) + ": " + why);
+  return false;
+}
+
+bool say_system(const std::string &path, int failure) {
+  return say_failure(path, std::generic_category().message(failure));
+}
+
+bool read_all(const std::string &path, int file, size_t most, std::string &text) {
+  char part[size_t{64} * 1024];
+  for (;;) {
+    const ssize_t length = read(file, part, sizeof part);
+    if (length == 0) return true;
+    if (length < 0 && errno == EAGAIN) {
+      pollfd until = {file, POLLIN, 0};
+      poll(&until, 1, -1);
+      continue;
+    }
+    if (length < 0 && errno == EINTR) continue;
+    if (length < 0) return say_system(path, errno);
+    text.append(part, static_cast<size_t>(length));
+    // No data file holds a NUL: where one is, reading on finds no end, as in a device of zeros.
+    if (memchr(part, 0, static_cast<size_t>(length)) != nullptr) return true;
+    if (text.size() > most) return say_failure(path, "more than 1 GiB that is not from a regular file");
+  }
+}
+
+bool is_regular(const std::string &path) {
+  struct stat about = {};
+  return path != "-" && stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
+}
+
+data_handle or_said(zu_data_ifc *data, zu_do_error *error) {
+  if (data == nullptr) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
+  zu_do_error_deref(error);
+  return data_handle(data);
+}
+
+} // namespace
+
+std::string data_name(const std::string &path) {
+  return path == "-" ? "standard input" : path;
+}
+
+std::optional<std::string> read_data_text(const std::string &path) {
+  const file_number file(path);
+  struct stat about = {};
+  if (file.number < 0 || fstat(file.number, &about) != 0) {
+    say_system(path, errno);
+    return std::nullopt;
+  }
+  std::string text;
+  if (S_ISREG(about.st_mode)) text.reserve(static_cast<size_t>(about.st_size) + 1);
+  const size_t most = S_ISREG(about.st_mode) ? std::string::npos : most_from_a_stream;
+  if (!read_all(path, file.number, most, text)) return std::nullopt;
+  return text;
+}
+
+data_handle load_data_text(const std::string &path, const std::string &text) {
+  zu_do_error *error = nullptr;
+  zu_data_ifc *data = zu_store_load_text(data_name(path).c_str(), text.data(), text.size(), &error);
+  return or_said(data, error);
+}
+
+data_handle load_data(const std::string &path) {
+  const progress shown("loading " + data_name(path));
+  if (!is_regular(path)) {
+    const auto text = read_data_text(path);
+    return text ? load_data_text(path, *text) : nullptr;
+  }
+  zu_do_error *error = nullptr;
+  zu_data_ifc *data = zu_store_load_file(path.c_str(), &error);
+  return or_said(data, error);
+}
+
+} // namespace tovra
