@@ -108,13 +108,18 @@ std::set<std::string> query_arguments(const zu_tvr_node *node) {
 // Only the list at which a render begins is searched.
 void warn_unused_arguments(const zu_tvr_tree &tree, const options &asked) {
   const auto used = query_arguments(find_node(tree, asked.node));
+  constexpr size_t most_told = 3;
+  size_t unused = 0;
   for (const auto *given : {&asked.arguments, &asked.json_arguments}) {
     for (const auto &[name, text] : *given) {
-      if (used.contains(name) || name.starts_with('_')) continue;
+      if (used.contains(name) || name.starts_with('_') || ++unused > most_told) continue;
       say("warning: no query uses the argument " + name +
           (used.empty() ? ": only a list that is named as NODE and has a 'Query:' is searched"
                         : check::did_you_mean(name, used)));
     }
+  }
+  if (unused > most_told) {
+    say("warning: no query uses " + std::to_string(unused - most_told) + " more arguments");
   }
 }
 
