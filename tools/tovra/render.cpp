@@ -13,6 +13,7 @@
 #include "output_file.hpp"
 #include "progress.hpp"
 #include "qtrace/qtrace.h"
+#include "template_stamp.hpp"
 #include "templates.hpp"
 
 namespace tovra {
@@ -167,6 +168,17 @@ void say_stats(const output &text, zu_store_wrapper *wrapper, const timings &too
   say(line);
 }
 
+// Lets the library load the templates, which have been loaded once before: to the same tree, or it is said.
+bool load_again(const std::string &directories, const template_stamp &checked) {
+  zu_do_error *error = render_tovra_reload_func();
+  const std::string told = error != nullptr ? zu_do_error_get_msg(error) : "";
+  zu_do_error_deref(error);
+  const std::string changed = checked.difference(template_stamp(directories));
+  if (changed.empty() && error == nullptr) return true;
+  say(changed.empty() ? "tovra: " + told : changed + ": changed while it was read");
+  return false;
+}
+
 bool run(const options &asked, zu_cli_context *cli, zu_do_properties *arguments, request &made) {
   std::optional<progress> shown;
   if (!made.text.terminal()) shown.emplace("rendering");
@@ -193,6 +205,9 @@ int render(const options &asked) {
   const properties_handle arguments = walk_arguments(asked);
   if (!arguments) return wrong_usage;
 
+  const auto directories = template_directories(asked.templates);
+  if (!directories) return failed;
+  const template_stamp checked(*directories);
   timings took;
   std::string no_node;
   auto start = clock::now();
@@ -225,6 +240,7 @@ int render(const options &asked) {
 
   qtrace_set_level(asked.trace);
   start = clock::now();
+  if (!load_again(*directories, checked)) return failed;
   const bool rendered = run(asked, cli.get(), arguments.get(), made);
   const bool written = made.text.finish();
   took.render = seconds(clock::now() - start);
