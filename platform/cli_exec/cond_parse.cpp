@@ -276,8 +276,7 @@ bool parser::decode(std::string_view json, size_t at, owned_value &value) {
   if (value != nullptr) return true;
   // An error object that could not be made is memory that is not there.
   if (error == nullptr || zu_do_error_get_code(error.get()) == ZU_EXHAUSTED) return exhausted();
-  const std::string_view why = shown(zu_do_error_get_msg(error.get()));
-  return refuse(at, "bad value (%.*s)", static_cast<int>(why.size()), why.data());
+  return refuse(at, "bad value (%s)", zu_do_error_get_msg(error.get()));
 }
 
 bool parser::add(const node &added) {

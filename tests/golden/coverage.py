@@ -44,6 +44,8 @@ def kinds(value):
 
 
 def in_data(data):
+    if not isinstance(data["records"], dict):  # a file that is refused
+        return
     for uri, record in data["records"].items():
         for name, about in data.get("classes", {}).get(re.sub(r";[^/]*", "", uri), {}).items():
             if name in record and "type" in about:

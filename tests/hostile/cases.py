@@ -333,9 +333,16 @@ case("classes", 100_000, lambda n: Run(one("%s", "Props: /r p:0"), '{"classes":{
 
 # The program
 
+
+def unused_arguments(n):
+    where = ": only a list that is named as NODE and has a 'Query:' is searched"
+    return lines(f"warning: no query uses the argument a{i}{where}" for i in range(min(n, 3))) + (
+        f"warning: no query uses {n - 3} more arguments\n" if n > 3 else "")
+
+
 # The stack bounds what a command line may hold, so this one has more.
 case("arguments", 100_000, lambda n: Run(CONFIG + line("a", "config", "x"), out="x\n", stack_kib=65536,
-     command=("render", *(f"--arg=a{i}=v" for i in range(n)))))
+     err=unused_arguments(n), command=("render", *(f"--arg=a{i}=v" for i in range(n)))))
 case("get-rows", 100_000, lambda n: Run("", records((f"/l/x;k={i}", "{}") for i in range(n)), command=("get", "/l?x"),
      out=lines(f'{{"_uri":"/l/x;k={i}","k":"{i}"}}' for i in range(n))))
 case("tree-of-siblings", 100_000, lambda n: Run(siblings(n).templates, command=("tree",),

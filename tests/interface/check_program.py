@@ -119,6 +119,37 @@ class Links(unittest.TestCase):
             self.assertEqual(done.stderr, b"data.json: Too many levels of symbolic links\n")
 
 
+class Templates(unittest.TestCase):
+    def test_that_change_after_the_check_are_not_rendered(self):
+        whole = "Cmd: config\nCmd: a\nParent Cmd: config\nOp: print_if\nFmt: a\nNewline:\n"
+
+        def cut(file):
+            file.write_text(whole[:40])
+
+        def exchange(file):  # as long, and as old
+            about = file.stat()
+            file.write_text(whole.replace("Fmt: a", "Fmt: b"))
+            os.utime(file, ns=(about.st_atime_ns, about.st_mtime_ns))
+
+        changes = {"cut": cut, "exchange": exchange, "remove": Path.unlink,
+                   "add": lambda file: file.with_name("b.tvr").write_text("# more\n"), "none": lambda file: None}
+        for name, change in changes.items():
+            with self.subTest(name), tempfile.TemporaryDirectory() as scratch:
+                folder = Path(scratch)
+                (folder / "t").mkdir()
+                (folder / "t/a.tvr").write_text(whole)
+                os.mkfifo(folder / "data")
+                job = subprocess.Popen([TOVRA, "render", "--templates", "t", "--data", "data"], cwd=folder,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                with open(folder / "data", "w") as data:  # opened once the templates are checked
+                    change(folder / "t/a.tvr")
+                    data.write('{"records": {}}')
+                got = (*job.communicate(timeout=20), job.returncode)
+                file = b"t/b.tvr" if name == "add" else b"t/a.tvr"
+                self.assertEqual(got, (b"a\n", b"", 0) if name == "none" else
+                                 (b"", file + b": changed while it was read\n", 1))
+
+
 class Memory(unittest.TestCase):
     def test_that_ends_is_told(self):
         def limited(kilobytes, *words):

@@ -142,9 +142,10 @@ void end_without_memory() {
 }
 
 // GLib ends the process where its memory ends: not without a word of ours.
-void end_with_glib(const char *, GLogLevelFlags level, const char *message, void *) {
-  if (std::string_view(message).find("failed to allocate") != std::string_view::npos) end_without_memory();
-  g_log_default_handler(nullptr, level, message, nullptr);
+void end_with_glib(const char *domain, GLogLevelFlags level, const char *message, void *) {
+  const std::string_view told = message != nullptr ? message : "";
+  if (told.find("failed to allocate") != told.npos) end_without_memory();
+  g_log_default_handler(domain, level, message, nullptr);
 }
 
 int run(int argc, char **argv) {

@@ -76,13 +76,11 @@ bool output_file::open(const std::string &path) {
     umask(mask);
     mode = 0666 & ~mask;
   }
-  const std::string beside = path_ + ".XXXXXX";
+  std::string beside = path_ + ".XXXXXX";
   if (beside.size() >= sizeof unfinished) return refuse(path, ENAMETOOLONG);
-  char made[PATH_MAX];
-  std::strcpy(made, beside.c_str());
-  number_ = mkostemp(made, O_CLOEXEC);
+  number_ = mkostemp(beside.data(), O_CLOEXEC);
   if (number_ < 0) return refuse(path, errno);
-  std::strcpy(unfinished, made);
+  std::memcpy(unfinished, beside.c_str(), beside.size() + 1);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, end_by_signal);
   return fchmod(number_, mode) == 0 || refuse(path, errno);
 }

@@ -14,6 +14,7 @@
 #include "output_file.hpp"
 #include "progress.hpp"
 #include "qtrace/qtrace.h"
+#include "template_stamp.hpp"
 #include "templates.hpp"
 
 namespace tovra {
@@ -109,13 +110,18 @@ std::set<std::string> query_arguments(const zu_tvr_node *node) {
 // Only the list at which a render begins is searched.
 void warn_unused_arguments(const zu_tvr_tree &tree, const options &asked) {
   const auto used = query_arguments(find_node(tree, asked.node));
+  constexpr size_t most_told = 3;
+  size_t unused = 0;
   for (const auto *given : {&asked.arguments, &asked.json_arguments}) {
     for (const auto &[name, text] : *given) {
-      if (used.contains(name) || name.starts_with('_')) continue;
+      if (used.contains(name) || name.starts_with('_') || ++unused > most_told) continue;
       say("warning: no query uses the argument " + name +
           (used.empty() ? ": only a list that is named as NODE and has a 'Query:' is searched"
                         : check::did_you_mean(name, used)));
     }
+  }
+  if (unused > most_told) {
+    say("warning: no query uses " + std::to_string(unused - most_told) + " more arguments");
   }
 }
 
@@ -180,6 +186,17 @@ void tell_place(void *, const zu_tvr_event *event) {
   say(place);
 }
 
+// Lets the library load the templates, which have been loaded once before: to the same tree, or it is said.
+bool load_again(const std::string &directories, const template_stamp &checked) {
+  zu_do_error *error = render_tovra_reload_func();
+  const std::string told = error != nullptr ? zu_do_error_get_msg(error) : "";
+  zu_do_error_deref(error);
+  const std::string changed = checked.difference(template_stamp(directories));
+  if (changed.empty() && error == nullptr) return true;
+  say(changed.empty() ? "tovra: " + told : changed + ": changed while it was read");
+  return false;
+}
+
 bool run(const options &asked, zu_cli_context *cli, zu_do_properties *arguments, request &made) {
   std::optional<progress> shown;
   if (!made.text.terminal()) shown.emplace("rendering");
@@ -209,6 +226,9 @@ int render(const options &asked) {
   const properties_handle arguments = walk_arguments(asked);
   if (!arguments) return wrong_usage;
 
+  const auto directories = template_directories(asked.templates);
+  if (!directories) return failed;
+  const template_stamp checked(*directories);
   timings took;
   std::string no_node;
   auto start = clock::now();
@@ -241,6 +261,7 @@ int render(const options &asked) {
 
   qtrace_set_level(asked.trace);
   start = clock::now();
+  if (!load_again(*directories, checked)) return failed;
   const bool rendered = run(asked, cli.get(), arguments.get(), made);
   const bool written = made.text.finish();
   took.render = seconds(clock::now() - start);

@@ -1,0 +1,29 @@
+// What template files hold at one time, so that two readings of them can be held to each other.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace tovra {
+
+// The library reads the templates itself: what it renders is what was checked before only when nothing has
+// changed in between. A change that was undone shows in the times of the file.
+class template_stamp {
+public:
+  explicit template_stamp(const std::string &directories); // separated by ':'
+  // A file of which the other one says something else; empty: none.
+  std::string difference(const template_stamp &other) const;
+
+private:
+  struct file {
+    int64_t size = 0, written = 0, changed = 0; // times in nanoseconds
+    uint64_t content = 0;
+    bool operator==(const file &) const = default;
+  };
+  static file look_at(const std::string &path);
+
+  std::map<std::string, file> files_;
+};
+
+} // namespace tovra
