@@ -69,7 +69,7 @@ zu_do_vlist *row_under(zu_do_ntlist *columns, zu_do_vlist *stored) {
   const zuapi::shape *form = record_of(stored)->form;
   for (uint32_t i = 0; row != nullptr && i < columns->length; ++i) {
     const int32_t slot = zuapi::shape_find(form, columns->items[i].name);
-    if (zu_do_vlist_add(row, slot < 0 ? &none : &stored->cells[slot]) == ZU_OK) continue;
+    if (zu_do_vlist_add(row, slot < 0 ? &none : &stored->cells()[slot]) == ZU_OK) continue;
     zu_do_vlist_deref(row);
     row = nullptr;
   }

@@ -5,6 +5,7 @@ namespace store {
 
 snapshot::~snapshot() {
   for (size_t id = 0; id < record_count; ++id) zuapi::uri_drop(record_of(records[id])->uri);
+  for (size_t i = 0; i < shapes.size(); ++i) zuapi::shape_free(shapes[i]);
   for (size_t i = 0; i < names.size(); ++i) zu_do_name_deref(names[i]);
 }
 

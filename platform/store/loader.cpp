@@ -241,7 +241,7 @@ void loader::add_key(path_builder &path, uint32_t index, std::string_view encode
 }
 
 void loader::check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const {
-  if (zuapi::is_secret_type(zu_do_value_get_typedef_name(&given))) {
+  if (zu_json::is_secret_type(zu_do_value_get_typedef_name(&given))) {
     refuse(at, "key " + in_quotes(of.name) + " of the URI is a PasswordString");
   }
   char room[ZU_DO_VALUE_ROOM];

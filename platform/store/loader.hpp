@@ -5,13 +5,13 @@
 #include "store/message.hpp"
 #include "store/path_builder.hpp"
 #include "store/record_log.hpp"
-#include "zuapi/json_value.hpp"
+#include "json/reader.hpp"
 
 namespace store {
 
 namespace json = simdjson::ondemand;
-using zuapi::members_of;
-using zuapi::value_reader;
+using zu_json::members_of;
+using zu_json::value_reader;
 
 // One walk over a parsed document, classes before records. What shape the records of a path have is known
 // when all have been seen: until then a log keeps their values.

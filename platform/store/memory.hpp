@@ -1,11 +1,11 @@
 // The memory of a snapshot: an arena for what lives as long as it, and plain arrays.
 #pragma once
 
-#include "zuapi/arena.hpp"
+#include "infra/memory.hpp"
 
 namespace store {
 
-using zuapi::arena;
+using infra::arena;
 
 // An array of trivial items of a size that is known when it is made. Throws std::bad_alloc.
 template <class T>

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "store/path.hpp"
-#include "zuapi/json_value.hpp"
+#include "json/reader.hpp"
 
 namespace store {
 
@@ -62,7 +62,8 @@ void path_builder::finish(snapshot &data, size_t &name_count) {
     if (each->has_default) zuapi::cell_set_default(template_cells_.back());
   }
   const auto width = static_cast<uint32_t>(names.size());
-  form_ = zuapi::shape_place(data.memory.take(zuapi::shape_size(width)), names.data(), nullptr, width);
+  form_ = zuapi::shape_new(names.data(), width);
+  if (form_ == nullptr) throw std::bad_alloc();
 }
 
 uint32_t path_list::find_or_add(std::string_view text) {
@@ -80,7 +81,7 @@ bool path_list::is_secret(std::string_view path, std::string_view name) const {
   if (found == by_text_.end()) return false;
   path_builder &of = *paths_[found->second];
   const uint32_t index = of.find(name, 0);
-  return index != no_id && zuapi::is_secret_type(of.properties()[index].type);
+  return index != no_id && zu_json::is_secret_type(of.properties()[index].type);
 }
 
 void path_list::finish(snapshot &data) {
@@ -88,11 +89,12 @@ void path_list::finish(snapshot &data) {
   for (const auto &path : paths_) properties += path->properties().size();
   data.names = array<zu_do_name *>(properties);
   data.paths = array<path_entry>(paths_.size());
-  data.path_by_text.reserve(paths_.size());
+  data.shapes = array<zuapi::shape *>(paths_.size());
   size_t name_count = 0;
   for (uint32_t i = 0; i < size(); ++i) {
     path_builder &path = *paths_[i];
     path.finish(data, name_count);
+    data.shapes[i] = path.form();
     const std::string_view text(data.memory.copy_text(path.text()), path.text().size());
     data.paths[i] = path.entry(text);
     data.path_by_text.insert(zuapi::hash_text(text.data(), text.size()), i);

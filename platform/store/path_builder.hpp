@@ -56,7 +56,7 @@ public:
   // Makes the shape (`_uri` first) and the cells of a record that gives nothing. The names become the
   // snapshot's: `names` takes one reference on each. Throws std::bad_alloc.
   void finish(snapshot &data, size_t &name_count);
-  const zuapi::shape *form() const { return form_; }
+  zuapi::shape *form() const { return form_; }
   const std::vector<zu_do_value> &template_cells() const { return template_cells_; }
 
 private:
@@ -64,7 +64,7 @@ private:
   std::vector<property> properties_;
   uint32_t ranks_[3] = {};
   std::unordered_map<std::string_view, uint32_t> by_name_;
-  const zuapi::shape *form_ = nullptr;
+  zuapi::shape *form_ = nullptr;
   std::vector<zu_do_value> template_cells_; // without `_uri`
   std::optional<std::string> keys_;         // of the first pattern, below its location
   std::string location_;                    // of the first pattern that has one

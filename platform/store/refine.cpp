@@ -20,10 +20,9 @@ public:
     const zuapi::shape *form = record_of(row)->form;
     if (form != form_) {
       form_ = form;
-      slot_ = name_ != nullptr ? zuapi::shape_find(form, name_)
-                               : zuapi::shape_find_text(form, text_.data(), text_.size());
+      slot_ = name_ != nullptr ? zuapi::shape_find(form, name_) : zuapi::shape_find_text(form, text_);
     }
-    return slot_ < 0 ? &none : &row->cells[slot_];
+    return slot_ < 0 ? &none : &row->cells()[slot_];
   }
 
 private:

@@ -36,57 +36,11 @@ struct collection_entry {
   uint32_t path; // no_id: the records are of several paths
 };
 
-// An open-addressed table of 32-bit ids under hashes; what the keys are, its users know. Throws
-// std::bad_alloc.
-class id_table {
-public:
-  // Room for that many entries without growing.
-  void reserve(size_t entries) {
-    size_t size = 8;
-    while (size * 3 / 4 < entries) size *= 2;
-    if (size > slots_.size()) resize(size);
-  }
+// Ids by the hashes of their texts. Throws std::bad_alloc.
+struct id_table : infra::hash_index<uint32_t, no_id> {
   void insert(uint32_t hash, uint32_t id) {
-    if (used_ + 1 > slots_.size() * 3 / 4) resize(slots_.empty() ? 8 : slots_.size() * 2);
-    ++used_;
-    place({hash, id + 1});
+    if (!hash_index::insert(hash, id)) throw std::bad_alloc();
   }
-  // Brings the place of a hash near, for a look-up that follows some steps later.
-  void prefetch(uint32_t hash) const {
-    if (!slots_.empty()) __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
-  }
-  // The id of that hash for which `is_it(id)` holds, or no_id.
-  template <class Is_it>
-  uint32_t find(uint32_t hash, Is_it &&is_it) const {
-    if (slots_.empty()) return no_id;
-    const size_t mask = slots_.size() - 1;
-    for (size_t at = hash & mask; slots_[at].id_plus_1 != 0; at = (at + 1) & mask) {
-      if (slots_[at].hash == hash && is_it(slots_[at].id_plus_1 - 1)) return slots_[at].id_plus_1 - 1;
-    }
-    return no_id;
-  }
-
-private:
-  struct slot {
-    uint32_t hash;
-    uint32_t id_plus_1; // 0: free
-  };
-  void place(slot entry) {
-    const size_t mask = slots_.size() - 1;
-    size_t at = entry.hash & mask;
-    while (slots_[at].id_plus_1 != 0) at = (at + 1) & mask;
-    slots_[at] = entry;
-  }
-  void resize(size_t size) {
-    array<slot> old(size);
-    std::swap(old, slots_);
-    for (size_t i = 0; i < old.size(); ++i) {
-      if (old[i].id_plus_1 != 0) place(old[i]);
-    }
-  }
-
-  array<slot> slots_;
-  size_t used_ = 0;
 };
 
 // The instances of collections, found by the texts of parent and name.
@@ -116,7 +70,8 @@ struct snapshot {
   const zu_do_uri *uri_of(uint32_t id) const { return record_of(records[id])->uri; }
 
   arena memory;
-  array<zu_do_name *> names; // a reference on each name of a shape
+  array<zu_do_name *> names;    // a reference on each name of a shape
+  array<zuapi::shape *> shapes; // of the paths
   array<zu_do_vlist *> records;
   size_t record_count = 0; // of `records`, while they are being read
   array<path_entry> paths;

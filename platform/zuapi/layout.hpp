@@ -10,6 +10,7 @@
 #include <new>
 #include <string_view>
 
+#include "infra/hash_index.hpp"
 #include "zuapi/zuapi.h"
 
 namespace zuapi {
@@ -27,7 +28,6 @@ struct zu_do_name {
   uint32_t length;
   uint32_t unqualified : 31; // offset of what follows the last ':'
   uint32_t permanent : 1;    // well-known: lives as long as the process
-  zu_do_name *next;          // in its bucket
 
   const char *text() const { return reinterpret_cast<const char *>(this + 1); }
   std::string_view view() const { return {text(), length}; }
@@ -35,28 +35,28 @@ struct zu_do_name {
 
 namespace zuapi {
 
-uint32_t hash_text(const char *text, size_t length);
+using infra::hash_text;
 
-// A name that lives as long as the process: known without the intern table.
+// The store's own names live as long as the process, and cost no memory.
 struct known_name {
   zu_do_name name;
   char text[16];
 };
 #pragma GCC visibility push(hidden)
-extern known_name known_uri, known_coll_uri;
+extern known_name known_names[3];
 #pragma GCC visibility pop
 
-// The store's own names; never none, never released.
 inline zu_do_name *name_of_uri() { // _uri
-  return &known_uri.name;
+  return &known_names[0].name;
 }
 inline zu_do_name *name_of_coll_uri() { // _coll_uri
-  return &known_coll_uri.name;
+  return &known_names[1].name;
 }
-// The one of the two whose text that is, or none.
+// The one of them whose text that is, or none.
 inline zu_do_name *known_name_of(std::string_view text) {
   if (text == ZU_DO_NAME_URI) return name_of_uri();
-  return text == ZU_DO_NAME_COLL_URI ? name_of_coll_uri() : nullptr;
+  if (text == ZU_DO_NAME_COLL_URI) return name_of_coll_uri();
+  return text == ZU_DO_NAME_PENDING_ATTRS ? &known_names[2].name : nullptr;
 }
 
 // ---- Values ----
@@ -162,40 +162,44 @@ inline void cell_set_default(zu_do_value &cell) {
 
 } // namespace zuapi
 
-// ---- Lists of values ----
+// ---- Lists ----
 
 namespace zuapi {
+
 enum list_flag : uint8_t {
-  list_frozen = 1, // `cells` holds; not counted, cannot change
+  list_frozen = 1, // lies in a store's memory; not counted, cannot change
   list_record = 2, // frozen, and the first member of a store_record
 };
-} // namespace zuapi
 
-struct zu_do_vlist {
+// What all lists and tables begin with.
+template <class Item>
+struct counted_list {
   std::atomic<uint32_t> count;
   uint8_t flags;
   uint32_t length;
   uint32_t capacity;
-  union {
-    zu_do_value **items; // each a reference
-    zu_do_value *cells;  // frozen: consecutive cells
-  };
+  Item *items;
 };
 
-// ---- Column lists and shapes ----
+} // namespace zuapi
 
 struct zu_do_ntcolumn {
   zu_do_name *name; // or none
   int32_t type;
 };
 
-struct zu_do_ntlist {
-  std::atomic<uint32_t> count;
-  bool frozen; // names are not counted
-  uint32_t length;
-  uint32_t capacity;
-  zu_do_ntcolumn *items;
+struct zu_do_nlist : zuapi::counted_list<zu_do_name *> {};
+struct zu_do_ntlist : zuapi::counted_list<zu_do_ntcolumn> {};
+
+// Its items are references; those of a frozen one are cells, one behind the other.
+struct zu_do_vlist : zuapi::counted_list<zu_do_value *> {
+  zu_do_value *cells() const { return reinterpret_cast<zu_do_value *>(items); }
+  zu_do_value *at(size_t index) const {
+    return (flags & zuapi::list_frozen) != 0 ? cells() + index : items[index];
+  }
 };
+
+// ---- Rows and shapes ----
 
 namespace zuapi {
 
@@ -204,9 +208,8 @@ inline zu_do_vlist *vlist_place(void *block, zu_do_value *cells, uint32_t length
   auto *list = static_cast<zu_do_vlist *>(block);
   new (&list->count) std::atomic<uint32_t>(1);
   list->flags = list_frozen;
-  list->length = length;
-  list->capacity = length;
-  list->cells = cells;
+  list->length = list->capacity = length;
+  list->items = reinterpret_cast<zu_do_value **>(cells);
   return list;
 }
 
@@ -214,24 +217,21 @@ inline zu_do_vlist *vlist_place(void *block, zu_do_value *cells, uint32_t length
 // none twice and none `_coll_uri`) and where each name stands.
 struct shape {
   zu_do_ntlist columns; // first: a table's columns are a shape's when their address is
-  uint32_t mask;
-  const uint32_t *slots; // open-addressed by name->hash & mask; slot + 1, 0 is free
+  infra::hash_index<int32_t, -1> slots;
 };
 
-// The bytes that a shape of `width` columns takes, aligned as a pointer; shape_place fills them. `names` and
-// `types` (may be none: all ZU_DO_TYPE_NONE) are copied; name references stay the caller's.
-size_t shape_size(uint32_t width);
-shape *shape_place(void *block, zu_do_name *const *names, const int32_t *types, uint32_t width);
+// A shape of `width` columns, whose names (copied) stay the caller's; none when memory is exhausted.
+shape *shape_new(zu_do_name *const *names, uint32_t width);
+void shape_free(shape *form); // none is ignored
 
 inline int32_t shape_find(const shape *form, const zu_do_name *name) {
-  for (uint32_t at = name->hash & form->mask;; at = (at + 1) & form->mask) {
-    const uint32_t slot = form->slots[at];
-    if (slot == 0) return -1;
-    if (form->columns.items[slot - 1].name == name) return static_cast<int32_t>(slot - 1);
-  }
+  return form->slots.find(name->hash, [&](int32_t slot) { return form->columns.items[slot].name == name; });
 }
 // The same by text, without interning.
-int32_t shape_find_text(const shape *form, const char *text, size_t length);
+inline int32_t shape_find_text(const shape *form, std::string_view text) {
+  return form->slots.find(hash_text(text.data(), text.size()),
+                          [&](int32_t slot) { return form->columns.items[slot].name->view() == text; });
+}
 
 // A record of a snapshot: its row is itself. cells[0] is `_uri`, a cell_mr_uri of `uri`.
 struct store_record {

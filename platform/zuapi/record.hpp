@@ -13,24 +13,23 @@ inline uint64_t slot_bit(uint32_t slot) {
   return uint64_t{1} << (slot % 64);
 }
 
-// The entry whose name has that hash and is the one, or none.
-template <class IsName>
-zu_do_entry *find_entry(zu_do_properties *record, uint32_t hash, IsName is_name) {
-  for (uint32_t at = hash & record->index_mask; record->index[at] != 0; at = (at + 1) & record->index_mask) {
-    zu_do_entry *entry = &record->entries[record->index[at] - 1];
+// The entry whose name is the one, or none; `hash` gives that of the name.
+template <class Hash, class IsName>
+zu_do_entry *find_entry(zu_do_properties *record, Hash hash, IsName is_name) {
+  if (record->index.has_room()) {
+    const uint32_t found =
+        record->index.find(hash(), [&](uint32_t entry) { return is_name(record->entries[entry].name); });
+    return found == UINT32_MAX ? nullptr : &record->entries[found];
+  }
+  for (zu_do_entry *entry = record->entries, *end = entry + record->length; entry != end; ++entry) {
     if (is_name(entry->name)) return entry;
   }
   return nullptr;
 }
 
 inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name) {
-  if (record->index != nullptr) {
-    return find_entry(record, name->hash, [name](const zu_do_name *other) { return other == name; });
-  }
-  for (zu_do_entry *entry = record->entries, *end = entry + record->length; entry != end; ++entry) {
-    if (entry->name == name) return entry;
-  }
-  return nullptr;
+  return find_entry(
+      record, [name] { return name->hash; }, [name](const zu_do_name *other) { return other == name; });
 }
 
 // What stands over a slot of a view.

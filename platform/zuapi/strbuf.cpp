@@ -125,10 +125,6 @@ void zu_do_strbuf_clear(zu_do_strbuf *buffer) {
   buffer->code = ZU_OK;
 }
 
-void zu_do_strbuf_truncate(zu_do_strbuf *buffer, size_t length) {
-  if (buffer != nullptr && length < buffer->length) buffer->length = length;
-}
-
 void zu_do_strbuf_print_fp(zu_do_strbuf *buffer, FILE *stream) {
   if (buffer != nullptr && buffer->length > 0) fwrite(buffer->data, 1, buffer->length, stream);
 }

@@ -52,8 +52,7 @@ int add_elements(const zu_do_vlist *list, bool hide_secrets, zu_do_strbuf *buffe
   int code = ZU_OK;
   for (uint32_t i = 0; code == ZU_OK && i < list->length; ++i) {
     if (i > 0) code = zu_do_strbuf_add_char(buffer, ',');
-    zu_do_value *element = (list->flags & list_frozen) != 0 ? &list->cells[i] : list->items[i];
-    if (code == ZU_OK) code = add_display(element, hide_secrets, buffer);
+    if (code == ZU_OK) code = add_display(list->at(i), hide_secrets, buffer);
   }
   return code;
 }

@@ -157,20 +157,18 @@ TEST(values, have_one_order) {
   }
 }
 
-TEST(string_buffers, grow_truncate_and_stay_failed) {
+TEST(string_buffers, grow_and_stay_failed) {
   own_buffer buffer(zu_do_strbuf_new());
   zu_do_strbuf_add_tab(buffer.get(), 2);
   zu_do_strbuf_add_string(buffer.get(), nullptr);
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(zu_do_strbuf_add_long(buffer.get(), INT64_MIN), 0);
   EXPECT_EQ(zu_do_strbuf_get_len(buffer.get()), 20002u);
-  for (const size_t length : {50000, 25}) zu_do_strbuf_truncate(buffer.get(), length);
-  EXPECT_EQ(text_of(buffer.get()), "\t\t-9223372036854775808-92");
+  EXPECT_EQ(text_of(buffer.get()).substr(0, 25), "\t\t-9223372036854775808-92");
 
   qmalloc_fail_nth(1, false);
   EXPECT_EQ(zu_do_strbuf_add_fill(buffer.get(), 'x', 100000), ZU_EXHAUSTED);
   qmalloc_fail_nth(0, false);
   EXPECT_EQ(zu_do_strbuf_add_bytes(buffer.get(), "", 0), ZU_EXHAUSTED);
-  zu_do_strbuf_truncate(buffer.get(), 0);
   EXPECT_EQ(zu_do_strbuf_to_string(buffer.get()), nullptr);
   zu_do_strbuf_clear(buffer.get());
   EXPECT_EQ(zu_do_strbuf_add_string(buffer.get(), "again"), 0);
@@ -184,7 +182,7 @@ public:
   frozen_row() {
     using namespace zuapi;
     zu_do_name *const names[] = {own_uri_name.get(), hostname.get(), secret.get()};
-    form = shape_place(shape_block, names, nullptr, 3);
+    form = shape_new(names, 3);
     uri_scan scan;
     EXPECT_EQ(uri_scan_text("/system;id=1", 12, &scan), nullptr);
     uri = uri_place_frozen(uri_block, scan);
@@ -192,11 +190,13 @@ public:
     record->cells()[1] = cell_string("edge", 4);
     record->cells()[2] = cell_string("key", 3);
     cell_set_typedef(record->cells()[2], &typed, "PasswordString");
-    EXPECT_LE(shape_size(3), sizeof shape_block);
     EXPECT_LE(uri_size(scan), sizeof uri_block);
     EXPECT_LE(store_record_size(3), sizeof row_block);
   }
-  ~frozen_row() { zuapi::uri_drop(uri); }
+  ~frozen_row() {
+    zuapi::uri_drop(uri);
+    zuapi::shape_free(form);
+  }
 
   own_name own_uri_name{zu_do_name_new(ZU_DO_NAME_URI)};
   own_name hostname{zu_do_name_new("hostname")};
@@ -207,7 +207,6 @@ public:
 
 private:
   zuapi::typed_payload typed;
-  alignas(8) unsigned char shape_block[256];
   alignas(8) unsigned char uri_block[128];
   alignas(8) unsigned char row_block[128];
 };

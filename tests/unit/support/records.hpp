@@ -73,8 +73,8 @@ private:
     columns.push_back(own_name_.get());
     for (const auto &name : names_) columns.push_back(name.get());
     const auto width = static_cast<uint32_t>(columns.size());
-    shape_block_ = std::make_unique<uint64_t[]>(zuapi::shape_size(width) / 8 + 1);
-    auto *form = zuapi::shape_place(shape_block_.get(), columns.data(), nullptr, width);
+    form_.reset(zuapi::shape_new(columns.data(), width));
+    zuapi::shape *form = form_.get();
     row_block_ = std::make_unique<uint64_t[]>(zuapi::store_record_size(width) / 8 + 1);
     auto *row = zuapi::store_record_place(row_block_.get(), form, uri_.get());
     for (size_t i = 0; i < values_.size(); ++i) {
@@ -89,7 +89,10 @@ private:
   std::vector<tvr::ref<zu_do_value>> values_;
   tvr::ref<zu_do_uri> uri_;
   tvr::ref<zu_do_name> own_name_;
-  std::unique_ptr<uint64_t[]> shape_block_;
+  struct shape_freer {
+    void operator()(zuapi::shape *form) const { zuapi::shape_free(form); }
+  };
+  std::unique_ptr<zuapi::shape, shape_freer> form_;
   std::unique_ptr<uint64_t[]> row_block_;
   tvr::ref<zu_do_properties> record_;
 };

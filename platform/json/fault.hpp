@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace zuapi {
+namespace zu_json {
 
 // Containers inside one another, the outermost included.
 inline constexpr uint32_t deepest = 64;
@@ -17,9 +17,9 @@ struct refusal {
   std::string message;
 };
 
-// Where a text that is refused stops to be one JSON document in UTF-8 of at most `deepest` levels, when that
-// is not behind what was found. The parser reads only what it is asked for, not always in the order of the
-// text, and does not always know where; so a plain scan is made once something is wrong.
+// Where a text that is refused stops to be one JSON document in UTF-8, when that is not behind what was
+// found. The reader's parser reads only what it is asked for, not always in the order of the text, and does
+// not always know where; so another one, which does, reads the text once something is wrong.
 refusal first_fault(std::string_view text, refusal found);
 
-} // namespace zuapi
+} // namespace zu_json

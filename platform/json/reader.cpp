@@ -1,9 +1,11 @@
 // Reads values from a JSON text that the parser walks, into frozen cells.
-#include "zuapi/json_value.hpp"
+#include "json/reader.hpp"
 
 #include <charconv>
 
-namespace zuapi {
+namespace zu_json {
+
+using namespace zuapi;
 
 namespace {
 
@@ -75,10 +77,8 @@ zu_do_value value_reader::string_cell(const char *text, size_t length, const cha
 }
 
 zu_do_value value_reader::read(json::value value, const char *class_type, uint32_t depth) {
-  return read_as(value, {nullptr, class_type, false}, depth);
-}
-
-zu_do_value value_reader::read_as(json::value &value, types type, uint32_t depth) {
+  arrays_ = 0;
+  types type = {nullptr, class_type};
   const zu_do_value cell = read_untyped(value, type, depth);
   return with_type(cell, type.used());
 }
@@ -118,7 +118,7 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
     const std::string_view type_name = name(field);
     if (type_name.empty()) refuse(name_start, "a typedef name is empty");
     if (type.own == nullptr && type_name != "v") type.own = intern_type(type_name);
-    if (!open_secrets_ && type.in_array && type_name == "PasswordString") {
+    if (!open_secrets_ && arrays_ != 0 && type_name == "PasswordString") {
       refuse(name_start, "a PasswordString stands in an array");
     }
     cell = read_untyped(field.value(), type, depth);
@@ -130,12 +130,15 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
 zu_do_value value_reader::read_array(json::value &value, const types &type, uint32_t depth) {
   const char *start = start_of(value);
   if (!open_secrets_ && is_secret_type(type.used())) refuse(start, "a PasswordString is an array");
+  ++arrays_;
   const size_t first = elements_.size();
   for (json::value element : elements_of(value)) {
     const bool is_null = *start_of(element) == 'n';
-    zu_do_value cell = read_as(element, {nullptr, nullptr, true}, depth);
-    elements_.push_back(is_null ? cell_none() : cell);
+    types type_of = {};
+    const zu_do_value cell = read_untyped(element, type_of, depth);
+    elements_.push_back(is_null ? cell_none() : with_type(cell, type_of.own));
   }
+  --arrays_;
   // Elements without a value at the end are not elements.
   while (elements_.size() > first && elements_.back().type == ZU_DO_TYPE_NONE) elements_.pop_back();
   const size_t length = elements_.size() - first;
@@ -160,4 +163,4 @@ zu_do_value value_reader::read_number(json::value &value) {
   }
 }
 
-} // namespace zuapi
+} // namespace zu_json

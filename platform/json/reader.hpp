@@ -8,13 +8,14 @@
 #include <string_view>
 #include <vector>
 
-#include "zuapi/arena.hpp"
-#include "zuapi/json_syntax.hpp"
+#include "infra/memory.hpp"
 #include "zuapi/layout.hpp"
+#include "json/fault.hpp"
 
-namespace zuapi {
+namespace zu_json {
 
 namespace json = simdjson::ondemand;
+using infra::arena;
 
 // By value: a loop over the parser's own results would run over what is gone.
 template <class Value>
@@ -71,11 +72,9 @@ private:
   struct types {
     const char *own;      // the name that the value brings, or none
     const char *fallback; // the one that applies otherwise, or none
-    bool in_array;
     const char *used() const { return own != nullptr ? own : fallback; }
   };
 
-  zu_do_value read_as(json::value &value, types type, uint32_t depth);
   zu_do_value read_untyped(json::value &value, types &type, uint32_t depth);
   zu_do_value read_wrapped(json::value &value, types &type, uint32_t depth);
   zu_do_value read_array(json::value &value, const types &type, uint32_t depth);
@@ -85,6 +84,7 @@ private:
   const char *text_;
   arena &memory_;
   bool open_secrets_;
+  uint32_t arrays_ = 0; // around the value that is being read
   std::map<std::string, const char *, std::less<>> type_names_;
   std::vector<zu_do_value> elements_; // of the arrays that are being read, innermost last
 };
@@ -94,4 +94,4 @@ inline bool is_secret_type(const char *type) {
   return type != nullptr && std::string_view(type) == "PasswordString";
 }
 
-} // namespace zuapi
+} // namespace zu_json
