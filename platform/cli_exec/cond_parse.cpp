@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "cli_exec/cond_tree.hpp"
+#include "infra/text.hpp"
 #include "zuapi/name.h"
 #include "zuapi/value.h"
 
@@ -49,9 +50,7 @@ constexpr operation operations[] = {
     {"set", kind::is_set, 1, 1, "one argument"},
 };
 
-bool is_blank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
+using infra::is_blank;
 
 bool ends_word(char c) {
   return is_blank(c) || c == '(' || c == ')';

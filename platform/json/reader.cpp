@@ -65,10 +65,7 @@ const char *value_reader::intern_type(std::string_view name) {
 }
 
 zu_do_value value_reader::with_type(zu_do_value cell, const char *type) {
-  if (type == nullptr) return cell;
-  auto *payload = static_cast<typed_payload *>(memory_.take(sizeof(typed_payload)));
-  cell_set_typedef(cell, payload, type);
-  return cell;
+  return type == nullptr ? cell : cell_typed(memory_, cell, type);
 }
 
 zu_do_value value_reader::string_cell(const char *text, size_t length, const char *type) {
@@ -141,11 +138,10 @@ zu_do_value value_reader::read_array(json::value &value, const types &type, uint
   --arrays_;
   // Elements without a value at the end are not elements.
   while (elements_.size() > first && elements_.back().type == ZU_DO_TYPE_NONE) elements_.pop_back();
-  const size_t length = elements_.size() - first;
-  auto *cells = static_cast<zu_do_value *>(memory_.take(length * sizeof(zu_do_value)));
-  std::copy(elements_.begin() + static_cast<ptrdiff_t>(first), elements_.end(), cells);
+  const zu_do_value array =
+      cell_array(memory_, elements_.data() + first, static_cast<uint32_t>(elements_.size() - first));
   elements_.resize(first);
-  return cell_array(vlist_place(memory_.take(sizeof(zu_do_vlist)), cells, static_cast<uint32_t>(length)));
+  return array;
 }
 
 zu_do_value value_reader::read_number(json::value &value) {

@@ -9,13 +9,13 @@
 #include <vector>
 
 #include "infra/memory.hpp"
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 #include "json/fault.hpp"
 
 namespace zu_json {
 
 namespace json = simdjson::ondemand;
-using infra::arena;
+using zuapi::arena;
 
 // By value: a loop over the parser's own results would run over what is gone.
 template <class Value>

@@ -64,7 +64,7 @@ bool reserve_request(coll_object *object) {
 int open_for_caching(coll_object *object, zu_do_uri *uri, zu_do_nvlist *query, zu_do_nlist *order_by,
                      uint64_t flags, zu_cursor **cursor) {
   const snapshot &data = object->data->data;
-  if (uri->coll_type != 1) return ZU_REFUSED;
+  if (zu_do_uri_get_coll_type(uri) != 1) return ZU_REFUSED;
   const collection_entry *own = data.find_collection(uri);
   if (own == nullptr) return cursor_object_new(object->data, answer(), true, cursor);
 
@@ -72,7 +72,7 @@ int open_for_caching(coll_object *object, zu_do_uri *uri, zu_do_nvlist *query, z
   const caching_request request = {flags, own->path};
   const bool first = own->path != no_id && !was_requested(object, request);
   if (first && !reserve_request(object)) return ZU_EXHAUSTED;
-  const zuapi::shape *form = own->path == no_id ? nullptr : data.paths[own->path].form;
+  zuapi::shape *form = own->path == no_id ? nullptr : data.paths[own->path].form;
   answer found = answer::of_run(first ? data.paths[own->path].records : own->records, form);
   int code = refine_rows(query, order_by, found);
   if (code == ZU_OK) code = cursor_object_new(object->data, std::move(found), true, cursor);

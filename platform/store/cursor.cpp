@@ -36,25 +36,29 @@ int cursor_free(zu_cursor *cursor) noexcept {
   return ZU_OK;
 }
 
+zu_do_name *name_at(zu_do_ntlist *columns, size_t index) {
+  return zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, index));
+}
+
 bool has_column(zu_do_ntlist *columns, const zu_do_name *name) {
-  for (uint32_t i = 0; i < columns->length; ++i) {
-    if (columns->items[i].name == name) return true;
-  }
-  return false;
+  bool found = false;
+  for (size_t i = 0; !found && i < zu_do_ntlist_get_len(columns); ++i) found = name_at(columns, i) == name;
+  return found;
 }
 
 // The columns of all shapes among the rows, in the order first seen; none when memory is exhausted.
 zu_do_ntlist *all_columns(const run &rows) {
   zu_do_ntlist *columns = zu_do_ntlist_new();
-  const zuapi::shape *last = nullptr;
+  zuapi::shape *last = nullptr;
   bool good = columns != nullptr;
   for (uint32_t i = 0; good && i < rows.count; ++i) {
-    const zuapi::shape *form = record_of(rows.rows[i])->form;
+    zuapi::shape *form = zuapi::row_shape(rows.rows[i]);
     if (form == last) continue;
     last = form;
-    for (uint32_t slot = 0; good && slot < form->columns.length; ++slot) {
-      const zu_do_ntcolumn &column = form->columns.items[slot];
-      good = has_column(columns, column.name) || zu_do_ntlist_add(columns, column.name, column.type) == ZU_OK;
+    zu_do_ntlist *added = zuapi::shape_columns(form);
+    for (size_t slot = 0; good && slot < zu_do_ntlist_get_len(added); ++slot) {
+      zu_do_name *name = name_at(added, slot);
+      good = has_column(columns, name) || zu_do_ntlist_add(columns, name, ZU_DO_TYPE_NONE) == ZU_OK;
     }
   }
   if (good) return columns;
@@ -66,10 +70,9 @@ zu_do_ntlist *all_columns(const run &rows) {
 zu_do_vlist *row_under(zu_do_ntlist *columns, zu_do_vlist *stored) {
   static zu_do_value none = zuapi::cell_none();
   zu_do_vlist *row = zu_do_vlist_new();
-  const zuapi::shape *form = record_of(stored)->form;
-  for (uint32_t i = 0; row != nullptr && i < columns->length; ++i) {
-    const int32_t slot = zuapi::shape_find(form, columns->items[i].name);
-    if (zu_do_vlist_add(row, slot < 0 ? &none : &stored->cells()[slot]) == ZU_OK) continue;
+  for (size_t i = 0; row != nullptr && i < zu_do_ntlist_get_len(columns); ++i) {
+    const int32_t slot = zuapi::shape_find(zuapi::row_shape(stored), name_at(columns, i));
+    if (zu_do_vlist_add(row, slot < 0 ? &none : &zuapi::row_values(stored)[slot]) == ZU_OK) continue;
     zu_do_vlist_deref(row);
     row = nullptr;
   }
@@ -92,14 +95,13 @@ int add_rebuilt(zu_do_ntlist *columns, zu_do_vlist *const *rows, uint32_t count,
 }
 
 int add_rows(cursor_object *object, zu_do_vlist *const *rows, uint32_t count, zu_do_vtable *table) {
-  const zuapi::shape *form = object->found.form();
+  zuapi::shape *form = object->found.form();
   if (form == nullptr && object->found.rows().count == 0) return ZU_OK;
   if (form == nullptr && object->columns == nullptr) {
     object->columns = all_columns(object->found.rows());
     if (object->columns == nullptr) return ZU_EXHAUSTED;
   }
-  // A shape's columns are frozen: nothing is written through this pointer.
-  auto *columns = form == nullptr ? object->columns : const_cast<zu_do_ntlist *>(&form->columns);
+  zu_do_ntlist *columns = form == nullptr ? object->columns : zuapi::shape_columns(form);
   const int code = zu_do_vtable_set_ntlist(table, columns);
   if (code != ZU_OK) return code;
   return form == nullptr ? add_rebuilt(columns, rows, count, table)

@@ -58,7 +58,7 @@ int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *, uint64_t, zu_do_p
   const snapshot &data = object_of(ifc)->data->data;
   const uint32_t id = data.find(uri);
   if (id == no_id) return ZU_NOT_FOUND;
-  return zuapi::properties_add_record(record, record_of(data.records[id]));
+  return zuapi::properties_add_row(record, data.records[id]);
 }
 
 zu_status *crudx_status(zu_crudx_ifc *) noexcept {

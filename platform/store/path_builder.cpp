@@ -33,7 +33,7 @@ uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t
   return index;
 }
 
-void path_builder::add_pattern(const uri_pattern &pattern, uint32_t record) {
+void path_builder::add_pattern(const zuapi::uri_pattern &pattern, uint32_t record) {
   if (!keys_.has_value()) keys_ = pattern.below_location();
   same_keys_ = same_keys_ && *keys_ == pattern.below_location();
   if (!pattern.absolute()) return;
@@ -51,7 +51,7 @@ void path_builder::finish(snapshot &data, size_t &name_count) {
   std::sort(sorted.begin(), sorted.end(), [](const property *a, const property *b) {
     return std::pair(a->order, a->rank) < std::pair(b->order, b->rank);
   });
-  std::vector<zu_do_name *> names = {zuapi::name_of_uri()};
+  std::vector<zu_do_name *> names = {zu_do_name_new(ZU_DO_NAME_URI)}; // which is not counted
   for (property *each : sorted) {
     zu_do_name *name = zu_do_name_new_l(each->name.data(), each->name.size());
     if (name == nullptr) throw std::bad_alloc();
@@ -97,7 +97,7 @@ void path_list::finish(snapshot &data) {
     data.shapes[i] = path.form();
     const std::string_view text(data.memory.copy_text(path.text()), path.text().size());
     data.paths[i] = path.entry(text);
-    data.path_by_text.insert(zuapi::hash_text(text.data(), text.size()), i);
+    data.path_by_text.insert(infra::hash_text(text.data(), text.size()), i);
   }
 }
 

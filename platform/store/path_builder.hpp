@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "store/snapshot.hpp"
-#include "store/uri_pattern.hpp"
+#include "zuapi/uri_pattern.hpp"
 
 namespace store {
 
@@ -41,7 +41,7 @@ public:
   uint32_t add(std::string_view name, property::kind order, uint32_t expected, arena &memory);
 
   // What the URIs of its records have in common: a new pattern, and the first record of it.
-  void add_pattern(const uri_pattern &pattern, uint32_t record);
+  void add_pattern(const zuapi::uri_pattern &pattern, uint32_t record);
   // The path as the snapshot keeps it, without records.
   path_entry entry(std::string_view text) const {
     return {text, form_, {nullptr, 0}, same_keys_, same_locations_, first_located_};

@@ -51,14 +51,14 @@ void record_log::place(snapshot &data, path_list &paths, const index_builder &in
   data.records = array<zu_do_vlist *>(records_.size());
   for (const uint32_t outline : records_) {
     const path_builder &path = paths[outlines_[outline]];
-    void *block = data.memory.take(zuapi::store_record_size(path.form()->columns.length));
-    auto *record =
-        zuapi::store_record_place(block, path.form(), index.uri(static_cast<uint32_t>(data.record_count)));
-    data.records[data.record_count++] = &record->row;
+    zu_do_uri *uri = index.uri(static_cast<uint32_t>(data.record_count));
+    zu_do_vlist *row = zuapi::row_make(data.memory, path.form(), uri);
+    data.records[data.record_count++] = row;
+    zu_do_value *values = zuapi::row_values(row);
     const std::vector<zu_do_value> &cells = path.template_cells();
-    std::copy(cells.begin(), cells.end(), record->cells() + 1);
+    std::copy(cells.begin(), cells.end(), values + 1);
     const uint32_t *slots = outlines_.data() + outline + 2;
-    for (uint32_t i = 0; i < outlines_[outline + 1]; ++i) record->cells()[slots[i]] = next();
+    for (uint32_t i = 0; i < outlines_[outline + 1]; ++i) values[slots[i]] = next();
   }
 }
 

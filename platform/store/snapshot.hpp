@@ -3,14 +3,11 @@
 
 #include <string_view>
 
+#include "infra/hash_index.hpp"
 #include "store/memory.hpp"
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 
 namespace store {
-
-inline zuapi::store_record *record_of(zu_do_vlist *row) {
-  return reinterpret_cast<zuapi::store_record *>(row);
-}
 
 // Rows in store order, somewhere in the snapshot.
 struct run {
@@ -23,7 +20,7 @@ inline constexpr uint32_t no_id = UINT32_MAX;
 // The records of one path.
 struct path_entry {
   std::string_view text;
-  const zuapi::shape *form;
+  zuapi::shape *form;
   run records;
   bool same_keys;         // the records' URIs have the same key names in the same places, locations left out
   bool same_locations;    // so have the location segments of those that have one
@@ -67,7 +64,7 @@ struct snapshot {
   // The collection of a URI of type 1, or none when it has no instances.
   const collection_entry *find_collection(const zu_do_uri *uri) const;
 
-  const zu_do_uri *uri_of(uint32_t id) const { return record_of(records[id])->uri; }
+  const zu_do_uri *uri_of(uint32_t id) const { return zuapi::row_uri(records[id]); }
 
   arena memory;
   array<zu_do_name *> names;    // a reference on each name of a shape

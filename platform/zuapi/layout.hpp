@@ -1,7 +1,4 @@
-// How data objects lie in memory: private to this platform, whose store places frozen ones in its arena.
-//
-// A frozen object is not counted: ref and deref do nothing, and its owner (a snapshot) outlives every use.
-// What a frozen object points at (texts, lists, URIs, names) is kept alive by the same owner.
+// How data objects lie in memory: private to this folder.
 #pragma once
 
 #include <atomic>
@@ -11,7 +8,7 @@
 #include <string_view>
 
 #include "infra/hash_index.hpp"
-#include "zuapi/zuapi.h"
+#include "zuapi/frozen.hpp"
 
 namespace zuapi {
 
@@ -59,112 +56,7 @@ inline zu_do_name *known_name_of(std::string_view text) {
   return text == ZU_DO_NAME_PENDING_ATTRS ? &known_names[2].name : nullptr;
 }
 
-// ---- Values ----
-
-struct typed_payload;
-
-union value_payload {
-  bool boolean;
-  int64_t integer;
-  uint64_t whole;
-  double number;
-  const char *text; // zu_do_value::length bytes and a NUL
-  zu_do_vlist *list;
-  zu_do_uri *uri;
-  const typed_payload *typed; // with value_typed: where the payload really is
-};
-
-struct typed_payload {
-  const char *typedef_name;
-  value_payload inner;
-};
-
-enum value_flag : uint8_t {
-  value_counted = 1,    // stands behind a count in a heap block
-  value_default = 2,    // equals the default of its class
-  value_typed = 4,      // has a typedef name
-  value_clean = 8,      // a string without a byte to escape in display
-  value_in_record = 16, // stands in a zu_do_properties, `spare` bytes behind its start, and counts with it
-};
-
-} // namespace zuapi
-
-struct zu_do_value {
-  int8_t type; // the type number
-  uint8_t flags;
-  uint16_t spare;
-  uint32_t length; // of a string
-  zuapi::value_payload as;
-
-  const zuapi::value_payload &content() const {
-    return (flags & zuapi::value_typed) != 0 ? as.typed->inner : as;
-  }
-  std::string_view text() const { return {content().text, length}; }
-};
-static_assert(sizeof(zu_do_value) == 16);
-
-namespace zuapi {
-
-// As zu_do_value_compare; sets `exhausted` when there was no memory for a display text, and the order is not
-// good.
-int value_order(zu_do_value *a, zu_do_value *b, bool &exhausted);
-
-// True when display shows the text as it is. `keep_lines`: it is of typedef `Text`.
-bool text_is_clean(const char *text, size_t length, bool keep_lines);
-// The longest string that a value can hold.
-inline constexpr size_t longest_text = UINT32_MAX - 1;
-
-// Frozen cells in place. The text ends with a NUL that is not part of `length`.
-inline zu_do_value cell_none() {
-  return {ZU_DO_TYPE_NONE, 0, 0, 0, {}};
-}
-inline zu_do_value cell_null() {
-  return {ZU_DO_TYPE_NULL, 0, 0, 0, {}};
-}
-inline zu_do_value cell_bool(bool value) {
-  return {ZU_DO_TYPE_BOOL, 0, 0, 0, {.boolean = value}};
-}
-inline zu_do_value cell_int(int64_t value) {
-  return {ZU_DO_TYPE_INT, 0, 0, 0, {.integer = value}};
-}
-inline zu_do_value cell_uint(uint64_t value) {
-  if (value <= static_cast<uint64_t>(INT64_MAX)) return cell_int(static_cast<int64_t>(value));
-  return {ZU_DO_TYPE_UINT, 0, 0, 0, {.whole = value}};
-}
-inline zu_do_value cell_double(double value) {
-  return {ZU_DO_TYPE_DOUBLE, 0, 0, 0, {.number = value}};
-}
-inline zu_do_value cell_string(const char *text, size_t length, bool keep_lines = false) {
-  const uint8_t flags = text_is_clean(text, length, keep_lines) ? value_clean : 0;
-  return {ZU_DO_TYPE_STRING, flags, 0, static_cast<uint32_t>(length), {.text = text}};
-}
-inline zu_do_value cell_array(zu_do_vlist *list) {
-  return {ZU_DO_TYPE_ARRAY, 0, 0, 0, {.list = list}};
-}
-inline zu_do_value cell_mr_uri(zu_do_uri *uri) {
-  return {ZU_DO_TYPE_MR_URI, 0, 0, 0, {.uri = uri}};
-}
-inline zu_do_value cell_coll_uri(zu_do_uri *uri) {
-  return {ZU_DO_TYPE_COLL_URI, 0, 0, 0, {.uri = uri}};
-}
-
-// Gives an untyped cell a typedef name, which is not copied; `block` holds the payload from now on. A string
-// whose typedef name is `Text` must have been made with `keep_lines`.
-inline void cell_set_typedef(zu_do_value &cell, typed_payload *block, const char *typedef_name) {
-  block->typedef_name = typedef_name;
-  block->inner = cell.as;
-  cell.as.typed = block;
-  cell.flags |= value_typed;
-}
-inline void cell_set_default(zu_do_value &cell) {
-  cell.flags |= value_default;
-}
-
-} // namespace zuapi
-
 // ---- Lists ----
-
-namespace zuapi {
 
 enum list_flag : uint8_t {
   list_frozen = 1, // lies in a store's memory; not counted, cannot change
@@ -203,63 +95,37 @@ struct zu_do_vlist : zuapi::counted_list<zu_do_value *> {
 
 namespace zuapi {
 
-// Makes a frozen list in place over `length` cells (an array value's list, a row of a union).
-inline zu_do_vlist *vlist_place(void *block, zu_do_value *cells, uint32_t length) {
-  auto *list = static_cast<zu_do_vlist *>(block);
-  new (&list->count) std::atomic<uint32_t>(1);
-  list->flags = list_frozen;
-  list->length = list->capacity = length;
-  list->items = reinterpret_cast<zu_do_value **>(cells);
-  return list;
+inline zu_do_value cell_list(zu_do_vlist *list) {
+  return {ZU_DO_TYPE_ARRAY, 0, 0, 0, {.list = list}};
+}
+inline zu_do_value cell_mr_uri(zu_do_uri *uri) {
+  return {ZU_DO_TYPE_MR_URI, 0, 0, 0, {.uri = uri}};
+}
+inline zu_do_value cell_coll_uri(zu_do_uri *uri) {
+  return {ZU_DO_TYPE_COLL_URI, 0, 0, 0, {.uri = uri}};
+}
+// `block` holds the payload of an untyped cell from now on.
+inline void cell_set_typedef(zu_do_value &cell, typed_payload *block, const char *typedef_name) {
+  *block = {typedef_name, cell.as};
+  cell.as.typed = block;
+  cell.flags |= value_typed;
 }
 
-// What the records of one path have in common: the columns (frozen, `_uri` first, names without ':',
-// none twice and none `_coll_uri`) and where each name stands.
 struct shape {
   zu_do_ntlist columns; // first: a table's columns are a shape's when their address is
   infra::hash_index<int32_t, -1> slots;
 };
 
-// A shape of `width` columns, whose names (copied) stay the caller's; none when memory is exhausted.
-shape *shape_new(zu_do_name *const *names, uint32_t width);
-void shape_free(shape *form); // none is ignored
-
-inline int32_t shape_find(const shape *form, const zu_do_name *name) {
+inline int32_t find_slot(const shape *form, const zu_do_name *name) {
   return form->slots.find(name->hash, [&](int32_t slot) { return form->columns.items[slot].name == name; });
-}
-// The same by text, without interning.
-inline int32_t shape_find_text(const shape *form, std::string_view text) {
-  return form->slots.find(hash_text(text.data(), text.size()),
-                          [&](int32_t slot) { return form->columns.items[slot].name->view() == text; });
 }
 
 // A record of a snapshot: its row is itself. cells[0] is `_uri`, a cell_mr_uri of `uri`.
 struct store_record {
   zu_do_vlist row; // first
-  const shape *form;
+  shape *form;
   zu_do_uri *uri;
-
-  zu_do_value *cells() { return reinterpret_cast<zu_do_value *>(this + 1); }
 };
-
-// A record block of `width` cells takes store_record_size bytes (aligned as a pointer). store_record_place
-// fills the header and cells[0]; the caller fills cells 1 and up.
-inline size_t store_record_size(uint32_t width) {
-  return sizeof(store_record) + width * sizeof(zu_do_value);
-}
-inline store_record *store_record_place(void *block, const shape *form, zu_do_uri *uri) {
-  auto *record = static_cast<store_record *>(block);
-  vlist_place(block, record->cells(), form->columns.length);
-  record->row.flags = list_frozen | list_record;
-  record->form = form;
-  record->uri = uri;
-  record->cells()[0] = cell_mr_uri(uri);
-  return record;
-}
-
-// Adds a store record's properties to a record, over what it has, but for `_uri`, which stays as it is when
-// it is set. A record without a shape becomes a view (no allocation). 0 or ZU_EXHAUSTED and no change.
-int properties_add_record(zu_do_properties *record, store_record *row);
 
 // ---- URIs ----
 
@@ -293,8 +159,6 @@ struct zu_do_uri {
 
   const char *text() const { return reinterpret_cast<const char *>(this + 1); }
   std::string_view view() const { return {text(), length}; }
-  // The relative form's text, when uri_relative_ok.
-  std::string_view relative_view() const { return view().substr(relative); }
 };
 
 namespace zuapi {
@@ -316,24 +180,10 @@ struct uri_scan {
 
 // None on success, otherwise a static text that says why the text is refused. The scan points into `text`.
 const char *uri_scan_text(const char *text, size_t length, uri_scan *scan);
-// A frozen URI in place: uri_size bytes, aligned as a pointer. uri_drop frees what was made lazily on it
-// (call it before its memory goes).
-inline size_t uri_size(const uri_scan &scan) {
-  return sizeof(zu_do_uri) + scan.length + 1;
-}
-zu_do_uri *uri_place_frozen(void *block, const uri_scan &scan);
-void uri_drop(zu_do_uri *uri);
+// A frozen URI of the scan. Throws std::bad_alloc.
+zu_do_uri *uri_frozen_of(const uri_scan &scan, arena &memory);
 
-// A walk over the keys of a segment, nothing made. `at` starts at the end of the segment's name; values are
-// as they stand in the text (key form: equal values have equal key forms).
-struct uri_key {
-  std::string_view name;
-  std::string_view value;
-};
-bool uri_next_key(std::string_view text, uint32_t &at, uri_key &key);
 // Moves `at` over a key's value to what ends it; false when the value is not in key form.
 bool uri_skip_value(std::string_view text, size_t &at);
-// Decodes a value's key form into `out` (at least value.size() bytes); the decoded length.
-size_t uri_decode_value(std::string_view value, char *out);
 
 } // namespace zuapi

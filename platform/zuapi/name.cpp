@@ -89,7 +89,7 @@ zu_do_name *zu_do_name_new(const char *text) {
 
 zu_do_name *zu_do_name_new_l(const char *text, size_t length) {
   if (text == nullptr || memchr(text, 0, length) != nullptr) return nullptr;
-  return intern(trimmed(text, length));
+  return intern(trimmed({text, length}));
 }
 
 zu_do_name *zu_do_name_ref(zu_do_name *name) {

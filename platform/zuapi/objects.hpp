@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "infra/text.hpp"
 #include "qmalloc/qmalloc.h"
 #include "zuapi/layout.hpp"
 
@@ -85,16 +86,8 @@ void print_pair(FILE *stream, uint32_t indentation, const char *name, const char
 
 // ---- Texts ----
 
-// The white space of the C locale: a template line of a file with CR LF line ends hands its CR on.
-inline bool is_blank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-inline std::string_view trimmed(const char *text, size_t length) {
-  while (length > 0 && is_blank(text[length - 1])) --length;
-  while (length > 0 && is_blank(*text)) ++text, --length;
-  return {text, length};
-}
+using infra::hex_digits;
+using infra::trimmed;
 
 // Bytes of names of URIs and of values in key form.
 enum byte_class : uint8_t {
@@ -110,7 +103,6 @@ extern const byte_class_table byte_classes;
 inline bool byte_is(char c, byte_class wanted) {
   return (byte_classes.of[static_cast<uint8_t>(c)] & wanted) != 0;
 }
-inline constexpr char hex_digits[] = "0123456789ABCDEF";
 
 // Appends a NUL-terminated copy at `at`; gives the end.
 inline char *put_text(char *at, std::string_view text) {

@@ -22,7 +22,7 @@ void append(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
   record->entries[record->length++] = {name, value};
   if (record->index.has_room()) record->index.insert(name->hash, record->length - 1);
   if (record->form == nullptr) return;
-  const int32_t slot = shape_find(record->form, name);
+  const int32_t slot = find_slot(record->form, name);
   if (slot >= 0) record->overlaid |= slot_bit(static_cast<uint32_t>(slot));
 }
 
@@ -78,7 +78,7 @@ int put_new(zu_do_properties *record, std::string_view text, zu_do_value *value)
 
 // The text without blanks at its ends; empty when it makes no name.
 std::string_view name_text(const char *text) {
-  return text == nullptr ? std::string_view() : trimmed(text, strlen(text));
+  return text == nullptr ? std::string_view() : trimmed(text);
 }
 
 // A URI value in the next of the record's own cells, which counts once the caller has put it.
@@ -269,7 +269,8 @@ int zu_do_properties_set_coll_uri(zu_do_properties *record, const char *name, zu
 
 namespace zuapi {
 
-int properties_add_record(zu_do_properties *record, store_record *row) {
+int properties_add_row(zu_do_properties *record, zu_do_vlist *values) {
+  store_record *row = record_of(values);
   const shape *form = row->form;
   if (record->form != nullptr || record->positions != 0) {
     // A view of another row, or positions that stay: every value is set over it, so the room is made first.
@@ -285,7 +286,7 @@ int properties_add_record(zu_do_properties *record, store_record *row) {
   uint32_t kept = 0;
   for (uint32_t i = 0; i < record->length; ++i) {
     const zu_do_entry entry = record->entries[i];
-    const int32_t slot = shape_find(form, entry.name);
+    const int32_t slot = find_slot(form, entry.name);
     if (slot < 0 || entry.name == name_of_uri()) {
       record->entries[kept++] = entry;
       if (slot >= 0) record->overlaid |= slot_bit(static_cast<uint32_t>(slot));

@@ -7,7 +7,7 @@ namespace {
 
 // The entries that are set and stand over no slot.
 bool is_beside(zu_do_properties *record, const zu_do_entry &entry) {
-  return entry.value != nullptr && (record->form == nullptr || shape_find(record->form, entry.name) < 0);
+  return entry.value != nullptr && (record->form == nullptr || find_slot(record->form, entry.name) < 0);
 }
 
 // The first entry from `index` on that is a property of its own; the number of entries when there is none.

@@ -46,7 +46,7 @@ inline zu_do_value *value_at(zu_do_properties *record, uint32_t slot) {
 // As zu_do_properties_get_value_n, of a record and a name.
 inline zu_do_value *value_of(zu_do_properties *record, const zu_do_name *name) {
   if (record->form != nullptr) {
-    const int32_t slot = shape_find(record->form, name);
+    const int32_t slot = find_slot(record->form, name);
     if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
   }
   const zu_do_entry *entry = find_entry(record, name);

@@ -196,7 +196,7 @@ constinit const byte_class_table byte_classes = make_classes();
 
 const char *uri_scan_text(const char *text, size_t length, uri_scan *scan) {
   if (text == nullptr) return "no text";
-  const std::string_view source = trimmed(text, length);
+  const std::string_view source = trimmed({text, length});
   if (source.size() > longest_uri) return "longer than 64 KiB";
   *scan = {};
   scan->source = source.data();

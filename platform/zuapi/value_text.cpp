@@ -32,8 +32,8 @@ int add_escaped(zu_do_strbuf *buffer, std::string_view text, bool keep_lines) {
     while (stop < text.size() && !is_escaped(text[stop], keep_lines)) ++stop;
     code = zu_do_strbuf_add_bytes(buffer, text.data() + at, stop - at);
     if (code == ZU_OK && stop < text.size()) {
-      const auto byte = static_cast<uint8_t>(text[stop++]);
-      const char escape[4] = {'\\', 'x', hex_digits[byte >> 4], hex_digits[byte & 15]};
+      char escape[4];
+      infra::put_escaped(escape, text[stop++]);
       code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
     }
     at = stop;

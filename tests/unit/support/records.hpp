@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "zu_tovra/internal/own.hpp"
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 
 namespace test {
 
@@ -75,14 +75,13 @@ private:
     const auto width = static_cast<uint32_t>(columns.size());
     form_.reset(zuapi::shape_new(columns.data(), width));
     zuapi::shape *form = form_.get();
-    row_block_ = std::make_unique<uint64_t[]>(zuapi::store_record_size(width) / 8 + 1);
-    auto *row = zuapi::store_record_place(row_block_.get(), form, uri_.get());
+    zu_do_vlist *row = zuapi::row_make(memory_, form, uri_.get());
     for (size_t i = 0; i < values_.size(); ++i) {
-      row->cells()[i + 1] = *values_[i].get();
-      row->cells()[i + 1].flags &= static_cast<uint8_t>(~zuapi::value_counted);
+      zu_do_value &cell = zuapi::row_values(row)[i + 1] = *values_[i].get();
+      cell.flags &= static_cast<uint8_t>(~zuapi::value_counted);
     }
     record_ = tvr::ref<zu_do_properties>::adopt(
-        zu_do_get_shortcuts()->new_from_row(nullptr, &form->columns, &row->row));
+        zu_do_get_shortcuts()->new_from_row(nullptr, zuapi::shape_columns(form), row));
   }
 
   std::vector<tvr::ref<zu_do_name>> names_;
@@ -93,7 +92,7 @@ private:
     void operator()(zuapi::shape *form) const { zuapi::shape_free(form); }
   };
   std::unique_ptr<zuapi::shape, shape_freer> form_;
-  std::unique_ptr<uint64_t[]> row_block_;
+  zuapi::arena memory_;
   tvr::ref<zu_do_properties> record_;
 };
 
