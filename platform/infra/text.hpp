@@ -1,6 +1,7 @@
 // Small things about texts.
 #pragma once
 
+#include <cstdarg>
 #include <string_view>
 
 namespace infra {
@@ -26,5 +27,8 @@ inline char *put_escaped(char *at, char c) {
   for (const char shown : {'\\', 'x', hex_digits[byte >> 4], hex_digits[byte & 15]}) *at++ = shown;
   return at;
 }
+
+// A new formatted text, charged to the library's area: its length, or a negative result and none in `*text`.
+int print_new(char **text, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 
 } // namespace infra

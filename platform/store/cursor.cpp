@@ -7,34 +7,16 @@ namespace store {
 
 namespace {
 
-struct cursor_object {
-  zu_cursor cursor; // first
-  uint32_t count;
-  uint32_t position; // of the next row
-  bool whole;
-  data_object *data;
-  zu_do_ntlist *columns; // of rows of several shapes: made at the first fetch, a reference
+struct cursor_object : counted_object<cursor_object, zu_cursor> {
+  cursor_object(const zu_cursor_ops *ops, data_object *of, answer &&rows, bool at_once)
+      : counted_object(ops, of), found(std::move(rows)), whole(at_once) {}
+  ~cursor_object() { zu_do_ntlist_deref(columns); }
+
   answer found;
+  bool whole;
+  uint32_t position = 0;           // of the next row
+  zu_do_ntlist *columns = nullptr; // of rows of several shapes: made at the first fetch, a reference
 };
-
-cursor_object *object_of(zu_cursor *cursor) {
-  return reinterpret_cast<cursor_object *>(cursor);
-}
-
-int cursor_ref(zu_cursor *cursor) noexcept {
-  ++object_of(cursor)->count;
-  return ZU_OK;
-}
-
-int cursor_free(zu_cursor *cursor) noexcept {
-  cursor_object *object = object_of(cursor);
-  if (--object->count != 0) return ZU_OK;
-  zu_do_ntlist_deref(object->columns);
-  data_object_release(object->data);
-  object->~cursor_object();
-  qfree_named(object);
-  return ZU_OK;
-}
 
 zu_do_name *name_at(zu_do_ntlist *columns, size_t index) {
   return zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, index));
@@ -109,7 +91,7 @@ int add_rows(cursor_object *object, zu_do_vlist *const *rows, uint32_t count, zu
 }
 
 int cursor_fetch(zu_cursor *cursor, uint32_t count, zu_do_vtable *table) noexcept {
-  cursor_object *object = object_of(cursor);
+  cursor_object *object = cursor_object::of(cursor);
   if (table == nullptr) return ZU_FAILED;
   const run &rows = object->found.rows();
   const uint32_t left = rows.count - object->position;
@@ -124,17 +106,13 @@ zu_status *cursor_status(zu_cursor *) noexcept {
   return empty_status();
 }
 
-constexpr zu_cursor_ops cursor_ops = {nullptr, cursor_ref, cursor_free, cursor_fetch, cursor_status};
+constexpr zu_cursor_ops cursor_ops = {nullptr, cursor_object::ref, cursor_object::free, cursor_fetch,
+                                      cursor_status};
 
 } // namespace
 
 int cursor_object_new(data_object *data, answer &&found, bool whole, zu_cursor **cursor) {
-  void *block = qmalloc_named(ZU_DO_AREA, sizeof(cursor_object));
-  if (block == nullptr) return ZU_EXHAUSTED;
-  auto *object = new (block)
-      cursor_object{{&cursor_ops}, 1, 0, whole, data_object_share(data), nullptr, std::move(found)};
-  *cursor = &object->cursor;
-  return ZU_OK;
+  return cursor_object::make(cursor, &cursor_ops, data, std::move(found), whole);
 }
 
 } // namespace store

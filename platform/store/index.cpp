@@ -4,9 +4,9 @@
 namespace store {
 
 snapshot::~snapshot() {
-  for (size_t id = 0; id < record_count; ++id) zuapi::uri_drop(zuapi::row_uri(records[id]));
-  for (size_t i = 0; i < shapes.size(); ++i) zuapi::shape_free(shapes[i]);
-  for (size_t i = 0; i < names.size(); ++i) zu_do_name_deref(names[i]);
+  for (zu_do_vlist *row : records) zuapi::uri_drop(zuapi::row_uri(row));
+  for (zuapi::shape *form : shapes) zuapi::shape_free(form);
+  for (zu_do_name *name : names) zu_do_name_deref(name);
 }
 
 uint32_t snapshot::find_own(const zu_do_uri *uri) const {

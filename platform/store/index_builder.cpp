@@ -67,10 +67,8 @@ uint32_t collections_builder::find_or_add(const collection_key &key, uint32_t pa
 }
 
 void collections_builder::place(snapshot &data) {
-  table_.entries = array<collection_entry>(collections_.size());
-  for (size_t i = 0; i < collections_.size(); ++i) {
-    table_.entries[i] = {collections_[i].rows.place(data), collections_[i].path};
-  }
+  table_.entries.reserve(collections_.size());
+  for (const collection &each : collections_) table_.entries.push_back({each.rows.place(data), each.path});
   for (uint32_t id = 0; scattered_ && id < of_record_.size(); ++id) {
     const uint32_t found = of_record_[id];
     if (found != no_id && collections_[found].rows.scattered)
@@ -120,7 +118,7 @@ void index_builder::place_paths() {
 }
 
 void index_builder::build_relative_texts() {
-  data_.next_relative = array<uint32_t>(count());
+  data_.next_relative.resize(count());
   std::vector<uint32_t> last(count());
   for (uint32_t id = 0; id < count(); ++id) {
     if (!is_located(uris_[id])) continue;

@@ -18,7 +18,8 @@ uint32_t path_builder::find(std::string_view name, uint32_t expected) const {
   return found == by_name_.end() ? no_id : found->second;
 }
 
-uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t expected, arena &memory) {
+uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t expected,
+                           infra::arena &memory) {
   uint32_t index = find(name, expected);
   if (index == no_id) {
     index = static_cast<uint32_t>(properties_.size());
@@ -45,7 +46,7 @@ void path_builder::add_pattern(const zuapi::uri_pattern &pattern, uint32_t recor
   same_locations_ = same_locations_ && same_key_names(location_, location);
 }
 
-void path_builder::finish(snapshot &data, size_t &name_count) {
+void path_builder::finish(snapshot &data) {
   std::vector<property *> sorted;
   for (property &each : properties_) sorted.push_back(&each);
   std::sort(sorted.begin(), sorted.end(), [](const property *a, const property *b) {
@@ -55,7 +56,7 @@ void path_builder::finish(snapshot &data, size_t &name_count) {
   for (property *each : sorted) {
     zu_do_name *name = zu_do_name_new_l(each->name.data(), each->name.size());
     if (name == nullptr) throw std::bad_alloc();
-    data.names[name_count++] = name;
+    data.names.push_back(name);
     each->slot = static_cast<uint32_t>(names.size());
     names.push_back(name);
     template_cells_.push_back(each->default_value);
@@ -64,6 +65,7 @@ void path_builder::finish(snapshot &data, size_t &name_count) {
   const auto width = static_cast<uint32_t>(names.size());
   form_ = zuapi::shape_new(names.data(), width);
   if (form_ == nullptr) throw std::bad_alloc();
+  data.shapes.push_back(form_);
 }
 
 uint32_t path_list::find_or_add(std::string_view text) {
@@ -87,16 +89,14 @@ bool path_list::is_secret(std::string_view path, std::string_view name) const {
 void path_list::finish(snapshot &data) {
   size_t properties = 0;
   for (const auto &path : paths_) properties += path->properties().size();
-  data.names = array<zu_do_name *>(properties);
-  data.paths = array<path_entry>(paths_.size());
-  data.shapes = array<zuapi::shape *>(paths_.size());
-  size_t name_count = 0;
+  data.names.reserve(properties);
+  data.shapes.reserve(paths_.size());
+  data.paths.reserve(paths_.size());
   for (uint32_t i = 0; i < size(); ++i) {
     path_builder &path = *paths_[i];
-    path.finish(data, name_count);
-    data.shapes[i] = path.form();
+    path.finish(data);
     const std::string_view text(data.memory.copy_text(path.text()), path.text().size());
-    data.paths[i] = path.entry(text);
+    data.paths.push_back(path.entry(text));
     data.path_by_text.insert(infra::hash_text(text.data(), text.size()), i);
   }
 }

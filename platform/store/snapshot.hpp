@@ -2,9 +2,9 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
 #include "infra/hash_index.hpp"
-#include "store/memory.hpp"
 #include "zuapi/frozen.hpp"
 
 namespace store {
@@ -42,7 +42,7 @@ struct id_table : infra::hash_index<uint32_t, no_id> {
 
 // The instances of collections, found by the texts of parent and name.
 struct collection_table {
-  array<collection_entry> entries;
+  std::vector<collection_entry> entries;
   id_table by_key;
 };
 
@@ -66,17 +66,16 @@ struct snapshot {
 
   const zu_do_uri *uri_of(uint32_t id) const { return zuapi::row_uri(records[id]); }
 
-  arena memory;
-  array<zu_do_name *> names;    // a reference on each name of a shape
-  array<zuapi::shape *> shapes; // of the paths
-  array<zu_do_vlist *> records;
-  size_t record_count = 0; // of `records`, while they are being read
-  array<path_entry> paths;
+  infra::arena memory;
+  std::vector<zu_do_name *> names;    // a reference on each name of a shape
+  std::vector<zuapi::shape *> shapes; // of the paths
+  std::vector<zu_do_vlist *> records;
+  std::vector<path_entry> paths;
   id_table path_by_text;
   id_table by_text;
   // Of records in a location: the first with each relative text, and the next with the same (id + 1, or 0).
   id_table by_relative_text;
-  array<uint32_t> next_relative;
+  std::vector<uint32_t> next_relative;
   collection_table own_collections; // of absolute URIs
   collection_table any_collections; // of relative URIs, in every location and without one
 
