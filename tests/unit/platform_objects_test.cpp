@@ -23,6 +23,23 @@ TEST(names, are_interned_and_trimmed) {
   EXPECT_EQ(zu_do_name_new_l("a\0b", 3), nullptr);
 }
 
+// Leaves such bytes where the next calls have their locals.
+[[gnu::noinline]] void dirty_stack(char byte) {
+  volatile char room[2048];
+  for (volatile char &each : room) each = byte;
+}
+
+TEST(names, of_any_length_hash_by_their_bytes_alone) {
+  std::string text;
+  for (const char c : {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j'}) {
+    text += c;
+    dirty_stack('\x55');
+    const own_name name(zu_do_name_new(text.c_str()));
+    dirty_stack('\xaa');
+    EXPECT_EQ(own_name(zu_do_name_new(text.c_str())), name) << text;
+  }
+}
+
 TEST(values_from_json, accepts) {
   const struct {
     std::string_view text;
@@ -358,6 +375,8 @@ TEST(tables, keep_their_columns_and_step_back) {
   own_table table(zu_do_vtable_new());
   own_columns columns(zu_do_ntlist_new());
   own_list row(zu_do_vlist_new());
+  EXPECT_EQ(zu_do_vtable_set_ntlist(nullptr, columns.get()), ZU_FAILED);
+  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), nullptr), ZU_FAILED);
   for (int i = 0; i < 2; ++i) EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), columns.get()), 0);
   EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), frozen.columns()), ZU_FAILED);
   zu_do_vlist *many[] = {frozen.row, row.get(), nullptr};
