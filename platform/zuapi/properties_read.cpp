@@ -34,10 +34,16 @@ zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *na
     const int32_t slot = shape_find_text(record->form, text);
     if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
   }
-  const zu_do_entry *entry = find_entry(
-      record, [text] { return hash_text(text.data(), text.size()); },
-      [text](const zu_do_name *other) { return other->view() == text; });
-  return entry == nullptr ? nullptr : entry->value;
+  if (record->index.has_room()) {
+    const uint32_t found = record->index.find(hash_text(text.data(), text.size()), [&](uint32_t entry) {
+      return record->entries[entry].name->view() == text;
+    });
+    return found == UINT32_MAX ? nullptr : record->entries[found].value;
+  }
+  for (uint32_t i = 0; i < record->length; ++i) {
+    if (record->entries[i].name->view() == text) return record->entries[i].value;
+  }
+  return nullptr;
 }
 
 zu_do_value *zu_do_properties_get_value_n(zu_do_properties *record, zu_do_name *name) {

@@ -13,23 +13,17 @@ inline uint64_t slot_bit(uint32_t slot) {
   return uint64_t{1} << (slot % 64);
 }
 
-// The entry whose name is the one, or none; `hash` gives that of the name.
-template <class Hash, class IsName>
-zu_do_entry *find_entry(zu_do_properties *record, Hash hash, IsName is_name) {
+// The entry of that name, or none.
+inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name) {
   if (record->index.has_room()) {
     const uint32_t found =
-        record->index.find(hash(), [&](uint32_t entry) { return is_name(record->entries[entry].name); });
+        record->index.find(name->hash, [&](uint32_t entry) { return record->entries[entry].name == name; });
     return found == UINT32_MAX ? nullptr : &record->entries[found];
   }
   for (zu_do_entry *entry = record->entries, *end = entry + record->length; entry != end; ++entry) {
-    if (is_name(entry->name)) return entry;
+    if (entry->name == name) return entry;
   }
   return nullptr;
-}
-
-inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name) {
-  return find_entry(
-      record, [name] { return name->hash; }, [name](const zu_do_name *other) { return other == name; });
 }
 
 // What stands over a slot of a view.

@@ -79,6 +79,13 @@ const char *print(Number number, char *room, size_t *length) {
   return room;
 }
 
+// How many bytes at the front stand for themselves in key form.
+size_t plain_bytes(std::string_view raw) {
+  size_t count = 0;
+  while (count < raw.size() && byte_is(raw[count], byte_plain)) ++count;
+  return count;
+}
+
 const char *give(std::string_view text, size_t *length) {
   *length = text.size();
   return text.data();
@@ -146,16 +153,6 @@ const char *zuapi::value_display(zu_do_value *value, char *room, size_t *length)
   }
 }
 
-namespace {
-
-size_t plain_bytes(std::string_view raw) {
-  size_t count = 0;
-  while (count < raw.size() && byte_is(raw[count], byte_plain)) ++count;
-  return count;
-}
-
-} // namespace
-
 const char *zuapi::value_key_form(zu_do_value *value, char *room, size_t size, size_t *length) {
   char shown[ZU_DO_VALUE_ROOM];
   const bool is_string = value != nullptr && value->type == ZU_DO_TYPE_STRING;
@@ -166,32 +163,20 @@ const char *zuapi::value_key_form(zu_do_value *value, char *room, size_t size, s
   if (!is_string || raw.size() > size / 3) return nullptr;
   memcpy(room, raw.data(), plain);
   char *at = room + plain;
-  for (const char c : raw.substr(plain)) {
-    if (byte_is(c, byte_plain)) {
-      *at++ = c;
-    } else {
-      put_key_byte(at, c);
-      at += 3;
-    }
-  }
+  for (const char c : raw.substr(plain)) at = put_key_byte(at, c);
   *length = static_cast<size_t>(at - room);
   return room;
 }
 
 int zu_do_uri_value_to_keystr(zu_do_value *value, zu_do_strbuf *buffer) {
   char room[ZU_DO_VALUE_ROOM];
-  std::string_view raw = raw_text(value, room);
+  const std::string_view raw = raw_text(value, room);
   if (buffer == nullptr || raw.data() == nullptr) return ZU_FAILED;
-  int code = ZU_OK;
-  while (code == ZU_OK && !raw.empty()) {
-    const size_t plain = plain_bytes(raw);
-    code = zu_do_strbuf_add_bytes(buffer, raw.data(), plain);
-    raw.remove_prefix(plain);
-    if (code != ZU_OK || raw.empty()) break;
-    char escape[3];
-    put_key_byte(escape, raw.front());
-    code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
-    raw.remove_prefix(1);
+  const size_t plain = plain_bytes(raw);
+  int code = zu_do_strbuf_add_bytes(buffer, raw.data(), plain);
+  for (size_t i = plain; code == ZU_OK && i < raw.size(); ++i) {
+    char form[3];
+    code = zu_do_strbuf_add_bytes(buffer, form, static_cast<size_t>(put_key_byte(form, raw[i]) - form));
   }
   return code;
 }
