@@ -67,22 +67,27 @@ refusal fault_at(std::string_view text, size_t read, size_t token, std::string_v
     if (says("closing quote")) return {text.size() - token, message};
     if (says("UTF-8")) return {start_of_sequence(text, last), message};
     if (says("control character")) return {last, message};
-    const size_t escape = text.rfind('\\', last);
+    const size_t escape = text.rfind('\\', says("4 hex digits") ? last - 1 : last);
     // The first of a pair is told of, though the parser may have read what follows as another escape.
     return {says("must be followed by U") && last != escape + 6 ? escape - 6 : escape, message};
   }
-  if (says("end of input;") || says("unexpected end of input")) {
+  if (read > text.size() && says("unexpected end of input")) {
     const bool empty = text.find_first_not_of(" \t\r\n") == text.npos;
     return {text.size(), empty ? "the document is empty" : "the document ends too early"};
   }
   const char *message = find(expected, said);
-  if (message == nullptr) message = "expected a value";
-  const bool number = says("number literal");
-  if (says("invalid number") || (number && is_digit(text[read - token - 1]))) {
-    return {start_of_run(text, last, is_in_number), "malformed number"};
+  const bool number = says("number literal") || says("invalid number");
+  const size_t start = says("unexpected string literal") ? read - token
+                       : number                          ? start_of_run(text, last, is_in_number)
+                                                         : start_of_run(text, last, is_in_word);
+  // A number goes on until a byte that may stand behind one.
+  const bool goes_on =
+      start > 0 && is_digit(text[start - 1]) && std::string_view(",]}").find(text[start]) == text.npos;
+  if (goes_on || (says("number literal") && read - token > start) ||
+      (says("invalid number") && message == nullptr)) {
+    return {start_of_run(text, start, is_in_number), "malformed number"};
   }
-  if (number || says("unexpected string literal")) return {read - token, message};
-  return {start_of_run(text, last, is_in_word), message};
+  return {start, message == nullptr ? "expected a value" : message};
 }
 
 class place_finder : public nlohmann::json_sax<nlohmann::json> {
