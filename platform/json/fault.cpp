@@ -118,7 +118,7 @@ private:
 
 } // namespace
 
-refusal first_fault(std::string_view text, refusal found) {
+refusal first_fault(std::string_view text, const refusal &found) {
   if (text.starts_with("\xef\xbb\xbf")) return {0, "expected a value"}; // the parsers differ about the mark
   place_finder finder(text);
   const bool whole = nlohmann::json::sax_parse(text.begin(), text.end(), &finder);

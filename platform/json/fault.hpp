@@ -20,6 +20,6 @@ struct refusal {
 // Where a text that is refused stops to be one JSON document in UTF-8, when that is not behind what was
 // found. The reader's parser reads only what it is asked for, not always in the order of the text, and does
 // not always know where; so another one, which does, reads the text once something is wrong.
-refusal first_fault(std::string_view text, refusal found);
+refusal first_fault(std::string_view text, const refusal &found);
 
 } // namespace zu_json

@@ -32,8 +32,8 @@ template <class Read>
 void read_json(std::string_view text, Read read) {
   try {
     read();
-  } catch (refusal &found) {
-    throw first_fault(text, std::move(found));
+  } catch (const refusal &found) {
+    throw first_fault(text, found);
   } catch (const simdjson::simdjson_error &fault) {
     if (fault.error() == simdjson::MEMALLOC) throw std::bad_alloc();
     throw first_fault(text, {text.size(), fault.what()});

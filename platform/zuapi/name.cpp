@@ -16,11 +16,15 @@ struct name_shard {
   infra::hash_index<zu_do_name *, nullptr> names{0};
 };
 
+struct name_table {
+  name_shard shards[shard_count];
+};
+
 // Never destroyed: names may be released while the process ends.
 name_shard &shard_of(uint32_t hash) {
-  alignas(name_shard) static unsigned char room[shard_count * sizeof(name_shard)];
-  static name_shard *made = new (room) name_shard[shard_count];
-  return made[hash / (UINT32_MAX / shard_count + 1)]; // the index goes by the low bits
+  alignas(name_table) static unsigned char room[sizeof(name_table)];
+  static name_table *made = new (room) name_table;
+  return made->shards[hash / (UINT32_MAX / shard_count + 1)]; // the index goes by the low bits
 }
 
 // A new reference on the name of that text. Whoever holds the shard's lock may raise the count of a name

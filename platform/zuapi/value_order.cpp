@@ -1,6 +1,5 @@
 // Equality and order of values.
 #include <cmath>
-#include <limits>
 
 #include "zuapi/objects.hpp"
 #include "zuapi/shortcuts.hpp"
@@ -33,25 +32,42 @@ int rank(int32_t type) {
   }
 }
 
-// Holds every integer and every double as it is.
-using number = long double;
-static_assert(std::numeric_limits<number>::digits >= 64);
-
-number number_of(const zu_do_value *value) {
-  switch (value->type) {
-  case ZU_DO_TYPE_INT:
-    return static_cast<number>(value->content().integer);
-  case ZU_DO_TYPE_UINT:
-    return static_cast<number>(value->content().whole);
-  default:
-    return value->content().number;
+// An integer against a double, without rounding either; a double that is no number comes first.
+int order_mixed(const zu_do_value *whole, double number) {
+  constexpr double two_63 = 9223372036854775808.0;
+  constexpr double two_64 = 18446744073709551616.0;
+  if (std::isnan(number)) return 1;
+  const double floor = std::floor(number);
+  int result;
+  if (whole->type == ZU_DO_TYPE_UINT) {
+    if (floor >= two_64) return -1;
+    if (floor < 0) return 1;
+    result = order(whole->content().whole, static_cast<uint64_t>(floor));
+  } else {
+    if (floor >= two_63) return -1;
+    if (floor < -two_63) return 1;
+    result = order(whole->content().integer, static_cast<int64_t>(floor));
   }
+  return result == 0 && floor < number ? -1 : result;
 }
 
-// A double that is no number comes first.
+int order_doubles(double a, double b) {
+  if (std::isnan(a) || std::isnan(b)) return order(std::isnan(a) ? 0 : 1, std::isnan(b) ? 0 : 1);
+  return order(a, b);
+}
+
 int order_numbers(const zu_do_value *a, const zu_do_value *b) {
-  const number x = number_of(a), y = number_of(b);
-  return std::isnan(x) || std::isnan(y) ? order(!std::isnan(x), !std::isnan(y)) : order(x, y);
+  if (a->type == ZU_DO_TYPE_INT && b->type == ZU_DO_TYPE_INT) {
+    return order(a->content().integer, b->content().integer);
+  }
+  if (a->type == ZU_DO_TYPE_DOUBLE) {
+    if (b->type == ZU_DO_TYPE_DOUBLE) return order_doubles(a->content().number, b->content().number);
+    return -order_mixed(b, a->content().number);
+  }
+  if (b->type == ZU_DO_TYPE_DOUBLE) return order_mixed(a, b->content().number);
+  // A value of the unsigned type is above every signed one.
+  if (a->type != b->type) return a->type == ZU_DO_TYPE_UINT ? 1 : -1;
+  return order(a->content().whole, b->content().whole);
 }
 
 int order_texts(std::string_view a, std::string_view b) {
@@ -79,7 +95,7 @@ bool zu_do_value_equals(zu_do_value *a, zu_do_value *b) {
   case ZU_DO_TYPE_UINT:
     return a->content().whole == b->content().whole;
   case ZU_DO_TYPE_DOUBLE:
-    return order_numbers(a, b) == 0;
+    return order_doubles(a->content().number, b->content().number) == 0;
   case ZU_DO_TYPE_STRING:
     return a->text() == b->text();
   case ZU_DO_TYPE_ARRAY:
