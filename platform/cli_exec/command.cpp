@@ -1,18 +1,12 @@
 // Commands, condition operations and the small things of a request.
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
 #include "cli_exec/cond_tree.hpp"
 #include "cli_exec/results.hpp"
+#include "infra/text.hpp"
 #include "qmalloc/qmalloc.h"
 #include "svcs/svcs.h"
-
-namespace {
-
-constexpr uint32_t library_area = 0x2800000; // whose texts zu_printf makes
-
-} // namespace
 
 // The name follows the record in the same block.
 struct zu_cli_cmd {
@@ -42,17 +36,11 @@ const char *zu_cli_cmd_get_name(zu_cli_cmd *command) {
 }
 
 int zu_printf(char **text, const char *format, ...) {
-  *text = nullptr;
-  va_list arguments, again;
+  va_list arguments;
   va_start(arguments, format);
-  va_copy(again, arguments);
-  int length = std::vsnprintf(nullptr, 0, format, arguments);
+  const int length = infra::print_new(text, format, arguments);
   va_end(arguments);
-  char *made = length < 0 ? nullptr : static_cast<char *>(qmalloc_named(library_area, size_t(length) + 1));
-  if (made != nullptr) length = std::vsnprintf(made, size_t(length) + 1, format, again);
-  va_end(again);
-  *text = made;
-  return made != nullptr ? length : -1;
+  return length;
 }
 
 int zu_exec_str_to_location_scheme(const char *text, uint32_t *scheme) {

@@ -4,10 +4,14 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "cli_exec/cond_tree.hpp"
+#include "infra/text.hpp"
+#include "qmalloc/qmalloc.h"
 #include "zuapi/name.h"
 #include "zuapi/value.h"
 
@@ -26,9 +30,14 @@ struct releaser {
   }
 };
 using owned_value = std::unique_ptr<zu_do_value, releaser<zu_do_value_deref>>;
-using owned_name = std::unique_ptr<zu_do_name, releaser<zu_do_name_deref>>;
 using owned_error = std::unique_ptr<zu_do_error, releaser<zu_do_error_deref>>;
-using owned_list = std::unique_ptr<zu_cond_list, releaser<zu_cond_list_free>>;
+
+void release_nodes(const node *nodes, size_t count) {
+  for (const node *each = nodes; each != nodes + count; ++each) {
+    if (each->what == kind::constant) zu_do_value_deref(each->value);
+    if (each->what == kind::property) zu_do_name_deref(each->name);
+  }
+}
 
 struct operation {
   std::string_view word;
@@ -49,9 +58,7 @@ constexpr operation operations[] = {
     {"set", kind::is_set, 1, 1, "one argument"},
 };
 
-bool is_blank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
+using infra::is_blank;
 
 bool ends_word(char c) {
   return is_blank(c) || c == '(' || c == ')';
@@ -71,12 +78,18 @@ std::string_view shown(std::string_view text) {
   return text.substr(0, length);
 }
 
+// Thrown when a text is refused; the parser says why.
+struct refused {};
+
 class parser {
 public:
   explicit parser(std::string_view text) : text_(text) {}
+  ~parser() { release_nodes(nodes_.data(), nodes_.size()); }
+  parser(const parser &) = delete;
+  parser &operator=(const parser &) = delete;
 
-  bool parse();
-  zu_cond_list *give() { return list_.release(); }
+  // None when the text is refused, or memory is exhausted.
+  zu_cond_list *parse();
   int32_t code() const { return code_; }
   const char *message() const { return message_; }
 
@@ -88,46 +101,47 @@ private:
   std::string_view word_at(size_t at) const;
   bool at_group() const;
 
-  // Each adds the nodes of what stands here; false after a refusal.
-  bool parse_pair();
-  bool parse_group(unsigned depth);
-  bool parse_argument(unsigned depth) { return at_group() ? parse_group(depth) : parse_operand(); }
-  bool parse_operand();
-  bool parse_eval();
-  bool parse_string();
-  bool parse_word();
-  bool read_string(owned_value &value);
-  bool decode(std::string_view json, size_t at, owned_value &value);
+  // Each adds the nodes of what stands here, or throws.
+  void parse_all();
+  void parse_pair();
+  void parse_group(unsigned depth);
+  void parse_argument(unsigned depth) { at_group() ? parse_group(depth) : parse_operand(); }
+  void parse_operand();
+  void parse_eval();
+  void parse_string();
+  void parse_word();
+  owned_value read_string();
+  owned_value decode(std::string_view json, size_t at);
 
-  bool open(kind group, uint32_t &index);
-  void close(uint32_t index) { list_->nodes()[index].end = list_->count; }
-  bool add(const node &added);
-  bool add_constant(owned_value value);
-  bool add_property(std::string_view name, size_t at);
+  size_t open(kind group) {
+    nodes_.push_back({group, 0, {nullptr}});
+    return nodes_.size() - 1;
+  }
+  void close(size_t index) { nodes_[index].end = static_cast<uint32_t>(nodes_.size()); }
+  void add_constant(owned_value value);
+  void add_property(std::string_view name, size_t at);
+  zu_cond_list *give();
 
-  bool refuse(size_t at, const char *format, ...) __attribute__((format(printf, 3, 4)));
-  bool exhausted();
+  void say(size_t at, const char *reason) {
+    std::snprintf(message_, sizeof message_, "condition: %s at column %zu", reason, at + 1);
+  }
+  [[noreturn]] void refuse(size_t at, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
   std::string_view text_;
   size_t at_ = 0;
-  owned_list list_;
+  std::vector<node> nodes_; // what they hold is theirs
   int32_t code_ = ZU_FAILED;
   char message_[256] = "";
 };
 
-bool parser::refuse(size_t at, const char *format, ...) {
+void parser::refuse(size_t at, const char *format, ...) {
   char reason[160];
   va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(reason, sizeof reason, format, arguments);
   va_end(arguments);
-  std::snprintf(message_, sizeof message_, "condition: %s at column %zu", reason, at + 1);
-  return false;
-}
-
-bool parser::exhausted() {
-  code_ = ZU_EXHAUSTED;
-  return refuse(at_, "memory exhausted");
+  say(at, reason);
+  throw refused();
 }
 
 void parser::skip_blanks() {
@@ -148,65 +162,78 @@ bool parser::at_group() const {
   return word_at(at) != "eval";
 }
 
-bool parser::parse() {
-  if (text_.size() > max_text) return refuse(max_text, "text too long");
+zu_cond_list *parser::parse() {
+  try {
+    parse_all();
+    return give();
+  } catch (const refused &) {
+    return nullptr;
+  } catch (const std::bad_alloc &) {
+    code_ = ZU_EXHAUSTED;
+    say(at_, "memory exhausted");
+    return nullptr;
+  }
+}
+
+void parser::parse_all() {
+  if (text_.size() > max_text) refuse(max_text, "text too long");
   skip_blanks();
-  if (at_end()) return refuse(at_, "empty text");
-  list_.reset(list_new());
-  uint32_t all = 0;
-  if (list_ == nullptr || !open(kind::all_of, all)) return exhausted();
+  if (at_end()) refuse(at_, "empty text");
+  const size_t all = open(kind::all_of);
   for (; !at_end(); skip_blanks()) {
-    if (here() == ')') return refuse(at_, "text left over");
-    if (!(at_group() ? parse_group(1) : parse_pair())) return false;
+    if (here() == ')') refuse(at_, "text left over");
+    at_group() ? parse_group(1) : parse_pair();
   }
   close(all);
-  zu_cond_list *list = list_.release();
-  list_trim(list);
-  list_.reset(list);
-  return true;
 }
 
-bool parser::parse_pair() {
+// The nodes in a block of their own.
+zu_cond_list *parser::give() {
+  const size_t size = nodes_.size() * sizeof(node);
+  auto *list = static_cast<zu_cond_list *>(qmalloc_named(ZU_DO_AREA, sizeof(zu_cond_list) + size));
+  if (list == nullptr) throw std::bad_alloc();
+  list->count = static_cast<uint32_t>(nodes_.size());
+  std::copy(nodes_.begin(), nodes_.end(), list->nodes());
+  nodes_.clear();
+  return list;
+}
+
+void parser::parse_pair() {
   const size_t start = at_;
-  uint32_t pair = 0;
-  if (!open(kind::equal, pair) || !parse_operand()) return false;
+  const size_t pair = open(kind::equal);
+  parse_operand();
   skip_blanks();
-  if (at_end() || here() == ')' || at_group()) return refuse(start, "operand without a partner");
-  if (!parse_operand()) return false;
+  if (at_end() || here() == ')' || at_group()) refuse(start, "operand without a partner");
+  parse_operand();
   close(pair);
-  return true;
 }
 
-bool parser::parse_group(unsigned depth) {
+void parser::parse_group(unsigned depth) {
   const size_t start = at_++;
-  if (depth > max_depth) return refuse(start, "groups nested more than %u deep", max_depth);
+  if (depth > max_depth) refuse(start, "groups nested more than %u deep", max_depth);
   skip_blanks();
   const size_t word_start = at_;
   const std::string_view word = word_at(at_);
   const auto *op = std::find_if(std::begin(operations), std::end(operations),
                                 [word](const operation &known) { return known.word == word; });
-  if (word.empty()) return refuse(at_, "missing operator");
+  if (word.empty()) refuse(at_, "missing operator");
   if (op == std::end(operations)) {
     const std::string_view part = shown(word);
-    return refuse(at_, "unknown operator \"%.*s\"", static_cast<int>(part.size()), part.data());
+    refuse(at_, "unknown operator \"%.*s\"", static_cast<int>(part.size()), part.data());
   }
   at_ += word.size();
-  uint32_t group = 0;
-  if (!open(op->what, group)) return false;
+  const size_t group = open(op->what);
   unsigned count = 0;
-  for (skip_blanks(); !at_end() && here() != ')'; skip_blanks(), ++count) {
-    if (!parse_argument(depth + 1)) return false;
-  }
-  if (at_end()) return refuse(start, "group without end");
+  for (skip_blanks(); !at_end() && here() != ')'; skip_blanks(), ++count) parse_argument(depth + 1);
+  if (at_end()) refuse(start, "group without end");
   if (count < op->least || count > op->most) {
-    return refuse(word_start, "operator \"%s\" takes %s, not %u,", op->word.data(), op->takes, count);
+    refuse(word_start, "operator \"%s\" takes %s, not %u,", op->word.data(), op->takes, count);
   }
   ++at_;
   close(group);
-  return true;
 }
 
-bool parser::parse_operand() {
+void parser::parse_operand() {
   switch (here()) {
   case '(':
     return parse_eval();
@@ -217,36 +244,31 @@ bool parser::parse_operand() {
   }
 }
 
-bool parser::parse_eval() {
+void parser::parse_eval() {
   const size_t start = at_++;
   skip_blanks();
   at_ += std::strlen("eval");
   skip_blanks();
   const size_t string_start = at_;
-  if (at_end() || here() != '"') return refuse(at_, "\"eval\" without a string");
-  owned_value value;
-  if (!read_string(value)) return false;
+  if (at_end() || here() != '"') refuse(at_, "\"eval\" without a string");
+  owned_value value = read_string();
   skip_blanks();
-  if (at_end()) return refuse(start, "group without end");
-  if (here() != ')') return refuse(at_, "more than one string in \"eval\"");
+  if (at_end()) refuse(start, "group without end");
+  if (here() != ')') refuse(at_, "more than one string in \"eval\"");
   ++at_;
   const std::string_view text = zu_do_value_get_string(value.get(), nullptr);
   if (text.starts_with('$') && is_name(text.substr(1))) return add_property(text.substr(1), string_start);
-  if (text.starts_with('{') && text.ends_with('}')) {
-    owned_value decoded;
-    return decode(text, string_start, decoded) && add_constant(std::move(decoded));
-  }
-  return add_constant(std::move(value));
+  if (text.starts_with('{') && text.ends_with('}')) return add_constant(decode(text, string_start));
+  add_constant(std::move(value));
 }
 
-bool parser::parse_string() {
-  owned_value value;
-  if (!read_string(value)) return false;
-  if (!at_end() && !ends_word(here())) return refuse(at_, "missing blank");
-  return add_constant(std::move(value));
+void parser::parse_string() {
+  owned_value value = read_string();
+  if (!at_end() && !ends_word(here())) refuse(at_, "missing blank");
+  add_constant(std::move(value));
 }
 
-bool parser::parse_word() {
+void parser::parse_word() {
   const size_t start = at_;
   const std::string_view word = word_at(start);
   at_ += word.size();
@@ -254,58 +276,42 @@ bool parser::parse_word() {
   const bool number = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
   if (!number && word != "true" && word != "false" && word != "null") {
     const std::string_view part = shown(word);
-    return refuse(start, "unknown operand \"%.*s\"", static_cast<int>(part.size()), part.data());
+    refuse(start, "unknown operand \"%.*s\"", static_cast<int>(part.size()), part.data());
   }
-  owned_value value;
-  return decode(word, start, value) && add_constant(std::move(value));
+  add_constant(decode(word, start));
 }
 
-bool parser::read_string(owned_value &value) {
+owned_value parser::read_string() {
   const size_t start = at_;
   size_t end = start + 1;
   while (end < text_.size() && text_[end] != '"') end += text_[end] == '\\' ? 2 : 1;
-  if (end >= text_.size()) return refuse(start, "string without end");
+  if (end >= text_.size()) refuse(start, "string without end");
   at_ = end + 1;
-  return decode(text_.substr(start, at_ - start), start, value);
+  return decode(text_.substr(start, at_ - start), start);
 }
 
-bool parser::decode(std::string_view json, size_t at, owned_value &value) {
+owned_value parser::decode(std::string_view json, size_t at) {
   zu_do_error *raw_error = nullptr;
-  value.reset(zu_do_value_from_json(json.data(), json.size(), &raw_error));
+  owned_value value(zu_do_value_from_json(json.data(), json.size(), &raw_error));
   const owned_error error(raw_error);
-  if (value != nullptr) return true;
+  if (value != nullptr) return value;
   // An error object that could not be made is memory that is not there.
-  if (error == nullptr || zu_do_error_get_code(error.get()) == ZU_EXHAUSTED) return exhausted();
-  return refuse(at, "bad value (%s)", zu_do_error_get_msg(error.get()));
+  if (error == nullptr || zu_do_error_get_code(error.get()) == ZU_EXHAUSTED) throw std::bad_alloc();
+  refuse(at, "bad value (%s)", zu_do_error_get_msg(error.get()));
 }
 
-bool parser::add(const node &added) {
-  zu_cond_list *list = list_.release();
-  const bool grown = list_add(list, added);
-  list_.reset(list);
-  return grown || exhausted();
+void parser::add_constant(owned_value value) {
+  const size_t index = open(kind::constant);
+  nodes_[index].value = value.release();
+  close(index);
 }
 
-bool parser::open(kind group, uint32_t &index) {
-  index = list_->count;
-  return add({group, index + 1, {nullptr}});
-}
-
-bool parser::add_constant(owned_value value) {
-  if (!add({kind::constant, list_->count + 1, {value.get()}})) return false;
-  static_cast<void>(value.release()); // the list owns it now
-  return true;
-}
-
-bool parser::add_property(std::string_view text, size_t at) {
-  if (!is_name(text)) return refuse(at, "bad property name");
-  owned_name name(zu_do_name_new_l(text.data(), text.size()));
-  if (name == nullptr) return exhausted();
-  node added{kind::property, list_->count + 1, {nullptr}};
-  added.name = name.get();
-  if (!add(added)) return false;
-  static_cast<void>(name.release()); // the list owns it now
-  return true;
+void parser::add_property(std::string_view text, size_t at) {
+  if (!is_name(text)) refuse(at, "bad property name");
+  const size_t index = open(kind::property);
+  nodes_[index].name = zu_do_name_new_l(text.data(), text.size());
+  if (nodes_[index].name == nullptr) throw std::bad_alloc();
+  close(index);
 }
 
 } // namespace
@@ -315,8 +321,13 @@ bool parser::add_property(std::string_view text, size_t at) {
 bool parse_cond_expr_no_trailing(void *context, zu_cli_error_fn error, const char *, const char *text,
                                  zu_cond_list **list) {
   zu_cond::parser parser(text != nullptr ? text : "");
-  const bool parsed = parser.parse();
-  *list = parsed ? parser.give() : nullptr;
-  if (!parsed && error != nullptr) error(context, parser.code(), parser.message());
-  return parsed;
+  *list = parser.parse();
+  if (*list == nullptr && error != nullptr) error(context, parser.code(), parser.message());
+  return *list != nullptr;
+}
+
+void zu_cond_list_free(zu_cond_list *list) {
+  if (list == nullptr) return;
+  zu_cond::release_nodes(list->nodes(), list->count);
+  qfree_named(list);
 }

@@ -35,8 +35,7 @@ struct node {
 
 // The nodes follow the header in the same block. Node 0 is the group of all top-level conditions.
 struct zu_cond_list {
-  uint32_t count;
-  uint32_t capacity;
+  uint64_t count;
 
   zu_cond::node *nodes() { return reinterpret_cast<zu_cond::node *>(this + 1); }
   const zu_cond::node *nodes() const { return reinterpret_cast<const zu_cond::node *>(this + 1); }
@@ -44,14 +43,6 @@ struct zu_cond_list {
 static_assert(sizeof(zu_cond_list) % alignof(zu_cond::node) == 0, "the nodes follow the header");
 
 namespace zu_cond {
-
-// A list without nodes, or none when memory is exhausted.
-zu_cond_list *list_new() noexcept;
-// Appends a node and takes over what it owns; may move the list. False when memory is exhausted: the list is
-// as it was and the node's object still the caller's.
-bool list_add(zu_cond_list *&list, const node &added) noexcept;
-// Gives back the room that was kept for more nodes.
-void list_trim(zu_cond_list *&list) noexcept;
 
 // Evaluates a whole list. The answer is good only when the result is true; false: memory is exhausted.
 bool evaluate(const zu_cond_list &list, zu_do_properties *properties, bool *holds) noexcept;

@@ -8,13 +8,13 @@
 #include <mutex>
 #include <unistd.h>
 
+#include "infra/text.hpp"
+
 int qtrace_current_level = 0;
 
 namespace {
 
 // Plain malloc throughout: tracing must neither consume injected failures nor change what is counted.
-constexpr size_t stack_size = 1024;
-
 // ---- Modules: few, never unregistered ----
 struct trace_module {
   trace_module *next;
@@ -46,30 +46,29 @@ trace_module *add_module(const char *name) {
   return module;
 }
 
-// ---- The default sink ----
-bool is_control(char byte) {
-  const auto value = static_cast<unsigned char>(byte);
-  return value < 0x20 || value == 0x7f;
-}
-
-// Appends the message to `line` from `at` on, control bytes in hex, until `end`; gives the new position.
-size_t append_visible(char *line, size_t at, size_t end, const char *message) {
-  static const char digits[] = "0123456789ABCDEF";
-  for (; *message != '\0'; ++message) {
-    const bool control = is_control(*message);
-    if (at + (control ? 4 : 1) > end) break;
-    if (control) {
-      const auto value = static_cast<unsigned char>(*message);
-      const char shown[4] = {'\\', 'x', digits[value >> 4], digits[value & 15]};
-      memcpy(line + at, shown, sizeof shown);
-      at += sizeof shown;
-    } else {
-      line[at++] = *message;
-    }
+// ---- Texts ----
+// Room for a text that is rarely long. Without memory for more it stays as it is, and the text is cut.
+class room {
+public:
+  ~room() {
+    if (text_ != small_) free(text_);
   }
-  return at;
-}
+  void widen(size_t size) {
+    auto *memory = size > size_ ? static_cast<char *>(malloc(size)) : nullptr;
+    if (memory == nullptr) return;
+    text_ = memory;
+    size_ = size;
+  }
+  char *text() { return text_; }
+  size_t size() const { return size_; }
 
+private:
+  char small_[1024] = "";
+  char *text_ = small_;
+  size_t size_ = sizeof small_;
+};
+
+// ---- The default sink ----
 void write_all(const char *bytes, size_t size) {
   while (size > 0) {
     const ssize_t written = write(STDERR_FILENO, bytes, size);
@@ -85,22 +84,20 @@ void write_all(const char *bytes, size_t size) {
 
 // One write a line, so that the lines of several threads do not mix.
 void write_to_standard_error(void *, int level, const char *message) {
-  char stack_line[stack_size];
-  char *line = stack_line;
-  size_t size = sizeof stack_line;
-  const size_t prefix = static_cast<size_t>(snprintf(stack_line, sizeof stack_line, "zu_tovra[%d] ", level));
-  const size_t largest = prefix + 4 * strlen(message) + 1;
-  if (largest > size) {
-    if (auto *memory = static_cast<char *>(malloc(largest)); memory != nullptr) {
-      memcpy(memory, stack_line, prefix);
-      line = memory;
-      size = largest;
+  constexpr size_t longest_shown = 4; // of a byte
+  room line;
+  line.widen(64 + longest_shown * strlen(message));
+  char *at = line.text() + snprintf(line.text(), line.size(), "zu_tovra[%d] ", level);
+  const char *const end = line.text() + line.size() - longest_shown;
+  for (; *message != '\0' && at < end; ++message) {
+    if (infra::is_control(*message)) {
+      at = infra::put_escaped(at, *message);
+    } else {
+      *at++ = *message;
     }
   }
-  size_t at = append_visible(line, prefix, size - 1, message);
-  line[at++] = '\n';
-  write_all(line, at);
-  if (line != stack_line) free(line);
+  *at++ = '\n';
+  write_all(line.text(), static_cast<size_t>(at - line.text()));
 }
 
 constinit qtrace_sink_fn current_sink = write_to_standard_error;
@@ -130,26 +127,19 @@ void qtrace_set_sink(qtrace_sink_fn sink, void *context) {
 
 void qtrace_emit(uint16_t, int level, int, const char *format, ...) {
   const int caller_errno = errno;
-  char stack_message[stack_size];
-  stack_message[0] = '\0';
+  room message;
   va_list arguments;
   va_start(arguments, format);
   va_list again;
   va_copy(again, arguments);
-  const int length = vsnprintf(stack_message, sizeof stack_message, format, arguments);
+  const int length = vsnprintf(message.text(), message.size(), format, arguments);
   va_end(arguments);
-
-  char *message = stack_message;
-  if (length >= static_cast<int>(sizeof stack_message)) {
-    const size_t size = static_cast<size_t>(length) + 1;
-    if (auto *memory = static_cast<char *>(malloc(size)); memory != nullptr) {
-      errno = caller_errno; // "%m" names the caller's error both times
-      vsnprintf(memory, size, format, again);
-      message = memory;
-    }
+  if (length >= static_cast<int>(message.size())) {
+    message.widen(static_cast<size_t>(length) + 1);
+    errno = caller_errno; // "%m" names the caller's error both times
+    vsnprintf(message.text(), message.size(), format, again);
   }
   va_end(again);
-  current_sink(current_context, level, message);
-  if (message != stack_message) free(message);
+  current_sink(current_context, level, message.text());
   errno = caller_errno;
 }

@@ -25,18 +25,14 @@ private:
   char *text_;
 };
 
-bool is_absolute(const zu_do_uri *uri) {
-  return (uri->flags & zuapi::uri_absolute) != 0;
-}
-
 // A path, in a URI: without query, split at the location.
 struct path_part {
   bool absolute;
   std::string_view location; // "/name;key=value", or empty
   std::string_view below;    // "/...", or empty
 
-  explicit path_part(const zu_do_uri *uri) : absolute(is_absolute(uri)) {
-    const std::string_view text = uri->view().substr(0, uri->end);
+  explicit path_part(const zu_do_uri *uri) : absolute(zuapi::uri_is_absolute(uri)) {
+    const std::string_view text = zuapi::uri_path(uri);
     if (!absolute) {
       below = text;
       return;
@@ -49,7 +45,7 @@ struct path_part {
 
 // Whether the URI gives every key of the path's records: then it is a record's own text, or none's.
 bool gives_all_keys(const snapshot &data, const path_entry &path, const path_part &asked) {
-  const path_part sample(record_of(path.records.rows[0])->uri);
+  const path_part sample(zuapi::row_uri(path.records.rows[0]));
   if (!path.same_keys || !same_key_names(asked.below, sample.below)) return false;
   if (!asked.absolute) return true;
   if (!path.same_locations || path.first_located == no_id) return false;
@@ -58,9 +54,9 @@ bool gives_all_keys(const snapshot &data, const path_entry &path, const path_par
 
 // The records of the path that a URI without a query, or with one of type 2, gives in full.
 int look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
-  if (uri->coll_type != 0) uri = zu_do_uri_get_parent_uri(uri);
+  if (zu_do_uri_get_coll_type(uri) != 0) uri = zu_do_uri_get_parent_uri(uri);
   if (uri == nullptr) return ZU_EXHAUSTED;
-  if (!is_absolute(uri)) {
+  if (!zuapi::uri_is_absolute(uri)) {
     bool good = true;
     data.find_all_relative(uri, [&](uint32_t id) { good = good && found.add(data.records[id]); });
     return good ? ZU_OK : ZU_EXHAUSTED;
@@ -72,15 +68,15 @@ int look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
 int scan(const path_entry &path, const path_part &asked, answer &found) {
   for (uint32_t i = 0; i < path.records.count; ++i) {
     zu_do_vlist *row = path.records.rows[i];
-    const path_part stored(record_of(row)->uri);
+    const path_part stored(zuapi::row_uri(row));
     const bool located = !asked.absolute || (stored.absolute && keys_match(asked.location, stored.location));
     if (located && keys_match(asked.below, stored.below) && !found.add(row)) return ZU_EXHAUSTED;
   }
   return ZU_OK;
 }
 
-int keep_query(const zu_do_uri *uri, answer &found) {
-  const std::string_view query = uri->view().substr(uri->end + 1);
+int keep_query(zu_do_uri *uri, answer &found) {
+  const std::string_view query = zuapi::uri_query(uri);
   const size_t split = query.find('=');
   const std::string_view encoded = query.substr(split + 1);
   scratch_text text(encoded.size());
@@ -115,16 +111,16 @@ zu_do_vlist **answer::make_own() {
 }
 
 int select_rows(const snapshot &data, zu_do_uri *uri, answer &found) {
-  if (uri->coll_type == 1) {
+  if (zu_do_uri_get_coll_type(uri) == 1) {
     const collection_entry *collection = data.find_collection(uri);
     if (collection == nullptr) return ZU_OK;
-    const zuapi::shape *form = collection->path == no_id ? nullptr : data.paths[collection->path].form;
+    zuapi::shape *form = collection->path == no_id ? nullptr : data.paths[collection->path].form;
     found = answer::of_run(collection->records, form);
     return ZU_OK;
   }
-  scratch_text text(uri->length);
+  scratch_text text(zuapi::uri_text(uri).size());
   if (text.data() == nullptr) return ZU_EXHAUSTED;
-  const size_t length = path_of(uri->view().substr(0, uri->end), is_absolute(uri), text.data());
+  const size_t length = path_of(zuapi::uri_path(uri), zuapi::uri_is_absolute(uri), text.data());
   const path_entry *path = data.find_path({text.data(), length});
   if (path == nullptr) return ZU_OK;
   found = answer::picked(path->form);
@@ -139,7 +135,7 @@ int select_rows(const snapshot &data, zu_do_uri *uri, answer &found) {
   } else {
     code = scan(*path, asked, found);
   }
-  return code == ZU_OK && uri->coll_type == 2 ? keep_query(uri, found) : code;
+  return code == ZU_OK && zu_do_uri_get_coll_type(uri) == 2 ? keep_query(uri, found) : code;
 }
 
 } // namespace store

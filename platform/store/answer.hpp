@@ -24,14 +24,14 @@ public:
   }
 
   // The whole run; `form` is the shape of all its rows, or none when they have several.
-  static answer of_run(run rows, const zuapi::shape *form) {
+  static answer of_run(run rows, zuapi::shape *form) {
     answer made;
     made.rows_ = rows;
     made.form_ = form;
     return made;
   }
   // Of picked rows of that shape, none yet.
-  static answer picked(const zuapi::shape *form) { return of_run({nullptr, 0}, form); }
+  static answer picked(zuapi::shape *form) { return of_run({nullptr, 0}, form); }
   // Adds a row to a picked answer; false when memory is exhausted.
   bool add(zu_do_vlist *row);
   // The rows in a block of the answer's own, to be sorted or thinned out; none when memory is exhausted.
@@ -39,11 +39,11 @@ public:
   void cut(uint32_t count) { rows_.count = count; }
 
   const run &rows() const { return rows_; }
-  const zuapi::shape *form() const { return form_; }
+  zuapi::shape *form() const { return form_; }
 
 private:
   run rows_ = {nullptr, 0};
-  const zuapi::shape *form_ = nullptr;
+  zuapi::shape *form_ = nullptr;
   zu_do_vlist **own_ = nullptr;
   uint32_t capacity_ = 0;
 };

@@ -1,6 +1,6 @@
 // The classes of a data file: what they declare, and what names of properties are good.
+#include "infra/text.hpp"
 #include "store/loader.hpp"
-#include "zuapi/objects.hpp"
 
 namespace store {
 
@@ -18,19 +18,16 @@ void loader::read_classes(json::value value) {
 }
 
 uint32_t loader::path_of_class(std::string_view text, const char *at) {
-  zuapi::uri_scan scan;
-  if (const char *reason = zuapi::uri_scan_text(text.data(), text.size(), &scan)) {
-    refuse(at, "bad path " + in_quotes(text) + " of a class: " + reason);
-  }
-  const bool absolute = (scan.flags & zuapi::uri_absolute) != 0;
-  const std::string_view source(scan.source, scan.source_length);
-  const bool is_path = scan.coll_type == 0 && source.find(';') == source.npos && scan.segment_count != 0;
-  if (!is_path || (absolute && scan.segment_count != 1)) {
+  const char *reason = nullptr;
+  zu_do_uri *uri = zuapi::uri_frozen_of(text, data_.memory, &reason);
+  if (reason != nullptr) refuse(at, "bad path " + in_quotes(text) + " of a class: " + reason);
+  const std::string_view path = zuapi::uri_text(uri);
+  const uint32_t segments = zuapi::uri_segment_count(uri);
+  const bool is_path = path.find_first_of(";?") == path.npos && segments != 0;
+  if (!is_path || (zuapi::uri_is_absolute(uri) && segments != 1)) {
     refuse(at, "bad path " + in_quotes(text) + " of a class: a path has names only, without a location");
   }
-  scratch_.assign(scan.add_slash ? "/" : "");
-  scratch_ += source;
-  return paths_.find_or_add(scratch_);
+  return paths_.find_or_add(path);
 }
 
 void loader::read_class(path_builder &path, json::value value) {
@@ -81,7 +78,7 @@ void loader::read_declaration(property &declared, json::value value) {
 
 std::string_view loader::property_name(json::field &field) {
   const std::string_view given = reader_.name(field);
-  const std::string_view name = zuapi::trimmed(given.data(), given.size());
+  const std::string_view name = infra::trimmed(given);
   check_property_name(name);
   return name;
 }

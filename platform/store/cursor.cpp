@@ -7,54 +7,40 @@ namespace store {
 
 namespace {
 
-struct cursor_object {
-  zu_cursor cursor; // first
-  uint32_t count;
-  uint32_t position; // of the next row
-  bool whole;
-  data_object *data;
-  zu_do_ntlist *columns; // of rows of several shapes: made at the first fetch, a reference
+struct cursor_object : counted_object<cursor_object, zu_cursor> {
+  cursor_object(const zu_cursor_ops *ops, data_object *of, answer &&rows, bool at_once)
+      : counted_object(ops, of), found(std::move(rows)), whole(at_once) {}
+  ~cursor_object() { zu_do_ntlist_deref(columns); }
+
   answer found;
+  bool whole;
+  uint32_t position = 0;           // of the next row
+  zu_do_ntlist *columns = nullptr; // of rows of several shapes: made at the first fetch, a reference
 };
 
-cursor_object *object_of(zu_cursor *cursor) {
-  return reinterpret_cast<cursor_object *>(cursor);
-}
-
-int cursor_ref(zu_cursor *cursor) noexcept {
-  ++object_of(cursor)->count;
-  return ZU_OK;
-}
-
-int cursor_free(zu_cursor *cursor) noexcept {
-  cursor_object *object = object_of(cursor);
-  if (--object->count != 0) return ZU_OK;
-  zu_do_ntlist_deref(object->columns);
-  data_object_release(object->data);
-  object->~cursor_object();
-  qfree_named(object);
-  return ZU_OK;
+zu_do_name *name_at(zu_do_ntlist *columns, size_t index) {
+  return zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, index));
 }
 
 bool has_column(zu_do_ntlist *columns, const zu_do_name *name) {
-  for (uint32_t i = 0; i < columns->length; ++i) {
-    if (columns->items[i].name == name) return true;
-  }
-  return false;
+  bool found = false;
+  for (size_t i = 0; !found && i < zu_do_ntlist_get_len(columns); ++i) found = name_at(columns, i) == name;
+  return found;
 }
 
 // The columns of all shapes among the rows, in the order first seen; none when memory is exhausted.
 zu_do_ntlist *all_columns(const run &rows) {
   zu_do_ntlist *columns = zu_do_ntlist_new();
-  const zuapi::shape *last = nullptr;
+  zuapi::shape *last = nullptr;
   bool good = columns != nullptr;
   for (uint32_t i = 0; good && i < rows.count; ++i) {
-    const zuapi::shape *form = record_of(rows.rows[i])->form;
+    zuapi::shape *form = zuapi::row_shape(rows.rows[i]);
     if (form == last) continue;
     last = form;
-    for (uint32_t slot = 0; good && slot < form->columns.length; ++slot) {
-      const zu_do_ntcolumn &column = form->columns.items[slot];
-      good = has_column(columns, column.name) || zu_do_ntlist_add(columns, column.name, column.type) == ZU_OK;
+    zu_do_ntlist *added = zuapi::shape_columns(form);
+    for (size_t slot = 0; good && slot < zu_do_ntlist_get_len(added); ++slot) {
+      zu_do_name *name = name_at(added, slot);
+      good = has_column(columns, name) || zu_do_ntlist_add(columns, name, ZU_DO_TYPE_NONE) == ZU_OK;
     }
   }
   if (good) return columns;
@@ -66,10 +52,9 @@ zu_do_ntlist *all_columns(const run &rows) {
 zu_do_vlist *row_under(zu_do_ntlist *columns, zu_do_vlist *stored) {
   static zu_do_value none = zuapi::cell_none();
   zu_do_vlist *row = zu_do_vlist_new();
-  const zuapi::shape *form = record_of(stored)->form;
-  for (uint32_t i = 0; row != nullptr && i < columns->length; ++i) {
-    const int32_t slot = zuapi::shape_find(form, columns->items[i].name);
-    if (zu_do_vlist_add(row, slot < 0 ? &none : &stored->cells[slot]) == ZU_OK) continue;
+  for (size_t i = 0; row != nullptr && i < zu_do_ntlist_get_len(columns); ++i) {
+    const int32_t slot = zuapi::shape_find(zuapi::row_shape(stored), name_at(columns, i));
+    if (zu_do_vlist_add(row, slot < 0 ? &none : &zuapi::row_values(stored)[slot]) == ZU_OK) continue;
     zu_do_vlist_deref(row);
     row = nullptr;
   }
@@ -92,14 +77,13 @@ int add_rebuilt(zu_do_ntlist *columns, zu_do_vlist *const *rows, uint32_t count,
 }
 
 int add_rows(cursor_object *object, zu_do_vlist *const *rows, uint32_t count, zu_do_vtable *table) {
-  const zuapi::shape *form = object->found.form();
+  zuapi::shape *form = object->found.form();
   if (form == nullptr && object->found.rows().count == 0) return ZU_OK;
   if (form == nullptr && object->columns == nullptr) {
     object->columns = all_columns(object->found.rows());
     if (object->columns == nullptr) return ZU_EXHAUSTED;
   }
-  // A shape's columns are frozen: nothing is written through this pointer.
-  auto *columns = form == nullptr ? object->columns : const_cast<zu_do_ntlist *>(&form->columns);
+  zu_do_ntlist *columns = form == nullptr ? object->columns : zuapi::shape_columns(form);
   const int code = zu_do_vtable_set_ntlist(table, columns);
   if (code != ZU_OK) return code;
   return form == nullptr ? add_rebuilt(columns, rows, count, table)
@@ -107,7 +91,7 @@ int add_rows(cursor_object *object, zu_do_vlist *const *rows, uint32_t count, zu
 }
 
 int cursor_fetch(zu_cursor *cursor, uint32_t count, zu_do_vtable *table) noexcept {
-  cursor_object *object = object_of(cursor);
+  cursor_object *object = cursor_object::of(cursor);
   if (table == nullptr) return ZU_FAILED;
   const run &rows = object->found.rows();
   const uint32_t left = rows.count - object->position;
@@ -122,17 +106,13 @@ zu_status *cursor_status(zu_cursor *) noexcept {
   return empty_status();
 }
 
-constexpr zu_cursor_ops cursor_ops = {nullptr, cursor_ref, cursor_free, cursor_fetch, cursor_status};
+constexpr zu_cursor_ops cursor_ops = {nullptr, cursor_object::ref, cursor_object::free, cursor_fetch,
+                                      cursor_status};
 
 } // namespace
 
 int cursor_object_new(data_object *data, answer &&found, bool whole, zu_cursor **cursor) {
-  void *block = qmalloc_named(ZU_DO_AREA, sizeof(cursor_object));
-  if (block == nullptr) return ZU_EXHAUSTED;
-  auto *object = new (block)
-      cursor_object{{&cursor_ops}, 1, 0, whole, data_object_share(data), nullptr, std::move(found)};
-  *cursor = &object->cursor;
-  return ZU_OK;
+  return cursor_object::make(cursor, &cursor_ops, data, std::move(found), whole);
 }
 
 } // namespace store

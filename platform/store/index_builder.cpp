@@ -5,13 +5,9 @@ namespace store {
 
 namespace {
 
-bool is_absolute(const zu_do_uri *uri) {
-  return (uri->flags & zuapi::uri_absolute) != 0;
-}
-
 // A record in a location; a location record itself is in none.
 bool is_located(const zu_do_uri *uri) {
-  return is_absolute(uri) && uri->segment_count > 1;
+  return zuapi::uri_is_absolute(uri) && zuapi::uri_segment_count(uri) > 1;
 }
 
 // Adds a row to a run that has rows of its own: those are in no array of the snapshot's.
@@ -22,15 +18,15 @@ void append(run &rows, zu_do_vlist *row) {
 } // namespace
 
 collection_key own_key(const zu_do_uri *uri) {
-  const std::string_view text = uri->view();
-  return {text.substr(0, uri->parent), text.substr(uri->name, uri->name_end - uri->name)};
+  return {zuapi::uri_parent_text(uri), zuapi::uri_last_name(uri)};
 }
 
 collection_key any_key(const zu_do_uri *uri) {
   collection_key key = own_key(uri);
-  if (!is_absolute(uri)) return key;
-  const bool located = uri->segment_count > 1 && uri->relative < uri->parent;
-  key.parent = located ? key.parent.substr(uri->relative) : "/";
+  if (!zuapi::uri_is_absolute(uri)) return key;
+  const size_t relative = zuapi::uri_text(uri).size() - zuapi::uri_relative_text(uri).size();
+  const bool located = zuapi::uri_segment_count(uri) > 1 && relative < key.parent.size();
+  key.parent = located ? key.parent.substr(relative) : "/";
   return key;
 }
 
@@ -71,10 +67,8 @@ uint32_t collections_builder::find_or_add(const collection_key &key, uint32_t pa
 }
 
 void collections_builder::place(snapshot &data) {
-  table_.entries = array<collection_entry>(collections_.size());
-  for (size_t i = 0; i < collections_.size(); ++i) {
-    table_.entries[i] = {collections_[i].rows.place(data), collections_[i].path};
-  }
+  table_.entries.reserve(collections_.size());
+  for (const collection &each : collections_) table_.entries.push_back({each.rows.place(data), each.path});
   for (uint32_t id = 0; scattered_ && id < of_record_.size(); ++id) {
     const uint32_t found = of_record_[id];
     if (found != no_id && collections_[found].rows.scattered)
@@ -83,23 +77,23 @@ void collections_builder::place(snapshot &data) {
 }
 
 void index_builder::prepare(const zu_do_uri *uri, uint32_t path) {
-  data_.by_text.prefetch(uri->hash);
-  if (uri->segment_count == 0) return;
+  data_.by_text.prefetch(zuapi::uri_hash(uri));
+  if (zuapi::uri_segment_count(uri) == 0) return;
   any_.prepare(uri, path);
-  if (is_absolute(uri)) own_.prepare(uri, path);
+  if (zuapi::uri_is_absolute(uri)) own_.prepare(uri, path);
 }
 
 bool index_builder::add(zu_do_uri *uri, uint32_t path) {
   const uint32_t id = count();
-  const auto is_same = [&](uint32_t i) { return uris_[i]->view() == uri->view(); };
-  if (data_.by_text.find(uri->hash, is_same) != no_id) return false;
-  data_.by_text.insert(uri->hash, id);
+  const auto is_same = [&](uint32_t i) { return zuapi::uri_text(uris_[i]) == zuapi::uri_text(uri); };
+  if (data_.by_text.find(zuapi::uri_hash(uri), is_same) != no_id) return false;
+  data_.by_text.insert(zuapi::uri_hash(uri), id);
   uris_.push_back(uri);
   paths_.push_back(path);
-  any_absolute_ = any_absolute_ || is_absolute(uri);
-  if (uri->segment_count == 0) return true;
+  any_absolute_ = any_absolute_ || zuapi::uri_is_absolute(uri);
+  if (zuapi::uri_segment_count(uri) == 0) return true;
   any_.add(uri, id, path);
-  if (is_absolute(uri)) own_.add(uri, id, path);
+  if (zuapi::uri_is_absolute(uri)) own_.add(uri, id, path);
   return true;
 }
 
@@ -124,14 +118,14 @@ void index_builder::place_paths() {
 }
 
 void index_builder::build_relative_texts() {
-  data_.next_relative = array<uint32_t>(count());
+  data_.next_relative.resize(count());
   std::vector<uint32_t> last(count());
   for (uint32_t id = 0; id < count(); ++id) {
     if (!is_located(uris_[id])) continue;
-    const std::string_view text = uris_[id]->relative_view();
-    const uint32_t hash = zuapi::hash_text(text.data(), text.size());
-    const uint32_t first =
-        data_.by_relative_text.find(hash, [&](uint32_t i) { return uris_[i]->relative_view() == text; });
+    const std::string_view text = zuapi::uri_relative_text(uris_[id]);
+    const uint32_t hash = infra::hash_text(text.data(), text.size());
+    const uint32_t first = data_.by_relative_text.find(
+        hash, [&](uint32_t i) { return zuapi::uri_relative_text(uris_[i]) == text; });
     if (first == no_id) {
       data_.by_relative_text.insert(hash, id);
       last[id] = id;

@@ -14,7 +14,7 @@ struct collection_key {
 
   bool operator==(const collection_key &) const = default;
   uint32_t hash() const {
-    return zuapi::hash_text(parent.data(), parent.size()) * 31 + zuapi::hash_text(name.data(), name.size());
+    return infra::hash_text(parent.data(), parent.size()) * 31 + infra::hash_text(name.data(), name.size());
   }
 };
 

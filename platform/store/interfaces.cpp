@@ -23,49 +23,31 @@ int data_get_coll_ifc(zu_data_ifc *ifc, zu_coll_ifc **coll) noexcept {
   return coll_object_new(object_of(ifc), coll);
 }
 
-int data_get_crudx_ifc(zu_data_ifc *ifc, zu_crudx_ifc **crudx) noexcept {
-  return crudx_object_new(object_of(ifc), crudx);
-}
-
-constexpr zu_data_ifc_ops data_ops = {nullptr, data_ref, data_free, data_get_coll_ifc, data_get_crudx_ifc};
-
-struct crudx_object {
-  zu_crudx_ifc ifc; // first
-  uint32_t count;
-  data_object *data;
+struct crudx_object : counted_object<crudx_object, zu_crudx_ifc> {
+  using counted_object::counted_object;
 };
-
-crudx_object *object_of(zu_crudx_ifc *ifc) {
-  return reinterpret_cast<crudx_object *>(ifc);
-}
-
-int crudx_ref(zu_crudx_ifc *ifc) noexcept {
-  ++object_of(ifc)->count;
-  return ZU_OK;
-}
-
-int crudx_free(zu_crudx_ifc *ifc) noexcept {
-  crudx_object *object = object_of(ifc);
-  if (--object->count != 0) return ZU_OK;
-  data_object_release(object->data);
-  qfree_named(object);
-  return ZU_OK;
-}
 
 // A named configuration is a store of its own, so the name and the flags say nothing here.
 int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *, uint64_t, zu_do_properties *record) noexcept {
   if (uri == nullptr || record == nullptr) return ZU_FAILED;
-  const snapshot &data = object_of(ifc)->data->data;
+  const snapshot &data = crudx_object::of(ifc)->data->data;
   const uint32_t id = data.find(uri);
   if (id == no_id) return ZU_NOT_FOUND;
-  return zuapi::properties_add_record(record, record_of(data.records[id]));
+  return zuapi::properties_add_row(record, data.records[id]);
 }
 
 zu_status *crudx_status(zu_crudx_ifc *) noexcept {
   return empty_status();
 }
 
-constexpr zu_crudx_ifc_ops crudx_ops = {nullptr, crudx_ref, crudx_free, crudx_get, crudx_status};
+constexpr zu_crudx_ifc_ops crudx_ops = {nullptr, crudx_object::ref, crudx_object::free, crudx_get,
+                                        crudx_status};
+
+int data_get_crudx_ifc(zu_data_ifc *ifc, zu_crudx_ifc **crudx) noexcept {
+  return crudx_object::make(crudx, &crudx_ops, object_of(ifc));
+}
+
+constexpr zu_data_ifc_ops data_ops = {nullptr, data_ref, data_free, data_get_coll_ifc, data_get_crudx_ifc};
 
 void status_clear(zu_status *) noexcept {}
 
@@ -88,16 +70,6 @@ void data_object_release(data_object *object) {
   if (object->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   object->~data_object();
   qfree_named(object);
-}
-
-int crudx_object_new(data_object *data, zu_crudx_ifc **crudx) {
-  auto *object = object_new<crudx_object>();
-  if (object == nullptr) return ZU_EXHAUSTED;
-  object->ifc.ops = &crudx_ops;
-  object->count = 1;
-  object->data = data_object_share(data);
-  *crudx = &object->ifc;
-  return ZU_OK;
 }
 
 zu_status *empty_status() {

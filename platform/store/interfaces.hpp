@@ -20,20 +20,46 @@ data_object *data_object_new();
 data_object *data_object_share(data_object *object);
 void data_object_release(data_object *object);
 
-// New objects, each with a reference on the data interface: 0 or ZU_EXHAUSTED.
+// What the other objects have in common: counted, by one thread, with a reference on the data interface.
+template <class Self, class Ifc>
+struct counted_object {
+  Ifc ifc; // first
+  data_object *data;
+  uint32_t count = 1;
+
+  counted_object(const decltype(Ifc::ops) ops, data_object *of) : ifc{ops}, data(data_object_share(of)) {}
+  ~counted_object() { data_object_release(data); }
+  counted_object(const counted_object &) = delete;
+  counted_object &operator=(const counted_object &) = delete;
+
+  static Self *of(Ifc *ifc) { return static_cast<Self *>(reinterpret_cast<counted_object *>(ifc)); }
+  static int ref(Ifc *ifc) noexcept {
+    ++of(ifc)->count;
+    return ZU_OK;
+  }
+  static int free(Ifc *ifc) noexcept {
+    Self *self = of(ifc);
+    if (--self->count != 0) return ZU_OK;
+    self->~Self();
+    qfree_named(self);
+    return ZU_OK;
+  }
+  // A new object's interface in `*made`: 0 or ZU_EXHAUSTED.
+  template <class... Arguments>
+  static int make(Ifc **made, Arguments &&...arguments) {
+    void *block = qmalloc_named(ZU_DO_AREA, sizeof(Self));
+    if (block == nullptr) return ZU_EXHAUSTED;
+    *made = &(new (block) Self(std::forward<Arguments>(arguments)...))->ifc;
+    return ZU_OK;
+  }
+};
+
+// 0 or ZU_EXHAUSTED.
 int coll_object_new(data_object *data, zu_coll_ifc **coll);
-int crudx_object_new(data_object *data, zu_crudx_ifc **crudx);
 // A cursor over the answer, which it takes. `whole`: one fetch gives all rows, whatever its count.
 int cursor_object_new(data_object *data, answer &&found, bool whole, zu_cursor **cursor);
 
 // The status of everything: nothing is kept in it.
 zu_status *empty_status();
-
-// A zeroed block for an object of the interfaces, which have trivial constructors; none when memory is
-// exhausted.
-template <class T>
-T *object_new() {
-  return static_cast<T *>(qcalloc_named(ZU_DO_AREA, 1, sizeof(T)));
-}
 
 } // namespace store

@@ -86,7 +86,7 @@ void report(zu_do_error **error, int32_t code, const std::string &message) {
   if (error != nullptr) *error = zu_do_error_new(code, message.c_str());
 }
 
-std::string message_of(const char *name, std::string_view text, const zuapi::refusal &refused) {
+std::string message_of(const char *name, std::string_view text, const zu_json::refusal &refused) {
   const place at = place_of(text, refused.offset);
   return std::string(name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
          refused.message;
@@ -96,7 +96,7 @@ std::string message_of(const char *name, std::string_view text, const zuapi::ref
 void load_into(snapshot &data, padded_text &text) {
   text.pad();
   loader reader(text.view().data(), text.view().size(), text.capacity(), data);
-  zuapi::read_json(text.view(), [&] { reader.read(); });
+  zu_json::read_json(text.view(), [&] { reader.read(); });
   text.drop(); // before the records take its memory
   reader.finish();
 }
@@ -106,7 +106,7 @@ zu_data_ifc *load(const char *name, padded_text &text, zu_do_error **error) {
   try {
     load_into(object->data, text);
     return &object->ifc;
-  } catch (const zuapi::refusal &refused) {
+  } catch (const zu_json::refusal &refused) {
     data_object_release(object);
     report(error, ZU_FAILED, message_of(name, text.view(), refused));
     return nullptr;

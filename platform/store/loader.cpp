@@ -113,29 +113,24 @@ void loader::read_record(std::string_view text, json::value value) {
   for (json::field field : members_of(value)) read_property(path, field, expected);
   at_ = start;
   add_keys(path, *pattern, uri);
-  if (!index_.add(uri, pattern->path)) refuse(start, "duplicate record " + in_quotes(uri->view()));
+  if (!index_.add(uri, pattern->path)) refuse(start, "duplicate record " + in_quotes(zuapi::uri_text(uri)));
   end_record(pattern->path);
 }
 
-zu_do_uri *loader::place_uri(const zuapi::uri_scan &scan) {
-  return zuapi::uri_place_frozen(data_.memory.take(zuapi::uri_size(scan)), scan);
-}
-
 zu_do_uri *loader::read_uri(std::string_view text, known_pattern *&pattern) {
-  zuapi::uri_scan scan;
   zu_do_uri *uri = nullptr;
   size_t rank = 0;
   for (; uri == nullptr && rank < std::size(recent_) && recent_[rank] != nullptr; ++rank) {
     pattern = recent_[rank];
-    if (pattern->of.match(text, scan)) uri = place_uri(scan);
+    uri = pattern->of.make(text, data_.memory);
   }
   if (uri == nullptr) {
-    const char *reason = zuapi::uri_scan_text(text.data(), text.size(), &scan);
+    const char *reason = nullptr;
+    uri = zuapi::uri_frozen_of(text, data_.memory, &reason);
     if (reason != nullptr) refuse(at_, "bad URI " + in_quotes(text) + ": " + reason);
-    if (scan.coll_type != 0) refuse(at_, "URI " + in_quotes(text) + " of a record has a query");
-    uri = place_uri(scan);
+    if (zu_do_uri_is_coll_uri(uri)) refuse(at_, "URI " + in_quotes(text) + " of a record has a query");
     pattern = find_or_add_pattern(uri);
-    pattern->of.note(uri->view());
+    pattern->of.note(zuapi::uri_text(uri));
     rank = std::size(recent_);
   }
   while (--rank > 0) recent_[rank] = recent_[rank - 1];
@@ -145,22 +140,23 @@ zu_do_uri *loader::read_uri(std::string_view text, known_pattern *&pattern) {
 }
 
 loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
-  uri_pattern::write_text(uri->view(), scratch_);
+  zuapi::uri_pattern::write_text(zuapi::uri_text(uri), scratch_);
   const auto found = pattern_by_text_.find(scratch_);
   if (found != pattern_by_text_.end()) return found->second;
-  patterns_.push_back(std::make_unique<known_pattern>(known_pattern{uri_pattern(uri), 0, {}}));
+  patterns_.push_back(std::make_unique<known_pattern>(known_pattern{zuapi::uri_pattern(uri), 0, {}}));
   known_pattern *made = patterns_.back().get();
   pattern_by_text_.emplace(made->of.text(), made);
   check_keys(uri);
 
-  scratch_.resize(uri->length);
-  scratch_.resize(path_of(uri->view(), made->of.absolute(), scratch_.data()));
+  scratch_.resize(zuapi::uri_text(uri).size());
+  scratch_.resize(path_of(zuapi::uri_text(uri), made->of.absolute(), scratch_.data()));
   made->path = paths_.find_or_add(scratch_);
   path_builder &path = paths_[made->path];
   path.add_pattern(made->of, index_.count());
-  if (uri->segment_count == 0) return made;
-  uint32_t at = uri->name_end;
-  for (zuapi::uri_key key; zuapi::uri_next_key(uri->view(), at, key);) {
+  if (zuapi::uri_segment_count(uri) == 0) return made;
+  const std::string_view name = zuapi::uri_last_name(uri);
+  auto at = static_cast<uint32_t>(name.data() + name.size() - zuapi::uri_text(uri).data());
+  for (zuapi::uri_key key; zuapi::uri_next_key(zuapi::uri_text(uri), at, key);) {
     check_property_name(key.name);
     made->keys.push_back(path.add(key.name, property::key, 0, data_.memory));
   }
@@ -168,16 +164,16 @@ loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
 }
 
 void loader::check_keys(const zu_do_uri *uri) {
-  const bool absolute = (uri->flags & zuapi::uri_absolute) != 0;
+  const bool absolute = zuapi::uri_is_absolute(uri);
   size_t start = absolute ? 2 : 1;
-  for (uint32_t i = 0; i < uri->segment_count; ++i) {
-    const size_t end = std::min(uri->view().find('/', start), uri->view().size());
+  for (uint32_t i = 0; i < zuapi::uri_segment_count(uri); ++i) {
+    const size_t end = std::min(zuapi::uri_text(uri).find('/', start), zuapi::uri_text(uri).size());
     std::string path(end, '\0');
-    path.resize(path_of(uri->view().substr(0, end), absolute, path.data()));
-    auto at = static_cast<uint32_t>(std::min(uri->view().find(';', start), end));
-    for (zuapi::uri_key key; zuapi::uri_next_key(uri->view(), at, key);) {
+    path.resize(path_of(zuapi::uri_text(uri).substr(0, end), absolute, path.data()));
+    auto at = static_cast<uint32_t>(std::min(zuapi::uri_text(uri).find(';', start), end));
+    for (zuapi::uri_key key; zuapi::uri_next_key(zuapi::uri_text(uri), at, key);) {
       if (!paths_.is_secret(path, key.name)) continue;
-      refuse(at_, "key " + in_quotes(key.name) + " of URI " + in_quotes(uri_pattern(uri).text()) +
+      refuse(at_, "key " + in_quotes(key.name) + " of URI " + in_quotes(zuapi::uri_pattern(uri).text()) +
                       " is a PasswordString");
     }
     start = end + 1;
@@ -186,13 +182,13 @@ void loader::check_keys(const zu_do_uri *uri) {
 
 void loader::check_location(const zu_do_uri *uri) const {
   constexpr size_t longest = 15;
-  const std::string_view segment = uri->view().substr(0, uri->first_end);
+  const std::string_view segment = split_location(zuapi::uri_text(uri)).location;
   auto at = static_cast<uint32_t>(std::min(segment.find(';'), segment.size()));
   zuapi::uri_key key;
   if (!zuapi::uri_next_key(segment, at, key)) return;
   std::string location(key.value.size(), '\0');
   if (zuapi::uri_decode_value(key.value, location.data()) > longest) {
-    refuse(at_, "the location of " + in_quotes(uri->view()) + " is longer than 15 bytes");
+    refuse(at_, "the location of " + in_quotes(zuapi::uri_text(uri)) + " is longer than 15 bytes");
   }
 }
 
@@ -223,7 +219,7 @@ void loader::mark_default(const property &of, zu_do_value &cell) const {
 void loader::add_keys(path_builder &path, const known_pattern &pattern, const zu_do_uri *uri) {
   const size_t first = pattern.of.value_count() - pattern.keys.size();
   for (size_t i = 0; i < pattern.keys.size(); ++i) {
-    add_key(path, pattern.keys[i], pattern.of.value(uri->view(), first + i));
+    add_key(path, pattern.keys[i], pattern.of.value(zuapi::uri_text(uri), first + i));
   }
 }
 
@@ -241,7 +237,7 @@ void loader::add_key(path_builder &path, uint32_t index, std::string_view encode
 }
 
 void loader::check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const {
-  if (zuapi::is_secret_type(zu_do_value_get_typedef_name(&given))) {
+  if (zu_json::is_secret_type(zu_do_value_get_typedef_name(&given))) {
     refuse(at, "key " + in_quotes(of.name) + " of the URI is a PasswordString");
   }
   char room[ZU_DO_VALUE_ROOM];

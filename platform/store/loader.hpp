@@ -5,13 +5,13 @@
 #include "store/message.hpp"
 #include "store/path_builder.hpp"
 #include "store/record_log.hpp"
-#include "zuapi/json_value.hpp"
+#include "json/reader.hpp"
 
 namespace store {
 
 namespace json = simdjson::ondemand;
-using zuapi::members_of;
-using zuapi::value_reader;
+using zu_json::members_of;
+using zu_json::value_reader;
 
 // One walk over a parsed document, classes before records. What shape the records of a path have is known
 // when all have been seen: until then a log keeps their values.
@@ -50,7 +50,7 @@ private:
 
   // A pattern of records' URIs.
   struct known_pattern {
-    uri_pattern of;
+    zuapi::uri_pattern of;
     uint32_t path;
     std::vector<uint32_t> keys; // the properties that the keys of the last segment are
   };
@@ -63,7 +63,6 @@ private:
   void read_records(json::value value);
   void read_record(std::string_view text, json::value value);
   zu_do_uri *read_uri(std::string_view text, known_pattern *&pattern);
-  zu_do_uri *place_uri(const zuapi::uri_scan &scan);
   known_pattern *find_or_add_pattern(const zu_do_uri *uri);
   void check_location(const zu_do_uri *uri) const;
   // Refuses a URI with a key that its class says is a PasswordString: URIs are shown everywhere.

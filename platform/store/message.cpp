@@ -4,21 +4,19 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "infra/text.hpp"
+
 namespace store {
 
 std::string in_quotes(std::string_view text) {
   constexpr size_t longest = 200;
-  constexpr char digits[] = "0123456789ABCDEF";
   size_t length = std::min(text.size(), longest);
   while (length < text.size() && length > 0 && (static_cast<uint8_t>(text[length]) & 0xc0) == 0x80) --length;
   std::string shown = "\"";
   for (char c : text.substr(0, length)) {
-    const auto byte = static_cast<uint8_t>(c);
-    if (byte < 0x20 || byte == 0x7f) {
-      shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
-    } else {
-      shown += c;
-    }
+    char escape[4];
+    shown += infra::is_control(c) ? std::string_view(escape, infra::put_escaped(escape, c))
+                                  : std::string_view(&c, 1);
   }
   return shown + (length < text.size() ? "...\"" : "\"");
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 
 namespace store {
 

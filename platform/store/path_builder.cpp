@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "store/path.hpp"
-#include "zuapi/json_value.hpp"
+#include "json/reader.hpp"
 
 namespace store {
 
@@ -18,7 +18,8 @@ uint32_t path_builder::find(std::string_view name, uint32_t expected) const {
   return found == by_name_.end() ? no_id : found->second;
 }
 
-uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t expected, arena &memory) {
+uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t expected,
+                           infra::arena &memory) {
   uint32_t index = find(name, expected);
   if (index == no_id) {
     index = static_cast<uint32_t>(properties_.size());
@@ -33,7 +34,7 @@ uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t
   return index;
 }
 
-void path_builder::add_pattern(const uri_pattern &pattern, uint32_t record) {
+void path_builder::add_pattern(const zuapi::uri_pattern &pattern, uint32_t record) {
   if (!keys_.has_value()) keys_ = pattern.below_location();
   same_keys_ = same_keys_ && *keys_ == pattern.below_location();
   if (!pattern.absolute()) return;
@@ -45,24 +46,26 @@ void path_builder::add_pattern(const uri_pattern &pattern, uint32_t record) {
   same_locations_ = same_locations_ && same_key_names(location_, location);
 }
 
-void path_builder::finish(snapshot &data, size_t &name_count) {
+void path_builder::finish(snapshot &data) {
   std::vector<property *> sorted;
   for (property &each : properties_) sorted.push_back(&each);
   std::sort(sorted.begin(), sorted.end(), [](const property *a, const property *b) {
     return std::pair(a->order, a->rank) < std::pair(b->order, b->rank);
   });
-  std::vector<zu_do_name *> names = {zuapi::name_of_uri()};
+  std::vector<zu_do_name *> names = {zu_do_name_new(ZU_DO_NAME_URI)}; // which is not counted
   for (property *each : sorted) {
     zu_do_name *name = zu_do_name_new_l(each->name.data(), each->name.size());
     if (name == nullptr) throw std::bad_alloc();
-    data.names[name_count++] = name;
+    data.names.push_back(name);
     each->slot = static_cast<uint32_t>(names.size());
     names.push_back(name);
     template_cells_.push_back(each->default_value);
     if (each->has_default) zuapi::cell_set_default(template_cells_.back());
   }
   const auto width = static_cast<uint32_t>(names.size());
-  form_ = zuapi::shape_place(data.memory.take(zuapi::shape_size(width)), names.data(), nullptr, width);
+  form_ = zuapi::shape_new(names.data(), width);
+  if (form_ == nullptr) throw std::bad_alloc();
+  data.shapes.push_back(form_);
 }
 
 uint32_t path_list::find_or_add(std::string_view text) {
@@ -80,22 +83,21 @@ bool path_list::is_secret(std::string_view path, std::string_view name) const {
   if (found == by_text_.end()) return false;
   path_builder &of = *paths_[found->second];
   const uint32_t index = of.find(name, 0);
-  return index != no_id && zuapi::is_secret_type(of.properties()[index].type);
+  return index != no_id && zu_json::is_secret_type(of.properties()[index].type);
 }
 
 void path_list::finish(snapshot &data) {
   size_t properties = 0;
   for (const auto &path : paths_) properties += path->properties().size();
-  data.names = array<zu_do_name *>(properties);
-  data.paths = array<path_entry>(paths_.size());
-  data.path_by_text.reserve(paths_.size());
-  size_t name_count = 0;
+  data.names.reserve(properties);
+  data.shapes.reserve(paths_.size());
+  data.paths.reserve(paths_.size());
   for (uint32_t i = 0; i < size(); ++i) {
     path_builder &path = *paths_[i];
-    path.finish(data, name_count);
+    path.finish(data);
     const std::string_view text(data.memory.copy_text(path.text()), path.text().size());
-    data.paths[i] = path.entry(text);
-    data.path_by_text.insert(zuapi::hash_text(text.data(), text.size()), i);
+    data.paths.push_back(path.entry(text));
+    data.path_by_text.insert(infra::hash_text(text.data(), text.size()), i);
   }
 }
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "store/snapshot.hpp"
-#include "store/uri_pattern.hpp"
+#include "zuapi/uri_pattern.hpp"
 
 namespace store {
 
@@ -38,10 +38,10 @@ public:
   // The index of a property, or no_id. `expected` is the index where it is looked for first.
   uint32_t find(std::string_view name, uint32_t expected) const;
   // The same, added when it is not there, and moved up when it was of a later kind.
-  uint32_t add(std::string_view name, property::kind order, uint32_t expected, arena &memory);
+  uint32_t add(std::string_view name, property::kind order, uint32_t expected, infra::arena &memory);
 
   // What the URIs of its records have in common: a new pattern, and the first record of it.
-  void add_pattern(const uri_pattern &pattern, uint32_t record);
+  void add_pattern(const zuapi::uri_pattern &pattern, uint32_t record);
   // The path as the snapshot keeps it, without records.
   path_entry entry(std::string_view text) const {
     return {text, form_, {nullptr, 0}, same_keys_, same_locations_, first_located_};
@@ -53,10 +53,10 @@ public:
   // The cells that all records take.
   uint64_t cell_count() const { return uint64_t{record_count} * (properties_.size() + 1); }
 
-  // Makes the shape (`_uri` first) and the cells of a record that gives nothing. The names become the
-  // snapshot's: `names` takes one reference on each. Throws std::bad_alloc.
-  void finish(snapshot &data, size_t &name_count);
-  const zuapi::shape *form() const { return form_; }
+  // Makes the shape (`_uri` first), which becomes the snapshot's as its names do, and the cells of a record
+  // that gives nothing. The snapshot has room for them. Throws std::bad_alloc.
+  void finish(snapshot &data);
+  zuapi::shape *form() const { return form_; }
   const std::vector<zu_do_value> &template_cells() const { return template_cells_; }
 
 private:
@@ -64,7 +64,7 @@ private:
   std::vector<property> properties_;
   uint32_t ranks_[3] = {};
   std::unordered_map<std::string_view, uint32_t> by_name_;
-  const zuapi::shape *form_ = nullptr;
+  zuapi::shape *form_ = nullptr;
   std::vector<zu_do_value> template_cells_; // without `_uri`
   std::optional<std::string> keys_;         // of the first pattern, below its location
   std::string location_;                    // of the first pattern that has one

@@ -18,23 +18,7 @@ void record_log::add(uint32_t path, const std::vector<uint32_t> &properties,
     outlines_.insert(outlines_.end(), properties.begin(), properties.end());
   }
   records_.push_back(last);
-  for (const zu_do_value &cell : cells) push(cell);
-}
-
-void record_log::push(const zu_do_value &cell) {
-  if (chunks_.empty() || written_ == chunks_.back().size()) {
-    chunks_.emplace_back(chunks_.empty() ? smallest_chunk : std::min(written_ * 2, largest_chunk));
-    written_ = 0;
-  }
-  chunks_.back()[written_++] = cell;
-}
-
-const zu_do_value &record_log::next() {
-  if (read_ == chunks_[reading_].size()) {
-    chunks_[reading_++] = {}; // its memory is wanted for the records
-    read_ = 0;
-  }
-  return chunks_[reading_][read_++];
+  values_.insert(values_.end(), cells.begin(), cells.end());
 }
 
 // From now on the outlines hold slots, which are known once the paths are finished.
@@ -48,17 +32,20 @@ void record_log::name_slots(path_list &paths) {
 
 void record_log::place(snapshot &data, path_list &paths, const index_builder &index) {
   name_slots(paths);
-  data.records = array<zu_do_vlist *>(records_.size());
+  data.records.reserve(records_.size());
   for (const uint32_t outline : records_) {
     const path_builder &path = paths[outlines_[outline]];
-    void *block = data.memory.take(zuapi::store_record_size(path.form()->columns.length));
-    auto *record =
-        zuapi::store_record_place(block, path.form(), index.uri(static_cast<uint32_t>(data.record_count)));
-    data.records[data.record_count++] = &record->row;
+    zu_do_uri *uri = index.uri(static_cast<uint32_t>(data.records.size()));
+    zu_do_vlist *row = zuapi::row_make(data.memory, path.form(), uri);
+    data.records.push_back(row);
+    zu_do_value *values = zuapi::row_values(row);
     const std::vector<zu_do_value> &cells = path.template_cells();
-    std::copy(cells.begin(), cells.end(), record->cells() + 1);
+    std::copy(cells.begin(), cells.end(), values + 1);
     const uint32_t *slots = outlines_.data() + outline + 2;
-    for (uint32_t i = 0; i < outlines_[outline + 1]; ++i) record->cells()[slots[i]] = next();
+    for (uint32_t i = 0; i < outlines_[outline + 1]; ++i) {
+      values[slots[i]] = values_.front();
+      values_.pop_front(); // its memory is wanted for the records
+    }
   }
 }
 

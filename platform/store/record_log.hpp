@@ -1,7 +1,7 @@
 // What the records of a file give, kept until all of the file is known.
 #pragma once
 
-#include <memory>
+#include <deque>
 #include <vector>
 
 #include "store/index_builder.hpp"
@@ -20,20 +20,12 @@ public:
   void place(snapshot &data, path_list &paths, const index_builder &index);
 
 private:
-  static constexpr size_t smallest_chunk = 64;
-  static constexpr size_t largest_chunk = size_t{64} << 10;
-
-  void push(const zu_do_value &cell);
-  const zu_do_value &next();
   void name_slots(path_list &paths);
 
   std::vector<uint32_t> outlines_;     // path, number of properties, their indices; and so on
   std::vector<uint32_t> last_of_path_; // where in them, or no_id
   std::vector<uint32_t> records_;      // the outline of each
-  std::vector<array<zu_do_value>> chunks_;
-  size_t written_ = 0; // values of the last chunk
-  size_t reading_ = 0; // the chunk that is being read, and how many values of it have been
-  size_t read_ = 0;
+  std::deque<zu_do_value> values_;
 };
 
 } // namespace store

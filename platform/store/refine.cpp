@@ -11,25 +11,24 @@ namespace {
 // A column of rows, found again only when the shape of a row differs from that of the one before.
 class column {
 public:
-  explicit column(zu_do_name *name) : name_(name), text_(name->view()) {}
+  explicit column(zu_do_name *name) : name_(name) {}
   explicit column(std::string_view text) : name_(nullptr), text_(text) {}
 
   // The row's value; one without value where the row has no such property.
   zu_do_value *of(zu_do_vlist *row) {
     static zu_do_value none = zuapi::cell_none();
-    const zuapi::shape *form = record_of(row)->form;
+    zuapi::shape *form = zuapi::row_shape(row);
     if (form != form_) {
       form_ = form;
-      slot_ = name_ != nullptr ? zuapi::shape_find(form, name_)
-                               : zuapi::shape_find_text(form, text_.data(), text_.size());
+      slot_ = name_ != nullptr ? zuapi::shape_find(form, name_) : zuapi::shape_find_text(form, text_);
     }
-    return slot_ < 0 ? &none : &row->cells[slot_];
+    return slot_ < 0 ? &none : &zuapi::row_values(row)[slot_];
   }
 
 private:
   zu_do_name *name_;
-  std::string_view text_;
-  const zuapi::shape *form_ = nullptr;
+  std::string_view text_; // when there is no name
+  zuapi::shape *form_ = nullptr;
   int32_t slot_ = -1;
 };
 

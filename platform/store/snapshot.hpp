@@ -2,15 +2,12 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
-#include "store/memory.hpp"
-#include "zuapi/layout.hpp"
+#include "infra/hash_index.hpp"
+#include "zuapi/frozen.hpp"
 
 namespace store {
-
-inline zuapi::store_record *record_of(zu_do_vlist *row) {
-  return reinterpret_cast<zuapi::store_record *>(row);
-}
 
 // Rows in store order, somewhere in the snapshot.
 struct run {
@@ -23,7 +20,7 @@ inline constexpr uint32_t no_id = UINT32_MAX;
 // The records of one path.
 struct path_entry {
   std::string_view text;
-  const zuapi::shape *form;
+  zuapi::shape *form;
   run records;
   bool same_keys;         // the records' URIs have the same key names in the same places, locations left out
   bool same_locations;    // so have the location segments of those that have one
@@ -36,62 +33,16 @@ struct collection_entry {
   uint32_t path; // no_id: the records are of several paths
 };
 
-// An open-addressed table of 32-bit ids under hashes; what the keys are, its users know. Throws
-// std::bad_alloc.
-class id_table {
-public:
-  // Room for that many entries without growing.
-  void reserve(size_t entries) {
-    size_t size = 8;
-    while (size * 3 / 4 < entries) size *= 2;
-    if (size > slots_.size()) resize(size);
-  }
+// Ids by the hashes of their texts. Throws std::bad_alloc.
+struct id_table : infra::hash_index<uint32_t, no_id> {
   void insert(uint32_t hash, uint32_t id) {
-    if (used_ + 1 > slots_.size() * 3 / 4) resize(slots_.empty() ? 8 : slots_.size() * 2);
-    ++used_;
-    place({hash, id + 1});
+    if (!hash_index::insert(hash, id)) throw std::bad_alloc();
   }
-  // Brings the place of a hash near, for a look-up that follows some steps later.
-  void prefetch(uint32_t hash) const {
-    if (!slots_.empty()) __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
-  }
-  // The id of that hash for which `is_it(id)` holds, or no_id.
-  template <class Is_it>
-  uint32_t find(uint32_t hash, Is_it &&is_it) const {
-    if (slots_.empty()) return no_id;
-    const size_t mask = slots_.size() - 1;
-    for (size_t at = hash & mask; slots_[at].id_plus_1 != 0; at = (at + 1) & mask) {
-      if (slots_[at].hash == hash && is_it(slots_[at].id_plus_1 - 1)) return slots_[at].id_plus_1 - 1;
-    }
-    return no_id;
-  }
-
-private:
-  struct slot {
-    uint32_t hash;
-    uint32_t id_plus_1; // 0: free
-  };
-  void place(slot entry) {
-    const size_t mask = slots_.size() - 1;
-    size_t at = entry.hash & mask;
-    while (slots_[at].id_plus_1 != 0) at = (at + 1) & mask;
-    slots_[at] = entry;
-  }
-  void resize(size_t size) {
-    array<slot> old(size);
-    std::swap(old, slots_);
-    for (size_t i = 0; i < old.size(); ++i) {
-      if (old[i].id_plus_1 != 0) place(old[i]);
-    }
-  }
-
-  array<slot> slots_;
-  size_t used_ = 0;
 };
 
 // The instances of collections, found by the texts of parent and name.
 struct collection_table {
-  array<collection_entry> entries;
+  std::vector<collection_entry> entries;
   id_table by_key;
 };
 
@@ -113,18 +64,18 @@ struct snapshot {
   // The collection of a URI of type 1, or none when it has no instances.
   const collection_entry *find_collection(const zu_do_uri *uri) const;
 
-  const zu_do_uri *uri_of(uint32_t id) const { return record_of(records[id])->uri; }
+  const zu_do_uri *uri_of(uint32_t id) const { return zuapi::row_uri(records[id]); }
 
-  arena memory;
-  array<zu_do_name *> names; // a reference on each name of a shape
-  array<zu_do_vlist *> records;
-  size_t record_count = 0; // of `records`, while they are being read
-  array<path_entry> paths;
+  infra::arena memory;
+  std::vector<zu_do_name *> names;    // a reference on each name of a shape
+  std::vector<zuapi::shape *> shapes; // of the paths
+  std::vector<zu_do_vlist *> records;
+  std::vector<path_entry> paths;
   id_table path_by_text;
   id_table by_text;
   // Of records in a location: the first with each relative text, and the next with the same (id + 1, or 0).
   id_table by_relative_text;
-  array<uint32_t> next_relative;
+  std::vector<uint32_t> next_relative;
   collection_table own_collections; // of absolute URIs
   collection_table any_collections; // of relative URIs, in every location and without one
 

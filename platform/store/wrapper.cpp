@@ -163,20 +163,23 @@ int data_free(zu_data_ifc *ifc) noexcept {
   return ZU_OK;
 }
 
-int data_get_coll_ifc(zu_data_ifc *ifc, zu_coll_ifc **coll) noexcept {
+// Forwards a call that gives an interface, by that member of the table.
+template <class Ifc, class Ops>
+int get_ifc(zu_data_ifc *ifc, zu_store_call call, int (*zu_data_ifc_ops::*get)(zu_data_ifc *, Ifc **),
+            const Ops *ops, Ifc **out) {
   zu_store_wrapper *wrapper = wrapper_of(ifc);
-  if (const int code = count_call(wrapper, ZU_CALL_GET_COLL_IFC)) return code;
-  zu_coll_ifc *inner = nullptr;
-  const int code = wrapper->inner->ops->get_coll_ifc(wrapper->inner, &inner);
-  return code == ZU_OK ? wrap(wrapper, &coll_ops, inner, coll) : code;
+  if (const int code = count_call(wrapper, call)) return code;
+  Ifc *inner = nullptr;
+  const int code = (wrapper->inner->ops->*get)(wrapper->inner, &inner);
+  return code == ZU_OK ? wrap(wrapper, ops, inner, out) : code;
+}
+
+int data_get_coll_ifc(zu_data_ifc *ifc, zu_coll_ifc **coll) noexcept {
+  return get_ifc(ifc, ZU_CALL_GET_COLL_IFC, &zu_data_ifc_ops::get_coll_ifc, &coll_ops, coll);
 }
 
 int data_get_crudx_ifc(zu_data_ifc *ifc, zu_crudx_ifc **crudx) noexcept {
-  zu_store_wrapper *wrapper = wrapper_of(ifc);
-  if (const int code = count_call(wrapper, ZU_CALL_GET_CRUDX_IFC)) return code;
-  zu_crudx_ifc *inner = nullptr;
-  const int code = wrapper->inner->ops->get_crudx_ifc(wrapper->inner, &inner);
-  return code == ZU_OK ? wrap(wrapper, &crudx_ops, inner, crudx) : code;
+  return get_ifc(ifc, ZU_CALL_GET_CRUDX_IFC, &zu_data_ifc_ops::get_crudx_ifc, &crudx_ops, crudx);
 }
 
 constexpr zu_data_ifc_ops data_ops = {nullptr, data_ref, data_free, data_get_coll_ifc, data_get_crudx_ifc};

@@ -18,7 +18,7 @@ constinit zu_do_error no_memory = {1, ZU_EXHAUSTED, "Memory exhausted"};
 
 zu_do_iter *zu_do_iter_new(void) {
   auto *it = allocate<zu_do_iter>();
-  if (it != nullptr) iter_start(nullptr, it);
+  if (it != nullptr) *it = {nullptr, 0};
   return it;
 }
 

@@ -1,7 +1,4 @@
-// How data objects lie in memory: private to this platform, whose store places frozen ones in its arena.
-//
-// A frozen object is not counted: ref and deref do nothing, and its owner (a snapshot) outlives every use.
-// What a frozen object points at (texts, lists, URIs, names) is kept alive by the same owner.
+// How data objects lie in memory: private to this folder.
 #pragma once
 
 #include <atomic>
@@ -10,7 +7,8 @@
 #include <new>
 #include <string_view>
 
-#include "zuapi/zuapi.h"
+#include "infra/hash_index.hpp"
+#include "zuapi/frozen.hpp"
 
 namespace zuapi {
 
@@ -27,7 +25,6 @@ struct zu_do_name {
   uint32_t length;
   uint32_t unqualified : 31; // offset of what follows the last ':'
   uint32_t permanent : 1;    // well-known: lives as long as the process
-  zu_do_name *next;          // in its bucket
 
   const char *text() const { return reinterpret_cast<const char *>(this + 1); }
   std::string_view view() const { return {text(), length}; }
@@ -35,110 +32,70 @@ struct zu_do_name {
 
 namespace zuapi {
 
-uint32_t hash_text(const char *text, size_t length);
+using infra::hash_text;
 
-// A name that lives as long as the process: known without the intern table.
+// The store's own names live as long as the process, and cost no memory.
 struct known_name {
   zu_do_name name;
   char text[16];
 };
 #pragma GCC visibility push(hidden)
-extern known_name known_uri, known_coll_uri;
+extern known_name known_names[3];
 #pragma GCC visibility pop
 
-// The store's own names; never none, never released.
 inline zu_do_name *name_of_uri() { // _uri
-  return &known_uri.name;
+  return &known_names[0].name;
 }
 inline zu_do_name *name_of_coll_uri() { // _coll_uri
-  return &known_coll_uri.name;
+  return &known_names[1].name;
 }
-// The one of the two whose text that is, or none.
+// The one of them whose text that is, or none.
 inline zu_do_name *known_name_of(std::string_view text) {
   if (text == ZU_DO_NAME_URI) return name_of_uri();
-  return text == ZU_DO_NAME_COLL_URI ? name_of_coll_uri() : nullptr;
+  if (text == ZU_DO_NAME_COLL_URI) return name_of_coll_uri();
+  return text == ZU_DO_NAME_PENDING_ATTRS ? &known_names[2].name : nullptr;
 }
 
-// ---- Values ----
+// ---- Lists ----
 
-struct typed_payload;
-
-union value_payload {
-  bool boolean;
-  int64_t integer;
-  uint64_t whole;
-  double number;
-  const char *text; // zu_do_value::length bytes and a NUL
-  zu_do_vlist *list;
-  zu_do_uri *uri;
-  const typed_payload *typed; // with value_typed: where the payload really is
+enum list_flag : uint8_t {
+  list_frozen = 1, // lies in a store's memory; not counted, cannot change
+  list_record = 2, // frozen, and the first member of a store_record
 };
 
-struct typed_payload {
-  const char *typedef_name;
-  value_payload inner;
-};
-
-enum value_flag : uint8_t {
-  value_counted = 1,    // stands behind a count in a heap block
-  value_default = 2,    // equals the default of its class
-  value_typed = 4,      // has a typedef name
-  value_clean = 8,      // a string without a byte to escape in display
-  value_in_record = 16, // stands in a zu_do_properties, `spare` bytes behind its start, and counts with it
+// What all lists and tables begin with.
+template <class Item>
+struct counted_list {
+  std::atomic<uint32_t> count;
+  uint8_t flags;
+  uint32_t length;
+  uint32_t capacity;
+  Item *items;
 };
 
 } // namespace zuapi
 
-struct zu_do_value {
-  int8_t type; // the type number
-  uint8_t flags;
-  uint16_t spare;
-  uint32_t length; // of a string
-  zuapi::value_payload as;
-
-  const zuapi::value_payload &content() const {
-    return (flags & zuapi::value_typed) != 0 ? as.typed->inner : as;
-  }
-  std::string_view text() const { return {content().text, length}; }
+struct zu_do_ntcolumn {
+  zu_do_name *name; // or none
+  int32_t type;
 };
-static_assert(sizeof(zu_do_value) == 16);
+
+struct zu_do_nlist : zuapi::counted_list<zu_do_name *> {};
+struct zu_do_ntlist : zuapi::counted_list<zu_do_ntcolumn> {};
+
+// Its items are references; those of a frozen one are cells, one behind the other.
+struct zu_do_vlist : zuapi::counted_list<zu_do_value *> {
+  zu_do_value *cells() const { return reinterpret_cast<zu_do_value *>(items); }
+  zu_do_value *at(size_t index) const {
+    return (flags & zuapi::list_frozen) != 0 ? cells() + index : items[index];
+  }
+};
+
+// ---- Rows and shapes ----
 
 namespace zuapi {
 
-// As zu_do_value_compare; sets `exhausted` when there was no memory for a display text, and the order is not
-// good.
-int value_order(zu_do_value *a, zu_do_value *b, bool &exhausted);
-
-// True when display shows the text as it is. `keep_lines`: it is of typedef `Text`.
-bool text_is_clean(const char *text, size_t length, bool keep_lines);
-// The longest string that a value can hold.
-inline constexpr size_t longest_text = UINT32_MAX - 1;
-
-// Frozen cells in place. The text ends with a NUL that is not part of `length`.
-inline zu_do_value cell_none() {
-  return {ZU_DO_TYPE_NONE, 0, 0, 0, {}};
-}
-inline zu_do_value cell_null() {
-  return {ZU_DO_TYPE_NULL, 0, 0, 0, {}};
-}
-inline zu_do_value cell_bool(bool value) {
-  return {ZU_DO_TYPE_BOOL, 0, 0, 0, {.boolean = value}};
-}
-inline zu_do_value cell_int(int64_t value) {
-  return {ZU_DO_TYPE_INT, 0, 0, 0, {.integer = value}};
-}
-inline zu_do_value cell_uint(uint64_t value) {
-  if (value <= static_cast<uint64_t>(INT64_MAX)) return cell_int(static_cast<int64_t>(value));
-  return {ZU_DO_TYPE_UINT, 0, 0, 0, {.whole = value}};
-}
-inline zu_do_value cell_double(double value) {
-  return {ZU_DO_TYPE_DOUBLE, 0, 0, 0, {.number = value}};
-}
-inline zu_do_value cell_string(const char *text, size_t length, bool keep_lines = false) {
-  const uint8_t flags = text_is_clean(text, length, keep_lines) ? value_clean : 0;
-  return {ZU_DO_TYPE_STRING, flags, 0, static_cast<uint32_t>(length), {.text = text}};
-}
-inline zu_do_value cell_array(zu_do_vlist *list) {
+inline zu_do_value cell_list(zu_do_vlist *list) {
   return {ZU_DO_TYPE_ARRAY, 0, 0, 0, {.list = list}};
 }
 inline zu_do_value cell_mr_uri(zu_do_uri *uri) {
@@ -147,119 +104,28 @@ inline zu_do_value cell_mr_uri(zu_do_uri *uri) {
 inline zu_do_value cell_coll_uri(zu_do_uri *uri) {
   return {ZU_DO_TYPE_COLL_URI, 0, 0, 0, {.uri = uri}};
 }
-
-// Gives an untyped cell a typedef name, which is not copied; `block` holds the payload from now on. A string
-// whose typedef name is `Text` must have been made with `keep_lines`.
+// `block` holds the payload of an untyped cell from now on.
 inline void cell_set_typedef(zu_do_value &cell, typed_payload *block, const char *typedef_name) {
-  block->typedef_name = typedef_name;
-  block->inner = cell.as;
+  *block = {typedef_name, cell.as};
   cell.as.typed = block;
   cell.flags |= value_typed;
 }
-inline void cell_set_default(zu_do_value &cell) {
-  cell.flags |= value_default;
-}
 
-} // namespace zuapi
-
-// ---- Lists of values ----
-
-namespace zuapi {
-enum list_flag : uint8_t {
-  list_frozen = 1, // `cells` holds; not counted, cannot change
-  list_record = 2, // frozen, and the first member of a store_record
-};
-} // namespace zuapi
-
-struct zu_do_vlist {
-  std::atomic<uint32_t> count;
-  uint8_t flags;
-  uint32_t length;
-  uint32_t capacity;
-  union {
-    zu_do_value **items; // each a reference
-    zu_do_value *cells;  // frozen: consecutive cells
-  };
-};
-
-// ---- Column lists and shapes ----
-
-struct zu_do_ntcolumn {
-  zu_do_name *name; // or none
-  int32_t type;
-};
-
-struct zu_do_ntlist {
-  std::atomic<uint32_t> count;
-  bool frozen; // names are not counted
-  uint32_t length;
-  uint32_t capacity;
-  zu_do_ntcolumn *items;
-};
-
-namespace zuapi {
-
-// Makes a frozen list in place over `length` cells (an array value's list, a row of a union).
-inline zu_do_vlist *vlist_place(void *block, zu_do_value *cells, uint32_t length) {
-  auto *list = static_cast<zu_do_vlist *>(block);
-  new (&list->count) std::atomic<uint32_t>(1);
-  list->flags = list_frozen;
-  list->length = length;
-  list->capacity = length;
-  list->cells = cells;
-  return list;
-}
-
-// What the records of one path have in common: the columns (frozen, `_uri` first, names without ':',
-// none twice and none `_coll_uri`) and where each name stands.
 struct shape {
   zu_do_ntlist columns; // first: a table's columns are a shape's when their address is
-  uint32_t mask;
-  const uint32_t *slots; // open-addressed by name->hash & mask; slot + 1, 0 is free
+  infra::hash_index<int32_t, -1> slots;
 };
 
-// The bytes that a shape of `width` columns takes, aligned as a pointer; shape_place fills them. `names` and
-// `types` (may be none: all ZU_DO_TYPE_NONE) are copied; name references stay the caller's.
-size_t shape_size(uint32_t width);
-shape *shape_place(void *block, zu_do_name *const *names, const int32_t *types, uint32_t width);
-
-inline int32_t shape_find(const shape *form, const zu_do_name *name) {
-  for (uint32_t at = name->hash & form->mask;; at = (at + 1) & form->mask) {
-    const uint32_t slot = form->slots[at];
-    if (slot == 0) return -1;
-    if (form->columns.items[slot - 1].name == name) return static_cast<int32_t>(slot - 1);
-  }
+inline int32_t find_slot(const shape *form, const zu_do_name *name) {
+  return form->slots.find(name->hash, [&](int32_t slot) { return form->columns.items[slot].name == name; });
 }
-// The same by text, without interning.
-int32_t shape_find_text(const shape *form, const char *text, size_t length);
 
 // A record of a snapshot: its row is itself. cells[0] is `_uri`, a cell_mr_uri of `uri`.
 struct store_record {
   zu_do_vlist row; // first
-  const shape *form;
+  shape *form;
   zu_do_uri *uri;
-
-  zu_do_value *cells() { return reinterpret_cast<zu_do_value *>(this + 1); }
 };
-
-// A record block of `width` cells takes store_record_size bytes (aligned as a pointer). store_record_place
-// fills the header and cells[0]; the caller fills cells 1 and up.
-inline size_t store_record_size(uint32_t width) {
-  return sizeof(store_record) + width * sizeof(zu_do_value);
-}
-inline store_record *store_record_place(void *block, const shape *form, zu_do_uri *uri) {
-  auto *record = static_cast<store_record *>(block);
-  vlist_place(block, record->cells(), form->columns.length);
-  record->row.flags = list_frozen | list_record;
-  record->form = form;
-  record->uri = uri;
-  record->cells()[0] = cell_mr_uri(uri);
-  return record;
-}
-
-// Adds a store record's properties to a record, over what it has, but for `_uri`, which stays as it is when
-// it is set. A record without a shape becomes a view (no allocation). 0 or ZU_EXHAUSTED and no change.
-int properties_add_record(zu_do_properties *record, store_record *row);
 
 // ---- URIs ----
 
@@ -293,8 +159,6 @@ struct zu_do_uri {
 
   const char *text() const { return reinterpret_cast<const char *>(this + 1); }
   std::string_view view() const { return {text(), length}; }
-  // The relative form's text, when uri_relative_ok.
-  std::string_view relative_view() const { return view().substr(relative); }
 };
 
 namespace zuapi {
@@ -316,24 +180,10 @@ struct uri_scan {
 
 // None on success, otherwise a static text that says why the text is refused. The scan points into `text`.
 const char *uri_scan_text(const char *text, size_t length, uri_scan *scan);
-// A frozen URI in place: uri_size bytes, aligned as a pointer. uri_drop frees what was made lazily on it
-// (call it before its memory goes).
-inline size_t uri_size(const uri_scan &scan) {
-  return sizeof(zu_do_uri) + scan.length + 1;
-}
-zu_do_uri *uri_place_frozen(void *block, const uri_scan &scan);
-void uri_drop(zu_do_uri *uri);
+// A frozen URI of the scan. Throws std::bad_alloc.
+zu_do_uri *uri_frozen_of(const uri_scan &scan, arena &memory);
 
-// A walk over the keys of a segment, nothing made. `at` starts at the end of the segment's name; values are
-// as they stand in the text (key form: equal values have equal key forms).
-struct uri_key {
-  std::string_view name;
-  std::string_view value;
-};
-bool uri_next_key(std::string_view text, uint32_t &at, uri_key &key);
 // Moves `at` over a key's value to what ends it; false when the value is not in key form.
 bool uri_skip_value(std::string_view text, size_t &at);
-// Decodes a value's key form into `out` (at least value.size() bytes); the decoded length.
-size_t uri_decode_value(std::string_view value, char *out);
 
 } // namespace zuapi

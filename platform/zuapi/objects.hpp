@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "infra/text.hpp"
 #include "qmalloc/qmalloc.h"
 #include "zuapi/layout.hpp"
 
@@ -46,34 +47,6 @@ inline bool count_down(std::atomic<uint32_t> &count) {
   return count.load(std::memory_order_acquire) == 1 || count.fetch_sub(1, std::memory_order_acq_rel) == 1;
 }
 
-// ---- Counted lists: count, length, capacity, items ----
-
-// An empty list, or none when memory is exhausted.
-template <class List>
-List *list_new() {
-  auto *list = allocate<List>();
-  if (list == nullptr) return nullptr;
-  list->count = 1;
-  list->length = list->capacity = 0;
-  list->items = nullptr;
-  return list;
-}
-
-template <class List, class ReleaseItem>
-void list_deref(List *list, ReleaseItem release_item) {
-  if (list == nullptr || !count_down(list->count)) return;
-  for (uint32_t i = 0; i < list->length; ++i) release_item(list->items[i]);
-  release(list->items);
-  release(list);
-}
-
-// ---- Walks over lists ----
-
-inline void iter_start(void *list, zu_do_iter *it) {
-  it->list = list;
-  it->position = 0;
-}
-
 // ---- Values ----
 
 inline constexpr std::string_view no_typedef{};
@@ -107,19 +80,14 @@ inline const char *typedef_name_of(const zu_do_value *value) {
 
 // As zu_do_value_to_strbuf, for debug texts: what is of typedef PasswordString shows as `<removed>`.
 int value_to_debug_text(zu_do_value *value, zu_do_strbuf *buffer);
+// Writes one line: tabs, the name, what stands between, and the value as debug text.
+void print_pair(FILE *stream, uint32_t indentation, const char *name, const char *between,
+                zu_do_value *value);
 
 // ---- Texts ----
 
-// The white space of the C locale: a template line of a file with CR LF line ends hands its CR on.
-inline bool is_blank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-inline std::string_view trimmed(const char *text, size_t length) {
-  while (length > 0 && is_blank(text[length - 1])) --length;
-  while (length > 0 && is_blank(*text)) ++text, --length;
-  return {text, length};
-}
+using infra::hex_digits;
+using infra::trimmed;
 
 // Bytes of names of URIs and of values in key form.
 enum byte_class : uint8_t {
@@ -135,7 +103,6 @@ extern const byte_class_table byte_classes;
 inline bool byte_is(char c, byte_class wanted) {
   return (byte_classes.of[static_cast<uint8_t>(c)] & wanted) != 0;
 }
-inline constexpr char hex_digits[] = "0123456789ABCDEF";
 
 // Appends a NUL-terminated copy at `at`; gives the end.
 inline char *put_text(char *at, std::string_view text) {
@@ -149,13 +116,6 @@ inline char *put_text(char *at, std::string_view text) {
 int nvlist_add(zu_do_nvlist *list, std::string_view name, zu_do_value *value);
 
 } // namespace zuapi
-
-struct zu_do_nlist {
-  std::atomic<uint32_t> count;
-  uint32_t length;
-  uint32_t capacity;
-  zu_do_name **items;
-};
 
 // One property of a record that is not a view, or one set over a view.
 struct zu_do_entry {
@@ -180,9 +140,8 @@ struct zu_do_properties {
   uint32_t revision; // raised by every set
   uint32_t positions;
   uint16_t own_used;
-  uint16_t lead;       // 1 in a view whose first entry, `_coll_uri`, comes before the slots
-  uint32_t index_mask; // of the index, whose size is a power of two
-  uint32_t *index;     // open-addressed by name->hash: entry + 1, 0 is free; none while entries are few
+  uint16_t lead; // 1 in a view whose first entry, `_coll_uri`, comes before the slots
+  infra::hash_index<uint32_t, UINT32_MAX> index; // of the entries by name; without room while they are few
   // Values of `_coll_uri` and `_uri` without an allocation; each is filled once, so that it never changes.
   zu_do_value own[own_count];
 

@@ -1,6 +1,5 @@
 // Records: properties of their own, or views of a store's row with what was set later over it.
 #include <algorithm>
-#include <bit>
 
 #include "zuapi/record.hpp"
 #include "zuapi/shortcuts.hpp"
@@ -16,20 +15,14 @@ constexpr uint32_t entries_without_index = 32; // looking through so many takes 
 void become_view(zu_do_properties *record, store_record *row) {
   record->form = row->form;
   record->width = row->row.length;
-  record->cells = row->row.cells;
-}
-
-void enter(zu_do_properties *record, uint32_t entry) {
-  uint32_t at = record->entries[entry].name->hash & record->index_mask;
-  while (record->index[at] != 0) at = (at + 1) & record->index_mask;
-  record->index[at] = entry + 1;
+  record->cells = row->row.cells();
 }
 
 void append(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
   record->entries[record->length++] = {name, value};
-  if (record->index != nullptr) enter(record, record->length - 1);
+  if (record->index.has_room()) record->index.insert(name->hash, record->length - 1);
   if (record->form == nullptr) return;
-  const int32_t slot = shape_find(record->form, name);
+  const int32_t slot = find_slot(record->form, name);
   if (slot >= 0) record->overlaid |= slot_bit(static_cast<uint32_t>(slot));
 }
 
@@ -45,17 +38,12 @@ bool widen(zu_do_properties *record, size_t wanted) {
   return true;
 }
 
-// Keeps the index of many entries at least twice as large as what it may have to hold.
+// Keeps room for what the index of many entries may have to hold.
 bool widen_index(zu_do_properties *record, size_t wanted) {
   if (wanted <= entries_without_index) return true;
-  if (record->index != nullptr && record->index_mask / 2 >= wanted) return true;
-  const uint32_t size = std::bit_ceil(record->capacity * 2u + 2u);
-  auto *index = static_cast<uint32_t *>(qmalloc_named(ZU_DO_AREA, size * sizeof(uint32_t)));
-  if (index == nullptr) return false;
-  release(record->index);
-  record->index = index;
-  record->index_mask = size - 1;
-  record_enter_all(record);
+  const bool first = !record->index.has_room();
+  if (!record->index.reserve(wanted)) return false;
+  if (first) record_enter_all(record);
   return true;
 }
 
@@ -71,7 +59,7 @@ int put(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
   return ZU_OK;
 }
 
-// The same by the name's text. The well-known names need no look-up.
+// The same by the name's text. The store's own names need no look-up.
 int put(zu_do_properties *record, std::string_view text, zu_do_value *value) {
   zu_do_name *name = known_name_of(text);
   if (name == nullptr) name = zu_do_name_new_l(text.data(), text.size());
@@ -90,7 +78,7 @@ int put_new(zu_do_properties *record, std::string_view text, zu_do_value *value)
 
 // The text without blanks at its ends; empty when it makes no name.
 std::string_view name_text(const char *text) {
-  return text == nullptr ? std::string_view() : trimmed(text, strlen(text));
+  return text == nullptr ? std::string_view() : trimmed(text);
 }
 
 // A URI value in the next of the record's own cells, which counts once the caller has put it.
@@ -186,8 +174,6 @@ zu_do_properties *record_make(size_t room, size_t cells) {
   record->positions = 0;
   record->own_used = 0;
   record->lead = 0;
-  record->index_mask = 0;
-  record->index = nullptr;
   return record;
 }
 
@@ -196,9 +182,9 @@ bool record_reserve(zu_do_properties *record, size_t wanted) {
 }
 
 void record_enter_all(zu_do_properties *record) {
-  if (record->index == nullptr) return;
-  memset(record->index, 0, (size_t{record->index_mask} + 1) * sizeof *record->index);
-  for (uint32_t i = 0; i < record->length; ++i) enter(record, i);
+  if (!record->index.has_room()) return;
+  record->index.clear();
+  for (uint32_t i = 0; i < record->length; ++i) record->index.insert(record->entries[i].name->hash, i);
 }
 
 zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row) {
@@ -243,7 +229,7 @@ void zu_do_properties_deref(zu_do_properties *record) {
   }
   for (uint32_t i = 0; i < record->own_used; ++i) zu_do_uri_deref(record->own[i].as.uri);
   if (record->entries != record->first_entries()) release(record->entries);
-  release(record->index);
+  record->~zu_do_properties();
   release(record);
 }
 
@@ -259,10 +245,6 @@ int zu_do_properties_set_value_n(zu_do_properties *record, zu_do_name *name, zu_
   const int code = shared == nullptr ? ZU_EXHAUSTED : put(record, name, shared);
   if (code != ZU_OK) zu_do_value_deref(shared);
   return code;
-}
-
-int zu_do_properties_set_null(zu_do_properties *record, const char *name) {
-  return zu_do_properties_set_value(record, name, zu_do_value_new_null());
 }
 
 int zu_do_properties_set_int(zu_do_properties *record, const char *name, int64_t value) {
@@ -287,7 +269,8 @@ int zu_do_properties_set_coll_uri(zu_do_properties *record, const char *name, zu
 
 namespace zuapi {
 
-int properties_add_record(zu_do_properties *record, store_record *row) {
+int properties_add_row(zu_do_properties *record, zu_do_vlist *values) {
+  store_record *row = record_of(values);
   const shape *form = row->form;
   if (record->form != nullptr || record->positions != 0) {
     // A view of another row, or positions that stay: every value is set over it, so the room is made first.
@@ -295,7 +278,7 @@ int properties_add_record(zu_do_properties *record, store_record *row) {
     for (uint32_t slot = 0; slot < row->row.length; ++slot) {
       zu_do_name *name = form->columns.items[slot].name;
       if (name == name_of_uri() && value_of(record, name) != nullptr) continue;
-      put(record, name, &row->row.cells[slot]);
+      put(record, name, &row->row.cells()[slot]);
     }
     return ZU_OK;
   }
@@ -303,7 +286,7 @@ int properties_add_record(zu_do_properties *record, store_record *row) {
   uint32_t kept = 0;
   for (uint32_t i = 0; i < record->length; ++i) {
     const zu_do_entry entry = record->entries[i];
-    const int32_t slot = shape_find(form, entry.name);
+    const int32_t slot = find_slot(form, entry.name);
     if (slot < 0 || entry.name == name_of_uri()) {
       record->entries[kept++] = entry;
       if (slot >= 0) record->overlaid |= slot_bit(static_cast<uint32_t>(slot));

@@ -35,7 +35,6 @@ zu_do_uri *zu_do_properties_get_coll_uri(zu_do_properties *record, const char *n
 /* Sets (adds or replaces) a property: 0, or a non-zero code and no change. */
 int zu_do_properties_set_value(zu_do_properties *record, const char *name, zu_do_value *value);
 int zu_do_properties_set_value_n(zu_do_properties *record, zu_do_name *name, zu_do_value *value);
-int zu_do_properties_set_null(zu_do_properties *record, const char *name);
 int zu_do_properties_set_int(zu_do_properties *record, const char *name, int64_t value);
 int zu_do_properties_set_string(zu_do_properties *record, const char *name, const char *text);
 int zu_do_properties_set_mr_uri(zu_do_properties *record, const char *name, zu_do_uri *uri);

@@ -7,7 +7,7 @@ namespace {
 
 // The entries that are set and stand over no slot.
 bool is_beside(zu_do_properties *record, const zu_do_entry &entry) {
-  return entry.value != nullptr && (record->form == nullptr || shape_find(record->form, entry.name) < 0);
+  return entry.value != nullptr && (record->form == nullptr || find_slot(record->form, entry.name) < 0);
 }
 
 // The first entry from `index` on that is a property of its own; the number of entries when there is none.
@@ -31,13 +31,14 @@ zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *na
   const std::string_view text = name;
   if (const zu_do_name *known = known_name_of(text)) return value_of(record, known);
   if (record->form != nullptr) {
-    const int32_t slot = shape_find_text(record->form, text.data(), text.size());
+    const int32_t slot = shape_find_text(record->form, text);
     if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
   }
-  if (record->index != nullptr) {
-    const zu_do_entry *entry = find_entry(record, hash_text(text.data(), text.size()),
-                                          [text](const zu_do_name *other) { return other->view() == text; });
-    return entry == nullptr ? nullptr : entry->value;
+  if (record->index.has_room()) {
+    const uint32_t found = record->index.find(hash_text(text.data(), text.size()), [&](uint32_t entry) {
+      return record->entries[entry].name->view() == text;
+    });
+    return found == UINT32_MAX ? nullptr : record->entries[found].value;
   }
   for (uint32_t i = 0; i < record->length; ++i) {
     if (record->entries[i].name->view() == text) return record->entries[i].value;
@@ -76,7 +77,7 @@ zu_do_uri *zu_do_properties_get_coll_uri(zu_do_properties *record, const char *n
 
 // The positions of a view: the entry that leads, its slots, then the other entries.
 void zu_do_properties_iter(zu_do_properties *record, zu_do_iter *it) {
-  iter_start(record, it);
+  *it = {record, 0};
 }
 
 bool zu_do_properties_has_next(zu_do_properties *record, zu_do_iter *it) {
@@ -119,19 +120,23 @@ int zu_do_properties_to_strbuf(zu_do_properties *record, int mode, zu_do_strbuf 
   return code;
 }
 
-void zu_do_print_properties(FILE *stream, uint32_t indentation, zu_do_properties *record) {
+void zuapi::print_pair(FILE *stream, uint32_t indentation, const char *name, const char *between,
+                       zu_do_value *value) {
   zu_do_strbuf *buffer = zu_do_strbuf_new();
+  zu_do_strbuf_add_tab(buffer, indentation);
+  zu_do_strbuf_add_string(buffer, name);
+  zu_do_strbuf_add_string(buffer, between);
+  value_to_debug_text(value, buffer);
+  zu_do_strbuf_add_char(buffer, '\n');
+  zu_do_strbuf_print_fp(buffer, stream);
+  zu_do_strbuf_deref(buffer);
+}
+
+void zu_do_print_properties(FILE *stream, uint32_t indentation, zu_do_properties *record) {
   zu_do_iter it;
   zu_do_name *name = nullptr;
   zu_do_properties_iter(record, &it);
   while (zu_do_value *value = zu_do_properties_get_next(record, &it, &name)) {
-    zu_do_strbuf_clear(buffer);
-    zu_do_strbuf_add_tab(buffer, indentation);
-    zu_do_strbuf_add_bytes(buffer, name->text(), name->length);
-    zu_do_strbuf_add_string(buffer, ": ");
-    value_to_debug_text(value, buffer);
-    zu_do_strbuf_add_char(buffer, '\n');
-    zu_do_strbuf_print_fp(buffer, stream);
+    print_pair(stream, indentation, name->text(), ": ", value);
   }
-  zu_do_strbuf_deref(buffer);
 }

@@ -13,19 +13,12 @@ inline uint64_t slot_bit(uint32_t slot) {
   return uint64_t{1} << (slot % 64);
 }
 
-// The entry whose name has that hash and is the one, or none.
-template <class IsName>
-zu_do_entry *find_entry(zu_do_properties *record, uint32_t hash, IsName is_name) {
-  for (uint32_t at = hash & record->index_mask; record->index[at] != 0; at = (at + 1) & record->index_mask) {
-    zu_do_entry *entry = &record->entries[record->index[at] - 1];
-    if (is_name(entry->name)) return entry;
-  }
-  return nullptr;
-}
-
+// The entry of that name, or none.
 inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name) {
-  if (record->index != nullptr) {
-    return find_entry(record, name->hash, [name](const zu_do_name *other) { return other == name; });
+  if (record->index.has_room()) {
+    const uint32_t found =
+        record->index.find(name->hash, [&](uint32_t entry) { return record->entries[entry].name == name; });
+    return found == UINT32_MAX ? nullptr : &record->entries[found];
   }
   for (zu_do_entry *entry = record->entries, *end = entry + record->length; entry != end; ++entry) {
     if (entry->name == name) return entry;
@@ -47,7 +40,7 @@ inline zu_do_value *value_at(zu_do_properties *record, uint32_t slot) {
 // As zu_do_properties_get_value_n, of a record and a name.
 inline zu_do_value *value_of(zu_do_properties *record, const zu_do_name *name) {
   if (record->form != nullptr) {
-    const int32_t slot = shape_find(record->form, name);
+    const int32_t slot = find_slot(record->form, name);
     if (slot >= 0) return value_at(record, static_cast<uint32_t>(slot));
   }
   const zu_do_entry *entry = find_entry(record, name);

@@ -12,7 +12,7 @@ const uint32_t *revision_of(zu_do_properties *record) {
 }
 
 int32_t find_position(const void *form, zu_do_name *name) {
-  return form == nullptr || name == nullptr ? -1 : shape_find(static_cast<const shape *>(form), name);
+  return form == nullptr || name == nullptr ? -1 : find_slot(static_cast<const shape *>(form), name);
 }
 
 constexpr zu_do_value_facts no_facts = {nullptr, ZU_DO_TYPE_NONE, false, false};

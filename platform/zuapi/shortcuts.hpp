@@ -1,7 +1,7 @@
 // What this platform itself uses of what it offers as shortcuts.
 #pragma once
 
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 
 #pragma GCC visibility push(hidden)
 
@@ -15,10 +15,6 @@ const char *value_key_form(zu_do_value *value, char *room, size_t size, size_t *
 void uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts);
 // As zu_do_shortcuts::new_from_row.
 zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
-
-// The bytes of a string, the display text of any other value (which `room` may hold); no data for what has no
-// key form: null, no value and arrays.
-std::string_view raw_text(zu_do_value *value, char *room);
 
 // Display texts, one at a time; only what cannot be shown in place needs memory.
 class shown_text {

@@ -125,33 +125,14 @@ void zu_do_strbuf_clear(zu_do_strbuf *buffer) {
   buffer->code = ZU_OK;
 }
 
-void zu_do_strbuf_truncate(zu_do_strbuf *buffer, size_t length) {
-  if (buffer != nullptr && length < buffer->length) buffer->length = length;
-}
-
 void zu_do_strbuf_print_fp(zu_do_strbuf *buffer, FILE *stream) {
   if (buffer != nullptr && buffer->length > 0) fwrite(buffer->data, 1, buffer->length, stream);
 }
 
 int __tessel_asprintf(char **text, const char *format, ...) {
-  constexpr uint32_t callers_area = 0x2800000u;
-  char small[256];
   va_list arguments;
-  *text = nullptr;
   va_start(arguments, format);
-  const int length = vsnprintf(small, sizeof small, format, arguments);
+  const int length = infra::print_new(text, format, arguments);
   va_end(arguments);
-  if (length < 0) return -1;
-  const size_t size = static_cast<size_t>(length) + 1;
-  char *made = static_cast<char *>(qmalloc_named(callers_area, size));
-  if (made == nullptr) return -1;
-  if (size <= sizeof small) {
-    memcpy(made, small, size);
-  } else {
-    va_start(arguments, format);
-    vsnprintf(made, size, format, arguments);
-    va_end(arguments);
-  }
-  *text = made;
   return length;
 }

@@ -26,8 +26,6 @@ int zu_do_strbuf_add_fill(zu_do_strbuf *buffer, char character, size_t count);
 const char *zu_do_strbuf_to_string(zu_do_strbuf *buffer);
 size_t zu_do_strbuf_get_len(zu_do_strbuf *buffer);
 void zu_do_strbuf_clear(zu_do_strbuf *buffer);
-/* Drops what stands after `length` bytes. */
-void zu_do_strbuf_truncate(zu_do_strbuf *buffer, size_t length);
 /* Writes the text to the stream; a failed buffer writes nothing. */
 void zu_do_strbuf_print_fp(zu_do_strbuf *buffer, FILE *stream);
 

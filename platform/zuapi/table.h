@@ -20,7 +20,6 @@ void zu_do_ntlist_iter(zu_do_ntlist *list, zu_do_iter *it);
 bool zu_do_ntlist_has_next(zu_do_ntlist *list, zu_do_iter *it);
 zu_do_ntcolumn *zu_do_ntlist_get_next(zu_do_ntlist *list, zu_do_iter *it); /* borrowed */
 zu_do_name *zu_do_ntcolumn_get_name(zu_do_ntcolumn *column);               /* borrowed, or none */
-int32_t zu_do_ntcolumn_get_type(zu_do_ntcolumn *column);
 
 /* ---- Tables ---- */
 zu_do_vtable *zu_do_vtable_new(void);

@@ -87,10 +87,44 @@ bool is_query_name(std::string_view name) {
 
 namespace zuapi {
 
-zu_do_uri *uri_place_frozen(void *block, const uri_scan &scan) {
-  auto *uri = new (block) zu_do_uri;
+zu_do_uri *uri_frozen_of(const uri_scan &scan, arena &memory) {
+  auto *uri = new (memory.take(sizeof(zu_do_uri) + scan.length + 1)) zu_do_uri;
   place(uri, scan, uri_frozen);
   return uri;
+}
+
+zu_do_uri *uri_frozen_of(std::string_view text, arena &memory, const char **reason) {
+  uri_scan scan;
+  *reason = uri_scan_text(text.data(), text.size(), &scan);
+  return *reason == nullptr ? uri_frozen_of(scan, memory) : nullptr;
+}
+
+uint32_t uri_hash(const zu_do_uri *uri) {
+  return uri->hash;
+}
+bool uri_is_absolute(const zu_do_uri *uri) {
+  return (uri->flags & uri_absolute) != 0;
+}
+uint32_t uri_segment_count(const zu_do_uri *uri) {
+  return uri->segment_count;
+}
+std::string_view uri_text(const zu_do_uri *uri) {
+  return uri->view();
+}
+std::string_view uri_path(const zu_do_uri *uri) {
+  return uri->view().substr(0, uri->end);
+}
+std::string_view uri_query(const zu_do_uri *uri) {
+  return uri->view().substr(uri->end + size_t{1});
+}
+std::string_view uri_relative_text(const zu_do_uri *uri) {
+  return uri->view().substr(uri->relative);
+}
+std::string_view uri_parent_text(const zu_do_uri *uri) {
+  return uri->view().substr(0, uri->parent);
+}
+std::string_view uri_last_name(const zu_do_uri *uri) {
+  return uri->view().substr(uri->name, uri->name_end - uri->name);
 }
 
 void uri_drop(zu_do_uri *uri) {

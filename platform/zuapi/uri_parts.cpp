@@ -6,8 +6,7 @@ using namespace zuapi;
 
 struct zu_do_uri_segment {
   const char *name;
-  std::string_view keys; // the segment's text from the end of its name
-  std::atomic<zu_do_nvlist *> made_keys;
+  zu_do_nvlist *keys; // none without keys
 };
 
 namespace zuapi {
@@ -42,38 +41,6 @@ std::string_view path_of(const zu_do_uri *uri) {
   return uri->view().substr(root, uri->end - root);
 }
 
-uri_segments *make_segments(const zu_do_uri *uri) {
-  const std::string_view path = path_of(uri);
-  const size_t size = uri->segment_count * sizeof(zu_do_uri_segment);
-  // Each name takes a byte more than in the text; the slashes between segments make up for all but one.
-  auto *made =
-      static_cast<uri_segments *>(qmalloc_named(ZU_DO_AREA, sizeof(uri_segments) + size + path.size() + 1));
-  if (made == nullptr) return nullptr;
-  made->count = uri->segment_count;
-  char *names = reinterpret_cast<char *>(made->items() + made->count);
-  size_t start = 0;
-  for (uint32_t i = 0; i < made->count; ++i) {
-    const segment_ends ends(path, start);
-    auto *segment = new (made->items() + i) zu_do_uri_segment;
-    segment->name = names;
-    segment->keys = path.substr(ends.name, ends.segment - ends.name);
-    segment->made_keys = nullptr;
-    names = put_text(names, path.substr(start, ends.name - start));
-    start = ends.segment + 1;
-  }
-  return made;
-}
-
-uri_segments *segments_of(zu_do_uri *uri) {
-  uri_segments *segments = uri->made_segments.load(std::memory_order_acquire);
-  if (segments != nullptr) return segments;
-  uri_segments *made = make_segments(uri);
-  if (made == nullptr) return nullptr;
-  if (uri->made_segments.compare_exchange_strong(segments, made, std::memory_order_acq_rel)) return made;
-  uri_segments_free(made);
-  return segments;
-}
-
 // A string value with the decoded text of a value in key form.
 zu_do_value *decoded_value(std::string_view encoded) {
   if (encoded.find('%') == encoded.npos) return zu_do_value_new_string_l(encoded.data(), encoded.size());
@@ -100,6 +67,42 @@ zu_do_nvlist *make_keys(std::string_view keys) {
   return list;
 }
 
+uri_segments *make_segments(const zu_do_uri *uri) {
+  const std::string_view path = path_of(uri);
+  const size_t size = uri->segment_count * sizeof(zu_do_uri_segment);
+  // Each name takes a byte more than in the text; the slashes between segments make up for all but one.
+  auto *made =
+      static_cast<uri_segments *>(qmalloc_named(ZU_DO_AREA, sizeof(uri_segments) + size + path.size() + 1));
+  if (made == nullptr) return nullptr;
+  char *names = reinterpret_cast<char *>(made->items() + uri->segment_count);
+  size_t start = 0;
+  for (made->count = 0; made->count < uri->segment_count; ++made->count) {
+    const segment_ends ends(path, start);
+    zu_do_uri_segment &segment = made->items()[made->count];
+    segment = {names, nullptr};
+    names = put_text(names, path.substr(start, ends.name - start));
+    if (ends.name != ends.segment) {
+      segment.keys = make_keys(path.substr(ends.name, ends.segment - ends.name));
+      if (segment.keys == nullptr) {
+        uri_segments_free(made);
+        return nullptr;
+      }
+    }
+    start = ends.segment + 1;
+  }
+  return made;
+}
+
+uri_segments *segments_of(zu_do_uri *uri) {
+  uri_segments *segments = uri->made_segments.load(std::memory_order_acquire);
+  if (segments != nullptr) return segments;
+  uri_segments *made = make_segments(uri);
+  if (made == nullptr) return nullptr;
+  if (uri->made_segments.compare_exchange_strong(segments, made, std::memory_order_acq_rel)) return made;
+  uri_segments_free(made);
+  return segments;
+}
+
 } // namespace
 
 namespace zuapi {
@@ -107,7 +110,7 @@ namespace zuapi {
 void uri_segments_free(uri_segments *segments) {
   if (segments == nullptr) return;
   for (uint32_t i = 0; i < segments->count; ++i) {
-    zu_do_nvlist_deref(segments->items()[i].made_keys.load(std::memory_order_acquire));
+    zu_do_nvlist_deref(segments->items()[i].keys);
   }
   release(segments);
 }
@@ -133,14 +136,7 @@ const char *zu_do_uri_segment_get_name(zu_do_uri_segment *segment) {
 }
 
 zu_do_nvlist *zu_do_uri_segment_get_keys(zu_do_uri_segment *segment) {
-  if (segment == nullptr || segment->keys.empty()) return nullptr;
-  zu_do_nvlist *keys = segment->made_keys.load(std::memory_order_acquire);
-  if (keys != nullptr) return keys;
-  zu_do_nvlist *made = make_keys(segment->keys);
-  if (made == nullptr) return nullptr;
-  if (segment->made_keys.compare_exchange_strong(keys, made, std::memory_order_acq_rel)) return made;
-  zu_do_nvlist_deref(made);
-  return keys;
+  return segment == nullptr ? nullptr : segment->keys;
 }
 
 int zu_do_uri_get_location_str(zu_do_uri *uri, char *buffer, size_t size) {

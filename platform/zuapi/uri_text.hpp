@@ -1,14 +1,22 @@
 // What the URI sources share: writing canonical text, and the lazily made segments.
 #pragma once
 
-#include "zuapi/layout.hpp"
+#include "zuapi/objects.hpp"
 
 namespace zuapi {
 
 // Writes the canonical text of a scan: scan.length bytes and a NUL.
 void uri_write_text(char *at, const uri_scan &scan);
 // Writes one byte of a value in key form; gives the end.
-char *put_key_byte(char *at, char byte);
+inline char *put_key_byte(char *at, char byte) {
+  if (byte_is(byte, byte_plain)) {
+    *at++ = byte;
+    return at;
+  }
+  const auto code = static_cast<uint8_t>(byte);
+  for (const char c : {'%', hex_digits[code >> 4], hex_digits[code & 15]}) *at++ = c;
+  return at;
+}
 
 void uri_segments_free(uri_segments *segments); // none is ignored
 

@@ -103,7 +103,7 @@ zu_do_value *zu_do_value_new_string_l(const char *text, size_t length) {
 }
 
 zu_do_value *zu_do_value_new_array(zu_do_vlist *elements) {
-  return elements == nullptr ? nullptr : make(cell_array(elements));
+  return elements == nullptr ? nullptr : make(cell_list(elements));
 }
 
 zu_do_value *zu_do_value_new_mr_uri(zu_do_uri *uri) {

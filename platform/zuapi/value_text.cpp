@@ -32,8 +32,8 @@ int add_escaped(zu_do_strbuf *buffer, std::string_view text, bool keep_lines) {
     while (stop < text.size() && !is_escaped(text[stop], keep_lines)) ++stop;
     code = zu_do_strbuf_add_bytes(buffer, text.data() + at, stop - at);
     if (code == ZU_OK && stop < text.size()) {
-      const auto byte = static_cast<uint8_t>(text[stop++]);
-      const char escape[4] = {'\\', 'x', hex_digits[byte >> 4], hex_digits[byte & 15]};
+      char escape[4];
+      infra::put_escaped(escape, text[stop++]);
       code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
     }
     at = stop;
@@ -52,8 +52,7 @@ int add_elements(const zu_do_vlist *list, bool hide_secrets, zu_do_strbuf *buffe
   int code = ZU_OK;
   for (uint32_t i = 0; code == ZU_OK && i < list->length; ++i) {
     if (i > 0) code = zu_do_strbuf_add_char(buffer, ',');
-    zu_do_value *element = (list->flags & list_frozen) != 0 ? &list->cells[i] : list->items[i];
-    if (code == ZU_OK) code = add_display(element, hide_secrets, buffer);
+    if (code == ZU_OK) code = add_display(list->at(i), hide_secrets, buffer);
   }
   return code;
 }
@@ -78,6 +77,13 @@ const char *print(Number number, char *room, size_t *length) {
   *result.ptr = '\0';
   *length = static_cast<size_t>(result.ptr - room);
   return room;
+}
+
+// How many bytes at the front stand for themselves in key form.
+size_t plain_bytes(std::string_view raw) {
+  size_t count = 0;
+  while (count < raw.size() && byte_is(raw[count], byte_plain)) ++count;
+  return count;
 }
 
 const char *give(std::string_view text, size_t *length) {
@@ -147,16 +153,6 @@ const char *zuapi::value_display(zu_do_value *value, char *room, size_t *length)
   }
 }
 
-namespace {
-
-size_t plain_bytes(std::string_view raw) {
-  size_t count = 0;
-  while (count < raw.size() && byte_is(raw[count], byte_plain)) ++count;
-  return count;
-}
-
-} // namespace
-
 const char *zuapi::value_key_form(zu_do_value *value, char *room, size_t size, size_t *length) {
   char shown[ZU_DO_VALUE_ROOM];
   const bool is_string = value != nullptr && value->type == ZU_DO_TYPE_STRING;
@@ -167,32 +163,20 @@ const char *zuapi::value_key_form(zu_do_value *value, char *room, size_t size, s
   if (!is_string || raw.size() > size / 3) return nullptr;
   memcpy(room, raw.data(), plain);
   char *at = room + plain;
-  for (const char c : raw.substr(plain)) {
-    if (byte_is(c, byte_plain)) {
-      *at++ = c;
-    } else {
-      put_key_byte(at, c);
-      at += 3;
-    }
-  }
+  for (const char c : raw.substr(plain)) at = put_key_byte(at, c);
   *length = static_cast<size_t>(at - room);
   return room;
 }
 
 int zu_do_uri_value_to_keystr(zu_do_value *value, zu_do_strbuf *buffer) {
   char room[ZU_DO_VALUE_ROOM];
-  std::string_view raw = raw_text(value, room);
+  const std::string_view raw = raw_text(value, room);
   if (buffer == nullptr || raw.data() == nullptr) return ZU_FAILED;
-  int code = ZU_OK;
-  while (code == ZU_OK && !raw.empty()) {
-    const size_t plain = plain_bytes(raw);
-    code = zu_do_strbuf_add_bytes(buffer, raw.data(), plain);
-    raw.remove_prefix(plain);
-    if (code != ZU_OK || raw.empty()) break;
-    char escape[3];
-    put_key_byte(escape, raw.front());
-    code = zu_do_strbuf_add_bytes(buffer, escape, sizeof escape);
-    raw.remove_prefix(1);
+  const size_t plain = plain_bytes(raw);
+  int code = zu_do_strbuf_add_bytes(buffer, raw.data(), plain);
+  for (size_t i = plain; code == ZU_OK && i < raw.size(); ++i) {
+    char form[3];
+    code = zu_do_strbuf_add_bytes(buffer, form, static_cast<size_t>(put_key_byte(form, raw[i]) - form));
   }
   return code;
 }

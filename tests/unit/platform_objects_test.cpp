@@ -6,7 +6,7 @@
 
 #include "support/objects.hpp"
 #include "support/stream_text.hpp"
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 
 using namespace test;
 
@@ -21,6 +21,23 @@ TEST(names, are_interned_and_trimmed) {
   EXPECT_FALSE(zu_do_name_equals_w_strname(a.get(), "mod:mt"));
   for (const char *text : {"", "  \t "}) EXPECT_EQ(zu_do_name_new(text), nullptr);
   EXPECT_EQ(zu_do_name_new_l("a\0b", 3), nullptr);
+}
+
+// Leaves such bytes where the next calls have their locals.
+[[gnu::noinline]] void dirty_stack(char byte) {
+  volatile char room[2048];
+  for (volatile char &each : room) each = byte;
+}
+
+TEST(names, of_any_length_hash_by_their_bytes_alone) {
+  std::string text;
+  for (const char c : {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j'}) {
+    text += c;
+    dirty_stack('\x55');
+    const own_name name(zu_do_name_new(text.c_str()));
+    dirty_stack('\xaa');
+    EXPECT_EQ(own_name(zu_do_name_new(text.c_str())), name) << text;
+  }
 }
 
 TEST(values_from_json, accepts) {
@@ -157,20 +174,18 @@ TEST(values, have_one_order) {
   }
 }
 
-TEST(string_buffers, grow_truncate_and_stay_failed) {
+TEST(string_buffers, grow_and_stay_failed) {
   own_buffer buffer(zu_do_strbuf_new());
   zu_do_strbuf_add_tab(buffer.get(), 2);
   zu_do_strbuf_add_string(buffer.get(), nullptr);
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(zu_do_strbuf_add_long(buffer.get(), INT64_MIN), 0);
   EXPECT_EQ(zu_do_strbuf_get_len(buffer.get()), 20002u);
-  for (const size_t length : {50000, 25}) zu_do_strbuf_truncate(buffer.get(), length);
-  EXPECT_EQ(text_of(buffer.get()), "\t\t-9223372036854775808-92");
+  EXPECT_EQ(text_of(buffer.get()).substr(0, 25), "\t\t-9223372036854775808-92");
 
   qmalloc_fail_nth(1, false);
   EXPECT_EQ(zu_do_strbuf_add_fill(buffer.get(), 'x', 100000), ZU_EXHAUSTED);
   qmalloc_fail_nth(0, false);
   EXPECT_EQ(zu_do_strbuf_add_bytes(buffer.get(), "", 0), ZU_EXHAUSTED);
-  zu_do_strbuf_truncate(buffer.get(), 0);
   EXPECT_EQ(zu_do_strbuf_to_string(buffer.get()), nullptr);
   zu_do_strbuf_clear(buffer.get());
   EXPECT_EQ(zu_do_strbuf_add_string(buffer.get(), "again"), 0);
@@ -184,32 +199,33 @@ public:
   frozen_row() {
     using namespace zuapi;
     zu_do_name *const names[] = {own_uri_name.get(), hostname.get(), secret.get()};
-    form = shape_place(shape_block, names, nullptr, 3);
-    uri_scan scan;
-    EXPECT_EQ(uri_scan_text("/system;id=1", 12, &scan), nullptr);
-    uri = uri_place_frozen(uri_block, scan);
-    record = store_record_place(row_block, form, uri);
-    record->cells()[1] = cell_string("edge", 4);
-    record->cells()[2] = cell_string("key", 3);
-    cell_set_typedef(record->cells()[2], &typed, "PasswordString");
-    EXPECT_LE(shape_size(3), sizeof shape_block);
-    EXPECT_LE(uri_size(scan), sizeof uri_block);
-    EXPECT_LE(store_record_size(3), sizeof row_block);
+    form = shape_new(names, 3);
+    const char *reason = nullptr;
+    uri = uri_frozen_of("/system;id=1", memory, &reason);
+    EXPECT_EQ(reason, nullptr);
+    row = row_make(memory, form, uri);
+    row_values(row)[1] = cell_string("edge", 4);
+    row_values(row)[2] = cell_typed(memory, cell_string("key", 3), "PasswordString");
   }
-  ~frozen_row() { zuapi::uri_drop(uri); }
+  ~frozen_row() {
+    zuapi::uri_drop(uri);
+    zuapi::shape_free(form);
+  }
+
+  zu_do_ntlist *columns() const { return zuapi::shape_columns(form); }
+  zu_do_name *name(int32_t position) const {
+    return zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns(), static_cast<size_t>(position)));
+  }
 
   own_name own_uri_name{zu_do_name_new(ZU_DO_NAME_URI)};
   own_name hostname{zu_do_name_new("hostname")};
   own_name secret{zu_do_name_new("secret")};
   zuapi::shape *form;
   zu_do_uri *uri;
-  zuapi::store_record *record;
+  zu_do_vlist *row;
 
 private:
-  zuapi::typed_payload typed;
-  alignas(8) unsigned char shape_block[256];
-  alignas(8) unsigned char uri_block[128];
-  alignas(8) unsigned char row_block[128];
+  zuapi::arena memory;
 };
 
 std::string debug_text(zu_do_properties *record) {
@@ -241,7 +257,7 @@ void expect_facts_of(zu_do_properties *record, const frozen_row &frozen) {
   EXPECT_EQ(offered.read_at(record, frozen.form, positions, 6, facts), shape_of(record));
   for (int i = 0; i < 6; ++i) {
     const bool known = shape_of(record) == frozen.form, there = i > 2 && known;
-    zu_do_name *name = i > 2 ? frozen.form->columns.items[positions[i]].name : nullptr;
+    zu_do_name *name = i > 2 ? frozen.name(positions[i]) : nullptr;
     EXPECT_EQ(offered.find_position(shape_of(record), name), there ? positions[i] : -1);
     if (!known) continue; // nothing is read
     zu_do_value *value = there ? zu_do_properties_get_value_n(record, name) : nullptr;
@@ -256,17 +272,17 @@ TEST(records, views_answer_as_records_of_their_own) {
   frozen_row frozen;
   own_columns columns(zu_do_ntlist_new()); // as the row's, but not its shape's
   for (uint32_t i = 0; i < 3; ++i) {
-    zu_do_ntlist_add(columns.get(), frozen.form->columns.items[i].name, ZU_DO_TYPE_NONE);
+    zu_do_ntlist_add(columns.get(), frozen.name(i), ZU_DO_TYPE_NONE);
   }
   own_uri list(zu_do_uri_new("/?system")), root(zu_do_uri_new("//locations;loc=3/system"));
   const own_value flagged(zu_do_value_new_as(json("null").get(), nullptr, true));
-  own_nlist names(zu_do_nlist_new_from_ntlist(&frozen.form->columns));
-  own_record plain(zu_do_properties_new_from_vlist(names.get(), &frozen.record->row));
+  own_nlist names(zu_do_nlist_new_from_ntlist(frozen.columns()));
+  own_record plain(zu_do_properties_new_from_vlist(names.get(), frozen.row));
   EXPECT_EQ(shape_of(plain.get()), frozen.form);
   EXPECT_EQ(uris(plain.get()), "1/system;id=10");
-  for (zu_do_ntlist *under : {&frozen.form->columns, columns.get()}) {
+  for (zu_do_ntlist *under : {frozen.columns(), columns.get()}) {
     const int64_t blocks = qmalloc_count(ZU_DO_AREA).total_blocks;
-    own_record owned(offered.new_from_row(list.get(), under, &frozen.record->row));
+    own_record owned(offered.new_from_row(list.get(), under, frozen.row));
     zu_do_properties *record = owned.get();
     EXPECT_EQ(qmalloc_count(ZU_DO_AREA).total_blocks, blocks + 1);
     EXPECT_EQ(shape_of(record), under == columns.get() ? nullptr : frozen.form);
@@ -359,9 +375,11 @@ TEST(tables, keep_their_columns_and_step_back) {
   own_table table(zu_do_vtable_new());
   own_columns columns(zu_do_ntlist_new());
   own_list row(zu_do_vlist_new());
+  EXPECT_EQ(zu_do_vtable_set_ntlist(nullptr, columns.get()), ZU_FAILED);
+  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), nullptr), ZU_FAILED);
   for (int i = 0; i < 2; ++i) EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), columns.get()), 0);
-  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), &frozen.form->columns), ZU_FAILED);
-  zu_do_vlist *many[] = {&frozen.record->row, row.get(), nullptr};
+  EXPECT_EQ(zu_do_vtable_set_ntlist(table.get(), frozen.columns()), ZU_FAILED);
+  zu_do_vlist *many[] = {frozen.row, row.get(), nullptr};
   for (const size_t count : {2, 3}) {
     EXPECT_EQ(zu_do_vtable_add_many(table.get(), many, count), count == 2 ? 0 : ZU_FAILED);
   }

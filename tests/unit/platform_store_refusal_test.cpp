@@ -111,6 +111,24 @@ TEST(store_refusal, records) {
   }
 }
 
+// Records that each give another property take the square of their number in memory.
+TEST(store_refusal, too_many_values) {
+  const auto square = [](const char *path, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+      const std::string number = std::to_string(i);
+      text.append(path).append(number).append("\": {\"x").append(number).append("\": 1},\n");
+    }
+    return text;
+  };
+  const auto file = [](std::string inner) { return records(inner.erase(inner.size() - 2)); };
+  EXPECT_EQ(refusal(file(square("\"/a;k=", 1000))), "");
+  EXPECT_EQ(refusal(file(square("\"/a;k=", 6000))),
+            "f:1:1: too many values: 6000 records of \"/a\" with 6001 properties each");
+  EXPECT_EQ(refusal(file(square("\"/a;k=", 4200) + square("\"/b;k=", 4200))),
+            "f:1:1: too many values: 4200 records of \"/b\" with 4201 properties each");
+}
+
 // What is hidden elsewhere must not be seen as an element of an array, or in the URI of its record.
 TEST(store_refusal, secrets) {
   const auto classes = [](const std::string &declared, const std::string &record) {

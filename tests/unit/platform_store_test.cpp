@@ -239,19 +239,26 @@ TEST(store, a_cursor_keeps_the_snapshot_and_its_place) {
 
 TEST(store, rows_of_several_paths_have_the_columns_of_all) {
   store_of store(network);
-  own_cursor cursor;
-  ASSERT_EQ(open_cursor(store.coll(), {.uri = "/?locations", .order_by = {"kind"}}, cursor), ZU_OK);
-  const own_table table(zu_do_vtable_new());
-  while (fetch(cursor, 1, table) == 0) {
+  for (const uint32_t batch : {1, 2, 0}) {
+    own_cursor cursor;
+    ASSERT_EQ(open_cursor(store.coll(), {.uri = "/?locations", .order_by = {"kind"}}, cursor), ZU_OK);
+    const own_table table(zu_do_vtable_new());
+    std::vector<size_t> lengths;
+    for (int code = 0; code == 0; lengths.push_back(zu_do_vtable_get_len(table.get()))) {
+      code = fetch(cursor, batch, table);
+    }
+    EXPECT_EQ(lengths, batch == 1   ? (std::vector<size_t>{1, 2, 3})
+                       : batch == 2 ? (std::vector<size_t>{2, 3})
+                                    : std::vector<size_t>{3});
+    std::string text;
+    for (size_t i = 0; i < zu_do_vtable_get_len(table.get()); ++i) {
+      zu_do_vlist *row = zu_do_vtable_get(table.get(), i);
+      zu_do_ntlist *columns = zu_do_vtable_get_ntlist(table.get());
+      text += show(own_record(offered.new_from_row(nullptr, columns, row)).get()) + "\n";
+    }
+    EXPECT_EQ(text, "_uri=//locations;loc=1,loc=1,kind=rack,n=-\n_uri=/locations;n=1,loc=-,kind=room,n=1\n"
+                    "_uri=//locations;loc=2,loc=2,kind=slot,n=-\n");
   }
-  std::string text;
-  for (size_t i = 0; i < zu_do_vtable_get_len(table.get()); ++i) {
-    zu_do_vlist *row = zu_do_vtable_get(table.get(), i);
-    text += show(own_record(offered.new_from_row(nullptr, zu_do_vtable_get_ntlist(table.get()), row)).get()) +
-            "\n";
-  }
-  EXPECT_EQ(text, "_uri=//locations;loc=1,loc=1,kind=rack,n=-\n_uri=/locations;n=1,loc=-,kind=room,n=1\n"
-                  "_uri=//locations;loc=2,loc=2,kind=slot,n=-\n");
 }
 
 TEST(store, caching_requests) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "zu_tovra/internal/own.hpp"
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 
 namespace test {
 
@@ -73,24 +73,26 @@ private:
     columns.push_back(own_name_.get());
     for (const auto &name : names_) columns.push_back(name.get());
     const auto width = static_cast<uint32_t>(columns.size());
-    shape_block_ = std::make_unique<uint64_t[]>(zuapi::shape_size(width) / 8 + 1);
-    auto *form = zuapi::shape_place(shape_block_.get(), columns.data(), nullptr, width);
-    row_block_ = std::make_unique<uint64_t[]>(zuapi::store_record_size(width) / 8 + 1);
-    auto *row = zuapi::store_record_place(row_block_.get(), form, uri_.get());
+    form_.reset(zuapi::shape_new(columns.data(), width));
+    zuapi::shape *form = form_.get();
+    zu_do_vlist *row = zuapi::row_make(memory_, form, uri_.get());
     for (size_t i = 0; i < values_.size(); ++i) {
-      row->cells()[i + 1] = *values_[i].get();
-      row->cells()[i + 1].flags &= static_cast<uint8_t>(~zuapi::value_counted);
+      zu_do_value &cell = zuapi::row_values(row)[i + 1] = *values_[i].get();
+      cell.flags &= static_cast<uint8_t>(~zuapi::value_counted);
     }
     record_ = tvr::ref<zu_do_properties>::adopt(
-        zu_do_get_shortcuts()->new_from_row(nullptr, &form->columns, &row->row));
+        zu_do_get_shortcuts()->new_from_row(nullptr, zuapi::shape_columns(form), row));
   }
 
   std::vector<tvr::ref<zu_do_name>> names_;
   std::vector<tvr::ref<zu_do_value>> values_;
   tvr::ref<zu_do_uri> uri_;
   tvr::ref<zu_do_name> own_name_;
-  std::unique_ptr<uint64_t[]> shape_block_;
-  std::unique_ptr<uint64_t[]> row_block_;
+  struct shape_freer {
+    void operator()(zuapi::shape *form) const { zuapi::shape_free(form); }
+  };
+  std::unique_ptr<zuapi::shape, shape_freer> form_;
+  zuapi::arena memory_;
   tvr::ref<zu_do_properties> record_;
 };
 

@@ -1,9 +1,11 @@
 // Reads values from a JSON text that the parser walks, into frozen cells.
-#include "zuapi/json_value.hpp"
+#include "json/reader.hpp"
 
 #include <charconv>
 
-namespace zuapi {
+namespace zu_json {
+
+using namespace zuapi;
 
 namespace {
 
@@ -63,10 +65,7 @@ const char *value_reader::intern_type(std::string_view name) {
 }
 
 zu_do_value value_reader::with_type(zu_do_value cell, const char *type) {
-  if (type == nullptr) return cell;
-  auto *payload = static_cast<typed_payload *>(memory_.take(sizeof(typed_payload)));
-  cell_set_typedef(cell, payload, type);
-  return cell;
+  return type == nullptr ? cell : cell_typed(memory_, cell, type);
 }
 
 zu_do_value value_reader::string_cell(const char *text, size_t length, const char *type) {
@@ -75,10 +74,8 @@ zu_do_value value_reader::string_cell(const char *text, size_t length, const cha
 }
 
 zu_do_value value_reader::read(json::value value, const char *class_type, uint32_t depth) {
-  return read_as(value, {nullptr, class_type, false}, depth);
-}
-
-zu_do_value value_reader::read_as(json::value &value, types type, uint32_t depth) {
+  arrays_ = 0;
+  types type = {nullptr, class_type};
   const zu_do_value cell = read_untyped(value, type, depth);
   return with_type(cell, type.used());
 }
@@ -118,7 +115,7 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
     const std::string_view type_name = name(field);
     if (type_name.empty()) refuse(name_start, "a typedef name is empty");
     if (type.own == nullptr && type_name != "v") type.own = intern_type(type_name);
-    if (!open_secrets_ && type.in_array && type_name == "PasswordString") {
+    if (!open_secrets_ && arrays_ != 0 && type_name == "PasswordString") {
       refuse(name_start, "a PasswordString stands in an array");
     }
     cell = read_untyped(field.value(), type, depth);
@@ -130,19 +127,21 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
 zu_do_value value_reader::read_array(json::value &value, const types &type, uint32_t depth) {
   const char *start = start_of(value);
   if (!open_secrets_ && is_secret_type(type.used())) refuse(start, "a PasswordString is an array");
+  ++arrays_;
   const size_t first = elements_.size();
   for (json::value element : elements_of(value)) {
     const bool is_null = *start_of(element) == 'n';
-    zu_do_value cell = read_as(element, {nullptr, nullptr, true}, depth);
-    elements_.push_back(is_null ? cell_none() : cell);
+    types type_of = {};
+    const zu_do_value cell = read_untyped(element, type_of, depth);
+    elements_.push_back(is_null ? cell_none() : with_type(cell, type_of.own));
   }
+  --arrays_;
   // Elements without a value at the end are not elements.
   while (elements_.size() > first && elements_.back().type == ZU_DO_TYPE_NONE) elements_.pop_back();
-  const size_t length = elements_.size() - first;
-  auto *cells = static_cast<zu_do_value *>(memory_.take(length * sizeof(zu_do_value)));
-  std::copy(elements_.begin() + static_cast<ptrdiff_t>(first), elements_.end(), cells);
+  const zu_do_value array =
+      cell_array(memory_, elements_.data() + first, static_cast<uint32_t>(elements_.size() - first));
   elements_.resize(first);
-  return cell_array(vlist_place(memory_.take(sizeof(zu_do_vlist)), cells, static_cast<uint32_t>(length)));
+  return array;
 }
 
 zu_do_value value_reader::read_number(json::value &value) {
@@ -160,4 +159,4 @@ zu_do_value value_reader::read_number(json::value &value) {
   }
 }
 
-} // namespace zuapi
+} // namespace zu_json

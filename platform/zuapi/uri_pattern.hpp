@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "zuapi/layout.hpp"
+#include "zuapi/frozen.hpp"
 
-namespace store {
+namespace zuapi {
 
 // Made of one URI; tells whether another text is a URI that differs in the values of its keys only, and where
 // its parts are then. Records of a list share a pattern, so that few URIs of a file need the whole grammar.
@@ -20,10 +20,10 @@ public:
   const std::string &text() const { return text_; }
   std::string_view location() const { return std::string_view(text_).substr(0, below_); }
   std::string_view below_location() const { return std::string_view(text_).substr(below_); }
-  bool absolute() const { return (flags_ & zuapi::uri_absolute) != 0; }
+  bool absolute() const { return absolute_; }
 
-  // False also for texts of the pattern that are not in canonical form.
-  bool match(std::string_view text, zuapi::uri_scan &scan);
+  // The frozen URI of a text of this pattern in canonical form, or none. Throws std::bad_alloc.
+  zu_do_uri *make(std::string_view text, arena &memory);
   // Notes where the values of a canonical text of this pattern are: `value` tells of the last text that was
   // noted or matched.
   void note(std::string_view text);
@@ -40,15 +40,17 @@ private:
   };
   place place_of(uint32_t offset) const;
   uint32_t offset_of(const place &at) const { return at.fixed + sums_[at.values]; }
+  bool match(std::string_view text);
   bool take_literal(std::string_view text, size_t &at, size_t from, size_t to) const;
 
   std::string text_;
   std::vector<uint32_t> cuts_; // where in it a value is left out
   std::vector<uint32_t> sums_; // how long the first values are together, from none to all
   uint32_t below_ = 0;         // where the text of what follows a location begins
+  bool absolute_;
   uint8_t flags_;
   uint16_t segment_count_;
   place relative_, parent_, name_, name_end_, first_end_;
 };
 
-} // namespace store
+} // namespace zuapi

@@ -1,4 +1,4 @@
-// Memory for frozen objects: pieces of big chunks.
+// Memory for many small things that go together: pieces of big chunks.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 #include "qmalloc/qmalloc.h"
 
-namespace zuapi {
+namespace infra {
 
 // Hands out pieces of big chunks and frees them all at once. Throws std::bad_alloc.
 class arena {
@@ -69,4 +69,4 @@ private:
   size_t size_ = smallest;
 };
 
-} // namespace zuapi
+} // namespace infra

@@ -1,35 +1,26 @@
 // Values from JSON: read into frozen cells like those of a data file, then copied into counted values.
-#include "zuapi/json_value.hpp"
-#include "zuapi/objects.hpp"
+#include "json/reader.hpp"
 
-using namespace zuapi;
+using namespace zu_json;
 
 namespace {
 
-zu_do_value *counted(zu_do_value &cell);
-
-// None when memory is exhausted.
-zu_do_vlist *counted_list(const zu_do_vlist *cells) {
-  zu_do_vlist *list = zu_do_vlist_new();
-  for (uint32_t i = 0; list != nullptr && i < cells->length; ++i) {
-    zu_do_value *element = counted(cells->cells[i]);
-    const int code = zu_do_vlist_add(list, element);
-    zu_do_value_deref(element);
-    if (code == ZU_OK) continue;
-    zu_do_vlist_deref(list);
-    list = nullptr;
-  }
-  return list;
-}
-
 // A value that needs nothing of the arena that its cell is in; none when memory is exhausted.
 zu_do_value *counted(zu_do_value &cell) {
-  if (cell.type != ZU_DO_TYPE_ARRAY) return value_copy(&cell);
-  zu_do_vlist *list = counted_list(cell.content().list);
-  if (list == nullptr) return nullptr;
-  const char *typedef_name = typedef_name_of(&cell);
+  zu_do_vlist *elements = zu_do_value_get_array(&cell, nullptr);
+  const char *typedef_name = zu_do_value_get_typedef_name(&cell);
+  if (elements == nullptr) return zu_do_value_new_as(&cell, typedef_name, false);
+  zu_do_vlist *list = zu_do_vlist_new();
+  bool whole = list != nullptr;
+  for (size_t i = 0; whole && i < zu_do_vlist_get_len(elements); ++i) {
+    zu_do_value *element = counted(*zu_do_vlist_get_value(elements, i));
+    whole = zu_do_vlist_add(list, element) == ZU_OK;
+    zu_do_value_deref(element);
+  }
+  zu_do_value *array = whole ? zu_do_value_new_array(list) : nullptr;
   zu_do_value *value =
-      value_make(cell_array(list), typedef_name == nullptr ? no_typedef : typedef_name, false);
+      typedef_name == nullptr ? zu_do_value_ref(array) : zu_do_value_new_as(array, typedef_name, false);
+  zu_do_value_deref(array);
   zu_do_vlist_deref(list);
   return value;
 }
@@ -41,7 +32,7 @@ zu_do_value *read_only_element(const std::string &padded, size_t length) {
   json::document document = parser.iterate(padded.data(), length + 2, padded.size());
   arena memory;
   value_reader reader(padded.data() + 1, memory, true);
-  zu_do_value cell = cell_none();
+  zu_do_value cell = zuapi::cell_none();
   size_t count = 0;
   for (json::value value : json::array(document.get_array())) {
     cell = reader.read(value, nullptr, 0);

@@ -1,9 +1,9 @@
 // The pattern of records' URIs: their text without the values of keys.
-#include "store/uri_pattern.hpp"
+#include "zuapi/uri_pattern.hpp"
 
-#include <cstring>
+#include "zuapi/objects.hpp"
 
-namespace store {
+namespace zuapi {
 
 void uri_pattern::write_text(std::string_view uri, std::string &out) {
   out.clear();
@@ -16,7 +16,7 @@ void uri_pattern::write_text(std::string_view uri, std::string &out) {
 }
 
 uri_pattern::uri_pattern(const zu_do_uri *sample)
-    : flags_(sample->flags & static_cast<uint8_t>(~zuapi::uri_frozen)),
+    : absolute_(uri_is_absolute(sample)), flags_(sample->flags & static_cast<uint8_t>(~uri_frozen)),
       segment_count_(sample->segment_count) {
   write_text(sample->view(), text_);
   for (size_t i = 0; i < text_.size(); ++i) {
@@ -53,31 +53,34 @@ bool uri_pattern::take_literal(std::string_view text, size_t &at, size_t from, s
   return true;
 }
 
-bool uri_pattern::match(std::string_view text, zuapi::uri_scan &scan) {
+bool uri_pattern::match(std::string_view text) {
   size_t at = 0;
   size_t from = 0;
   for (size_t i = 0; i < cuts_.size(); from = cuts_[i++]) {
-    if (!take_literal(text, at, from, cuts_[i]) || !zuapi::uri_skip_value(text, at)) return false;
+    if (!take_literal(text, at, from, cuts_[i]) || !uri_skip_value(text, at)) return false;
     sums_[i + 1] = static_cast<uint32_t>(at) - cuts_[i];
   }
-  if (!take_literal(text, at, from, text_.size()) || at != text.size() || at > zuapi::longest_uri)
-    return false;
-  const auto length = static_cast<uint32_t>(at);
-  scan = {.source = text.data(),
-          .source_length = length,
-          .add_slash = false,
-          .verbatim = true,
-          .flags = flags_,
-          .coll_type = 0,
-          .segment_count = segment_count_,
-          .length = length,
-          .relative = offset_of(relative_),
-          .parent = offset_of(parent_),
-          .name = offset_of(name_),
-          .name_end = offset_of(name_end_),
-          .end = length,
-          .first_end = offset_of(first_end_)};
-  return true;
+  return take_literal(text, at, from, text_.size()) && at == text.size() && at <= longest_uri;
 }
 
-} // namespace store
+zu_do_uri *uri_pattern::make(std::string_view text, arena &memory) {
+  if (!match(text)) return nullptr;
+  const auto length = static_cast<uint32_t>(text.size());
+  const uri_scan scan = {.source = text.data(),
+                         .source_length = length,
+                         .add_slash = false,
+                         .verbatim = true,
+                         .flags = flags_,
+                         .coll_type = 0,
+                         .segment_count = segment_count_,
+                         .length = length,
+                         .relative = offset_of(relative_),
+                         .parent = offset_of(parent_),
+                         .name = offset_of(name_),
+                         .name_end = offset_of(name_end_),
+                         .end = length,
+                         .first_end = offset_of(first_end_)};
+  return uri_frozen_of(scan, memory);
+}
+
+} // namespace zuapi

@@ -8,13 +8,14 @@
 #include <string_view>
 #include <vector>
 
-#include "zuapi/arena.hpp"
-#include "zuapi/json_syntax.hpp"
-#include "zuapi/layout.hpp"
+#include "infra/memory.hpp"
+#include "zuapi/frozen.hpp"
+#include "json/fault.hpp"
 
-namespace zuapi {
+namespace zu_json {
 
 namespace json = simdjson::ondemand;
+using zuapi::arena;
 
 // By value: a loop over the parser's own results would run over what is gone.
 template <class Value>
@@ -31,8 +32,8 @@ template <class Read>
 void read_json(std::string_view text, Read read) {
   try {
     read();
-  } catch (refusal &found) {
-    throw first_fault(text, std::move(found));
+  } catch (const refusal &found) {
+    throw first_fault(text, found);
   } catch (const simdjson::simdjson_error &fault) {
     if (fault.error() == simdjson::MEMALLOC) throw std::bad_alloc();
     throw first_fault(text, {text.size(), fault.what()});
@@ -71,11 +72,9 @@ private:
   struct types {
     const char *own;      // the name that the value brings, or none
     const char *fallback; // the one that applies otherwise, or none
-    bool in_array;
     const char *used() const { return own != nullptr ? own : fallback; }
   };
 
-  zu_do_value read_as(json::value &value, types type, uint32_t depth);
   zu_do_value read_untyped(json::value &value, types &type, uint32_t depth);
   zu_do_value read_wrapped(json::value &value, types &type, uint32_t depth);
   zu_do_value read_array(json::value &value, const types &type, uint32_t depth);
@@ -85,6 +84,7 @@ private:
   const char *text_;
   arena &memory_;
   bool open_secrets_;
+  uint32_t arrays_ = 0; // around the value that is being read
   std::map<std::string, const char *, std::less<>> type_names_;
   std::vector<zu_do_value> elements_; // of the arrays that are being read, innermost last
 };
@@ -94,4 +94,4 @@ inline bool is_secret_type(const char *type) {
   return type != nullptr && std::string_view(type) == "PasswordString";
 }
 
-} // namespace zuapi
+} // namespace zu_json

@@ -1,0 +1,127 @@
+// The one hash table of this platform: items under the hashes of their texts, which its users know.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+#include <utility>
+
+#include "qmalloc/qmalloc.h"
+
+namespace infra {
+
+// Up to eight bytes as a number, which is also known to the compiler.
+constexpr uint64_t word_of(const char *text, size_t length) {
+  char bytes[8] = {};
+  if (std::is_constant_evaluated()) {
+    for (size_t i = 0; i < length; ++i) bytes[i] = text[i];
+  } else if (length != 0) {
+    memcpy(bytes, text, length);
+  }
+  return std::bit_cast<uint64_t>(bytes);
+}
+
+constexpr uint32_t hash_text(const char *text, size_t length) {
+  constexpr uint64_t factor = 0x9e3779b97f4a7c15u;
+  uint64_t hash = length * factor;
+  for (; length >= 8; text += 8, length -= 8) {
+    hash = (hash ^ word_of(text, 8)) * factor;
+    hash ^= hash >> 32;
+  }
+  hash = (hash ^ word_of(text, length)) * factor;
+  hash ^= hash >> 29;
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
+}
+
+// Open-addressed: an item stands behind the place of its hash, with no free slot between. No item is `none`.
+template <class Item, Item none>
+class hash_index {
+public:
+  hash_index() = default;
+  // Its memory is charged to that area.
+  explicit hash_index(uint32_t area) : area_(area) {}
+  ~hash_index() { qfree_named(slots_); }
+  hash_index(const hash_index &) = delete;
+  hash_index &operator=(const hash_index &) = delete;
+
+  // Room for so many items; false, and no change, when memory is exhausted.
+  bool reserve(size_t items) {
+    size_t size = 8;
+    while (size * 3 / 4 < items) size *= 2;
+    return size <= size_ || resize(size);
+  }
+  // Adds an item. False, and no change, when there is neither room nor memory: without memory the slots only
+  // get fuller at first.
+  bool insert(uint32_t hash, Item item) {
+    const bool full = used_ + 1 > size_ * 3 / 4 && !resize(size_ == 0 ? 8 : size_ * 2);
+    if (full && used_ + 1 >= size_) return false;
+    ++used_;
+    place({hash, item});
+    return true;
+  }
+  // The first item of that hash for which `is_it(item)` holds, or `none`.
+  template <class IsIt>
+  Item find(uint32_t hash, IsIt &&is_it) const {
+    if (size_ == 0) return none;
+    for (size_t at = hash & (size_ - 1); slots_[at].item != none; at = (at + 1) & (size_ - 1)) {
+      if (slots_[at].hash == hash && is_it(slots_[at].item)) return slots_[at].item;
+    }
+    return none;
+  }
+  // Puts another item in the place of one that is there.
+  void replace(uint32_t hash, Item item, Item by) { slots_[place_of(hash, item)].item = by; }
+  // Takes an item out that is there. Those behind it move up, as far as their hashes let them.
+  void erase(uint32_t hash, Item item) {
+    const size_t mask = size_ - 1;
+    size_t gap = place_of(hash, item);
+    for (size_t at = (gap + 1) & mask; slots_[at].item != none; at = (at + 1) & mask) {
+      if (((at - slots_[at].hash) & mask) < ((at - gap) & mask)) continue;
+      slots_[std::exchange(gap, at)] = slots_[at];
+    }
+    slots_[gap].item = none;
+    --used_;
+  }
+  // Takes all out, and keeps the room.
+  void clear() {
+    for (size_t at = 0; at < size_; ++at) slots_[at].item = none;
+    used_ = 0;
+  }
+  bool has_room() const { return size_ != 0; }
+  // Brings the place of a hash near, for a look-up that follows some steps later.
+  void prefetch(uint32_t hash) const {
+    if (size_ != 0) __builtin_prefetch(&slots_[hash & (size_ - 1)]);
+  }
+
+private:
+  struct slot {
+    uint32_t hash;
+    Item item;
+  };
+
+  size_t place_of(uint32_t hash, Item item) const {
+    size_t at = hash & (size_ - 1);
+    while (slots_[at].item != item) at = (at + 1) & (size_ - 1);
+    return at;
+  }
+  void place(slot entry) { slots_[place_of(entry.hash, none)] = entry; }
+  bool resize(size_t size) {
+    auto *slots = static_cast<slot *>(qmalloc_named(area_, size * sizeof(slot)));
+    if (slots == nullptr) return false;
+    for (size_t at = 0; at < size; ++at) slots[at] = {0, none};
+    slot *old = std::exchange(slots_, slots);
+    const size_t old_size = std::exchange(size_, size);
+    for (size_t at = 0; at < old_size; ++at) {
+      if (old[at].item != none) place(old[at]);
+    }
+    qfree_named(old);
+    return true;
+  }
+
+  slot *slots_ = nullptr;
+  size_t size_ = 0; // 0, or a power of two
+  size_t used_ = 0;
+  uint32_t area_ = ZU_DO_AREA;
+};
+
+} // namespace infra

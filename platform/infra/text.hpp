@@ -1,0 +1,34 @@
+// Small things about texts.
+#pragma once
+
+#include <cstdarg>
+#include <string_view>
+
+namespace infra {
+
+// The white space of the C locale: a template line of a file with CR LF line ends hands its CR on.
+inline bool is_blank(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+inline std::string_view trimmed(std::string_view text) {
+  while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
+  while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+// A control byte as it is shown where texts must not move a terminal's cursor: `\xHH`, four bytes.
+inline constexpr char hex_digits[] = "0123456789ABCDEF";
+inline bool is_control(char c) {
+  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+inline char *put_escaped(char *at, char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  for (const char shown : {'\\', 'x', hex_digits[byte >> 4], hex_digits[byte & 15]}) *at++ = shown;
+  return at;
+}
+
+// A new formatted text, charged to the library's area: its length, or a negative result and none in `*text`.
+int print_new(char **text, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
+
+} // namespace infra

@@ -1,0 +1,128 @@
+// The first fault in the syntax of a JSON text: as a second parser tells it, which knows places.
+#include "json/fault.hpp"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace zu_json {
+
+namespace {
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool is_in_word(char c) {
+  return c >= 'a' && c <= 'z';
+}
+bool is_in_number(char c) {
+  return is_digit(c) || std::string_view("+-.eE").find(c) != std::string_view::npos;
+}
+
+// Where the run of such bytes begins that ends at `at`.
+template <class IsIn>
+size_t start_of_run(std::string_view text, size_t at, IsIn is_in) {
+  while (at > 0 && is_in(text[at - 1])) --at;
+  return at;
+}
+
+// Where the UTF-8 sequence begins that the byte does not go on with.
+size_t start_of_sequence(std::string_view text, size_t bad) {
+  const auto continues = [](char c) { return (static_cast<uint8_t>(c) & 0xc0) == 0x80; };
+  const size_t lead = start_of_run(text, bad, continues) - 1;
+  const auto first = static_cast<uint8_t>(text[lead]); // at least the quote before the text
+  const size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : first >= 0xc0 ? 2 : 1;
+  return bad - lead < length ? lead : bad;
+}
+
+// The parser's word for what is wrong, and ours.
+struct wording {
+  const char *theirs;
+  const char *ours;
+};
+constexpr wording in_strings[] = {{"missing closing quote", "string without an end"},
+                                  {"control character", "control character in a string"},
+                                  {"after backslash", "unknown escape in a string"},
+                                  {"4 hex digits", "unknown escape in a string"},
+                                  {"surrogate", "half of a surrogate pair in a string"},
+                                  {"ill-formed UTF-8", "the text is not valid UTF-8"}};
+constexpr wording expected[] = {{"; expected end of input", "text after the end of the document"},
+                                {"; expected string literal", "expected a name in quotes"},
+                                {"; expected ':'", "expected ':' after the name"},
+                                {"; expected '}'", "expected ',' or '}'"},
+                                {"; expected ']'", "expected ',' or ']'"}};
+
+template <size_t count>
+const char *find(const wording (&all)[count], std::string_view said) {
+  for (const wording &one : all) {
+    if (said.find(one.theirs) != said.npos) return one.ours;
+  }
+  return nullptr;
+}
+
+// Of a fault that the parser met when it had read up to `read`; `token` is the length of what it read last.
+refusal fault_at(std::string_view text, size_t read, size_t token, std::string_view said) {
+  const auto says = [said](const char *what) { return said.find(what) != said.npos; };
+  const size_t last = std::min(read, text.size()) - 1;
+  if (const char *message = find(in_strings, said)) {
+    if (says("closing quote")) return {text.size() - token, message};
+    if (says("UTF-8")) return {start_of_sequence(text, last), message};
+    if (says("control character")) return {last, message};
+    const size_t escape = text.rfind('\\', says("4 hex digits") ? last - 1 : last);
+    // The first of a pair is told of, though the parser may have read what follows as another escape.
+    return {says("must be followed by U") && last != escape + 6 ? escape - 6 : escape, message};
+  }
+  if (read > text.size() && says("unexpected end of input")) {
+    const bool empty = text.find_first_not_of(" \t\r\n") == text.npos;
+    return {text.size(), empty ? "the document is empty" : "the document ends too early"};
+  }
+  const char *message = find(expected, said);
+  const bool number = says("number literal") || says("invalid number");
+  const size_t start = says("unexpected string literal") ? read - token
+                       : number                          ? start_of_run(text, last, is_in_number)
+                                                         : start_of_run(text, last, is_in_word);
+  // A number goes on until a byte that may stand behind one.
+  const bool goes_on =
+      start > 0 && is_digit(text[start - 1]) && std::string_view(",]}").find(text[start]) == text.npos;
+  if (goes_on || (says("number literal") && read - token > start) ||
+      (says("invalid number") && message == nullptr)) {
+    return {start_of_run(text, start, is_in_number), "malformed number"};
+  }
+  return {start, message == nullptr ? "expected a value" : message};
+}
+
+class place_finder : public nlohmann::json_sax<nlohmann::json> {
+public:
+  explicit place_finder(std::string_view text) : text_(text) {}
+  refusal found;
+
+  bool null() override { return true; }
+  bool boolean(bool) override { return true; }
+  bool number_integer(number_integer_t) override { return true; }
+  bool number_unsigned(number_unsigned_t) override { return true; }
+  bool number_float(number_float_t, const string_t &) override { return true; }
+  bool string(string_t &) override { return true; }
+  bool binary(binary_t &) override { return true; }
+  bool start_object(size_t) override { return true; }
+  bool key(string_t &) override { return true; }
+  bool end_object() override { return true; }
+  bool start_array(size_t) override { return true; }
+  bool end_array() override { return true; }
+  bool parse_error(size_t read, const std::string &token, const nlohmann::detail::exception &fault) override {
+    found = fault_at(text_, read, token.size(), fault.what());
+    return false;
+  }
+
+private:
+  std::string_view text_;
+};
+
+} // namespace
+
+refusal first_fault(std::string_view text, const refusal &found) {
+  if (text.starts_with("\xef\xbb\xbf")) return {0, "expected a value"}; // the parsers differ about the mark
+  place_finder finder(text);
+  const bool whole = nlohmann::json::sax_parse(text.begin(), text.end(), &finder);
+  return whole || finder.found.offset > found.offset ? found : finder.found;
+}
+
+} // namespace zu_json

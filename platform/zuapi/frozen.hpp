@@ -1,0 +1,165 @@
+// What a data store makes its records of: values, URIs, shapes and rows that are frozen.
+//
+// A frozen object is not counted: ref and deref do nothing, and its owner (a snapshot) outlives every use.
+// What it points at (texts, lists, URIs, names) is kept alive by the same owner. How they lie in memory is
+// this folder's own, but for values: a row has its values one behind the other.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "infra/memory.hpp"
+#include "zuapi/zuapi.h"
+
+namespace zuapi {
+
+using infra::arena;
+
+// ---- Values ----
+
+struct typed_payload;
+
+union value_payload {
+  bool boolean;
+  int64_t integer;
+  uint64_t whole;
+  double number;
+  const char *text; // zu_do_value::length bytes and a NUL
+  zu_do_vlist *list;
+  zu_do_uri *uri;
+  const typed_payload *typed; // with value_typed: where the payload really is
+};
+
+struct typed_payload {
+  const char *typedef_name;
+  value_payload inner;
+};
+
+enum value_flag : uint8_t {
+  value_counted = 1,    // stands behind a count in a heap block
+  value_default = 2,    // equals the default of its class
+  value_typed = 4,      // has a typedef name
+  value_clean = 8,      // a string without a byte to escape in display
+  value_in_record = 16, // stands in a zu_do_properties, `spare` bytes behind its start, and counts with it
+};
+
+} // namespace zuapi
+
+struct zu_do_value {
+  int8_t type; // the type number
+  uint8_t flags;
+  uint16_t spare;
+  uint32_t length; // of a string
+  zuapi::value_payload as;
+
+  const zuapi::value_payload &content() const {
+    return (flags & zuapi::value_typed) != 0 ? as.typed->inner : as;
+  }
+  std::string_view text() const { return {content().text, length}; }
+};
+static_assert(sizeof(zu_do_value) == 16);
+
+namespace zuapi {
+
+// True when display shows the text as it is. `keep_lines`: it is of typedef `Text`.
+bool text_is_clean(const char *text, size_t length, bool keep_lines);
+// The longest string that a value can hold.
+inline constexpr size_t longest_text = UINT32_MAX - 1;
+
+// Frozen cells in place. The text ends with a NUL that is not part of `length`.
+inline zu_do_value cell_none() {
+  return {ZU_DO_TYPE_NONE, 0, 0, 0, {}};
+}
+inline zu_do_value cell_null() {
+  return {ZU_DO_TYPE_NULL, 0, 0, 0, {}};
+}
+inline zu_do_value cell_bool(bool value) {
+  return {ZU_DO_TYPE_BOOL, 0, 0, 0, {.boolean = value}};
+}
+inline zu_do_value cell_int(int64_t value) {
+  return {ZU_DO_TYPE_INT, 0, 0, 0, {.integer = value}};
+}
+inline zu_do_value cell_uint(uint64_t value) {
+  if (value <= static_cast<uint64_t>(INT64_MAX)) return cell_int(static_cast<int64_t>(value));
+  return {ZU_DO_TYPE_UINT, 0, 0, 0, {.whole = value}};
+}
+inline zu_do_value cell_double(double value) {
+  return {ZU_DO_TYPE_DOUBLE, 0, 0, 0, {.number = value}};
+}
+inline zu_do_value cell_string(const char *text, size_t length, bool keep_lines = false) {
+  const uint8_t flags = text_is_clean(text, length, keep_lines) ? value_clean : 0;
+  return {ZU_DO_TYPE_STRING, flags, 0, static_cast<uint32_t>(length), {.text = text}};
+}
+// Of the elements, which are copied. Throws std::bad_alloc.
+zu_do_value cell_array(arena &memory, const zu_do_value *elements, uint32_t count);
+// The same value with a typedef name, which is not copied; a string whose typedef name is `Text` must have
+// been made with `keep_lines`. Throws std::bad_alloc.
+zu_do_value cell_typed(arena &memory, const zu_do_value &cell, const char *typedef_name);
+inline void cell_set_default(zu_do_value &cell) {
+  cell.flags |= value_default;
+}
+
+// The bytes of a string, the display text of any other value (which `room` may hold); no data for what has no
+// key form: null, no value and arrays.
+std::string_view raw_text(zu_do_value *value, char *room);
+// As zu_do_value_compare; sets `exhausted` when there was no memory for a display text, and the order is not
+// good.
+int value_order(zu_do_value *a, zu_do_value *b, bool &exhausted);
+
+// ---- URIs ----
+
+// None, and why, for what is no URI. Throws std::bad_alloc. Call uri_drop before the memory goes: it frees
+// what was made lazily on the URI.
+zu_do_uri *uri_frozen_of(std::string_view text, arena &memory, const char **reason);
+void uri_drop(zu_do_uri *uri);
+
+uint32_t uri_hash(const zu_do_uri *uri); // infra::hash_text of its text
+bool uri_is_absolute(const zu_do_uri *uri);
+uint32_t uri_segment_count(const zu_do_uri *uri); // of the path, location segment included
+// Parts of its text: the whole; without the query, and what stands behind '?'; the relative form (of a URI
+// with one: see zu_do_uri_parts); the parent's text and the last segment's name (of a URI with segments).
+std::string_view uri_text(const zu_do_uri *uri);
+std::string_view uri_path(const zu_do_uri *uri);
+std::string_view uri_query(const zu_do_uri *uri);
+std::string_view uri_relative_text(const zu_do_uri *uri);
+std::string_view uri_parent_text(const zu_do_uri *uri);
+std::string_view uri_last_name(const zu_do_uri *uri);
+
+// A walk over the keys of a segment, nothing made. `at` starts at the end of the segment's name; values are
+// as they stand in the text (key form: equal values have equal key forms).
+struct uri_key {
+  std::string_view name;
+  std::string_view value;
+};
+bool uri_next_key(std::string_view text, uint32_t &at, uri_key &key);
+// Decodes a value's key form into `out` (at least value.size() bytes); the decoded length.
+size_t uri_decode_value(std::string_view value, char *out);
+
+// ---- Shapes and rows ----
+
+// What the records of one path have in common: their columns (`_uri` first, names without ':', none twice and
+// none `_coll_uri`) and where each name stands.
+struct shape;
+
+// None when memory is exhausted. The names are copied; the references on them stay the caller's.
+shape *shape_new(zu_do_name *const *names, uint32_t width);
+void shape_free(shape *form); // none is ignored
+// The columns of a table of such rows; they cannot change.
+zu_do_ntlist *shape_columns(shape *form);
+// The slot of a name, or -1; the same by text, without interning.
+int32_t shape_find(const shape *form, const zu_do_name *name);
+int32_t shape_find_text(const shape *form, std::string_view text);
+
+// A record as a row: its shape and URI, and as many values as the shape has columns. The first is the URI,
+// the caller fills the others. Throws std::bad_alloc.
+zu_do_vlist *row_make(arena &memory, shape *form, zu_do_uri *uri);
+shape *row_shape(const zu_do_vlist *row);
+zu_do_uri *row_uri(const zu_do_vlist *row);
+zu_do_value *row_values(const zu_do_vlist *row);
+
+// Adds a row's properties to a record, over what it has, but for `_uri`, which stays as it is when
+// it is set. A record without a shape becomes a view (no allocation). 0 or ZU_EXHAUSTED and no change.
+int properties_add_row(zu_do_properties *record, zu_do_vlist *row);
+
+} // namespace zuapi
