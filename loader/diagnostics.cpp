@@ -15,7 +15,9 @@ bool tell_fault(load_context &load, zu_tvr_diagnostic fault) noexcept {
   if (load.tell == nullptr || load.stopped) return false;
   const error_object error(std::exchange(*load.error, nullptr));
   const char *cause = last_cause[0] != '\0' ? last_cause : nullptr;
-  fault.code = error != nullptr ? zu_do_error_get_code(error.get()) : cause != nullptr ? ZU_FAILED : ZU_EXHAUSTED;
+  fault.code = error != nullptr   ? zu_do_error_get_code(error.get())
+               : cause != nullptr ? ZU_FAILED
+                                  : ZU_EXHAUSTED;
   fault.message = error != nullptr ? zu_do_error_get_msg(error.get()) : cause;
   if (fault.message == nullptr) fault.message = "out of memory";
   fault.cause = error != nullptr ? cause : nullptr;

@@ -13,21 +13,21 @@
 ZU_TVR_BEGIN
 
 enum {
-  ZU_TVR_FAULT_DIRECTORY = 0,  /* a directory that cannot be read, or none is known */
-  ZU_TVR_FAULT_FILE = 1,       /* a file that cannot be read */
-  ZU_TVR_FAULT_LINE = 2,       /* a line that is refused */
-  ZU_TVR_FAULT_RECORD = 3,     /* a record that is refused as a whole */
-  ZU_TVR_FAULT_DUPLICATE = 4,  /* a record whose id another one has */
-  ZU_TVR_FAULT_NO_PARENT = 5   /* a record whose parent no record is */
+  ZU_TVR_FAULT_DIRECTORY = 0, /* a directory that cannot be read, or none is known */
+  ZU_TVR_FAULT_FILE = 1,      /* a file that cannot be read */
+  ZU_TVR_FAULT_LINE = 2,      /* a line that is refused */
+  ZU_TVR_FAULT_RECORD = 3,    /* a record that is refused as a whole */
+  ZU_TVR_FAULT_DUPLICATE = 4, /* a record whose id another one has */
+  ZU_TVR_FAULT_NO_PARENT = 5  /* a record whose parent no record is */
 };
 
 /* One fault. The texts are borrowed: the callback copies what it keeps. */
 typedef struct zu_tvr_diagnostic {
-  uint32_t kind;       /* ZU_TVR_FAULT_* */
-  const char *file;    /* or the directory; none when there is none, or memory was exhausted */
-  uint32_t line;       /* from 1; 0: the file as a whole. Of a record its "Cmd:" line, or the "Op:" at fault */
-  uint32_t column;     /* in bytes from 1, where the line's text begins; 0: not known */
-  int32_t code;        /* as of the error object of an ordinary load: 10000, 10001, 10002 */
+  uint32_t kind;    /* ZU_TVR_FAULT_* */
+  const char *file; /* or the directory; none when there is none, or memory was exhausted */
+  uint32_t line;    /* from 1; 0: the file as a whole. Of a record its "Cmd:" line, or the "Op:" at fault */
+  uint32_t column;  /* in bytes from 1, where the line's text begins; 0: not known */
+  int32_t code;     /* as of the error object of an ordinary load: 10000, 10001, 10002 */
   const char *message; /* likewise; never none */
   const char *cause;   /* what an inner step said of it, or none */
   const char *node_id; /* of the record, or none */

@@ -44,8 +44,8 @@ std::string words_of(const zu_tvr_diagnostic &fault) {
   std::string words = fault.message;
   if (fault.kind == ZU_TVR_FAULT_DUPLICATE) {
     const std::string file = fault.other_file != nullptr ? fault.other_file : "";
-    words +=
-        ": " + (file.empty() ? "the root" : file + ":" + std::to_string(fault.other_line)) + " has that id";
+    return words + ": " + (file.empty() ? "the root" : file + ":" + std::to_string(fault.other_line)) +
+           " has that id";
   } else if (fault.kind == ZU_TVR_FAULT_NO_PARENT) {
     words += std::string(": no record is '") + fault.other_id + "'";
   }

@@ -15,7 +15,7 @@ constexpr std::string_view blanks = " \t\n\v\f\r";
 line read_line(int number, std::string_view text) {
   const word found = tvr::find_keyword(text);
   const size_t from = found != word::none ? tvr::keyword_of(found).text.size() : 0;
-  return {number, found, std::string(text.substr(from))};
+  return {number, found, std::string(text.substr(from)), false};
 }
 
 // A trimmed value; one of blanks alone is the default, one that is not there at all is empty.

@@ -20,7 +20,8 @@ std::string trimmed(std::string_view text); // without the blanks at both ends
 struct line {
   int number = 0;
   word keyword = word::none;
-  std::string value; // after the keyword's colon; the whole line when there is no keyword
+  std::string value;    // after the keyword's colon; the whole line when there is no keyword
+  bool refused = false; // by the load
 };
 
 struct record {

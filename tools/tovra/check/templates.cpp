@@ -7,6 +7,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "nearest.hpp"
 #include "read_file.hpp"
 #include "uri_text.hpp"
 
@@ -62,6 +63,7 @@ std::string_view up_to_nul(const std::string &file, std::string_view text, findi
 struct file_load {
   std::vector<record *> records;
   findings &found;
+  nearest_names ops = nearest_names({"no_op", "push_mode", "get_collection", "get_one", "print_if", "iter"});
 
   record *at(int line) const {
     const auto after =
@@ -83,13 +85,16 @@ std::string about_uri(const record &record, int number) {
 }
 
 bool take_fault(void *into, const zu_tvr_diagnostic *fault) {
-  const auto &load = *static_cast<const file_load *>(into);
+  auto &load = *static_cast<file_load *>(into);
   const int number = static_cast<int>(fault->line);
   record *record = load.at(number);
   const std::string reason = record != nullptr ? about_uri(*record, number) : "";
-  const std::string words = reason.empty() ? words_of(*fault) : fault->message + (": " + reason);
+  std::string words = reason.empty() ? words_of(*fault) : fault->message + (": " + reason);
+  if (record != nullptr && fault->kind == ZU_TVR_FAULT_RECORD) words += load.ops.hint(record->op);
   load.found.add({fault->file, number, severity::error, "refused", words});
-  if (record != nullptr) record->sound = false;
+  if (record == nullptr) return true;
+  record->sound = false;
+  for (line &line : record->lines) line.refused = line.refused || line.number == number;
   return true;
 }
 
@@ -105,7 +110,7 @@ void link(template_set &set, const record &record) {
 
 // A node belongs to the record whose place it has: a second "config" or "interface" is taken and dropped.
 void load_file(template_set &set, const std::string &file, const std::string &text, findings &found) {
-  file_load load{{}, found};
+  file_load load{.records = {}, .found = found};
   const size_t first = set.records.size();
   for (record &read : read_records(file, up_to_nul(file, text, found))) {
     set.records.push_back(std::move(read));
@@ -153,9 +158,11 @@ template_set load_all(const std::string &directories, findings &found) {
       load_file(set, file, text_of(file, found), found);
     }
   }
-  if (set.files.empty() && !directories.empty()) {
-    found.add(
-        {directories, 0, severity::warning, "no-templates", "no file ends in .tvr: nothing is rendered"});
+  if (set.files.empty()) {
+    const bool named = directories.find_first_not_of(':') != directories.npos;
+    found.add({named ? directories : "--templates", 0, severity::warning, "no-templates",
+               named ? "no file ends in .tvr: nothing is rendered"
+                     : "no directory is named: no template is loaded, and nothing is rendered"});
   }
   return set;
 }
