@@ -8,8 +8,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "text.hpp"
-#include "zu_tovra/internal/report.hpp"
+#include "load.hpp"
+#include "zu_tovra/internal/cause.hpp"
 #include "zu_tovra/loader.h"
 
 namespace tvr::loader {
@@ -33,7 +33,7 @@ const char *default_directory(char (&room)[path_room], zu_do_error **error) noex
     std::snprintf(room, sizeof room, "%s/%s/%s", "/tmp/sw/cfg", bay, "tvr");
     return room;
   }
-  TVR_ERROR("tvr bay env var is not set");
+  TVR_EXPLAIN("tvr bay env var is not set");
   return nullptr;
 }
 
@@ -96,38 +96,49 @@ bool read_names(const char *path, file_names *names, zu_do_error **error) noexce
   return true;
 }
 
-bool load_directory(zu_tvr_tree *tree, std::string_view directory, zu_do_error **error) noexcept {
+bool load_directory(load_context &load, std::string_view directory) noexcept {
   growable path;
-  if (!make_buffer(path, directory.size() + 2)) return set_error(error, ZU_EXHAUSTED, no_buffer);
+  if (!make_buffer(path, directory.size() + 2)) {
+    set_error(load.error, ZU_EXHAUSTED, no_buffer);
+    return tell_fault(load, {});
+  }
   std::memcpy(path.chars.get(), directory.data(), directory.size());
   file_names names;
-  if (!read_names(path.chars.get(), &names, error)) return false;
+  zu_tvr_diagnostic fault{};
+  fault.file = path.chars.get();
+  if (!read_names(path.chars.get(), &names, load.error)) return tell_fault(load, fault);
 
   for (const char *name : names) {
     const size_t name_size = std::strlen(name) + 1;
-    if (!grow(path, directory.size() + 1 + name_size, error)) return false;
+    if (!grow(path, directory.size() + 1 + name_size, load.error)) return tell_fault(load, {});
     path.chars.get()[directory.size()] = '/';
     std::memcpy(path.chars.get() + directory.size() + 1, name, name_size);
-    const bool loaded = zu_tvr_load_file(tree, path.chars.get(), error);
-    if (!loaded || *error != nullptr) return loaded;
-  }
-  return true;
-}
-
-// Each directory of the list in turn; empty entries are skipped.
-bool load_list(zu_tvr_tree *tree, std::string_view list, zu_do_error **error) noexcept {
-  while (!list.empty()) {
-    const size_t length = std::min(list.find(':'), list.size());
-    if (length > 0) {
-      const bool loaded = load_directory(tree, list.substr(0, length), error);
-      if (!loaded || *error != nullptr) return loaded;
-    }
-    list.remove_prefix(std::min(length + 1, list.size()));
+    const bool loaded = load_file(load, path.chars.get());
+    if (!loaded || *load.error != nullptr) return loaded;
   }
   return true;
 }
 
 } // namespace
+
+// Each directory of the list in turn; empty entries are skipped.
+bool load_list(load_context &load, const char *directories) noexcept {
+  TVR_DEBUG("zu_tvr load dir %s", directories);
+  forget_cause();
+  char room[path_room];
+  if (directories == nullptr) directories = default_directory(room, load.error);
+  if (directories == nullptr) return tell_fault(load, {});
+  TVR_INFO("loader loading from dir: %s", directories);
+  for (std::string_view list = directories; !list.empty();) {
+    const size_t length = std::min(list.find(':'), list.size());
+    if (length > 0) {
+      const bool loaded = load_directory(load, list.substr(0, length));
+      if (!loaded || *load.error != nullptr) return loaded;
+    }
+    list.remove_prefix(std::min(length + 1, list.size()));
+  }
+  return true;
+}
 
 } // namespace tvr::loader
 
@@ -135,10 +146,17 @@ bool zu_tvr_load_directory(zu_tvr_tree *tree, const char *directory, zu_do_error
   using namespace tvr::loader;
   TVR_ASSERT(tree);
   TVR_ASSERT(error);
-  TVR_DEBUG("zu_tvr load dir %s", directory);
+  load_context load{tree, error};
+  return load_list(load, directory);
+}
+
+char *zu_tvr_template_directories(zu_do_error **error) noexcept {
+  using namespace tvr::loader;
+  TVR_ASSERT(error);
   char room[path_room];
-  if (directory == nullptr) directory = default_directory(room, error);
-  if (directory == nullptr) return false;
-  TVR_INFO("loader loading from dir: %s", directory);
-  return load_list(tree, directory, error);
+  const char *found = default_directory(room, error);
+  if (found == nullptr) return nullptr;
+  char *copy = tvr::copy_text(found).release();
+  if (copy == nullptr) exhausted(error, "Failed to allocate string");
+  return copy;
 }

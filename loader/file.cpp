@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "parser.hpp"
-#include "zu_tovra/internal/report.hpp"
+#include "load.hpp"
+#include "zu_tovra/internal/cause.hpp"
 #include "zu_tovra/loader.h"
 
 namespace tvr::loader {
@@ -33,21 +33,40 @@ text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
   }
   const long position = std::ftell(file);
   if (position < 0 || std::fseek(file, 0, SEEK_SET) != 0) {
-    TVR_ERROR("Unable to get file position in %s", path);
+    TVR_EXPLAIN("Unable to get file position in %s", path);
     return nullptr;
   }
   const size_t size = static_cast<size_t>(position);
   text contents = or_error(make_room<char>(size + 1), "Failed to allocate string");
   if (contents == nullptr) return nullptr;
   if (std::fread(contents.get(), size, 1, file) != 1) {
-    TVR_ERROR("Unable to read contents of file %s", path);
+    TVR_EXPLAIN("Unable to read contents of file %s", path);
     return nullptr;
   }
   contents.get()[size] = '\0';
   return contents;
 }
 
+text read_file(const char *path, zu_do_error **error) noexcept {
+  TVR_INFO("loader loading file: %s", path);
+  const open_file file = open_for_reading(path);
+  if (file != nullptr) return read_whole(file.get(), path, error);
+  TVR_ERROR("Unable to open file for reading: %s", path);
+  set_error(error, ZU_CANNOT_OPEN, "Unable to open file for reading");
+  return nullptr;
+}
+
 } // namespace
+
+bool load_file(load_context &load, const char *path) noexcept {
+  forget_cause();
+  const text contents = read_file(path, load.error);
+  if (contents != nullptr) return parse_text(load, path, contents.get());
+  zu_tvr_diagnostic fault{};
+  fault.kind = ZU_TVR_FAULT_FILE;
+  fault.file = path;
+  return tell_fault(load, fault);
+}
 
 } // namespace tvr::loader
 
@@ -56,21 +75,16 @@ bool zu_tvr_load_file(zu_tvr_tree *tree, const char *path_to_file, zu_do_error *
   TVR_ASSERT(tree);
   TVR_ASSERT(path_to_file);
   TVR_ASSERT(error);
-  TVR_INFO("loader loading file: %s", path_to_file);
-  open_file file = open_for_reading(path_to_file);
-  if (file == nullptr) {
-    TVR_ERROR("Unable to open file for reading: %s", path_to_file);
-    return set_error(error, ZU_CANNOT_OPEN, "Unable to open file for reading");
-  }
-  const tvr::text contents = read_whole(file.get(), path_to_file, error);
-  file.reset();
-  return contents != nullptr && parse_text(tree, path_to_file, contents.get(), error);
+  load_context load{tree, error};
+  return load_file(load, path_to_file);
 }
 
 bool zu_tvr_load_meta_from_str(zu_tvr_tree *tree, const char *data_str, zu_do_error **error) noexcept {
+  using namespace tvr::loader;
   TVR_ASSERT(tree);
   TVR_ASSERT(data_str);
   TVR_ASSERT(error);
   TVR_INFO("loader loading metadata from string");
-  return tvr::loader::parse_text(tree, nullptr, data_str, error);
+  load_context load{tree, error};
+  return parse_text(load, nullptr, data_str);
 }

@@ -3,7 +3,8 @@
 
 #include <cstring>
 
-#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/cause.hpp"
+#include "zu_tovra/internal/keywords.hpp"
 #include "zu_tovra/internal/uri_program.hpp"
 
 namespace tvr::loader {
@@ -12,11 +13,14 @@ namespace {
 
 constexpr int32_t most_format_slots = 10000;
 
-// Stores a value without the blanks around it. A value of blanks alone is the default; one that is not there
-// at all is the empty text.
-bool store_trimmed(growable &field, const char *value, const char *otherwise, zu_do_error **error) noexcept {
+// Stores a value without the blanks around it. A value of blanks alone is the keyword's default; one that is
+// not there at all is the empty text.
+bool store_trimmed(growable &field, const char *value, word keyword, zu_do_error **error) noexcept {
   const char *start = skip_blanks(value);
-  if (*start == '\0' && start != value) return store(field, otherwise, std::strlen(otherwise), error);
+  if (*start == '\0' && start != value) {
+    const std::string_view otherwise = keyword_of(keyword).when_blank;
+    return store(field, otherwise.data(), otherwise.size(), error);
+  }
   size_t length = std::strlen(start);
   while (length > 0 && is_blank(start[length - 1])) --length;
   return store(field, start, length, error);
@@ -25,15 +29,16 @@ bool store_trimmed(growable &field, const char *value, const char *otherwise, zu
 bool take_cmd(parse_context &parse, const char *value) noexcept {
   if (!complete_record(parse)) return false;
   parse.data->cmd_line = parse.line_number;
-  return store_trimmed(parse.data->cmd_id, value, "", parse.error);
+  return store_trimmed(parse.data->cmd_id, value, word::cmd, parse.error);
 }
 
 bool take_parent_cmd(parse_context &parse, const char *value) noexcept {
-  return store_trimmed(parse.data->parent_cmd_id, value, "", parse.error);
+  return store_trimmed(parse.data->parent_cmd_id, value, word::parent, parse.error);
 }
 
 bool take_op(parse_context &parse, const char *value) noexcept {
-  return store_trimmed(parse.data->op, value, "no_op", parse.error);
+  parse.data->op_line = parse.line_number;
+  return store_trimmed(parse.data->op, value, word::op, parse.error);
 }
 
 bool take_uri(parse_context &parse, const char *value) noexcept {
@@ -78,7 +83,7 @@ int32_t count_format_slots(const char *format) noexcept {
 
 bool take_fmt(parse_context &parse, const char *value) noexcept {
   growable &format = parse.data->format;
-  if (!store_trimmed(format, value, "%s", parse.error)) return false;
+  if (!store_trimmed(format, value, word::fmt, parse.error)) return false;
   const int32_t slots = count_format_slots(format.chars.get());
   if (slots > most_format_slots) {
     return refuse(parse.error, "Too many slots in format: ", parse.data->cmd_id.chars.get());
@@ -88,7 +93,7 @@ bool take_fmt(parse_context &parse, const char *value) noexcept {
 }
 
 bool take_dest(parse_context &parse, const char *value) noexcept {
-  return store_trimmed(parse.data->format, value, "%s", parse.error);
+  return store_trimmed(parse.data->format, value, word::dest, parse.error);
 }
 
 bool take_newline(parse_context &parse, const char *) noexcept {
@@ -115,38 +120,22 @@ bool take_location_scheme(parse_context &parse, const char *value) noexcept {
   return parse.data->location_scheme != nullptr || exhausted(parse.error, "Failed to allocate string");
 }
 
-struct keyword {
-  const char *word;
-  bool (*take)(parse_context &, const char *value) noexcept;
-};
+using taker = bool (*)(parse_context &, const char *value) noexcept;
 
-constexpr keyword keywords[] = {
-    {"Cmd:", take_cmd},
-    {"Parent Cmd:", take_parent_cmd},
-    {"Op:", take_op},
-    {"Uri:", take_uri},
-    {"Query:", take_query},
-    {"Fmt:", take_fmt},
-    {"Dest:", take_dest},
-    {"Props:", take_props},
-    {"Location:", take_location},
-    {"Newline:", take_newline},
-    {"Cond:", take_cond},
-    {"ValueMap:", take_value_map},
-    {"Orderby:", take_orderby},
-    {"Group:", take_group},
-    {"LocationScheme:", take_location_scheme},
-    {"TvrLangVersion:", take_version},
+constexpr taker takers[] = {
+    take_cmd,     take_parent_cmd, take_op,      take_uri,      take_query,
+    take_fmt,     take_dest,       take_props,   take_location, take_newline,
+    take_cond,    take_value_map,  take_orderby, take_group,    take_location_scheme,
+    take_version,
 };
+static_assert(std::size(takers) == std::size(keywords));
 
 } // namespace
 
 bool take_keyword_line(parse_context &parse, const char *line) noexcept {
-  for (const keyword &keyword : keywords) {
-    const size_t length = std::strlen(keyword.word);
-    if (std::strncmp(line, keyword.word, length) == 0) return keyword.take(parse, line + length);
-  }
-  return true;
+  const word found = find_keyword(line);
+  if (found == word::none) return true;
+  return takers[static_cast<size_t>(found)](parse, line + keyword_of(found).text.size());
 }
 
 } // namespace tvr::loader

@@ -1,10 +1,8 @@
 // The template parser: lines of a text become nodes of a tree.
-#include "parser.hpp"
-
 #include <cstring>
 
 #include "keywords.hpp"
-#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/cause.hpp"
 
 namespace tvr::loader {
 
@@ -16,28 +14,56 @@ static bool take_line(parse_context &parse) noexcept {
   return take_keyword_line(parse, line) && check_version(parse);
 }
 
-bool parse_text(zu_tvr_tree *tree, const char *file, const char *source, zu_do_error **error) noexcept {
-  parse_context parse{tree, file, error, {}, {}};
-  if (!make_buffer(parse.line, first_buffer_size)) return exhausted(error, "Failed to allocate string");
-  parse.data = new_parse_data(error);
-  if (parse.data == nullptr) return false;
-  if (file != nullptr) {
-    parse.shared_file = new_file_name(file);
-    if (parse.shared_file == nullptr) return exhausted(error, "Failed to allocate string");
-  }
+// The record goes on without the line; a map that the line began is not whole.
+static bool go_on_without_line(parse_context &parse, bool had_map) noexcept {
+  parse.data->lost_line = true;
+  if (!had_map) parse.data->props_map.reset();
+  const char *line = parse.line.chars.get();
+  zu_tvr_diagnostic fault{};
+  fault.kind = ZU_TVR_FAULT_LINE;
+  fault.file = parse.file;
+  fault.line = parse.line_number;
+  fault.column = static_cast<uint32_t>(skip_blanks(line) - line) + 1;
+  if (*parse.data->cmd_id.chars.get() != '\0') fault.node_id = parse.data->cmd_id.chars.get();
+  return tell_fault(parse.load, fault);
+}
 
+static bool parse_lines(parse_context &parse, const char *source) noexcept {
   const char *const end = source + std::strlen(source);
   for (const char *line = source; line < end; ++parse.line_number) {
     const void *feed = std::memchr(line, '\n', static_cast<size_t>(end - line));
     const char *line_end = feed != nullptr ? static_cast<const char *>(feed) : end;
-    if (!store(parse.line, line, static_cast<size_t>(line_end - line), error)) return false;
-    if (!take_line(parse)) {
-      TVR_ERROR("Loading terminated at %s:%d", file, parse.line_number);
+    if (!store(parse.line, line, static_cast<size_t>(line_end - line), parse.error)) return false;
+    const bool had_map = parse.data->props_map != nullptr;
+    forget_cause();
+    if (!take_line(parse) && !go_on_without_line(parse, had_map)) {
+      TVR_ERROR("Loading terminated at %s:%d", parse.file, parse.line_number);
       return false;
     }
     line = line_end + 1;
   }
+  forget_cause();
   return complete_record(parse);
+}
+
+static bool start(parse_context &parse) noexcept {
+  if (!make_buffer(parse.line, first_buffer_size)) {
+    return exhausted(parse.error, "Failed to allocate string");
+  }
+  parse.data = new_parse_data(parse.error);
+  if (parse.data == nullptr) return false;
+  if (parse.file == nullptr) return true;
+  parse.shared_file = new_file_name(parse.file);
+  return parse.shared_file != nullptr || exhausted(parse.error, "Failed to allocate string");
+}
+
+bool parse_text(load_context &load, const char *file, const char *source) noexcept {
+  parse_context parse{load, load.tree, file, load.error};
+  if (start(parse) && parse_lines(parse, source)) return true;
+  zu_tvr_diagnostic fault{};
+  fault.kind = ZU_TVR_FAULT_FILE;
+  fault.file = file;
+  return *load.error != nullptr && tell_fault(load, fault);
 }
 
 } // namespace tvr::loader

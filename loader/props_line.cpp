@@ -3,7 +3,7 @@
 
 #include "keywords.hpp"
 #include "property_lines.hpp"
-#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/cause.hpp"
 
 namespace tvr::loader {
 
@@ -113,7 +113,7 @@ bool take_props(parse_context &parse, const char *value) noexcept {
   bool found = false;
   for (const char *token = skip_blanks(rest); *token != '\0'; token = skip_blanks(token)) {
     if (!take_token(parse, item, token)) {
-      TVR_ERROR("Failed to part prop at %s", token);
+      TVR_EXPLAIN("Failed to part prop at %s", token);
       return false;
     }
     found = true;

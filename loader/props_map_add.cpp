@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "zu_tovra/internal/cause.hpp"
 #include "zu_tovra/internal/own.hpp"
-#include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/uri_program.hpp"
 
 namespace tvr::loader {
@@ -35,7 +35,7 @@ struct array_options {
 bool add_array_data(zu_tvr_props_map &map, int32_t slot, const array_options &options) noexcept {
   zu_tvr_fmt_item &item = *map.fmt_items[slot];
   if (item.data != nullptr) {
-    TVR_ERROR("Data for array at position %d already present", slot);
+    TVR_EXPLAIN("Data for array at position %d already present", slot);
     return false;
   }
   auto data = or_error(make_zeroed<zu_tvr_array_data>(), "Failed to allocate array data item");
@@ -62,7 +62,7 @@ bool add_array_data(zu_tvr_props_map &map, int32_t slot, const array_options &op
 bool add_location_data(zu_tvr_fmt_item &item, int32_t slot, const char *location_scheme, const char *field,
                        zu_tvr_uri_item &uri_item) noexcept {
   if (item.data != nullptr) {
-    TVR_ERROR("Data for location at position %d already present", slot);
+    TVR_EXPLAIN("Data for location at position %d already present", slot);
     return false;
   }
   auto data = or_error(make_zeroed<zu_tvr_location_data>(), "Failed to allocate location data item");
@@ -117,7 +117,7 @@ zu_tvr_uri_item *add_uri(zu_tvr_props_map *map, const char *uri, int32_t num_pro
   TVR_ASSERT(map);
   TVR_ASSERT(uri);
   if (num_props < 1) {
-    TVR_ERROR("Invalid number of properties (%d) for URI %s", num_props, uri);
+    TVR_EXPLAIN("Invalid number of properties (%d) for URI %s", num_props, uri);
     return nullptr;
   }
   using owned_item = unique<zu_tvr_uri_item, free_uri_item>;
@@ -147,7 +147,7 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
   TVR_ASSERT(uri_item);
   TVR_ASSERT(name);
   if (slot < 0) {
-    TVR_ERROR("Invalid property index (%d) for %s", slot, zu_do_name_get_strname(name));
+    TVR_EXPLAIN("Invalid property index (%d) for %s", slot, zu_do_name_get_strname(name));
     return false;
   }
   if (slot >= map->num_items) {
@@ -180,7 +180,7 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
     added = add_location_data(*item, slot, location_scheme, location_field, *uri_item);
     break;
   default:
-    TVR_ERROR("unknown value type %d", kind);
+    TVR_EXPLAIN("unknown value type %d", kind);
     added = false;
   }
   if (!added) {
@@ -195,12 +195,12 @@ bool add_value_map(zu_tvr_props_map *map, int32_t slot, zu_tvr_hash_table *value
   TVR_ASSERT(map);
   // A slot without an item has nothing that the texts could replace.
   if (slot < 0 || slot >= map->num_items || map->fmt_items[slot] == nullptr) {
-    TVR_ERROR("Invalid property index (%d)", slot);
+    TVR_EXPLAIN("Invalid property index (%d)", slot);
     return false;
   }
   zu_tvr_fmt_item &item = *map->fmt_items[slot];
   if (item.value_map != nullptr) {
-    TVR_ERROR("Value map already exists");
+    TVR_EXPLAIN("Value map already exists");
     return false;
   }
   item.value_map = value_map;

@@ -1,6 +1,8 @@
 // The record under construction and what makes a node of it.
 #include "record.hpp"
 
+#include <glib.h>
+
 #include <cstring>
 
 #include "zu_tovra/internal/report.hpp"
@@ -96,27 +98,61 @@ bool make_node(tvr_parse_data &data, zu_do_error **error, owned_node *node) noex
   return *node != nullptr || exhausted(error, "Failed to allocate TOVRA node");
 }
 
+bool add_to_tree(parse_context &parse, owned_node node) noexcept {
+  const tvr_parse_data &data = *parse.data;
+  const char *id = data.cmd_id.chars.get();
+  node->file = share_file_name(parse.shared_file.get());
+  node->line = data.cmd_line;
+  if (!parse.tree->add_node(parse.tree, node.get(), id, data.parent_cmd_id.chars.get())) {
+    return refuse(parse.error, "Failed to add node to tree: ", id);
+  }
+  (void)node.release();
+  return true;
+}
+
+const zu_tvr_node *find_namesake(const parse_context &parse) noexcept {
+  if (parse.tree->nodes == nullptr) return nullptr;
+  return static_cast<zu_tvr_node *>(g_hash_table_lookup(parse.tree->nodes, parse.data->cmd_id.chars.get()));
+}
+
+// A record whose op is unknown is told at its "Op:" line, any other at its "Cmd:" line.
+bool go_on_without_record(parse_context &parse, bool made) noexcept {
+  const tvr_parse_data &data = *parse.data;
+  const op_entry *op = find_op(data.op.chars.get());
+  const bool misses = !made && op != nullptr && zu_do_error_get_code(*parse.error) == ZU_FAILED;
+  if (misses && data.lost_line && parse.load.tell != nullptr) {
+    const error_object told(std::exchange(*parse.error, nullptr)); // with the line that it misses
+    return true;
+  }
+  zu_tvr_diagnostic fault{};
+  fault.kind = ZU_TVR_FAULT_RECORD;
+  fault.file = parse.file;
+  fault.line = op == nullptr && data.op_line != 0 ? data.op_line : data.cmd_line;
+  fault.node_id = data.cmd_id.chars.get();
+  const zu_tvr_node *namesake = made ? find_namesake(parse) : nullptr;
+  if (namesake != nullptr) {
+    fault.kind = ZU_TVR_FAULT_DUPLICATE;
+    fault.other_id = namesake->id;
+    fault.other_file = zu_tvr_node_file(namesake);
+    fault.other_line = namesake->line;
+  }
+  return tell_fault(parse.load, fault);
+}
+
 } // namespace
 
 bool complete_record(parse_context &parse) noexcept {
   tvr_parse_data &data = *parse.data;
-  const char *id = data.cmd_id.chars.get();
-  if (id[0] == '\0') return true;
+  if (*data.cmd_id.chars.get() == '\0') return true;
 
   owned_node node;
-  if (!make_node(data, parse.error, &node)) return false;
-  node->file = share_file_name(parse.shared_file.get());
-  node->line = data.cmd_line;
-  const bool added = parse.tree->add_node(parse.tree, node.get(), id, data.parent_cmd_id.chars.get());
-  if (added) {
-    (void)node.release();
-  } else {
-    refuse(parse.error, "Failed to add node to tree: ", id);
-  }
+  const bool made = make_node(data, parse.error, &node);
+  const bool added = made && add_to_tree(parse, std::move(node));
+  const bool goes_on = added || go_on_without_record(parse, made);
   static_cast<record_lines &>(data) = {};
   data.cmd_id.chars.get()[0] = '\0';
   data.parent_cmd_id.chars.get()[0] = '\0';
-  return added;
+  return goes_on;
 }
 
 } // namespace tvr::loader

@@ -1,7 +1,7 @@
 // The record under construction and what makes a node of it.
 #pragma once
 
-#include "text.hpp"
+#include "load.hpp"
 #include "zu_tovra/internal/file_name.hpp"
 #include "zu_tovra/props_map.h"
 #include "zu_tovra/tree.h"
@@ -21,6 +21,8 @@ struct record_lines {
   ref<zu_do_nlist> orderby;
   text location_scheme;
   uint8_t group = 0;
+  uint32_t op_line = 0;   // of its own "Op:"; 0: none
+  bool lost_line = false; // one was refused
 };
 
 // What the lines since the last completed record have given. The two ids are emptied with each record; `op`
@@ -37,11 +39,12 @@ struct tvr_parse_data : record_lines {
 
 // One parse, of a file or of a text in memory.
 struct parse_context {
+  load_context &load;
   zu_tvr_tree *tree;
   const char *file; // none for a text in memory
   zu_do_error **error;
-  growable line; // the line at hand, without its line feed
-  owned<tvr_parse_data> data;
+  growable line = {}; // the line at hand, without its line feed
+  owned<tvr_parse_data> data = nullptr;
   uint32_t line_number = 1;        // of the line at hand
   file_name shared_file = nullptr; // the same as `file`, for the nodes
 };
@@ -50,7 +53,7 @@ struct parse_context {
 owned<tvr_parse_data> new_parse_data(zu_do_error **error) noexcept;
 
 // Makes the record's node, adds it to the tree and starts a new record. A record without an id is left as it
-// is, for the lines to come.
+// is, for the lines to come. False: the load ends.
 bool complete_record(parse_context &parse) noexcept;
 
 } // namespace tvr::loader

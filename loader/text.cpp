@@ -10,7 +10,7 @@
 
 #include <safe_str_lib.h>
 
-#include "zu_tovra/internal/report.hpp"
+#include "zu_tovra/internal/cause.hpp"
 
 namespace tvr::loader {
 
@@ -88,7 +88,7 @@ static bool copy_bounded(char *target, const char *source, size_t length) noexce
 
 bool copy_range(text *copy, const char *start, const char *end, zu_do_error **error) noexcept {
   if (end == nullptr || end <= start) {
-    TVR_ERROR("Ambiguous end of string in %s", start);
+    TVR_EXPLAIN("Ambiguous end of string in %s", start);
     return set_error(error, ZU_FAILED, "Ambiguous end of string");
   }
   const size_t length = static_cast<size_t>(end - start);
@@ -108,7 +108,7 @@ bool to_int32(const char *start, const char *end, int32_t *number, zu_do_error *
   errno = 0;
   *number = static_cast<int32_t>(std::strtol(start, nullptr, 10));
   if (errno != 0) {
-    TVR_ERROR("Failed to convert %s to long", start);
+    TVR_EXPLAIN("Failed to convert %s to long", start);
     return set_error(error, ZU_FAILED, "Failed to convert string to long");
   }
   return true;

@@ -7,8 +7,8 @@
 
 #include "node.hpp"
 #include "walk.hpp"
+#include "zu_tovra/internal/cause.hpp"
 #include "zu_tovra/internal/own.hpp"
-#include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/uri_program.hpp"
 #include "zu_tovra/jump.h"
 
@@ -107,7 +107,7 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
   TVR_ASSERT(id);
   if (find_node(tree, id) != nullptr) {
     if (!is_anchor(id)) {
-      TVR_ERROR("Attempting to add a duplicate node in tree: %s", id);
+      TVR_EXPLAIN("Attempting to add a duplicate node in tree: %s", id);
       return false;
     }
     zu_tvr_node_delete(node);
@@ -115,7 +115,7 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
   }
   if (parent_id == nullptr || *parent_id == '\0') parent_id = root_id;
   if (would_be_own_ancestor(tree, id, parent_id)) {
-    TVR_ERROR("Node would be its own ancestor: %s", id);
+    TVR_EXPLAIN("Node would be its own ancestor: %s", id);
     return false;
   }
   TVR_DEBUG("tree: adding node %s", id);

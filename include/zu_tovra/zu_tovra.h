@@ -5,6 +5,7 @@
 #include "zu_tovra/coll.h"
 #include "zu_tovra/coll_uri.h"
 #include "zu_tovra/crudx.h"
+#include "zu_tovra/diagnostics.h"
 #include "zu_tovra/entry.h"
 #include "zu_tovra/iter.h"
 #include "zu_tovra/jump.h"

@@ -134,7 +134,7 @@ case("jump-cycle", 100_000, lambda n: Run(CONFIG + node("j", "config", "push_mod
      each(n, lambda i: node(f"m{i}", "") + node(f"j{i}", f"m{i}", "push_mode", f"Dest: m{(i + 1) % 100}")),
      err="error 10000: Jump into a node that is being walked\n", status=1))
 case("same-id", 100_000, lambda n:
-     Run(CONFIG + node("a") * max(n, 2), err="t/0.tvr:9: Failed to add node to tree: a\n", status=1))
+     Run(CONFIG + node("a") * max(n, 2), err="t/0.tvr:6: Failed to add node to tree: a: t/0.tvr:3 has that id\n", status=1))
 case("slots", 10_000, lambda n:
      Run(one("%s " * 10_000, "Props: /r " + " ".join(f"p:{i}" for i in range(10_000))),
      record('"p":1'), out=" ".join(["1"] * 10_000) + "\n"))

@@ -31,6 +31,10 @@ bool add_prop(zu_tvr_props_map *map, const given &g, zu_tvr_uri_item *item, zu_d
   return g.map->add_prop(map, item, name, kind, 0, nullptr, 0, 0, nullptr, nullptr, -1);
 }
 
+bool tell_nothing(void *, const zu_tvr_diagnostic *) {
+  return true;
+}
+
 zu_tvr_walk_ctx *new_walk(given &g, zu_tvr_error_fn error, zu_tvr_output_fn output) {
   return zu_tvr_walk_ctx_new(g.walk->data_ifc, nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr, error, output);
 }
@@ -51,6 +55,10 @@ const struct {
     {"tree", [](given &g) { zu_tvr_load_meta_from_str(nullptr, "", &g.error); }},
     {"data_str", [](given &g) { zu_tvr_load_meta_from_str(g.tree, nullptr, &g.error); }},
     {"error", [](given &g) { zu_tvr_load_meta_from_str(g.tree, "", nullptr); }},
+
+    {"tell", [](given &) { zu_tvr_check_templates("", nullptr, nullptr); }},
+    {"text", [](given &g) { zu_tvr_load_text_observed(g.tree, "", nullptr, tell_nothing, nullptr); }},
+    {"error", [](given &) { zu_tvr_template_directories(nullptr); }},
 
     {"map", [](given &g) { g.map->add_uri(nullptr, "/a", 1); }},
     {"uri", [](given &g) { g.map->add_uri(g.map, nullptr, 1); }},

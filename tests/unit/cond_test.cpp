@@ -14,7 +14,8 @@ using namespace tvr::loader;
 
 struct condition {
   zu_do_error *error = nullptr;
-  parse_context parse{nullptr, nullptr, &error, {}, new_parse_data(&error)};
+  load_context load{nullptr, &error};
+  parse_context parse{load, nullptr, nullptr, &error, {}, new_parse_data(&error)};
 
   // `name=value` of each property, or "(none)".
   std::string evals() const {

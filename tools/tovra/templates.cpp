@@ -1,76 +1,44 @@
-// Loading the templates with an eye on the trace: it tells the file and the line that an error object does
-// not.
+// Loading the templates, with the place of what is wrong in them.
 #include "templates.hpp"
 
-#include <cstdlib>
 #include <glib.h>
 #include <string_view>
 #include <sys/stat.h>
 
 #include "commands.hpp"
 #include "output.hpp"
-#include "qtrace/qtrace.h"
+#include "qmalloc/qmalloc.h"
 
 namespace tovra {
 
 namespace {
 
 constexpr const char *no_templates = "No templates are found: --templates DIR says where they are.";
-constexpr int trace_errors = 3;
-constexpr int trace_information = 6; // the level at which the loader names its files
 
-// What the trace of a load told.
-struct load_watch {
-  std::optional<std::string> directories; // as the library took them from its arguments or its environment
-  std::string place;                      // file and line, or the file, or the directory that was being read
-  bool irregular = false;                 // the place is a file that is no regular one
-  std::string last_error;                 // without its prefix
+bool is_irregular(const char *path) {
+  struct stat about = {};
+  return stat(path, &about) == 0 && !S_ISREG(about.st_mode);
+}
 
-  static void take(void *self, int level, const char *message) {
-    static_cast<load_watch *>(self)->look(level, message);
-  }
-
-private:
-  static bool begins(std::string_view message, std::string_view prefix, std::string_view &rest) {
-    if (!message.starts_with(prefix)) return false;
-    rest = message.substr(prefix.size());
-    return true;
-  }
-
-  void look(int level, std::string_view message) {
-    std::string_view rest;
-    if (begins(message, "(info): loader loading from dir: ", rest)) {
-      place = rest;
-      directories = place;
-    } else if (begins(message, "(info): loader loading file: ", rest)) {
-      place = rest;
-      irregular = is_irregular(place);
-    } else if (begins(message, "(ERR): Loading terminated at ", rest) ||
-               begins(message, "(ERR): Unable to open dir ", rest) ||
-               begins(message, "(ERR): Unable to read dir ", rest)) {
-      place = rest;
-    } else if (level <= trace_errors) {
-      last_error = begins(message, "(ERR): ", rest) ? rest : message;
-    }
-  }
-
-  static bool is_irregular(const std::string &path) {
-    struct stat about = {};
-    return stat(path.c_str(), &about) == 0 && !S_ISREG(about.st_mode);
-  }
-};
-
-bool load_into(zu_tvr_tree *tree, const char *directories, load_watch &watch) {
+// What the library's own rule finds; none with the reason in `why`.
+std::optional<std::string> default_directories(std::string &why) {
   zu_do_error *error = nullptr;
-  const bool loaded = zu_tvr_load_directory(tree, directories, &error);
-  if (error != nullptr) {
-    watch.last_error = zu_do_error_get_msg(error);
-    zu_do_error_deref(error);
-    return false;
+  char *found = zu_tvr_template_directories(&error);
+  std::optional<std::string> directories;
+  if (found != nullptr) {
+    directories = found;
+  } else {
+    why = error != nullptr ? zu_do_error_get_msg(error) : "tvr bay env var is not set";
   }
-  if (!loaded) return false;
-  watch.place.clear(); // an unresolved link is no single file's fault
-  return tree->resolve_links(tree);
+  qfree_named(found);
+  zu_do_error_deref(error);
+  return directories;
+}
+
+// Keeps the first fault of a load, which ends it.
+bool keep_first(void *into, const zu_tvr_diagnostic *fault) {
+  *static_cast<std::string *>(into) = place_of(*fault) + words_of(*fault);
+  return false;
 }
 
 } // namespace
@@ -81,39 +49,51 @@ bool start_library() {
   return false;
 }
 
+std::string place_of(const zu_tvr_diagnostic &fault) {
+  if (fault.file == nullptr) return "";
+  return std::string(fault.file) + (fault.line > 0 ? ":" + std::to_string(fault.line) : "") + ": ";
+}
+
+std::string words_of(const zu_tvr_diagnostic &fault) {
+  if (fault.kind == ZU_TVR_FAULT_FILE && fault.file != nullptr && is_irregular(fault.file)) {
+    return "not a regular file";
+  }
+  std::string words = fault.message;
+  if (fault.kind == ZU_TVR_FAULT_DUPLICATE) {
+    const std::string file = fault.other_file != nullptr ? fault.other_file : "";
+    return words + ": " + (file.empty() ? "the root" : file + ":" + std::to_string(fault.other_line)) +
+           " has that id";
+  } else if (fault.kind == ZU_TVR_FAULT_NO_PARENT) {
+    words += std::string(": no record is '") + fault.other_id + "'";
+  }
+  if (fault.cause == nullptr) return words;
+  return std::string_view(fault.cause).starts_with(fault.message) ? fault.cause
+                                                                  : words + " (" + fault.cause + ")";
+}
+
 tree_handle load_templates(const std::optional<std::string> &directories) {
-  load_watch watch;
-  qtrace_set_sink(load_watch::take, &watch);
-  qtrace_set_level(trace_information);
+  std::string fault = "out of memory";
   tree_handle tree(zu_tvr_tree_new());
-  const bool loaded = tree && load_into(tree.get(), directories ? directories->c_str() : nullptr, watch);
-  qtrace_set_level(0);
-  qtrace_set_sink(nullptr, nullptr);
-  if (loaded) return tree;
-  if (watch.irregular) watch.last_error = "not a regular file";
-  say(watch.place.empty() ? watch.last_error : watch.place + ": " + watch.last_error);
-  if (!directories && !watch.directories) say(no_templates);
+  if (tree &&
+      zu_tvr_load_directory_observed(tree.get(), directories ? directories->c_str() : nullptr, keep_first,
+                                     &fault) &&
+      zu_tvr_resolve_links_observed(tree.get(), keep_first, &fault)) {
+    return tree;
+  }
+  say(fault);
+  if (std::string why; !directories && !default_directories(why)) say(no_templates);
   return nullptr;
 }
 
 std::optional<std::string> template_directories(const std::optional<std::string> &given) {
   if (given) return given;
-  load_watch watch;
-  qtrace_set_sink(load_watch::take, &watch);
-  qtrace_set_level(trace_information);
-  const tree_handle tree(zu_tvr_tree_new());
-  // Only the loader knows its rule. The first node ends the load: what is in the files is not wanted yet.
-  tree->add_node = [](zu_tvr_tree *, zu_tvr_node *, const char *, const char *) { return false; };
-  zu_do_error *error = nullptr;
-  (void)zu_tvr_load_directory(tree.get(), nullptr, &error);
-  zu_do_error_deref(error);
-  qtrace_set_level(0);
-  qtrace_set_sink(nullptr, nullptr);
-  if (!watch.directories) {
-    say(watch.last_error);
+  std::string why;
+  auto directories = default_directories(why);
+  if (!directories) {
+    say(why);
     say(no_templates);
   }
-  return watch.directories;
+  return directories;
 }
 
 std::map<const zu_tvr_node *, std::string> node_ids(const zu_tvr_tree &tree) {

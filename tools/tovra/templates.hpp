@@ -20,8 +20,12 @@ using tree_handle = std::unique_ptr<zu_tvr_tree, tree_deleter>;
 bool start_library();
 
 // Loads the templates and resolves their links; none after a failure, which is said on standard error as
-// `FILE:LINE: MESSAGE`, as far as file and line are known. Writes no trace.
+// `FILE:LINE: MESSAGE`, as far as file and line are known.
 tree_handle load_templates(const std::optional<std::string> &directories);
+
+// How a fault is told: `FILE:LINE: `, as far as it is known, and what it is.
+std::string place_of(const zu_tvr_diagnostic &fault);
+std::string words_of(const zu_tvr_diagnostic &fault);
 
 // The directories that are loaded, separated by ':': the given ones, or what the library's own rule finds.
 // None when it finds nothing, which is said.

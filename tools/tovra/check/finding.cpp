@@ -2,6 +2,7 @@
 #include "finding.hpp"
 
 #include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <tuple>
@@ -19,8 +20,11 @@ const char *name(severity weight) {
 } // namespace
 
 void findings::sort(const std::vector<std::string> &files) {
-  const auto place = [&files](const finding &found) {
-    return std::make_tuple(std::find(files.begin(), files.end(), found.file) - files.begin(), found.line);
+  std::map<std::string, size_t> order;
+  for (const std::string &file : files) order.try_emplace(file, order.size());
+  const auto place = [&order](const finding &found) {
+    const auto at = order.find(found.file);
+    return std::make_tuple(at != order.end() ? at->second : order.size(), found.line);
   };
   std::stable_sort(all_.begin(), all_.end(),
                    [&place](const finding &a, const finding &b) { return place(a) < place(b); });

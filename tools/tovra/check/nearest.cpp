@@ -2,34 +2,69 @@
 #include "nearest.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <numeric>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace tovra::check {
 
 size_t distance(std::string_view a, std::string_view b) {
+  std::vector<size_t> before(b.size() + 1);
+  std::vector<size_t> last(b.size() + 1);
   std::vector<size_t> row(b.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t i = 0; i < a.size(); ++i) {
-    size_t diagonal = std::exchange(row[0], i + 1);
-    for (size_t j = 0; j < b.size(); ++j) {
-      const size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-      diagonal = std::exchange(row[j + 1], std::min({replaced, row[j] + 1, row[j + 1] + 1}));
+  std::iota(last.begin(), last.end(), size_t{0});
+  for (size_t i = 1; i <= a.size(); ++i) {
+    row[0] = i;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      const size_t replaced = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      row[j] = std::min({replaced, last[j] + 1, row[j - 1] + 1});
+      const bool swapped = i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1];
+      if (swapped) row[j] = std::min(row[j], before[j - 2] + 1);
     }
+    std::swap(before, last);
+    std::swap(last, row);
   }
-  return row.back();
+  return last.back();
 }
 
-std::string did_you_mean(const std::string &name, const std::set<std::string> &names) {
+// Which letters a text has. A change of one letter changes at most two of them.
+static uint64_t letters_of(std::string_view text) {
+  uint64_t letters = 0;
+  for (const char c : text) letters |= uint64_t{1} << (static_cast<unsigned char>(c) % 64);
+  return letters;
+}
+
+nearest_names::nearest_names(std::set<std::string> names) : names_(std::move(names)) {
+  for (const std::string &name : names_) {
+    if (name.size() >= by_length_.size()) by_length_.resize(name.size() + 1);
+    by_length_[name.size()].push_back({letters_of(name), &name});
+  }
+}
+
+const std::string &nearest_names::hint(const std::string &name) {
+  const auto [at, first] = found_.try_emplace(name);
+  if (first && !names_.contains(name)) at->second = look_for(name);
+  return at->second;
+}
+
+// Of several that are equally near the first in the order of names.
+std::string nearest_names::look_for(const std::string &name) {
+  const uint64_t letters = letters_of(name);
+  const size_t most = std::max<size_t>(1, name.size() / 4);
   const std::string *best = nullptr;
-  size_t least = std::max<size_t>(1, name.size() / 4) + 1;
-  for (const std::string &candidate : names) {
-    const size_t apart = distance(name, candidate);
-    if (apart < least) {
+  size_t least = most;
+  const size_t shortest = name.size() > most ? name.size() - most : 0;
+  for (size_t length = shortest; length <= name.size() + most && length < by_length_.size(); ++length) {
+    for (const entry &at : by_length_[length]) {
+      if (static_cast<size_t>(std::popcount(letters ^ at.letters)) > 2 * least) continue;
+      const size_t work = name.size() * length + 1;
+      if (left_ < work) return "";
+      left_ -= work;
+      const size_t apart = distance(name, *at.name);
+      if (apart > least || (apart == least && best != nullptr && *best < *at.name)) continue;
       least = apart;
-      best = &candidate;
+      best = at.name;
     }
   }
   return best != nullptr ? ", did you mean " + *best + "?" : "";

@@ -7,6 +7,7 @@ static constexpr rule rules[] = {
     {"orphan", severity::error, find_orphans},
     {"jump", severity::error, find_unresolved_jumps},
     {"jump-loop", severity::error, find_jump_loops},
+    {"ways", severity::error, find_too_many_ways},
     {"unreached", severity::warning, find_unreached},
     {"no-config", severity::warning, find_missing_config},
     {"iter", severity::error, find_iterations_of_nothing},
@@ -18,6 +19,7 @@ static constexpr rule rules[] = {
     {"discarded", severity::warning, find_discarded},
 
     {"props-before-fmt", severity::error, find_props_before_fmt},
+    {"tab", severity::error, find_tabs},
     {"empty-slot", severity::error, find_empty_slots},
     {"literal-slot", severity::warning, find_formats_without_properties},
     {"unused-property", severity::warning, find_unused_properties},

@@ -49,6 +49,7 @@ void run_rules(const subject &subject, findings &found);
 void find_orphans(const subject &, const teller &);
 void find_unresolved_jumps(const subject &, const teller &);
 void find_jump_loops(const subject &, const teller &);
+void find_too_many_ways(const subject &, const teller &);
 void find_unreached(const subject &, const teller &);
 void find_missing_config(const subject &, const teller &);
 void find_iterations_of_nothing(const subject &, const teller &);
@@ -60,6 +61,7 @@ void find_repeated(const subject &, const teller &);
 void find_discarded(const subject &, const teller &);
 // formats and properties
 void find_props_before_fmt(const subject &, const teller &);
+void find_tabs(const subject &, const teller &);
 void find_empty_slots(const subject &, const teller &);
 void find_formats_without_properties(const subject &, const teller &);
 void find_unused_properties(const subject &, const teller &);

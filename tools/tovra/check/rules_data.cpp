@@ -1,4 +1,6 @@
 // Rules about templates and the data that they are written for.
+#include <algorithm>
+
 #include "nearest.hpp"
 #include "placed.hpp"
 #include "rules.hpp"
@@ -42,6 +44,7 @@ void add_read(std::vector<use> &uses, const record &record) {
   uses.push_back({&record, record.number_of(word::uri), path, searched_by(*text), "nothing is found"});
   add_keys(uses, record, record.number_of(word::uri), *uri);
   for (const line &line : record.lines) {
+    if (line.refused) continue;
     if (line.keyword == word::orderby && !trimmed(line.value).empty()) {
       uses.push_back({&record, line.number, path, {trimmed(line.value)}, "nothing is ordered by it"});
     }
@@ -103,41 +106,49 @@ std::set<std::string> paths_read(const template_set &set) {
   return paths;
 }
 
+// What a refused line or record was to read or to print is not known.
+bool all_are_sound(const template_set &set) {
+  return std::all_of(set.records.begin(), set.records.end(),
+                     [](const record &record) { return record.sound; });
+}
+
 } // namespace
 
 // A path that neither a record nor a class of the data has.
 void find_unknown_paths(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
+  nearest_names near(paths_of(*subject.data));
   for (const record &record : subject.templates.records) {
     const zu_tvr_uri *uri = uri_of(record);
     const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
     if (!text || may_be_known(*subject.data, path_of(*text))) continue;
     tell(record, word::uri,
          "the data has no record and no class " + path_of(*text) + ", and nothing is read" +
-             did_you_mean(path_of(*text), paths_of(*subject.data)));
+             near.hint(path_of(*text)));
   }
 }
 
 // A property that the records of a path do not have.
 void find_unknown_properties(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
+  std::map<const path_data *, nearest_names> names;
   for (const use &use : all_uses(subject.templates)) {
     const path_data *path = known_path(*subject.data, use.path);
     if (path == nullptr) continue;
+    nearest_names &near = names.try_emplace(path, path->properties).first->second;
     for (const std::string &name : use.properties) {
       const bool of_place = use.path == "//locations" && subject.data->location_keys.contains(name);
       if (name.empty() || of_place || name.starts_with('_') || path->properties.contains(unqualified(name)))
         continue;
       tell(*use.by, use.number,
-           "records of " + use.path + " have no property '" + name + "': " + use.effect +
-               did_you_mean(name, path->properties));
+           "records of " + use.path + " have no property '" + name + "': " + use.effect + near.hint(name));
     }
   }
 }
 
 // Records that no template reads.
 void find_unread_records(const subject &subject, const teller &tell) {
-  if (subject.data == nullptr) return;
+  if (subject.data == nullptr || !all_are_sound(subject.templates)) return;
   const auto read = paths_read(subject.templates);
   for (const auto &[path, about] : subject.data->paths) {
     if (about.records == 0 || read.contains(path)) continue;
@@ -149,7 +160,7 @@ void find_unread_records(const subject &subject, const teller &tell) {
 
 // Properties that no template prints or tests.
 void find_unread_properties(const subject &subject, const teller &tell) {
-  if (subject.data == nullptr) return;
+  if (subject.data == nullptr || !all_are_sound(subject.templates)) return;
   const auto read = paths_read(subject.templates);
   std::map<std::string, std::set<std::string>> used;
   for (const use &use : all_uses(subject.templates)) {

@@ -9,7 +9,7 @@ namespace tovra::check {
 namespace {
 
 std::string quoted_keyword(word keyword) {
-  return std::string("'") + keyword_text(keyword) + "'";
+  return "'" + std::string(tvr::keyword_of(keyword).text) + "'";
 }
 
 bool uses_format(const record &record) {

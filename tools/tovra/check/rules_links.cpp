@@ -1,4 +1,7 @@
 // Rules about how the nodes hang together.
+#include <map>
+#include <vector>
+
 #include "nearest.hpp"
 #include "rules.hpp"
 
@@ -7,23 +10,25 @@ namespace tovra::check {
 // A parent that no record defines: nothing is rendered at all.
 void find_orphans(const subject &subject, const teller &tell) {
   const template_set &set = subject.templates;
+  nearest_names near(set.ids());
   for (const record &record : set.records) {
     const std::string &parent = record.parent;
     if (record.id.empty() || parent.empty() || parent == "ROOT" || set.by_id(parent) != nullptr) continue;
     tell(record, word::parent,
          "no record is '" + parent + "': the templates do not load (Unable to find parent for node: " +
-             record.id + ")" + did_you_mean(parent, set.ids()));
+             record.id + ")" + near.hint(parent));
   }
 }
 
 // A destination that no record defines: the render fails when it comes there.
 void find_unresolved_jumps(const subject &subject, const teller &tell) {
   const template_set &set = subject.templates;
+  nearest_names near(set.ids());
   for (const record &record : set.records) {
     if (!record.is("push_mode") || record.format == "ROOT" || set.by_id(record.format) != nullptr) continue;
     tell(record, word::dest,
          "no record is '" + record.format + "': the render stops here with error 10002" +
-             did_you_mean(record.format, set.ids()));
+             near.hint(record.format));
   }
 }
 
@@ -39,6 +44,61 @@ void find_jump_loops(const subject &subject, const teller &tell) {
          "'" + open->id +
              "' is being walked when the render comes here, and the render stops with error 10000; "
              "jump to a record that is not above this one");
+  }
+}
+
+namespace {
+
+constexpr double too_many_ways = 1e6;
+
+// Where a walk goes from a node.
+std::vector<const record *> next_of(const template_set &set, const record &at) {
+  if (!at.is("push_mode")) return set.children_of(at.id);
+  const record *to = set.by_id(at.format);
+  return to != nullptr ? std::vector{to} : std::vector<const record *>();
+}
+
+// Every node that a walk from `start` reaches, with the number of nodes and jumps that lead to it.
+std::map<const record *, size_t> entries_from(const template_set &set, const record &start) {
+  std::map<const record *, size_t> entries{{&start, 0}};
+  std::vector<const record *> open{&start};
+  while (!open.empty()) {
+    const record *at = open.back();
+    open.pop_back();
+    for (const record *next : next_of(set, *at)) {
+      const auto [entry, first] = entries.try_emplace(next, 0);
+      ++entry->second;
+      if (first) open.push_back(next);
+    }
+  }
+  return entries;
+}
+
+} // namespace
+
+// Submodes that jump to others more than once: the ways multiply from each to the next. A render of one
+// device would not end. Each node is counted when all that lead to it are, so a loop of jumps is left out.
+void find_too_many_ways(const subject &subject, const teller &tell) {
+  const template_set &set = subject.templates;
+  const record *config = set.by_id("config");
+  if (config == nullptr || subject.ways.complete) return;
+  std::map<const record *, size_t> waits_for = entries_from(set, *config);
+  std::map<const record *, double> ways{{config, 1}};
+  std::vector<const record *> counted{config};
+  while (!counted.empty()) {
+    const record *at = counted.back();
+    counted.pop_back();
+    for (const record *next : next_of(set, *at)) {
+      ways[next] += ways[at];
+      if (--waits_for[next] > 0) continue;
+      if (ways[next] <= too_many_ways) {
+        counted.push_back(next);
+      } else if (ways[at] <= too_many_ways) {
+        tell(*next, word::cmd,
+             "more than a million ways lead here, through submodes that jump to one another: a render that "
+             "takes them does not end; jump to each submode once");
+      }
+    }
   }
 }
 
@@ -91,7 +151,7 @@ void find_missing_config(const subject &subject, const teller &tell) {
   if (set.named.empty() || set.by_id("config") != nullptr) return;
   tell(set.files.front(), 0,
        "no record is 'config', where a render of the whole configuration begins: it fails with error 10000" +
-           did_you_mean("config", set.ids()));
+           nearest_names(set.ids()).hint("config"));
 }
 
 // An iteration walks the group of a collection above it.

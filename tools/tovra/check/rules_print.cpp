@@ -6,6 +6,7 @@
 #include "cond_text.hpp"
 #include "placed.hpp"
 #include "rules.hpp"
+#include "uri_text.hpp"
 
 namespace tovra::check {
 
@@ -29,7 +30,41 @@ bool has_slot(const std::vector<placed_property> &placed, size_t slot) {
   });
 }
 
+// A tab inside a property, outside its quoted prefix, with more behind it.
+bool has_tab_between_properties(const line &line) {
+  const std::string uri = first_word(line.value);
+  const size_t start = std::min(line.value.find(uri), line.value.size());
+  const std::string_view properties = std::string_view(line.value).substr(start + uri.size());
+  bool quoted = false;
+  bool in_property = false;
+  bool after_tab = false;
+  for (const char c : properties) {
+    if (c == '"') quoted = !quoted;
+    if (c == ' ' && !quoted) {
+      in_property = after_tab = false;
+    } else if (c == '\t' && !quoted) {
+      after_tab = in_property;
+    } else if (after_tab) {
+      return true;
+    } else {
+      in_property = true;
+    }
+  }
+  return false;
+}
+
 } // namespace
+
+// Properties are separated by spaces alone: what stands behind a tab is lost, or refused.
+void find_tabs(const subject &subject, const teller &tell) {
+  for (const record &record : subject.templates.records) {
+    for (const line &line : record.lines) {
+      if (line.keyword != word::props || !has_tab_between_properties(line)) continue;
+      tell(record, line.number,
+           "a tab does not separate properties, and what stands behind it is not read as one; write a space");
+    }
+  }
+}
 
 // The properties map has as many slots as the format that stands before it.
 void find_props_before_fmt(const subject &subject, const teller &tell) {
@@ -99,7 +134,7 @@ void find_counts(const subject &subject, const teller &tell) {
     for (size_t i = 0; item != nullptr && i < lines.size(); item = item->next, ++i) {
       const auto read = std::count_if(item->indices, item->indices + item->num_props,
                                       [](int32_t slot) { return slot >= 0; });
-      if (read == item->num_props) continue;
+      if (read == item->num_props || has_tab_between_properties(*lines[i])) continue;
       tell(record, lines[i]->number,
            "looks like " + std::to_string(item->num_props) + " properties, but " + std::to_string(read) +
                (read == 1 ? " is" : " are") +

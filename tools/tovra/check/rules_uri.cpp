@@ -97,9 +97,8 @@ void find_lost_keys(const subject &subject, const teller &tell) {
 void find_bad_queries(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     for (const line &line : record.lines) {
-      if (line.keyword != word::query || !record.is("get_collection")) continue;
+      if (line.keyword != word::query || line.refused || !record.is("get_collection")) continue;
       const size_t equals = line.value.find('=');
-      if (equals == line.value.npos) continue; // refused
       const std::string name = trimmed(line.value.substr(0, equals));
       const std::string value = line.value.substr(equals + 1);
       if (!value.starts_with('$')) {

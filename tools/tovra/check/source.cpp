@@ -12,40 +12,16 @@ namespace {
 
 constexpr std::string_view blanks = " \t\n\v\f\r";
 
-constexpr const char *keywords[] = {
-    "Cmd:",
-    "Parent Cmd:",
-    "Op:",
-    "Uri:",
-    "Query:",
-    "Fmt:",
-    "Dest:",
-    "Props:",
-    "Location:",
-    "Newline:",
-    "Cond:",
-    "ValueMap:",
-    "Orderby:",
-    "Group:",
-    "LocationScheme:",
-    "TvrLangVersion:",
-};
-static_assert(std::size(keywords) == static_cast<size_t>(word::none));
-
 line read_line(int number, std::string_view text) {
-  for (size_t i = 0; i < std::size(keywords); ++i) {
-    const std::string_view keyword = keywords[i];
-    if (text.starts_with(keyword)) {
-      return {number, static_cast<word>(i), std::string(text.substr(keyword.size()))};
-    }
-  }
-  return {number, word::none, std::string(text)};
+  const word found = tvr::find_keyword(text);
+  const size_t from = found != word::none ? tvr::keyword_of(found).text.size() : 0;
+  return {number, found, std::string(text.substr(from)), false};
 }
 
 // A trimmed value; one of blanks alone is the default, one that is not there at all is empty.
-std::string value_or(const std::string &value, const char *otherwise) {
-  const std::string text = trimmed(value);
-  return text.empty() && !value.empty() ? otherwise : text;
+std::string value_of(const line &line) {
+  const std::string text = trimmed(line.value);
+  return text.empty() && !line.value.empty() ? tvr::keyword_of(line.keyword).when_blank : text;
 }
 
 void take(record &open, const line &line) {
@@ -58,12 +34,12 @@ void take(record &open, const line &line) {
     open.parent = trimmed(line.value);
     break;
   case word::op:
-    open.op = value_or(line.value, "no_op");
+    open.op = value_of(line);
     open.own_op = true;
     break;
   case word::fmt:
   case word::dest:
-    open.format = value_or(line.value, "%s");
+    open.format = value_of(line);
     open.own_format = true;
     break;
   default:
@@ -76,8 +52,8 @@ record record_after(const record &before, int number) {
   record next;
   next.file = before.file;
   next.first_number = number;
-  next.op = next.carried_op = before.op;
-  next.format = next.carried_format = before.format;
+  if (tvr::keyword_of(word::op).passes_to_the_next) next.op = before.op;
+  if (tvr::keyword_of(word::fmt).passes_to_the_next) next.format = before.format;
   return next;
 }
 
@@ -87,10 +63,6 @@ void finish(std::vector<record> &records, record &open) {
 }
 
 } // namespace
-
-const char *keyword_text(word word) {
-  return keywords[static_cast<size_t>(word)];
-}
 
 word nearest_keyword(std::string_view text) {
   const auto lower = [](std::string_view given) {
@@ -103,8 +75,8 @@ word nearest_keyword(std::string_view text) {
       lower(text.substr(0, colon == text.npos ? text.find_first_of(blanks) : colon + 1));
   word best = word::none;
   size_t least = 3;
-  for (size_t i = 0; i < std::size(keywords); ++i) {
-    const size_t apart = distance(given, lower(keywords[i]));
+  for (size_t i = 0; i < std::size(tvr::keywords); ++i) {
+    const size_t apart = distance(given, lower(tvr::keywords[i].text));
     if (apart >= least) continue;
     least = apart;
     best = static_cast<word>(i);
@@ -155,7 +127,6 @@ std::vector<record> read_records(const std::string &file, std::string_view text)
       finish(records, open);
       open = std::move(next);
     }
-    open.text.emplace_back(whole);
     if (counts) take(open, read);
   }
   if (!open.lines.empty()) finish(records, open);

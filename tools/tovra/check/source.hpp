@@ -5,31 +5,13 @@
 #include <string_view>
 #include <vector>
 
+#include "zu_tovra/internal/keywords.hpp"
 #include "zu_tovra/zu_tovra.h"
 
 namespace tovra::check {
 
-enum class word {
-  cmd,
-  parent,
-  op,
-  uri,
-  query,
-  fmt,
-  dest,
-  props,
-  location,
-  newline,
-  cond,
-  value_map,
-  orderby,
-  group,
-  location_scheme,
-  version,
-  none // no keyword
-};
+using tvr::word;
 
-const char *keyword_text(word word); // with its colon
 // The keyword that a line without one was probably meant to begin with, or none.
 word nearest_keyword(std::string_view text);
 
@@ -38,7 +20,8 @@ std::string trimmed(std::string_view text); // without the blanks at both ends
 struct line {
   int number = 0;
   word keyword = word::none;
-  std::string value; // after the keyword's colon; the whole line when there is no keyword
+  std::string value;    // after the keyword's colon; the whole line when there is no keyword
+  bool refused = false; // by the load
 };
 
 struct record {
@@ -52,10 +35,7 @@ struct record {
   bool own_format = false;
   std::vector<line> lines; // without blank lines and comments
 
-  int first_number = 0;          // of `text`
-  std::vector<std::string> text; // every line up to the next record
-  std::string carried_op;        // what the record before it leaves
-  std::string carried_format;
+  int first_number = 0; // of its first line, comments and blank lines included
 
   // After the load.
   zu_tvr_node *node = nullptr; // none when nothing was made of it

@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <glib.h>
 #include <sstream>
 #include <system_error>
 
-#include "load_record.hpp"
+#include "nearest.hpp"
 #include "read_file.hpp"
+#include "uri_text.hpp"
 
 namespace tovra::check {
 
@@ -57,10 +59,73 @@ std::string_view up_to_nul(const std::string &file, std::string_view text, findi
   return text.substr(0, nul);
 }
 
+// The records of one file while the library's loader reads its text.
+struct file_load {
+  std::vector<record *> records;
+  findings &found;
+  nearest_names ops = nearest_names({"no_op", "push_mode", "get_collection", "get_one", "print_if", "iter"});
+
+  record *at(int line) const {
+    const auto after =
+        std::upper_bound(records.begin(), records.end(), line,
+                         [](int wanted, const record *at) { return wanted < at->first_number; });
+    return after != records.begin() ? after[-1] : nullptr;
+  }
+};
+
+// What is wrong with the URI of a refused line, as far as it is the URI.
+std::string about_uri(const record &record, int number) {
+  for (const line &line : record.lines) {
+    if (line.number != number) continue;
+    if (line.keyword == word::uri) return why_refused(trimmed(line.value));
+    const bool begins_with_uri = line.keyword == word::props || line.keyword == word::location;
+    return begins_with_uri ? why_refused(first_word(line.value)) : "";
+  }
+  return "";
+}
+
+bool take_fault(void *into, const zu_tvr_diagnostic *fault) {
+  auto &load = *static_cast<file_load *>(into);
+  const int number = static_cast<int>(fault->line);
+  record *record = load.at(number);
+  const std::string reason = record != nullptr ? about_uri(*record, number) : "";
+  std::string words = reason.empty() ? words_of(*fault) : fault->message + (": " + reason);
+  if (record != nullptr && fault->kind == ZU_TVR_FAULT_RECORD) words += load.ops.hint(record->op);
+  load.found.add({fault->file, number, severity::error, "refused", words});
+  if (record == nullptr) return true;
+  record->sound = false;
+  for (line &line : record->lines) line.refused = line.refused || line.number == number;
+  return true;
+}
+
+zu_tvr_node *node_of(const template_set &set, const record &record) {
+  return static_cast<zu_tvr_node *>(g_hash_table_lookup(set.tree->nodes, record.id.c_str()));
+}
+
 // The second record of an id is not linked: the tree refused it, or dropped it.
 void link(template_set &set, const record &record) {
   if (record.id.empty() || !set.named.try_emplace(record.id, &record).second) return;
   set.children[record.parent.empty() ? "ROOT" : record.parent].push_back(&record);
+}
+
+// A node belongs to the record whose place it has: a second "config" or "interface" is taken and dropped.
+void load_file(template_set &set, const std::string &file, const std::string &text, findings &found) {
+  file_load load{.records = {}, .found = found};
+  const size_t first = set.records.size();
+  for (record &read : read_records(file, up_to_nul(file, text, found))) {
+    set.records.push_back(std::move(read));
+    load.records.push_back(&set.records.back());
+  }
+  std::set<std::string> known;
+  for (const record *record : load.records) {
+    if (node_of(set, *record) != nullptr) known.insert(record->id);
+  }
+  (void)zu_tvr_load_text_observed(set.tree.get(), file.c_str(), text.c_str(), take_fault, &load);
+  for (record *record : load.records) {
+    zu_tvr_node *node = known.contains(record->id) ? nullptr : node_of(set, *record);
+    if (node != nullptr && static_cast<int>(zu_tvr_node_line(node)) == record->number) record->node = node;
+  }
+  for (size_t i = first; i < set.records.size(); ++i) link(set, set.records[i]);
 }
 
 } // namespace
@@ -90,17 +155,14 @@ template_set load_all(const std::string &directories, findings &found) {
     if (directory.empty()) continue;
     for (const std::string &file : files_in(directory, found)) {
       set.files.push_back(file);
-      const std::string text = text_of(file, found);
-      for (record &record : read_records(file, up_to_nul(file, text, found))) {
-        load_record(set.tree.get(), record, set.by_id(record.id), found);
-        set.records.push_back(std::move(record));
-        link(set, set.records.back());
-      }
+      load_file(set, file, text_of(file, found), found);
     }
   }
-  if (set.files.empty() && !directories.empty()) {
-    found.add(
-        {directories, 0, severity::warning, "no-templates", "no file ends in .tvr: nothing is rendered"});
+  if (set.files.empty()) {
+    const bool named = directories.find_first_not_of(':') != directories.npos;
+    found.add({named ? directories : "--templates", 0, severity::warning, "no-templates",
+               named ? "no file ends in .tvr: nothing is rendered"
+                     : "no directory is named: no template is loaded, and nothing is rendered"});
   }
   return set;
 }

@@ -56,6 +56,10 @@ private:
 
   // What the node's children have in scope.
   void enter(const record &at, scope &in) {
+    if (at.node == nullptr && !at.sound) {
+      in.known = false; // it was refused, with whatever it was to put in scope
+      return;
+    }
     if (at.is("get_collection") || at.is("get_one")) {
       const zu_tvr_uri *uri = uri_of(at);
       const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;

@@ -1,0 +1,69 @@
+// The keywords of template files: the one table of the loader and of tools that read templates as their
+// authors see them.
+#pragma once
+
+#include <iterator>
+#include <string_view>
+
+namespace tvr {
+
+// In the order in which a line is tested against them.
+enum class word {
+  cmd,
+  parent,
+  op,
+  uri,
+  query,
+  fmt,
+  dest,
+  props,
+  location,
+  newline,
+  cond,
+  value_map,
+  orderby,
+  group,
+  location_scheme,
+  version,
+  none // no keyword
+};
+
+struct keyword {
+  std::string_view text;           // with its colon
+  const char *when_blank = "";     // the value that stands for one of blanks alone
+  bool passes_to_the_next = false; // a record without such a line has the value of the one before it
+};
+
+inline constexpr keyword keywords[] = {
+    {"Cmd:"},
+    {"Parent Cmd:"},
+    {"Op:", "no_op", true},
+    {"Uri:"},
+    {"Query:"},
+    {"Fmt:", "%s", true}, // the text, not the slots counted in it
+    {"Dest:", "%s", true},
+    {"Props:"},
+    {"Location:"},
+    {"Newline:"},
+    {"Cond:"},
+    {"ValueMap:"},
+    {"Orderby:"},
+    {"Group:"},
+    {"LocationScheme:"},
+    {"TvrLangVersion:"},
+};
+static_assert(std::size(keywords) == static_cast<size_t>(word::none));
+
+inline constexpr const keyword &keyword_of(word word) noexcept {
+  return keywords[static_cast<size_t>(word)];
+}
+
+// The keyword with which a line without leading blanks begins, or none.
+inline constexpr word find_keyword(std::string_view line) noexcept {
+  for (size_t i = 0; i < std::size(keywords); ++i) {
+    if (line.starts_with(keywords[i].text)) return static_cast<word>(i);
+  }
+  return word::none;
+}
+
+} // namespace tvr
