@@ -13,9 +13,10 @@ struct tool {
 };
 
 tool add_diff(CLI::App &app);
+tool add_test(CLI::App &app);
 
 inline std::vector<tool> add_tools(CLI::App &app) {
-  return {add_diff(app)};
+  return {add_diff(app), add_test(app)};
 }
 
 } // namespace tovra
