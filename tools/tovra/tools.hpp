@@ -14,9 +14,10 @@ struct tool {
 
 tool add_diff(CLI::App &app);
 tool add_test(CLI::App &app);
+tool add_fmt(CLI::App &app);
 
 inline std::vector<tool> add_tools(CLI::App &app) {
-  return {add_diff(app), add_test(app)};
+  return {add_diff(app), add_test(app), add_fmt(app)};
 }
 
 } // namespace tovra

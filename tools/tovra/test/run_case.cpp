@@ -12,6 +12,7 @@
 #include "../diff/text_diff.hpp"
 #include "../output.hpp"
 #include "../process.hpp"
+#include "../write_file.hpp"
 
 namespace tovra::test {
 
@@ -75,20 +76,14 @@ lines compare(const outcome &wanted, const outcome &got, bool colour) {
   return faults;
 }
 
-// Whole or not at all; a text that is empty has no file.
-void write(const fs::path &path, const std::string &text) {
+// A text that is empty has no file.
+void keep(const fs::path &path, const std::string &text) {
   if (text.empty()) {
     fs::remove(path);
     return;
   }
   fs::create_directories(path.parent_path());
-  const fs::path fresh = path.string() + ".new";
-  std::ofstream file(fresh, std::ios::binary);
-  file << text;
-  file.close();
-  if (!file)
-    throw fs::filesystem_error("cannot be written", fresh, std::make_error_code(std::errc::io_error));
-  fs::rename(fresh, path);
+  write_file(path, text);
 }
 
 class one_run {
@@ -99,11 +94,12 @@ public:
     const outcome got = make(run_.arguments);
     const fs::path output = of_.expected(run_, ".txt"), error = of_.expected(run_, ".err");
     lines &faults = made_.faults;
+    if (!faults.empty()) return std::move(made_); // it did not end, or not even begin
     const outcome wanted{run_.status, content(output), content(error)};
-    if (faults.empty()) faults = compare(wanted, got, asked_.colour);
+    faults = compare(wanted, got, asked_.colour);
     if (asked_.update && !faults.empty() && got.status == run_.status) {
-      write(output, got.output);
-      write(error, got.error);
+      keep(output, got.output);
+      keep(error, got.error);
       made_.notes = std::move(faults);
       faults.clear();
     }
