@@ -197,7 +197,7 @@ verdict judge(const golden_case &of, const case_run &run, const how &asked) {
   verdict made;
   try {
     made = one_run(of, run, asked).judge();
-  } catch (const fs::filesystem_error &wrong) {
+  } catch (const std::exception &wrong) {
     made.faults = {std::string("  ") + wrong.what()};
   }
   made.seconds = std::chrono::duration<double>(clock::now() - start).count();

@@ -117,6 +117,7 @@ void run_all(std::vector<job> &jobs, const test::how &how, unsigned threads) {
     }
   };
   std::vector<std::thread> others;
+  others.reserve(threads);
   for (unsigned i = 1; i < threads; ++i) others.emplace_back(work);
   work();
   for (auto &other : others) other.join();
@@ -124,6 +125,7 @@ void run_all(std::vector<job> &jobs, const test::how &how, unsigned threads) {
 
 int write_junit(const std::string &path, const std::vector<job> &jobs) {
   std::vector<test::result> results;
+  results.reserve(jobs.size());
   for (const job &one : jobs) results.push_back(one.result);
   std::ofstream file(path, std::ios::binary);
   file << test::as_junit(results);
