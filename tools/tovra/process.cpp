@@ -48,6 +48,7 @@ std::string content(const file &of) {
 
 std::vector<char *> pointers(std::vector<std::string> &texts) {
   std::vector<char *> made;
+  made.reserve(texts.size() + 1);
   for (std::string &text : texts) made.push_back(text.data());
   made.push_back(nullptr);
   return made;

@@ -13,9 +13,11 @@ struct tool {
 };
 
 tool add_diff(CLI::App &app);
+tool add_test(CLI::App &app);
+tool add_fmt(CLI::App &app);
 
 inline std::vector<tool> add_tools(CLI::App &app) {
-  return {add_diff(app)};
+  return {add_diff(app), add_test(app), add_fmt(app)};
 }
 
 } // namespace tovra

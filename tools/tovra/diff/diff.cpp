@@ -105,8 +105,7 @@ tool add_diff(CLI::App &app) {
               for (const auto &text : given) asked->render.push_back(std::string(option) + "=" + text);
             },
             help)
-        ->expected(1)
-        ->take_all();
+        ->allow_extra_args(false);
   };
   pass("--arg", "A walk argument, as a text")->type_name("NAME=TEXT");
   pass("--arg-json", "A walk argument, as a JSON value")->type_name("NAME=TEXT");

@@ -34,6 +34,13 @@ private:
   std::unordered_map<key, uint32_t, key_hash> known_;
 };
 
+void find_sections(side &of) {
+  for (const line &line : of.lines) {
+    const bool known = line.above < 0 || of.partner[line.above] >= 0;
+    of.section.push_back(known ? line.above : of.section[line.above]);
+  }
+}
+
 } // namespace
 
 std::vector<line> read_lines(std::string_view text) {
@@ -57,7 +64,7 @@ std::vector<line> read_lines(std::string_view text) {
 }
 
 two_sides compare(std::string_view old_text, std::string_view new_text) {
-  two_sides made{{read_lines(old_text), {}}, {read_lines(new_text), {}}};
+  two_sides made{{read_lines(old_text), {}, {}}, {read_lines(new_text), {}, {}}};
   numbers known;
   const row old_row = known.of(made.old_side.lines), new_row = known.of(made.new_side.lines);
   made.old_side.partner = partners(old_row, new_row);
@@ -66,6 +73,8 @@ two_sides compare(std::string_view old_text, std::string_view new_text) {
     const int64_t at = made.old_side.partner[i];
     if (at >= 0) made.new_side.partner[at] = static_cast<int64_t>(i);
   }
+  find_sections(made.old_side);
+  find_sections(made.new_side);
   return made;
 }
 

@@ -17,6 +17,7 @@ std::vector<line> read_lines(std::string_view text);
 struct side {
   std::vector<line> lines;
   std::vector<int64_t> partner; // the same line of the other side, or -1
+  std::vector<int64_t> section; // the nearest line above that has a partner, or -1
 };
 
 struct two_sides {

@@ -31,13 +31,6 @@ std::vector<run> runs_of(const two_sides &both) {
   return found;
 }
 
-// The nearest line above that both sides have, or -1.
-int64_t common_section(const side &of, size_t at) {
-  int64_t above = of.lines[at].above;
-  while (above >= 0 && of.partner[above] < 0) above = of.lines[above].above;
-  return above;
-}
-
 std::vector<std::string_view> way_to(const side &of, int64_t section) {
   std::vector<std::string_view> way;
   for (; section >= 0; section = of.lines[section].above) way.push_back(of.lines[section].text);
@@ -51,15 +44,15 @@ void tell_run(const two_sides &both, const run &lines, std::vector<change> &into
   while (i < lines.old_end || j < lines.new_end) {
     // A section as the line of the new side that it is.
     const auto of_old = [&](size_t at) {
-      const int64_t section = common_section(both.old_side, at);
+      const int64_t section = both.old_side.section[at];
       return section < 0 ? section : both.old_side.partner[section];
     };
     const int64_t old_section = i < lines.old_end ? of_old(i) : -1;
-    const int64_t new_section = j < lines.new_end ? common_section(both.new_side, j) : -1;
+    const int64_t new_section = j < lines.new_end ? both.new_side.section[j] : -1;
     const int64_t section = std::max(old_section, new_section);
     change made{way_to(both.new_side, section), i + 1, j + 1, {}, {}};
     while (i < lines.old_end && of_old(i) == section) made.removed.push_back(both.old_side.lines[i++].text);
-    while (j < lines.new_end && common_section(both.new_side, j) == section) {
+    while (j < lines.new_end && both.new_side.section[j] == section) {
       made.added.push_back(both.new_side.lines[j++].text);
     }
     into.push_back(std::move(made));

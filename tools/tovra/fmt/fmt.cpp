@@ -1,0 +1,140 @@
+// `tovra fmt`: template files written one way.
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <set>
+
+#include "../check/read_file.hpp"
+#include "../commands.hpp"
+#include "../output.hpp"
+#include "../templates.hpp"
+#include "../tools.hpp"
+#include "../write_file.hpp"
+#include "format.hpp"
+#include "nodes.hpp"
+
+namespace tovra {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct fmt_options {
+  std::vector<std::string> paths;
+  bool check = false;
+};
+
+// A text as it is to be written; none (said) when it does not load.
+std::optional<std::string> format(const std::string &name, const std::string &text) {
+  if (const size_t nul = text.find('\0'); nul != text.npos) {
+    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(nul), '\n');
+    say(name + ":" + std::to_string(line) + ": a NUL byte, after which nothing is read");
+    return std::nullopt;
+  }
+  const fmt::nodes before = fmt::load_nodes(text);
+  if (!before.loaded) {
+    say(name + before.refusal);
+    return std::nullopt;
+  }
+  std::string made = fmt::formatted(text);
+  const fmt::nodes after = fmt::load_nodes(made);
+  if (after.loaded && after.text == before.text) return made;
+  say(name + ": formatted it would load to something else, so it is left as it is; please report this");
+  return std::nullopt;
+}
+
+// The files of the paths, by name: a path itself, or the templates of a folder, however deep.
+std::set<fs::path> find_files(const std::vector<std::string> &paths) {
+  std::set<fs::path> found;
+  for (const fs::path path : paths) {
+    if (!fs::is_directory(path)) {
+      found.insert(path);
+      continue;
+    }
+    for (const auto &entry : fs::recursive_directory_iterator(path)) {
+      std::error_code none; // a link that leads nowhere is no file
+      if (entry.path().extension() == ".tvr" && entry.is_regular_file(none)) found.insert(entry.path());
+    }
+  }
+  return found;
+}
+
+enum class outcome { as_it_was, changed, failed };
+
+outcome format_file(const fs::path &path, bool check_only) {
+  std::string text;
+  if (fs::exists(path) && !fs::is_regular_file(path)) {
+    say(path.string() + ": not a regular file");
+    return outcome::failed;
+  }
+  if (const int error = check::read_file(path, text); error != 0) {
+    throw fs::filesystem_error("read", path, std::error_code(error, std::generic_category()));
+  }
+  const auto made = format(path, text);
+  if (!made) return outcome::failed;
+  if (*made == text) return outcome::as_it_was;
+  if (!check_only) write_file(path, *made);
+  return outcome::changed;
+}
+
+int format_input() {
+  std::string text;
+  if (check::read_file("/dev/stdin", text) != 0) {
+    say("tovra: standard input cannot be read");
+    return failed;
+  }
+  const auto made = format("standard input", text);
+  if (!made) return failed;
+  std::fwrite(made->data(), 1, made->size(), stdout);
+  return finish_printing(done);
+}
+
+int run_fmt(const fmt_options &asked) {
+  if (!start_library()) return failed;
+  if (asked.paths.empty()) {
+    if (!asked.check) return format_input();
+    say("tovra: --check needs a FILE or DIR");
+    say("Run with --help for more information.");
+    return wrong_usage;
+  }
+  int status = done;
+  const auto guarded = [&status](const auto &step) {
+    try {
+      step();
+    } catch (const fs::filesystem_error &wrong) {
+      say(wrong.path1().string() + ": " + wrong.code().message());
+      status = failed;
+    }
+  };
+  std::set<fs::path> files;
+  guarded([&] { files = find_files(asked.paths); });
+  for (const fs::path &file : files) {
+    guarded([&] {
+      const outcome got = format_file(file, asked.check);
+      if (got == outcome::changed) {
+        std::printf("%s: %s\n", visible(file.string()).c_str(), asked.check ? "not formatted" : "formatted");
+        std::fflush(stdout); // before what is said of the next one
+      }
+      if (got == outcome::failed || (got == outcome::changed && asked.check)) status = failed;
+    });
+  }
+  return finish_printing(status);
+}
+
+} // namespace
+
+tool add_fmt(CLI::App &app) {
+  const auto asked = std::make_shared<fmt_options>();
+  auto *command = app.add_subcommand("fmt", "Write template files one way");
+  command->footer(
+      "Files are changed in place, and named; of a folder its templates, however deep. Without a name\n"
+      "standard input goes to standard output. A file that does not load is left as it is, told of,\n"
+      "and the exit status is 1. docs/tools.md tells what is changed and what is not.");
+  command->add_option("path", asked->paths, "Template files, and folders of them")->type_name("FILE|DIR");
+  command->add_flag("--check", asked->check,
+                    "Change nothing: name what is not formatted, with exit status 1");
+  return {command, [asked] { return run_fmt(*asked); }};
+}
+
+} // namespace tovra
