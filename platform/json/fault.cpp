@@ -2,7 +2,9 @@
 #include "json/fault.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace zu_json {
 
@@ -90,9 +92,33 @@ refusal fault_at(std::string_view text, size_t read, size_t token, std::string_v
   return {start, message == nullptr ? "expected a value" : message};
 }
 
+// Goes through a text, and tells how far the parser has read.
+struct followed {
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char *;
+  using reference = const char &;
+
+  reference operator*() const { return *at; }
+  followed &operator++() {
+    *read = ++at;
+    return *this;
+  }
+  followed operator++(int) { return {std::exchange(at, at + 1), read}; }
+  bool operator==(const followed &other) const { return at == other.at; }
+
+  const char *at;
+  const char **read;
+};
+
 class place_finder : public nlohmann::json_sax<nlohmann::json> {
 public:
-  explicit place_finder(std::string_view text) : text_(text) {}
+  explicit place_finder(std::string_view text) : text_(text), read_(text.data()) {}
+  bool parse() {
+    return nlohmann::json::sax_parse(followed{text_.data(), &read_},
+                                     followed{text_.data() + text_.size(), &read_}, this);
+  }
   refusal found;
 
   bool null() override { return true; }
@@ -102,18 +128,30 @@ public:
   bool number_float(number_float_t, const string_t &) override { return true; }
   bool string(string_t &) override { return true; }
   bool binary(binary_t &) override { return true; }
-  bool start_object(size_t) override { return true; }
+  bool start_object(size_t) override { return enter(); }
   bool key(string_t &) override { return true; }
-  bool end_object() override { return true; }
-  bool start_array(size_t) override { return true; }
-  bool end_array() override { return true; }
+  bool end_object() override { return leave(); }
+  bool start_array(size_t) override { return enter(); }
+  bool end_array() override { return leave(); }
   bool parse_error(size_t read, const std::string &token, const nlohmann::detail::exception &fault) override {
     found = fault_at(text_, read, token.size(), fault.what());
     return false;
   }
 
 private:
+  bool enter() {
+    if (++depth_ <= deepest) return true;
+    found = {static_cast<size_t>(read_ - text_.data()) - 1, "nested deeper than 64 levels"};
+    return false;
+  }
+  bool leave() {
+    --depth_;
+    return true;
+  }
+
   std::string_view text_;
+  const char *read_;
+  uint32_t depth_ = 0;
 };
 
 } // namespace
@@ -121,7 +159,7 @@ private:
 refusal first_fault(std::string_view text, const refusal &found) {
   if (text.starts_with("\xef\xbb\xbf")) return {0, "expected a value"}; // the parsers differ about the mark
   place_finder finder(text);
-  const bool whole = nlohmann::json::sax_parse(text.begin(), text.end(), &finder);
+  const bool whole = finder.parse();
   return whole || finder.found.offset > found.offset ? found : finder.found;
 }
 

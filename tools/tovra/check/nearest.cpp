@@ -70,4 +70,8 @@ std::string nearest_names::look_for(const std::string &name) {
   return best != nullptr ? ", did you mean " + *best + "?" : "";
 }
 
+std::string did_you_mean(const std::string &name, const std::set<std::string> &names) {
+  return nearest_names(names).hint(name);
+}
+
 } // namespace tovra::check

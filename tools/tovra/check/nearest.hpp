@@ -40,4 +40,7 @@ private:
   size_t left_ = 100000000; // of comparing one letter with another
 };
 
+// The same for one name.
+std::string did_you_mean(const std::string &name, const std::set<std::string> &names);
+
 } // namespace tovra::check

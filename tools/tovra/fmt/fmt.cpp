@@ -86,8 +86,8 @@ int format_input() {
   }
   const auto made = format("standard input", text);
   if (!made) return failed;
-  std::fwrite(made->data(), 1, made->size(), stdout);
-  return finish_printing(done);
+  output out;
+  return out.write(*made) && out.flush() ? done : failed;
 }
 
 int run_fmt(const fmt_options &asked) {
@@ -99,6 +99,7 @@ int run_fmt(const fmt_options &asked) {
     return wrong_usage;
   }
   int status = done;
+  output out;
   const auto guarded = [&status](const auto &step) {
     try {
       step();
@@ -113,13 +114,13 @@ int run_fmt(const fmt_options &asked) {
     guarded([&] {
       const outcome got = format_file(file, asked.check);
       if (got == outcome::changed) {
-        std::printf("%s: %s\n", visible(file.string()).c_str(), asked.check ? "not formatted" : "formatted");
-        std::fflush(stdout); // before what is said of the next one
+        out.write(visible(file.string()) + (asked.check ? ": not formatted\n" : ": formatted\n"));
+        out.flush(); // before what is said of the next one
       }
       if (got == outcome::failed || (got == outcome::changed && asked.check)) status = failed;
     });
   }
-  return finish_printing(status);
+  return out.flush() ? status : failed;
 }
 
 } // namespace

@@ -131,7 +131,7 @@ line read_line(std::string_view whole) {
   const std::string_view text = without_leading(whole);
   for (auto i = 0; i < static_cast<int>(word::none); ++i) {
     const auto keyword = static_cast<word>(i);
-    const std::string_view name = check::keyword_text(keyword);
+    const std::string_view name = tvr::keyword_of(keyword).text;
     if (!text.starts_with(name)) continue;
     const std::string_view value = text.substr(name.size());
     // These are kept as they stand.

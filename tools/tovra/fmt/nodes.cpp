@@ -140,7 +140,8 @@ bool keep_first(void *into, const zu_tvr_diagnostic *fault) {
   constexpr std::string_view nameless = " in file (null)";
   std::string said = words_of(*fault);
   if (const size_t at = said.find(nameless); at != said.npos) said.erase(at, nameless.size());
-  *static_cast<std::string *>(into) = (fault->line > 0 ? ":" + std::to_string(fault->line) : "") + ": " + said;
+  *static_cast<std::string *>(into) =
+      (fault->line > 0 ? ":" + std::to_string(fault->line) : "") + ": " + said;
   return false;
 }
 

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <unistd.h>
 
 #include "../diff/text_diff.hpp"

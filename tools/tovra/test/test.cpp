@@ -144,7 +144,7 @@ int run_tests(test_options &asked) {
       asked.how.vary.insert(name);
     }
   }
-  asked.how.colour = isatty(STDOUT_FILENO) == 1 && getenv("NO_COLOR") == nullptr;
+  asked.how.colour = is_colored(STDOUT_FILENO);
   std::set<fs::path> folders;
   try {
     folders = find_cases(asked.folders);
@@ -165,9 +165,10 @@ int run_tests(test_options &asked) {
   const auto runs =
       std::count_if(all.jobs.begin(), all.jobs.end(), [](const job &one) { return one.run != nullptr; });
   std::printf("%td runs of %zu cases, %td failed\n", runs, folders.size(), failures);
-  std::fflush(stdout);
+  const bool told = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  if (!told) say("tovra: standard output cannot be written");
   const int written = asked.junit.empty() ? done : write_junit(asked.junit, all.jobs);
-  return finish_printing(failures == 0 ? written : failed);
+  return told && failures == 0 ? written : failed;
 }
 
 } // namespace
