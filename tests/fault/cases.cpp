@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <map>
 #include <memory>
 #include <set>
@@ -33,7 +34,7 @@ std::unique_ptr<asked> parse(std::istream &words) {
       run->given[word] = {""};
     } else if (with_value.contains(word)) {
       std::string value;
-      words >> value;
+      words >> std::quoted(value, '\'');
       run->given[word].push_back(value);
     } else if (word.starts_with('-') || !run->node.empty()) {
       return nullptr;
