@@ -11,12 +11,18 @@ bool is_password(zu_do_value *value) noexcept {
   return type != nullptr && std::strcmp(type, "PasswordString") == 0;
 }
 
+// A template may have found the record by the URI of its collection.
+const char *uri_of(const read_memory &read) noexcept {
+  const char *own = own_uri_text(read.record);
+  return own != nullptr ? own : read.uri;
+}
+
 zu_tvr_observed_value observed_value(const print_job &job, const planned_property &property,
                                      const read_memory &read) noexcept {
   zu_do_value *value = zu_do_properties_get_value_n(read.record, property.name);
   const int32_t element = property.item != nullptr ? job.memory->slots.get()[property.index].element : -1;
   return {.property = zu_do_name_get_strname(property.name),
-          .record = read.uri,
+          .record = uri_of(read),
           .value = value,
           .index = property.index,
           .element = element,
@@ -62,7 +68,7 @@ error_at place_of(const print_job &job, uint32_t slot) noexcept {
     for (uint32_t i = 0; i < read.count; ++i) {
       const planned_property &property = read.properties[i];
       if (property.item == nullptr || property.index != static_cast<int32_t>(slot)) continue;
-      return {job.memory->reads.get()[at].uri, zu_do_name_get_strname(property.name)};
+      return {uri_of(job.memory->reads.get()[at]), zu_do_name_get_strname(property.name)};
     }
   }
   return {};

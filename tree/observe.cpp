@@ -8,19 +8,12 @@ namespace {
 
 thread_local const zu_tvr_observer *observer_of_thread = nullptr;
 
-// None when the record has none.
-const char *uri_of(zu_do_properties *record) noexcept {
-  int code = ZU_OK;
-  zu_do_uri *uri = zu_do_properties_get_mr_uri(record, ZU_DO_NAME_URI, &code);
-  return uri != nullptr && code == ZU_OK ? zu_do_uri_get_uri_str(uri) : nullptr;
-}
-
 // The innermost record in scope; what names a location has no URI.
 const char *uri_in_scope(const zu_tvr_walk_ctx *ctx) noexcept {
   const zu_tvr_stack_entry *entry = ctx->props_cache != nullptr ? ctx->props_cache->top : nullptr;
   const char *uri = nullptr;
   for (; entry != nullptr && uri == nullptr; entry = entry->next) {
-    uri = uri_of(static_cast<zu_do_properties *>(entry->item));
+    uri = tvr::own_uri_text(static_cast<zu_do_properties *>(entry->item));
   }
   return uri;
 }
@@ -42,7 +35,7 @@ void observe_request(const zu_tvr_walk_ctx *ctx, const char *uri) noexcept {
 
 void observe_record(const zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
   zu_tvr_event event = event_of(ZU_TVR_EVENT_RECORD);
-  event.uri = uri_of(record);
+  event.uri = own_uri_text(record);
   event.record = record;
   observe(ctx, event);
 }
@@ -61,6 +54,12 @@ void observe_error(const zu_tvr_walk_ctx *ctx, int32_t code, const char *message
   event.code = code;
   event.message = message;
   observe(ctx, event);
+}
+
+const char *own_uri_text(zu_do_properties *record) noexcept {
+  int code = ZU_OK;
+  zu_do_uri *uri = zu_do_properties_get_mr_uri(record, ZU_DO_NAME_URI, &code);
+  return uri != nullptr && code == ZU_OK ? zu_do_uri_get_uri_str(uri) : nullptr;
 }
 
 const zu_tvr_observer *current_observer() noexcept {

@@ -6,6 +6,7 @@
 #include "commands.hpp"
 #include "data_file.hpp"
 #include "output.hpp"
+#include "value_json.hpp"
 #include "zuapi/zuapi.h"
 
 namespace tovra {
@@ -13,37 +14,6 @@ namespace tovra {
 namespace {
 
 using nlohmann::ordered_json;
-
-ordered_json to_json(zu_do_value *value) {
-  const char *typedef_name = zu_do_value_get_typedef_name(value);
-  if (typedef_name != nullptr && std::string_view(typedef_name) == "PasswordString") return "<removed>";
-  switch (zu_do_value_get_type(value)) {
-  case ZU_DO_TYPE_BOOL:
-    return zu_do_value_get_bool(value, nullptr);
-  case ZU_DO_TYPE_INT:
-    return zu_do_value_get_int(value, nullptr);
-  case ZU_DO_TYPE_UINT:
-    return zu_do_value_get_uint(value, nullptr);
-  case ZU_DO_TYPE_DOUBLE:
-    return zu_do_value_get_double(value, nullptr);
-  case ZU_DO_TYPE_STRING:
-    return zu_do_value_get_string(value, nullptr);
-  case ZU_DO_TYPE_MR_URI:
-    return zu_do_uri_get_uri_str(zu_do_value_get_mr_uri(value, nullptr));
-  case ZU_DO_TYPE_COLL_URI:
-    return zu_do_uri_get_uri_str(zu_do_value_get_coll_uri(value, nullptr));
-  case ZU_DO_TYPE_ARRAY: {
-    ordered_json elements = ordered_json::array();
-    zu_do_vlist *list = zu_do_value_get_array(value, nullptr);
-    for (size_t i = 0; i < zu_do_vlist_get_len(list); ++i) {
-      elements.push_back(to_json(zu_do_vlist_get_value(list, i)));
-    }
-    return elements;
-  }
-  default:
-    return nullptr;
-  }
-}
 
 bool show(output &out, zu_do_ntlist *columns, zu_do_vlist *row) {
   ordered_json record = ordered_json::object();
@@ -53,9 +23,9 @@ bool show(output &out, zu_do_ntlist *columns, zu_do_vlist *row) {
     if (zu_do_value_get_type(value) == ZU_DO_TYPE_NONE) continue; // a record shows what it has
     // No two columns have one name: looking for it would cost the square of a record's width.
     members.emplace_back(zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, i))),
-                         to_json(value));
+                         value_json(value));
   }
-  return out.write(record.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+  return out.write(record.dump(-1, ' ', false, replace_bad_utf8) + "\n");
 }
 
 // Reads every instance into the table: 0 or the store's code.

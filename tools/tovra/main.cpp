@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "check/nearest.hpp"
-#include "commands.hpp"
+#include "command_line.hpp"
 #include "output.hpp"
 #include "output_file.hpp"
 #include "tools.hpp"
@@ -17,40 +17,6 @@
 namespace {
 
 using tovra::options;
-
-// Splits NAME=TEXT at its first '='.
-void add_named(CLI::App *command, const char *flag, std::vector<tovra::named_text> &into, const char *help) {
-  command
-      ->add_option_function<std::vector<std::string>>(
-          flag,
-          [&into, flag](const std::vector<std::string> &given) {
-            for (const auto &text : given) {
-              const auto at = text.find('=');
-              if (at == std::string::npos || at == 0) {
-                throw CLI::ValidationError(flag, "'" + text + "' is not NAME=TEXT");
-              }
-              into.emplace_back(text.substr(0, at), text.substr(at + 1));
-            }
-          },
-          help)
-      ->type_name("NAME=TEXT")
-      ->expected(1)
-      ->take_all();
-}
-
-void add_templates(CLI::App *command, options &asked) {
-  command
-      ->add_option("--templates", asked.templates,
-                   "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
-      ->type_name("DIR[:DIR...]")
-      ->check([](const std::string &given) {
-        return given.find_first_not_of(':') == given.npos ? "it names no directory" : "";
-      });
-}
-
-void add_data(CLI::App *command, options &asked) {
-  command->add_option("--data", asked.data, "Data file, - for standard input")->type_name("FILE")->required();
-}
 
 void add_color(CLI::App *command) {
   static const std::map<std::string, tovra::color> ways = {
@@ -65,18 +31,7 @@ void add_color(CLI::App *command) {
 
 CLI::App *add_render(CLI::App &app, options &asked) {
   auto *command = app.add_subcommand("render", "Render the configuration as CLI text");
-  command->add_option("node", asked.node, "Render the part under this node (default: everything)")
-      ->type_name("NODE");
-  add_templates(command, asked);
-  add_data(command, asked);
-  add_named(command, "--named", asked.named, "Register a data file as a named configuration");
-  command->add_option("--config", asked.config, "Render the configuration of that name")->type_name("NAME");
-  add_named(command, "--arg", asked.arguments, "A walk argument, as a text");
-  add_named(command, "--arg-json", asked.json_arguments, "A walk argument, as a JSON value");
-  command->add_flag("--defaults", asked.defaults, "Render default values too");
-  command->add_flag("--tag-submodes", asked.tag_submodes, "Mark where submodes begin and end");
-  command->add_flag("--show-tech", asked.show_tech, "Leave passwords out");
-  command->add_option("--fetch-count", asked.fetch_count, "Rows a fetch (0: all)")->type_name("N");
+  tovra::add_render_options(command, asked);
   command
       ->add_option(
           "--trace", asked.trace,
@@ -98,16 +53,11 @@ CLI::App *add_check(CLI::App &app, options &asked) {
       "Finds what the loader refuses, in all files at once, and what would go wrong at a render: each\n"
       "finding is a line `FILE:LINE: error|warning [ID]: MESSAGE` on standard output. The exit status\n"
       "is 1 when there is an error, else 0. docs/check.md tells each ID.");
-  add_templates(command, asked);
+  tovra::add_templates(command, asked);
   command->add_option("--data", asked.data, "Compare with the paths and properties of this data file too")
       ->type_name("FILE");
   command->add_flag("--strict", asked.strict, "Let warnings count as errors for the exit status");
-  command
-      ->add_option_function<std::string>(
-          "--format", [&asked](const std::string &format) { asked.json = format == "json"; },
-          "text, a line each (default), or json, one array")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
+  tovra::add_format(command, asked.json, "text, a line each (default), or json, one array");
   return command;
 }
 
@@ -155,11 +105,11 @@ int run(int argc, char **argv) {
   options asked;
   const auto *render = add_render(app, asked);
   auto *tree = app.add_subcommand("tree", "Show the template tree: id, op, and destination, URI or format");
-  add_templates(tree, asked);
+  tovra::add_templates(tree, asked);
   tree->add_flag("--raw", asked.raw, "Show the library's own dump");
   const auto *check = add_check(app, asked);
   auto *get = app.add_subcommand("get", "Show the records that a URI names, as JSON lines");
-  add_data(get, asked);
+  tovra::add_data(get, asked);
   get->add_option("uri", asked.uri, "Record or collection URI (default: show what paths there are)")
       ->type_name("URI");
   const std::vector<tovra::tool> tools = tovra::add_tools(app);

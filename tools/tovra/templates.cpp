@@ -106,6 +106,15 @@ std::map<const zu_tvr_node *, std::string> node_ids(const zu_tvr_tree &tree) {
   return ids;
 }
 
+std::string place_of(const zu_tvr_node &node) {
+  std::string place;
+  if (const char *file = zu_tvr_node_file(&node)) {
+    place += file + (":" + std::to_string(zu_tvr_node_line(&node))) + " ";
+  }
+  const char *id = zu_tvr_node_id(&node);
+  return place + (id != nullptr ? id : "ROOT");
+}
+
 zu_tvr_node *find_node(const zu_tvr_tree &tree, const std::string &id) {
   return static_cast<zu_tvr_node *>(g_hash_table_lookup(tree.nodes, id.c_str()));
 }

@@ -33,6 +33,8 @@ std::optional<std::string> template_directories(const std::optional<std::string>
 
 // The id of every node of a tree.
 std::map<const zu_tvr_node *, std::string> node_ids(const zu_tvr_tree &tree);
+// `FILE:LINE ID`, as far as the node has them.
+std::string place_of(const zu_tvr_node &node);
 // The node of an id, or none.
 zu_tvr_node *find_node(const zu_tvr_tree &tree, const std::string &id);
 

@@ -13,11 +13,12 @@ struct tool {
 };
 
 tool add_diff(CLI::App &app);
+tool add_explain(CLI::App &app);
 tool add_test(CLI::App &app);
 tool add_fmt(CLI::App &app);
 
 inline std::vector<tool> add_tools(CLI::App &app) {
-  return {add_diff(app), add_test(app), add_fmt(app)};
+  return {add_diff(app), add_explain(app), add_test(app), add_fmt(app)};
 }
 
 } // namespace tovra

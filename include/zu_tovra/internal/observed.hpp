@@ -24,6 +24,9 @@ inline zu_tvr_event event_of(int32_t kind) noexcept {
 [[gnu::cold]] void observe_record(const zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept;
 [[gnu::cold]] void observe_text(const zu_tvr_walk_ctx *ctx, const char *text) noexcept;
 
+// A record's own URI, or none.
+const char *own_uri_text(zu_do_properties *record) noexcept;
+
 // The observer for walks that this thread begins, or none.
 const zu_tvr_observer *current_observer() noexcept;
 

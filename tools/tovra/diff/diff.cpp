@@ -3,6 +3,7 @@
 #include <memory>
 #include <unistd.h>
 
+#include "../command_line.hpp"
 #include "../commands.hpp"
 #include "../output.hpp"
 #include "../process.hpp"
@@ -116,12 +117,7 @@ tool add_diff(CLI::App &app) {
   pass_flag("--defaults", "Render default values too");
   pass_flag("--show-tech", "Leave passwords out");
   auto *unified = command->add_flag("--unified", asked->unified, "In the form that patch reads");
-  command
-      ->add_option_function<std::string>(
-          "--format", [asked](const std::string &format) { asked->json = format == "json"; },
-          "text (default), or json, an array with an object a change")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}))
+  add_format(command, asked->json, "text (default), or json, an array with an object a change")
       ->excludes(unified);
   return {command, [asked] { return run_diff(*asked); }};
 }

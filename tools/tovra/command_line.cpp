@@ -1,0 +1,67 @@
+// Options that several commands have.
+#include "command_line.hpp"
+
+namespace tovra {
+
+namespace {
+
+// Splits NAME=TEXT at its first '='.
+void add_named(CLI::App *command, const char *flag, std::vector<named_text> &into, const char *help) {
+  command
+      ->add_option_function<std::vector<std::string>>(
+          flag,
+          [&into, flag](const std::vector<std::string> &given) {
+            for (const auto &text : given) {
+              const auto at = text.find('=');
+              if (at == std::string::npos || at == 0) {
+                throw CLI::ValidationError(flag, "'" + text + "' is not NAME=TEXT");
+              }
+              into.emplace_back(text.substr(0, at), text.substr(at + 1));
+            }
+          },
+          help)
+      ->type_name("NAME=TEXT")
+      ->expected(1)
+      ->take_all();
+}
+
+} // namespace
+
+void add_templates(CLI::App *command, options &asked) {
+  command
+      ->add_option("--templates", asked.templates,
+                   "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
+      ->type_name("DIR[:DIR...]")
+      ->check([](const std::string &given) {
+        return given.find_first_not_of(':') == given.npos ? "it names no directory" : "";
+      });
+}
+
+void add_data(CLI::App *command, options &asked) {
+  command->add_option("--data", asked.data, "Data file, - for standard input")->type_name("FILE")->required();
+}
+
+void add_render_options(CLI::App *command, options &asked) {
+  command->add_option("node", asked.node, "Render the part under this node (default: everything)")
+      ->type_name("NODE");
+  add_templates(command, asked);
+  add_data(command, asked);
+  add_named(command, "--named", asked.named, "Register a data file as a named configuration");
+  command->add_option("--config", asked.config, "Render the configuration of that name")->type_name("NAME");
+  add_named(command, "--arg", asked.arguments, "A walk argument, as a text");
+  add_named(command, "--arg-json", asked.json_arguments, "A walk argument, as a JSON value");
+  command->add_flag("--defaults", asked.defaults, "Render default values too");
+  command->add_flag("--tag-submodes", asked.tag_submodes, "Mark where submodes begin and end");
+  command->add_flag("--show-tech", asked.show_tech, "Leave passwords out");
+  command->add_option("--fetch-count", asked.fetch_count, "Rows a fetch (0: all)")->type_name("N");
+}
+
+CLI::Option *add_format(CLI::App *command, bool &json, const char *help) {
+  return command
+      ->add_option_function<std::string>(
+          "--format", [&json](const std::string &format) { json = format == "json"; }, help)
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json"}));
+}
+
+} // namespace tovra

@@ -1,0 +1,16 @@
+// Options that several commands have.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "commands.hpp"
+
+namespace tovra {
+
+void add_templates(CLI::App *command, options &asked);
+void add_data(CLI::App *command, options &asked);
+// What says what is rendered: NODE, templates, data, configurations, arguments, flags.
+void add_render_options(CLI::App *command, options &asked);
+CLI::Option *add_format(CLI::App *command, bool &json, const char *help);
+
+} // namespace tovra

@@ -1,0 +1,109 @@
+// `tovra explain`: which node wrote a line and from what, or what became of a node.
+#include <limits>
+#include <memory>
+
+#include "../command_line.hpp"
+#include "../output.hpp"
+#include "../tools.hpp"
+#include "../value_json.hpp"
+#include "lines.hpp"
+#include "visits.hpp"
+
+namespace tovra {
+
+namespace {
+
+struct explain_options {
+  options render;
+  uint64_t line = 0;
+  std::string match;
+  std::string id;
+  std::string record;
+  bool all = false;
+  bool json = false;
+};
+
+std::string json_line(const nlohmann::ordered_json &made) {
+  return made.dump(-1, ' ', false, replace_bad_utf8) + "\n";
+}
+
+int explain_lines(const explain_options &asked, request &made) {
+  output out;
+  uint64_t told = 0;
+  const auto is_wanted = [&](uint64_t number) { return asked.line == 0 || number == asked.line; };
+  const auto take = [&](const explain::explained_line &line) {
+    if (!asked.match.empty() && line.text.find(asked.match) == line.text.npos) return;
+    ++told;
+    out.write(asked.json ? json_line(explain::as_json(line)) : explain::as_text(line));
+  };
+  explain::line_watch watch(is_wanted, take);
+  const bool rendered = watch.follow(made);
+  watch.end();
+  if (!out.flush()) return failed;
+  if (told == 0 && asked.line != 0) say("tovra: the text has " + std::to_string(watch.lines()) + " lines");
+  if (told == 0 && !asked.match.empty()) say("tovra: no line has '" + asked.match + "' in it");
+  return rendered && (told != 0 || asked.all) ? done : failed;
+}
+
+int explain_node(const explain_options &asked, request &made) {
+  const zu_tvr_node *node = find_node(made.tree(), asked.id);
+  if (node == nullptr) {
+    say("tovra: " + unknown_node(made.tree(), asked.id));
+    return failed;
+  }
+  output out;
+  bool told = false;
+  const std::string heading = place_of(*node) + "\n";
+  const auto take = [&](const explain::visit &visit) {
+    if (asked.json) {
+      out.write(json_line(explain::as_json(visit)));
+    } else {
+      out.write((told ? "" : heading) + explain::as_text(visit));
+    }
+    told = true;
+  };
+  explain::visit_watch watch(asked.id, asked.record, take);
+  const bool rendered = watch.follow(made);
+  if (!told) {
+    explain::census all;
+    watch.add_to(all);
+    const bool walked = all.contains(asked.id);
+    const std::string why = walked ? "not walked for a record " + asked.record
+                                   : "never walked: " + explain::why_never_walked(made.tree(), asked.id, all);
+    out.write(asked.json ? json_line({{"never", why}}) : heading + "  " + why + "\n");
+  }
+  return out.flush() && rendered ? done : failed;
+}
+
+int run_explain(const explain_options &asked) {
+  request made(asked.render);
+  if (const int status = made.load(); status != done) return status;
+  return asked.id.empty() ? explain_lines(asked, made) : explain_node(asked, made);
+}
+
+} // namespace
+
+tool add_explain(CLI::App &app) {
+  const auto asked = std::make_shared<explain_options>();
+  auto *command = app.add_subcommand("explain", "Show which node wrote a line, or what became of a node");
+  command->footer(
+      "Renders as `tovra render` does with the same options. For a line: the template that wrote it, the\n"
+      "properties and records that it was made of, the condition, the nodes above. For a node: for each\n"
+      "record in scope the line, or why there is none.");
+  add_render_options(command, asked->render);
+  auto *which = command->add_option_group("which", "What is explained (one of these)");
+  which->add_option("--line", asked->line, "The line of that number")
+      ->type_name("N")
+      ->check(CLI::Range(uint64_t{1}, std::numeric_limits<uint64_t>::max()));
+  which->add_option("--match", asked->match, "Each line that has this text in it")->type_name("TEXT");
+  which->add_flag("--all", asked->all, "Every line");
+  auto *node = which->add_option("--node", asked->id, "The node of that id")->type_name("ID");
+  which->require_option(1);
+  command->add_option("--record", asked->record, "The node where this record is in scope")
+      ->type_name("URI")
+      ->needs(node);
+  add_format(command, asked->json, "text (default), or json, an object a line");
+  return {command, [asked] { return run_explain(*asked); }};
+}
+
+} // namespace tovra

@@ -1,0 +1,52 @@
+// Explaining a node: for each record in scope what became of it.
+#pragma once
+
+#include <functional>
+
+#include "census.hpp"
+#include "words.hpp"
+
+namespace tovra::explain {
+
+// One thing that a walk of the node did.
+struct outcome {
+  uint64_t number = 0; // of the line that it wrote, or 0
+  std::string told;    // the line, or what else it did
+  std::string reason;  // the short name of why there is no line, or empty
+  std::vector<shown_value> values;
+};
+
+struct visit {
+  std::string record; // the innermost in scope, or empty
+  std::vector<outcome> outcomes;
+};
+
+// Hands over each walk of a node with the given id, below a record when one is named.
+class visit_watch : public census_watch {
+public:
+  visit_watch(std::string id, std::string record, std::function<void(const visit &)> take)
+      : id_(std::move(id)), record_(std::move(record)), take_(std::move(take)) {}
+
+private:
+  void entered() override;
+  void left() override;
+  void line(const zu_tvr_event &event, const written_piece &piece) override;
+  void other(const zu_tvr_event &event) override;
+  bool at_hand(const zu_tvr_event &event) const {
+    return depth_ != 0 && event.node == steps()[depth_ - 1].node;
+  }
+  bool is_wanted() const;
+
+  std::string id_;
+  std::string record_;
+  std::function<void(const visit &)> take_;
+  size_t depth_ = 0; // of the node's step; 0: it is not being walked
+  visit visit_;
+  uint64_t records_ = 0;
+};
+
+// `place` is that of the node.
+std::string as_text(const visit &visit);
+nlohmann::ordered_json as_json(const visit &visit);
+
+} // namespace tovra::explain

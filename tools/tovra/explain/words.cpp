@@ -1,0 +1,110 @@
+// What an explanation says of values and of lines that are not written.
+#include "words.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "../value_json.hpp"
+
+namespace tovra::explain {
+
+namespace {
+
+constexpr struct {
+  int32_t reason;
+  const char *name;
+} names[] = {{ZU_TVR_WITHHELD_NO_RECORD, "no record"},
+             {ZU_TVR_WITHHELD_NULL, "no value"},
+             {ZU_TVR_WITHHELD_DEFAULTS, "defaults"},
+             {ZU_TVR_WITHHELD_CONDITION, "condition"},
+             {ZU_TVR_WITHHELD_EMPTY, "empty value"}};
+
+std::string property_of(const zu_tvr_event &event) {
+  std::string property = event.property != nullptr ? event.property : "a property";
+  if (event.uri != nullptr) property += std::string(" of ") + event.uri;
+  return property;
+}
+
+std::string padded(const std::string &text, size_t width) {
+  return text + std::string(width > text.size() ? width - text.size() : 0, ' ');
+}
+
+} // namespace
+
+std::vector<shown_value> values_of(const zu_tvr_event &event) {
+  std::vector<shown_value> values;
+  for (uint32_t i = 0; i < event.value_count; ++i) {
+    const zu_tvr_observed_value &value = event.values[i];
+    shown_value shown;
+    shown.slot =
+        value.in_format != 0 ? "%s " + std::to_string(value.index + 1) : "$tvr" + std::to_string(value.index);
+    shown.property = value.property;
+    if (value.element >= 0) shown.property += "[" + std::to_string(value.element) + "]";
+    shown.value = value.value == nullptr   ? "none"
+                  : value.is_password != 0 ? "<removed>"
+                                           : value_json(value.value).dump(-1, ' ', false, replace_bad_utf8);
+    shown.record = value.record != nullptr ? value.record : "";
+    shown.is_default = value.is_default != 0;
+    values.push_back(std::move(shown));
+  }
+  return values;
+}
+
+std::string reason(const zu_tvr_event &event) {
+  switch (event.reason) {
+  case ZU_TVR_WITHHELD_NO_RECORD:
+    return event.uri != nullptr ? std::string("no record in scope is ") + event.uri
+                                : "no record in scope gives the keys of its URI";
+  case ZU_TVR_WITHHELD_NULL:
+    return property_of(event) + " has no value";
+  case ZU_TVR_WITHHELD_DEFAULTS:
+    return "all its values are defaults, which --defaults renders";
+  case ZU_TVR_WITHHELD_CONDITION:
+    return "its condition is false: " + condition_of(*event.node);
+  default:
+    return property_of(event) + " is empty";
+  }
+}
+
+const char *reason_name(int32_t reason) {
+  for (const auto &row : names) {
+    if (row.reason == reason) return row.name;
+  }
+  return "?";
+}
+
+std::string condition_of(const zu_tvr_node &node) {
+  if (node.type != TVR_NODE_PRINT) return "";
+  const char *condition = static_cast<const zu_tvr_print_data *>(node.data)->cond;
+  return condition != nullptr ? condition + std::strspn(condition, " \t") : "";
+}
+
+std::string as_text(const std::vector<shown_value> &values, const std::string &before) {
+  size_t slots = 0, assignments = 0;
+  std::vector<std::string> assigned;
+  for (const shown_value &value : values) {
+    assigned.push_back(value.property + " = " + value.value + (value.is_default ? " (default)" : ""));
+    slots = std::max(slots, value.slot.size());
+    assignments = std::max(assignments, std::min<size_t>(assigned.back().size(), 40));
+  }
+  std::string text;
+  for (size_t i = 0; i < values.size(); ++i) {
+    text += before + padded(values[i].slot, slots) + "  " + padded(assigned[i], assignments) + "  " +
+            values[i].record + "\n";
+  }
+  return text;
+}
+
+nlohmann::ordered_json as_json(const std::vector<shown_value> &values) {
+  auto made = nlohmann::ordered_json::array();
+  for (const shown_value &value : values) {
+    made.push_back({{"slot", value.slot},
+                    {"property", value.property},
+                    {"value", value.value},
+                    {"record", value.record},
+                    {"default", value.is_default}});
+  }
+  return made;
+}
+
+} // namespace tovra::explain

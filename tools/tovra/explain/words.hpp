@@ -1,0 +1,33 @@
+// What an explanation says of values and of lines that are not written.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "zu_tovra/zu_tovra.h"
+
+namespace tovra::explain {
+
+// A property that a line read.
+struct shown_value {
+  std::string slot; // "%s" and its number, from 1, or "$tvrN"
+  std::string property;
+  std::string value; // as JSON; a password is not shown
+  std::string record;
+  bool is_default;
+};
+
+std::vector<shown_value> values_of(const zu_tvr_event &event);
+// Of a line that is not written.
+std::string reason(const zu_tvr_event &event);
+// A short name of ZU_TVR_WITHHELD_*.
+const char *reason_name(int32_t reason);
+// The condition of a print node as it is written, or empty.
+std::string condition_of(const zu_tvr_node &node);
+
+// Values below each other, in columns, each line after `before`.
+std::string as_text(const std::vector<shown_value> &values, const std::string &before);
+nlohmann::ordered_json as_json(const std::vector<shown_value> &values);
+
+} // namespace tovra::explain

@@ -1,0 +1,79 @@
+// One render as the host makes it: what it needs, loaded and checked, and where its text and errors go.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "commands.hpp"
+#include "data_file.hpp"
+#include "handles.hpp"
+#include "template_stamp.hpp"
+#include "templates.hpp"
+
+namespace tovra {
+
+// What a render hands out, on its thread.
+class receiver {
+public:
+  virtual ~receiver() = default;
+  virtual bool take_text(const char *piece) = 0; // false: no more is wanted
+  virtual void take_error(int32_t code, const char *message) = 0;
+};
+
+// Why no render can begin at a node of that id (empty: at "config"): the nearest id is named. Empty when one
+// can.
+std::string unknown_node(const zu_tvr_tree &tree, const std::string &id);
+
+// Says an error of a render.
+void say_error(int32_t code, const char *message);
+// Says where it was found, on a line below it; the event is of that kind.
+void say_place(const zu_tvr_event &event);
+
+class request {
+public:
+  explicit request(const options &asked) : asked_(asked) {}
+  ~request(); // stops the library: one request in a process
+  request(const request &) = delete;
+  request &operator=(const request &) = delete;
+
+  // Loads templates, data and arguments. Done, or the exit status; what is wrong has been said, and what is
+  // odd is said too.
+  int load();
+  // False after a failure, of which at least one error was told, or when text was refused. An observer takes
+  // the place of the one that says the places of errors.
+  bool render(receiver &to, const zu_tvr_observer *observer = nullptr);
+
+  // The templates as they were checked, for who asks before the render; the library has its own.
+  const zu_tvr_tree &tree() const { return *tree_; }
+  void drop_tree() { tree_.reset(); }
+  zu_store_wrapper *wrapper() const { return wrapper_.get(); } // with options::stats; else none
+
+  struct timings {
+    double data = 0; // seconds
+    double templates = 0;
+    double render = 0;
+  };
+  const timings &took() const { return took_; }
+
+private:
+  bool load_arguments();
+  bool load_templates();
+  bool load_configurations();
+  bool run(receiver &to);
+
+  const options &asked_;
+  std::optional<std::string> directories_;
+  std::optional<template_stamp> checked_; // what the tree was loaded from
+  tree_handle tree_;
+  properties_handle arguments_;
+  data_handle data_;
+  wrapper_handle wrapper_;
+  context_handle cli_;
+  std::string no_node_; // why the node cannot be rendered, or empty
+  receiver *to_ = nullptr;
+  bool errors_ = false;
+  timings took_;
+};
+
+} // namespace tovra

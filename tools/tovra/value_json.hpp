@@ -1,0 +1,16 @@
+// A value as JSON.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include "zuapi/zuapi.h"
+
+namespace tovra {
+
+// As in a data file, without typedefs; a password is "<removed>".
+nlohmann::ordered_json value_json(zu_do_value *value);
+
+// For writing: bytes that are no UTF-8 do not fail it.
+inline constexpr auto replace_bad_utf8 = nlohmann::ordered_json::error_handler_t::replace;
+
+} // namespace tovra
