@@ -46,11 +46,9 @@ properties_handle walk_arguments(const options &asked) {
 void warn_below_repeating(const zu_tvr_tree &tree, const std::string &id) {
   const zu_tvr_node *node = find_node(tree, id);
   if (node == nullptr) return;
-  const auto ids = node_ids(tree);
   for (const zu_tvr_node *above = node->parent; above != nullptr; above = above->parent) {
     if (above->type != TVR_NODE_COLL && above->type != TVR_NODE_ITER) continue;
-    const auto found = ids.find(above);
-    say("warning: " + id + " is below " + (found != ids.end() ? found->second : "a node") +
+    say("warning: " + id + " is below " + zu_tvr_node_id(above) +
         ", which repeats: only its first instance is narrowed to " + id + ", later ones are rendered whole");
     return;
   }

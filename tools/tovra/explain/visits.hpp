@@ -45,7 +45,6 @@ private:
   uint64_t records_ = 0;
 };
 
-// `place` is that of the node.
 std::string as_text(const visit &visit);
 nlohmann::ordered_json as_json(const visit &visit);
 
