@@ -12,7 +12,7 @@ if(TARGET tovra)
   install(FILES completions/tovra.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
 install(DIRECTORY include/zu_tovra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "internal" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "render.hpp" PATTERN "internal" EXCLUDE)
 install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zu_platform
   FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tovra FILES_MATCHING PATTERN "*.md")

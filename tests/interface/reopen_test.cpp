@@ -13,11 +13,23 @@ static Function *find(const char *name) {
   return reinterpret_cast<Function *>(dlsym(library, name));
 }
 
-// The sessions' requests go there.
+// The renderers' calls go there.
 bool render_tovra_config_func(zu_cli_context *cli, zu_tovra_context *context, int32_t when, const char *node,
                               const char *config, zu_do_properties *run, zu_do_properties *op) noexcept {
   return find<decltype(render_tovra_config_func)>("render_tovra_config_func")(cli, context, when, node,
                                                                               config, run, op);
+}
+const zu_tvr_observer *zu_tvr_observe(const zu_tvr_observer *observer) noexcept {
+  return find<decltype(zu_tvr_observe)>("zu_tvr_observe")(observer);
+}
+const char *zu_tvr_node_id(const zu_tvr_node *node) noexcept {
+  return find<decltype(zu_tvr_node_id)>("zu_tvr_node_id")(node);
+}
+const char *zu_tvr_node_file(const zu_tvr_node *node) noexcept {
+  return find<decltype(zu_tvr_node_file)>("zu_tvr_node_file")(node);
+}
+uint32_t zu_tvr_node_line(const zu_tvr_node *node) noexcept {
+  return find<decltype(zu_tvr_node_line)>("zu_tvr_node_line")(node);
 }
 
 namespace {
@@ -34,10 +46,11 @@ TEST(reopen, a_library_that_is_loaded_again_starts_anew) {
     ASSERT_TRUE(find<bool()>("zu_tovra_init")());
     std::latch met(8);
     const auto render = [&] {
-      host::session session(store.get());
+      zu_tovra::renderer renderer(store.get());
       met.arrive_and_wait();
-      EXPECT_TRUE(session.render());
-      EXPECT_EQ(session.text, "hello");
+      const zu_tovra::result made = renderer.render();
+      EXPECT_TRUE(made.whole);
+      EXPECT_EQ(made.text, "hello\n");
     };
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) threads.emplace_back(render);

@@ -26,14 +26,16 @@ struct request {
   std::string text = {};
 
   std::string render(zu_data_ifc *data) const {
-    host::session session(data);
-    session.cli->render_defaults = (options & 1) != 0;
-    session.cli->tag_submodes = (options & 2) != 0;
-    if (argument != nullptr) zu_do_properties_set_string(session.arguments, argument, value);
-    if ((options & 4) == 0) zu_do_properties_set_int(session.arguments, "_in_show_tech", 1);
-    EXPECT_TRUE(session.render(node));
-    EXPECT_EQ(session.errors, std::vector<std::string>{});
-    return session.text;
+    zu_do_properties *arguments = zu_do_properties_new();
+    if (argument != nullptr) zu_do_properties_set_string(arguments, argument, value);
+    if ((options & 4) == 0) zu_do_properties_set_int(arguments, "_in_show_tech", 1);
+    const zu_tovra::result made = zu_tovra::renderer(data).render({.node = node,
+                                                                   .arguments = arguments,
+                                                                   .defaults = (options & 1) != 0,
+                                                                   .submode_tags = (options & 2) != 0});
+    zu_do_properties_deref(arguments);
+    EXPECT_TRUE(made.whole);
+    return made.text;
   }
 };
 

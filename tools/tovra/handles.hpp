@@ -22,6 +22,5 @@ using properties_handle = handle<zu_do_properties, zu_do_properties_deref>;
 using value_handle = handle<zu_do_value, zu_do_value_deref>;
 using iterator_handle = handle<zu_do_iter, zu_do_iter_deref>;
 using wrapper_handle = handle<zu_store_wrapper, zu_store_wrapper_free>;
-using context_handle = handle<zu_cli_context, zu_cli_context_free>;
 
 } // namespace tovra

@@ -16,10 +16,10 @@ namespace {
 class written : public receiver {
 public:
   explicit written(output to) : text_(std::move(to)) {}
-  bool take_text(const char *piece) override { return text_.write(piece); }
-  void take_error(int32_t code, const char *message) override {
+  bool take_text(std::string_view piece) override { return text_.write(piece); }
+  void take_error(const zu_tovra::error &error) override {
     text_.flush();
-    say_error(code, message);
+    say_error(error);
   }
   output &text() { return text_; }
 

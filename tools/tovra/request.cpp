@@ -108,16 +108,6 @@ bool load_again(const std::string &directories, const template_stamp &checked) {
   return false;
 }
 
-// What the framework's side of a render leads back to.
-struct framework {
-  zu_tovra_context context = {}; // first, so that the library's context leads back here
-  receiver *to = nullptr;
-};
-
-bool take_text(zu_tovra_context *context, zu_cli_context *, const char *text) {
-  return reinterpret_cast<framework *>(context)->to->take_text(text);
-}
-
 } // namespace
 
 std::string unknown_node(const zu_tvr_tree &tree, const std::string &asked) {
@@ -129,18 +119,16 @@ std::string unknown_node(const zu_tvr_tree &tree, const std::string &asked) {
   return "no node is '" + id + "'" + check::did_you_mean(id, known);
 }
 
-void say_error(int32_t code, const char *message) {
-  say("error " + std::to_string(code) + ": " + (message != nullptr ? message : ""));
-}
-
-void say_place(const zu_tvr_event &event) {
-  if (event.node == nullptr) return;
-  std::string place = "  at " + place_of(*event.node);
-  if (event.uri != nullptr) {
-    const bool is_record = std::strchr(event.uri, '?') == nullptr;
-    place += std::string(is_record ? ", record " : ", collection ") + event.uri;
+void say_error(const zu_tovra::error &error) {
+  say("error " + std::to_string(error.code) + ": " + error.message);
+  if (error.node.empty()) return;
+  std::string place = "  at ";
+  if (!error.file.empty()) place += error.file + ":" + std::to_string(error.line) + " ";
+  place += error.node;
+  if (!error.uri.empty()) {
+    place += (error.uri.find('?') == error.uri.npos ? ", record " : ", collection ") + error.uri;
   }
-  if (event.property != nullptr) place += std::string(", property ") + event.property;
+  if (!error.property.empty()) place += ", property " + error.property;
   say(place);
 }
 
@@ -175,17 +163,11 @@ bool request::load_configurations() {
   data_ = load_data(asked_.data);
   if (!data_) return false;
   if (asked_.stats) wrapper_.reset(zu_store_wrapper_new(data_.get()));
-  const auto take_error = [](void *self, int32_t code, const char *message) {
-    auto *asked = static_cast<request *>(self);
-    asked->errors_ = true;
-    asked->to_->take_error(code, message);
-  };
-  cli_.reset(
-      zu_cli_context_new(wrapper_ ? zu_store_wrapper_ifc(wrapper_.get()) : data_.get(), take_error, this));
+  renderer_.emplace(wrapper_ ? zu_store_wrapper_ifc(wrapper_.get()) : data_.get());
   for (const auto &[name, path] : asked_.named) {
     const data_handle named = load_data(path);
     if (!named) return false;
-    zu_cli_context_add_config(cli_.get(), name.c_str(), named.get());
+    renderer_->add_config(name.c_str(), named.get());
   }
   took_.data = seconds_since(start);
   return true;
@@ -199,38 +181,28 @@ int request::load() {
   return load_templates() && load_configurations() ? done : failed;
 }
 
-bool request::run(receiver &to) {
-  framework made;
-  made.context.output_fn = take_text;
-  made.to = &to;
-  const properties_handle reserved(zu_do_properties_new());
-  cli_->render_defaults = asked_.defaults;
-  cli_->tag_submodes = asked_.tag_submodes;
-  constexpr int32_t whole = 2;
-  constexpr int32_t one_node = 1;
-  const bool rendered = render_tovra_config_func(
-      cli_.get(), &made.context, asked_.node.empty() ? whole : one_node,
-      asked_.node.empty() ? nullptr : asked_.node.c_str(), asked_.config ? asked_.config->c_str() : nullptr,
-      arguments_.get(), reserved.get());
-  if (made.context.cleanup_fn != nullptr) made.context.cleanup_fn(&made.context);
-  return rendered;
-}
-
 bool request::render(receiver &to, const zu_tvr_observer *observer) {
-  const auto tell = [](void *, const zu_tvr_event *event) { say_place(*event); };
-  const zu_tvr_observer places = {tell, nullptr, 1u << ZU_TVR_EVENT_ERROR};
-  to_ = &to;
-  errors_ = false;
   qtrace_set_level(asked_.trace);
   const auto start = clock::now();
   if (!load_again(*directories_, *checked_)) return false;
-  zu_tvr_observe(observer != nullptr ? observer : &places);
-  const bool rendered = run(to);
+  bool refused = false;
+  bool told = false;
+  const bool whole = renderer_->render(
+      {.node = asked_.node.empty() ? nullptr : asked_.node.c_str(),
+       .config = asked_.config ? asked_.config->c_str() : nullptr,
+       .arguments = arguments_.get(),
+       .defaults = asked_.defaults,
+       .submode_tags = asked_.tag_submodes,
+       .observer = observer},
+      [&](std::string_view piece) { return !(refused = !to.take_text(piece)); },
+      [&](const zu_tovra::error &error) {
+        told = true;
+        to.take_error(error);
+      });
   took_.render = seconds_since(start);
-  zu_tvr_observe(nullptr);
   qtrace_set_level(0);
-  if (rendered) return !errors_;
-  if (!errors_) to.take_error(ZU_FAILED, "render failed, see --trace 3");
+  if (whole) return true;
+  if (!told && !refused) to.take_error({.code = ZU_FAILED, .message = "render failed, see --trace 3"});
   for (const std::string &why : {no_node_, unknown_configuration(asked_)}) {
     if (!why.empty()) say("  " + why);
   }

@@ -4,12 +4,14 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "commands.hpp"
 #include "data_file.hpp"
 #include "handles.hpp"
 #include "template_stamp.hpp"
 #include "templates.hpp"
+#include "zu_tovra/render.hpp"
 
 namespace tovra {
 
@@ -17,18 +19,16 @@ namespace tovra {
 class receiver {
 public:
   virtual ~receiver() = default;
-  virtual bool take_text(const char *piece) = 0; // false: no more is wanted
-  virtual void take_error(int32_t code, const char *message) = 0;
+  virtual bool take_text(std::string_view piece) = 0; // false: no more is wanted
+  virtual void take_error(const zu_tovra::error &error) = 0;
 };
 
 // Why no render can begin at a node of that id (empty: at "config"): the nearest id is named. Empty when one
 // can.
 std::string unknown_node(const zu_tvr_tree &tree, const std::string &id);
 
-// Says an error of a render.
-void say_error(int32_t code, const char *message);
-// Says where it was found, on a line below it; the event is of that kind.
-void say_place(const zu_tvr_event &event);
+// Says an error of a render, and on a line below it where it was found.
+void say_error(const zu_tovra::error &error);
 
 class request {
 public:
@@ -40,8 +40,7 @@ public:
   // Loads templates, data and arguments. Done, or the exit status; what is wrong has been said, and what is
   // odd is said too.
   int load();
-  // False after a failure, of which at least one error was told, or when text was refused. An observer takes
-  // the place of the one that says the places of errors.
+  // False after a failure, of which at least one error was told, or when text was refused.
   bool render(receiver &to, const zu_tvr_observer *observer = nullptr);
 
   // The templates as they were checked, for who asks before the render; the library has its own.
@@ -60,7 +59,6 @@ private:
   bool load_arguments();
   bool load_templates();
   bool load_configurations();
-  bool run(receiver &to);
 
   const options &asked_;
   std::optional<std::string> directories_;
@@ -69,10 +67,8 @@ private:
   properties_handle arguments_;
   data_handle data_;
   wrapper_handle wrapper_;
-  context_handle cli_;
+  std::optional<zu_tovra::renderer> renderer_;
   std::string no_node_; // why the node cannot be rendered, or empty
-  receiver *to_ = nullptr;
-  bool errors_ = false;
   timings took_;
 };
 

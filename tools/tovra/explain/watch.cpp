@@ -50,7 +50,6 @@ void watch::take(const zu_tvr_event &event) {
     if (event.kind == ZU_TVR_EVENT_RECORD && !steps_.empty()) {
       steps_.back().record = event.uri != nullptr ? event.uri : "";
     }
-    if (event.kind == ZU_TVR_EVENT_ERROR) say_place(event);
     other(event);
   }
 }

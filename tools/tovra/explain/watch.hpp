@@ -39,8 +39,8 @@ protected:
   const std::string &record() const;
 
 private:
-  bool take_text(const char *) final { return true; }
-  void take_error(int32_t code, const char *message) final { say_error(code, message); }
+  bool take_text(std::string_view) final { return true; }
+  void take_error(const zu_tovra::error &error) final { say_error(error); }
   void take(const zu_tvr_event &event);
   written_piece place(const char *text);
 
