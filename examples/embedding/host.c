@@ -38,21 +38,32 @@ static const char templates[] =
     "Props: /system/ifc;name=$?address ip:0\nNewline:\n";
 // clang-format on
 
+#define FIELD(name, json) \
+  { name, json, false }
+#define DEFAULT(name, json) \
+  { name, json, true }
 static const own_record running_records[] = {
-    {"/system", {{"hostname", "\"edge1\""}}},
-    {"/system/ifc;name=e0", {{"name", "\"e0\""}, {"mtu", "1500"}}},
-    {"/system/ifc;name=e1", {{"name", "\"e1\""}, {"mtu", "9000"}}},
-    {"/system/ifc;name=e1/qos;side=out", {{"policy", "\"silver\""}}},
-    {"/system/ifc;name=e1/qos;side=in", {{"policy", "\"gold\""}}},
-    {"/system/ifc;name=e0/address;ip=10.0.0.1", {{"ip", "\"10.0.0.1\""}}},
-    {"/system/ifc;name=e1/address;ip=10.0.1.1", {{"ip", "\"10.0.1.1\""}}},
-    {"/system/ifc;name=e1/address;ip=10.0.1.2", {{"ip", "\"10.0.1.2\""}}},
+    {"/system", {FIELD("hostname", "\"edge1\"")}},
+    {"/system/ifc;name=e0", {FIELD("name", "\"e0\""), FIELD("mtu", "1500")}},
+    {"/system/ifc;name=e1", {FIELD("name", "\"e1\""), FIELD("mtu", "9000")}},
+    {"/system/ifc;name=e1/qos;side=out", {FIELD("policy", "\"silver\"")}},
+    {"/system/ifc;name=e1/qos;side=in", {FIELD("policy", "\"gold\"")}},
+    {"/system/ifc;name=e0/address;ip=10.0.0.1", {FIELD("ip", "\"10.0.0.1\"")}},
+    {"/system/ifc;name=e1/address;ip=10.0.1.1", {FIELD("ip", "\"10.0.1.1\"")}},
+    {"/system/ifc;name=e1/address;ip=10.0.1.2", {FIELD("ip", "\"10.0.1.2\"")}},
 };
 static const char running_text[] = "\nhostname edge1"
                                    "\ninterface e0 mtu 1500\naddress 10.0.0.1"
                                    "\ninterface e1 mtu 9000\npolicy gold\naddress 10.0.1.1\naddress 10.0.1.2";
 
-static const own_record candidate_records[] = {{"/system", {{"hostname", "\"edge1-new\""}}}};
+static const own_record marked_records[] = {
+    {"/system", {DEFAULT("hostname", "\"router\"")}},
+    {"/system/ifc;name=e0", {FIELD("name", "\"e0\""), FIELD("mtu", "1500")}},
+    {"/system/ifc;name=e1", {FIELD("name", "\"e1\""), FIELD("mtu", NULL)}},
+    {"/system/ifc;name=e0/qos;side=in", {FIELD("policy", "{\"PasswordString\": \"s3cret\"}")}},
+};
+
+static const own_record candidate_records[] = {{"/system", {FIELD("hostname", "\"edge1-new\"")}}};
 static const char candidate_text[] = "\nhostname edge1-new";
 
 /* ---- Templates ---- */
@@ -77,7 +88,6 @@ static void remove_directory(void) {
   CHECK(rmdir(directory) == 0);
 }
 
-/* Loads the templates into a tree of the host's own, which touches nothing that renders use. */
 /* Each fault with its place; true: go on, so that one look tells all. */
 static bool tell_fault(void *log, const zu_tvr_diagnostic *fault) {
   (void)fprintf(log, "%s:%u: %s\n", fault->file != NULL ? fault->file : "templates", fault->line,
@@ -180,6 +190,23 @@ static void cancel(zu_data_ifc *data) {
   CHECK(request_render(&asked, NULL, NULL));
   CHECK(strcmp(asked.text, running_text) == 0);
   request_close(&asked);
+}
+
+/* The host name is a default, e1's mtu has no value: both lines are left out. */
+static void render_marked_values(void) {
+  zu_data_ifc *marked = own_data_new(marked_records, COUNT(marked_records));
+  request asked;
+  CHECK(marked != NULL && request_open(&asked, marked));
+  asked.show_tech = true;
+  CHECK(request_render(&asked, NULL, NULL) && asked.errors == 0);
+  CHECK(strcmp(asked.text, "\ninterface e0 mtu 1500\npolicy <removed>") == 0);
+  asked.cli->render_defaults = 1;
+  request_clean_up(&asked);
+  asked.show_tech = false;
+  CHECK(request_render(&asked, NULL, NULL) && asked.errors == 0);
+  CHECK(strcmp(asked.text, "\nhostname router\ninterface e0 mtu 1500\npolicy s3cret") == 0);
+  request_close(&asked);
+  marked->ops->free(marked);
 }
 
 /* A fetch count is read with the templates; with any, the text is the same. */
@@ -334,6 +361,7 @@ int main(void) {
   count_memory(running);
   render_two_configurations(running, candidate);
   cancel(running);
+  render_marked_values();
   fetch_in_batches(running);
   ask_for_too_much(running);
   trace_a_render(running);

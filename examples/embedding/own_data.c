@@ -231,13 +231,22 @@ static bool find_collection(stored *record) {
   return record->collection != NULL;
 }
 
+static zu_do_value *value_of(const own_field *field) {
+  if (field->json == NULL) return zu_do_value_new_none();
+  zu_do_value *value = zu_do_value_from_json(field->json, strlen(field->json), NULL);
+  if (value == NULL || !field->is_default) return value;
+  zu_do_value *marked = zu_do_value_new_as(value, zu_do_value_get_typedef_name(value), true);
+  zu_do_value_deref(value);
+  return marked;
+}
+
 static bool take_in(stored *record, const own_record *given) {
   record->uri = zu_do_uri_new(given->uri);
   if (record->uri == NULL || !find_collection(record)) return false;
   while (record->fields < OWN_FIELDS && given->fields[record->fields].name != NULL) {
     const own_field *field = &given->fields[record->fields];
     record->names[record->fields] = zu_do_name_new(field->name);
-    record->values[record->fields] = zu_do_value_from_json(field->json, strlen(field->json), NULL);
+    record->values[record->fields] = value_of(field);
     if (record->names[record->fields] == NULL || record->values[record->fields] == NULL) return false;
     ++record->fields;
   }

@@ -2,14 +2,17 @@
 #ifndef OWN_DATA_H
 #define OWN_DATA_H
 
+#include <stdbool.h>
+
 #include <cli_exec/interfaces.h>
 
 enum { OWN_FIELDS = 4 };
 
-/* A field of a record; its value is JSON text, so that numbers stay numbers. */
+/* A field of a record; its value is JSON text, so that numbers stay numbers, or none: it has no value. */
 typedef struct own_field {
   const char *name;
   const char *json;
+  bool is_default;
 } own_field;
 
 /* A record: its URI, and fields up to the first without a name. Records of one list have the same fields. */

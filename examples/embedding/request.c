@@ -49,6 +49,7 @@ bool request_render(request *asked, const char *node, const char *config) {
     zu_do_properties_deref(reserved);
     return false;
   }
+  if (asked->show_tech) zu_do_properties_set_int(arguments, "_in_show_tech", 1);
   asked->context = (zu_tovra_context){.output_fn = take_text};
   asked->length = asked->pieces = asked->errors = 0;
   asked->text[0] = asked->place[0] = '\0';

@@ -14,6 +14,7 @@ typedef struct request {
   char text[REQUEST_ROOM];
   size_t length;
   unsigned pieces;
+  bool show_tech;         /* secrets are asked to stay hidden */
   unsigned pieces_wanted; /* output is refused after so many; 0: never */
   bool refused;
   pthread_barrier_t *meeting; /* waited at with the first piece, or none */

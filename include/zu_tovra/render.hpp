@@ -36,11 +36,11 @@ struct error {
 
 /* What is rendered. Everything is borrowed for the call. */
 struct request {
-  const char *node = nullptr;              /* the node to start from; null: everything */
-  const char *config = nullptr;            /* a named configuration; null: the renderer's data */
-  zu_do_properties *arguments = nullptr;   /* what conditions and queries read; null: no arguments */
-  bool defaults = false;                   /* lines that hold defaults only, too */
-  bool submode_tags = false;               /* a tag at the end of each submode */
+  const char *node = nullptr;                /* the node to start from; null: everything */
+  const char *config = nullptr;              /* a named configuration; null: the renderer's data */
+  zu_do_properties *arguments = nullptr;     /* what conditions and queries read; null: no arguments */
+  bool defaults = false;                     /* lines that hold defaults only, too */
+  bool submode_tags = false;                 /* a tag at the end of each submode */
   const zu_tvr_observer *observer = nullptr; /* is told the kinds of events that it names; null: none */
 };
 
