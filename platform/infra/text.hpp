@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <string_view>
 
 namespace infra {
@@ -16,6 +17,12 @@ inline std::string_view trimmed(std::string_view text) {
   while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
   return text;
 }
+
+// Where something stands in a text.
+struct place {
+  size_t line;   // from 1
+  size_t column; // from 1, in bytes
+};
 
 // A control byte as it is shown where texts must not move a terminal's cursor: `\xHH`, four bytes.
 inline constexpr char hex_digits[] = "0123456789ABCDEF";

@@ -10,6 +10,7 @@
 
 #include "store/interfaces.hpp"
 #include "store/loader.hpp"
+#include "yaml/document.hpp"
 
 namespace store {
 
@@ -19,6 +20,12 @@ namespace {
 class padded_text {
 public:
   padded_text() = default;
+  // A copy; throws std::bad_alloc.
+  explicit padded_text(std::string_view text) {
+    reserve(text.size());
+    if (!text.empty()) std::memcpy(end(), text.data(), text.size());
+    extend(text.size());
+  }
   ~padded_text() { qfree_named(text_); }
   padded_text(const padded_text &) = delete;
   padded_text &operator=(const padded_text &) = delete;
@@ -86,10 +93,10 @@ void report(zu_do_error **error, int32_t code, const std::string &message) {
   if (error != nullptr) *error = zu_do_error_new(code, message.c_str());
 }
 
-std::string message_of(const char *name, std::string_view text, const zu_json::refusal &refused) {
-  const place at = place_of(text, refused.offset);
-  return std::string(name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
-         refused.message;
+void refuse(zu_do_error **error, const char *name, infra::place at, const std::string &message) {
+  report(error, ZU_FAILED,
+         std::string(name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
+             message);
 }
 
 // Throws refusal or std::bad_alloc.
@@ -101,14 +108,17 @@ void load_into(snapshot &data, padded_text &text) {
   reader.finish();
 }
 
-zu_data_ifc *load(const char *name, padded_text &text, zu_do_error **error) {
+// `yaml`: what the text was made of, or null.
+zu_data_ifc *load_json(const char *name, padded_text &text, const zu_yaml::document *yaml,
+                       zu_do_error **error) {
   data_object *object = data_object_new();
   try {
     load_into(object->data, text);
     return &object->ifc;
   } catch (const zu_json::refusal &refused) {
     data_object_release(object);
-    report(error, ZU_FAILED, message_of(name, text.view(), refused));
+    const auto at = yaml != nullptr ? yaml->place_of(refused.offset) : place_of(text.view(), refused.offset);
+    refuse(error, name, at, refused.message);
     return nullptr;
   } catch (...) {
     data_object_release(object);
@@ -116,9 +126,31 @@ zu_data_ifc *load(const char *name, padded_text &text, zu_do_error **error) {
   }
 }
 
+// The text as JSON; false after a refusal, which is reported.
+bool convert(const char *name, std::string_view text, zu_yaml::document &made, zu_do_error **error) {
+  try {
+    made = zu_yaml::read_document(text);
+    return true;
+  } catch (const zu_yaml::refusal &refused) {
+    refuse(error, name, refused.at, refused.message);
+    return false;
+  }
+}
+
+zu_data_ifc *load_yaml(const char *name, std::string_view text, zu_do_error **error) {
+  zu_yaml::document made;
+  if (!convert(name, text, made, error)) return nullptr;
+  padded_text json(made.json);
+  return load_json(name, json, &made, error);
+}
+
+bool is_yaml_name(std::string_view path) {
+  return path.ends_with(".yaml") || path.ends_with(".yml");
+}
+
 // Runs a way to load, which may throw std::bad_alloc.
 template <class Load>
-zu_data_ifc *guarded(const char *name, zu_do_error **error, Load &&load_it) noexcept {
+auto guarded(const char *name, zu_do_error **error, Load &&load_it) noexcept -> decltype(load_it()) {
   if (error != nullptr) *error = nullptr;
   try {
     return load_it();
@@ -141,7 +173,10 @@ zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
   return store::guarded(path, error, [&]() -> zu_data_ifc * {
     store::padded_text text;
     const int number = store::read_whole(path, text);
-    if (number == 0) return store::load(path, text, error);
+    if (number == 0) {
+      return store::is_yaml_name(path) ? store::load_yaml(path, text.view(), error)
+                                       : store::load_json(path, text, nullptr, error);
+    }
     store::report(error, ZU_CANNOT_OPEN, std::string(path) + ": " + std::generic_category().message(number));
     return nullptr;
   });
@@ -150,10 +185,24 @@ zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
 zu_data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error) {
   if (name == nullptr) name = "";
   return store::guarded(name, error, [&] {
-    store::padded_text copy;
-    copy.reserve(length);
-    if (length != 0) std::memcpy(copy.end(), text, length);
-    copy.extend(length);
-    return store::load(name, copy, error);
+    store::padded_text copy({text, length});
+    return store::load_json(name, copy, nullptr, error);
+  });
+}
+
+zu_data_ifc *zu_store_load_yaml(const char *name, const char *text, size_t length, zu_do_error **error) {
+  if (name == nullptr) name = "";
+  return store::guarded(name, error, [&] { return store::load_yaml(name, {text, length}, error); });
+}
+
+char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, zu_do_error **error) {
+  if (name == nullptr) name = "";
+  return store::guarded(name, error, [&]() -> char * {
+    zu_yaml::document made;
+    if (!store::convert(name, {text, length}, made, error)) return nullptr;
+    auto *json = static_cast<char *>(qmalloc_named(ZU_DO_AREA, made.json.size() + 1));
+    if (json == nullptr) throw std::bad_alloc();
+    std::memcpy(json, made.json.c_str(), made.json.size() + 1);
+    return json;
   });
 }

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "infra/text.hpp"
-
 namespace store {
 
 std::string in_quotes(std::string_view text) {
@@ -21,7 +19,7 @@ std::string in_quotes(std::string_view text) {
   return shown + (length < text.size() ? "...\"" : "\"");
 }
 
-place place_of(std::string_view text, size_t offset) {
+infra::place place_of(std::string_view text, size_t offset) {
   const std::string_view before = text.substr(0, std::min(offset, text.size()));
   const size_t line_start = before.rfind('\n') + 1; // 0 when there is none
   return {1 + static_cast<size_t>(std::count(before.begin(), before.end(), '\n')),

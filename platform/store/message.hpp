@@ -5,15 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "infra/text.hpp"
+
 namespace store {
 
 // A name from the file as it is shown in a message: in quotes, control bytes escaped, long ones cut.
 std::string in_quotes(std::string_view text);
 
-struct place {
-  size_t line;   // from 1
-  size_t column; // from 1, in bytes
-};
-place place_of(std::string_view text, size_t offset);
+infra::place place_of(std::string_view text, size_t offset);
 
 } // namespace store

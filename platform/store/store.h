@@ -1,4 +1,4 @@
-/* The embedded data store: an immutable snapshot of the records of one JSON file, behind a data interface.
+/* The embedded data store: an immutable snapshot of the records of one file, behind a data interface.
  *
  * Threads: a snapshot is read-only; any number of threads may read it, each through interfaces of its own.
  */
@@ -11,12 +11,17 @@
 extern "C" {
 #endif
 
-/* Loads a data file whole: one reference on its data interface, freed by the interface's `free`; the
- * snapshot lives until the last reference goes. A bad file gives none and an error object with a message
- * `FILE:LINE:COLUMN: MESSAGE` (`FILE: MESSAGE` when it cannot be read; ZU_CANNOT_OPEN). */
+/* Loads a data file whole, YAML when its name ends in .yaml or .yml, else JSON: one reference on its data
+ * interface, freed by the interface's `free`; the snapshot lives until the last reference goes. A bad file
+ * gives none and an error object with a message `FILE:LINE:COLUMN: MESSAGE` (`FILE: MESSAGE` when it cannot
+ * be read; ZU_CANNOT_OPEN). */
 zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error);
-/* The same from memory; `name` stands for the file in messages. */
+/* The same from memory, of JSON and of YAML; `name` stands for the file in messages. */
 zu_data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error);
+zu_data_ifc *zu_store_load_yaml(const char *name, const char *text, size_t length, zu_do_error **error);
+/* A YAML document as JSON text, every token on the line on which it stands; freed with qfree_named. None and
+ * an error object when it is no such document. */
+char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, zu_do_error **error);
 
 /* ---- A forwarding wrapper: counts every call, and can be told to fail one ---- */
 

@@ -11,6 +11,7 @@
 
 #include "output.hpp"
 #include "progress.hpp"
+#include "qmalloc/qmalloc.h"
 #include "zuapi/zuapi.h"
 
 namespace tovra {
@@ -20,9 +21,17 @@ namespace {
 // A device or a pipe may have no end: it gives at most this much.
 constexpr size_t most_from_a_stream = size_t{1} << 30;
 
+bool is_standard_input(const std::string &path) {
+  return path == "-" || path == "yaml:-";
+}
+
+bool is_yaml(const std::string &path) {
+  return path == "yaml:-" || path.ends_with(".yaml") || path.ends_with(".yml");
+}
+
 struct file_number {
   explicit file_number(const std::string &path)
-      : number(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+      : number(is_standard_input(path) ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
   ~file_number() {
     if (number >= 0) close(number);
   }
@@ -61,7 +70,7 @@ bool read_all(const std::string &path, int file, size_t most, std::string &text)
 
 bool is_regular(const std::string &path) {
   struct stat about = {};
-  return path != "-" && stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
+  return !is_standard_input(path) && stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
 }
 
 data_handle or_said(zu_data_ifc *data, zu_do_error *error) {
@@ -70,13 +79,8 @@ data_handle or_said(zu_data_ifc *data, zu_do_error *error) {
   return data_handle(data);
 }
 
-} // namespace
-
-std::string data_name(const std::string &path) {
-  return path == "-" ? "standard input" : path;
-}
-
-std::optional<std::string> read_data_text(const std::string &path) {
+// A whole file as one text; none after a failure, which is said.
+std::optional<std::string> read_text(const std::string &path) {
   const file_number file(path);
   struct stat about = {};
   if (file.number < 0 || fstat(file.number, &about) != 0) {
@@ -90,21 +94,40 @@ std::optional<std::string> read_data_text(const std::string &path) {
   return text;
 }
 
-data_handle load_data_text(const std::string &path, const std::string &text) {
+data_handle load_text(const std::string &path, const std::string &text) {
   zu_do_error *error = nullptr;
-  zu_data_ifc *data = zu_store_load_text(data_name(path).c_str(), text.data(), text.size(), &error);
+  const auto load = is_yaml(path) ? zu_store_load_yaml : zu_store_load_text;
+  zu_data_ifc *data = load(data_name(path).c_str(), text.data(), text.size(), &error);
   return or_said(data, error);
+}
+
+} // namespace
+
+std::string data_name(const std::string &path) {
+  return is_standard_input(path) ? "standard input" : path;
 }
 
 data_handle load_data(const std::string &path) {
   const progress shown("loading " + data_name(path));
   if (!is_regular(path)) {
-    const auto text = read_data_text(path);
-    return text ? load_data_text(path, *text) : nullptr;
+    const auto text = read_text(path);
+    return text ? load_text(path, *text) : nullptr;
   }
   zu_do_error *error = nullptr;
   zu_data_ifc *data = zu_store_load_file(path.c_str(), &error);
   return or_said(data, error);
+}
+
+std::optional<std::string> read_good_data(const std::string &path) {
+  // Once, for the store and for who asks: it may be a pipe.
+  auto text = read_text(path);
+  if (!text || !load_text(path, *text)) return std::nullopt;
+  if (!is_yaml(path)) return text;
+  char *json = zu_store_json_of_yaml("", text->data(), text->size(), nullptr);
+  if (json == nullptr) throw std::bad_alloc();
+  text = json;
+  qfree_named(json);
+  return text;
 }
 
 } // namespace tovra

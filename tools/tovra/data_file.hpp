@@ -1,4 +1,5 @@
-// Data files as the program reads them: "-" is standard input, and what is no regular file has a bound.
+// Data files as the program reads them: "-" is standard input ("yaml:-" when that is YAML), and what is no
+// regular file has a bound.
 #pragma once
 
 #include <memory>
@@ -16,11 +17,10 @@ using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
 
 // How messages name a data file: standard input has no path.
 std::string data_name(const std::string &path);
-// A whole data file as one text; none after a failure, which is said.
-std::optional<std::string> read_data_text(const std::string &path);
 // Its records; none after a failure, which is said.
 data_handle load_data(const std::string &path);
-// The same of a text that has been read.
-data_handle load_data_text(const std::string &path, const std::string &text);
+// The text of a data file that is one: as JSON, its tokens on the lines of the file. None after a failure,
+// which is said.
+std::optional<std::string> read_good_data(const std::string &path);
 
 } // namespace tovra

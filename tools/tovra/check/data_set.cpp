@@ -83,9 +83,8 @@ void take_class(data_set &data, const std::string &path, const json &properties)
 } // namespace
 
 std::optional<data_set> read_data(const std::string &file) {
-  // Once, for the store and for the rules: it may be a pipe.
-  const auto read = read_data_text(file);
-  if (!read || !load_data_text(file, *read)) return std::nullopt;
+  const auto read = read_good_data(file);
+  if (!read) return std::nullopt;
   const std::string &text = *read;
   data_set data{data_name(file), {}, {"loc"}};
   line_finder lines(text);
