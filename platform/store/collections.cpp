@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "store/interfaces.hpp"
+#include "store/path.hpp"
 
 namespace store {
 
@@ -13,7 +14,7 @@ constexpr uint64_t for_caching = 0x10000000;
 
 struct caching_request {
   uint64_t flags;
-  uint32_t path;
+  std::string_view path;
 
   bool operator==(const caching_request &) const = default;
 };
@@ -21,7 +22,40 @@ struct caching_request {
 struct coll_object : counted_object<coll_object, zu_coll_ifc> {
   using counted_object::counted_object;
   std::vector<caching_request> requests; // those that were answered with all instances
+  std::vector<std::string> narrowed;     // the paths of which a query asked for some records, of a source
 };
+
+// The path of what a collection's URI names, without its keys.
+std::string path_text(const zu_do_uri *uri) {
+  std::string path(zuapi::uri_text(uri).size(), '\0');
+  path.resize(path_of(zuapi::uri_path(uri), zuapi::uri_is_absolute(uri), path.data()));
+  return path;
+}
+
+// Below a list of which few records were asked for, a source gives each collection's own records: with those
+// of all the others, one part of a device would cost the whole.
+bool is_below_narrowed(const coll_object &object, const zu_do_uri *uri) {
+  if (object.narrowed.empty()) return false;
+  try {
+    const std::string path = path_text(uri) + "/";
+    return std::ranges::any_of(object.narrowed,
+                               [&](const std::string &each) { return path.starts_with(each); });
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+}
+
+// False when memory is exhausted.
+bool note_narrowed(coll_object *object, zu_do_uri *uri) {
+  try {
+    std::string path = path_text(uri);
+    if (zu_do_uri_get_coll_type(uri) == 1) path.append("/").append(zuapi::uri_query(uri));
+    object->narrowed.push_back(path + "/");
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  return true;
+}
 
 // Makes room for one more request; false when memory is exhausted.
 bool reserve_request(coll_object *object) {
@@ -37,19 +71,20 @@ bool reserve_request(coll_object *object) {
 // instances is answered with all records of that path, later ones with the collection's own.
 int open_for_caching(coll_object *object, zu_do_uri *uri, zu_do_nvlist *query, zu_do_nlist *order_by,
                      uint64_t flags, zu_cursor **cursor) {
-  const snapshot &data = object->data->data;
-  if (zu_do_uri_get_coll_type(uri) != 1) return ZU_REFUSED;
-  const collection_entry *own = data.find_collection(uri);
+  int code = ZU_OK;
+  const snapshot *data = object->data->part_for(uri, on_demand::need::whole_path, nullptr, code);
+  if (data == nullptr) return code;
+  const collection_entry *own = data->find_collection(uri);
   if (own == nullptr) return cursor_object_new(object->data, answer(), true, cursor);
 
   // Records of several paths are in one collection only below the root, which has no sibling.
-  const caching_request request = {flags, own->path};
-  const bool asked = std::ranges::find(object->requests, request) != object->requests.end();
-  const bool first = own->path != no_id && !asked;
+  const path_entry *path = own->path == no_id ? nullptr : &data->paths[own->path];
+  const caching_request request = {flags, path != nullptr ? path->text : std::string_view()};
+  const bool first =
+      path != nullptr && std::ranges::find(object->requests, request) == object->requests.end();
   if (first && !reserve_request(object)) return ZU_EXHAUSTED;
-  zuapi::shape *form = own->path == no_id ? nullptr : data.paths[own->path].form;
-  answer found = answer::of_run(first ? data.paths[own->path].records : own->records, form);
-  int code = refine_rows(query, order_by, found);
+  answer found = answer::of_run(first ? path->records : own->records, path != nullptr ? path->form : nullptr);
+  code = refine_rows(query, order_by, found);
   if (code == ZU_OK) code = cursor_object_new(object->data, std::move(found), true, cursor);
   if (code == ZU_OK && first) object->requests.push_back(request);
   return code;
@@ -61,11 +96,20 @@ int coll_open_cursor(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *, zu_do_nvli
   coll_object *object = coll_object::of(ifc);
   if (uri == nullptr || cursor == nullptr) return ZU_FAILED;
   *cursor = nullptr;
-  if ((flags & for_caching) != 0) return open_for_caching(object, uri, query, order_by, flags, cursor);
+  const bool caching = (flags & for_caching) != 0;
+  if (caching && zu_do_uri_get_coll_type(uri) != 1) return ZU_REFUSED;
+  if (caching && !is_below_narrowed(*object, uri)) {
+    return open_for_caching(object, uri, query, order_by, flags, cursor);
+  }
+  if (object->data->rest != nullptr && zu_do_nvlist_get_len(query) != 0 && !note_narrowed(object, uri)) {
+    return ZU_EXHAUSTED;
+  }
   answer found;
-  int code = select_rows(object->data->data, uri, found);
+  int code = ZU_OK;
+  const snapshot *data = object->data->part_for(uri, on_demand::need::instances, query, code);
+  if (data != nullptr) code = select_rows(*data, uri, found);
   if (code == ZU_OK) code = refine_rows(query, order_by, found);
-  return code == ZU_OK ? cursor_object_new(object->data, std::move(found), false, cursor) : code;
+  return code == ZU_OK ? cursor_object_new(object->data, std::move(found), caching, cursor) : code;
 }
 
 constexpr zu_coll_ifc_ops coll_ops = {nullptr, coll_object::ref, coll_object::free, coll_open_cursor};

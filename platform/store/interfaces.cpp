@@ -30,10 +30,13 @@ struct crudx_object : counted_object<crudx_object, zu_crudx_ifc> {
 // A named configuration is a store of its own, so the name and the flags say nothing here.
 int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *, uint64_t, zu_do_properties *record) noexcept {
   if (uri == nullptr || record == nullptr) return ZU_FAILED;
-  const snapshot &data = crudx_object::of(ifc)->data->data;
-  const uint32_t id = data.find(uri);
+  int code = ZU_OK;
+  const snapshot *data =
+      crudx_object::of(ifc)->data->part_for(uri, on_demand::need::one_record, nullptr, code);
+  if (data == nullptr) return code;
+  const uint32_t id = data->find(uri);
   if (id == no_id) return ZU_NOT_FOUND;
-  return zuapi::properties_add_row(record, data.records[id]);
+  return zuapi::properties_add_row(record, data->records[id]);
 }
 
 zu_status *crudx_status(zu_crudx_ifc *) noexcept {
@@ -58,7 +61,7 @@ constexpr zu_status_ops status_ops = {status_clear};
 data_object *data_object_new() {
   void *block = qmalloc_named(ZU_DO_AREA, sizeof(data_object));
   if (block == nullptr) throw std::bad_alloc();
-  return new (block) data_object{{&data_ops}, 1, {}};
+  return new (block) data_object{{&data_ops}, 1, {}, nullptr};
 }
 
 data_object *data_object_share(data_object *object) {
@@ -70,6 +73,10 @@ void data_object_release(data_object *object) {
   if (object->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   object->~data_object();
   qfree_named(object);
+}
+
+on_demand *source_behind(zu_data_ifc *ifc) {
+  return ifc != nullptr && ifc->ops == &data_ops ? object_of(ifc)->rest.get() : nullptr;
 }
 
 zu_status *empty_status() {

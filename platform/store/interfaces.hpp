@@ -4,21 +4,32 @@
 #include <atomic>
 
 #include "store/answer.hpp"
+#include "store/on_demand.hpp"
 #include "store/store.h"
 
 namespace store {
 
-// The data interface of a snapshot; the snapshot lives as long.
+// The data interface of a snapshot, or of a source; its snapshots live as long.
 struct data_object {
   zu_data_ifc ifc; // first
   std::atomic<uint32_t> count;
   snapshot data;
+  std::unique_ptr<on_demand> rest; // null: the snapshot is all of the data
+
+  // A snapshot that has what a request for the URI is about; none after a failure.
+  const snapshot *part_for(zu_do_uri *uri, on_demand::need what, zu_do_nvlist *query, int &code) {
+    code = ZU_OK;
+    return rest == nullptr ? &data : rest->part_for(uri, what, query, code);
+  }
 };
 
-// One reference; its snapshot is empty. Throws std::bad_alloc.
+// One reference; its snapshot is empty, and it has no source. Throws std::bad_alloc.
 data_object *data_object_new();
 data_object *data_object_share(data_object *object);
 void data_object_release(data_object *object);
+
+// What a data interface reads from when asked; none of a snapshot's, and of one that was not made here.
+on_demand *source_behind(zu_data_ifc *ifc);
 
 // What the other objects have in common: counted, by one thread, with a reference on the data interface.
 template <class Self, class Ifc>

@@ -16,43 +16,6 @@ namespace store {
 
 namespace {
 
-// A text that can be read a little beyond its end, as the parser does.
-class padded_text {
-public:
-  padded_text() = default;
-  // A copy; throws std::bad_alloc.
-  explicit padded_text(std::string_view text) {
-    reserve(text.size());
-    if (!text.empty()) std::memcpy(end(), text.data(), text.size());
-    extend(text.size());
-  }
-  ~padded_text() { qfree_named(text_); }
-  padded_text(const padded_text &) = delete;
-  padded_text &operator=(const padded_text &) = delete;
-
-  // Throws std::bad_alloc.
-  void reserve(size_t length) {
-    if (length < room_ && text_ != nullptr) return;
-    void *grown = qrealloc_named(ZU_DO_AREA, text_, length + simdjson::SIMDJSON_PADDING);
-    if (grown == nullptr) throw std::bad_alloc();
-    text_ = static_cast<char *>(grown);
-    room_ = length;
-  }
-  char *end() { return text_ + length_; }
-  size_t room() const { return room_ - length_; }
-  void drop() { qfree_named(std::exchange(text_, nullptr)); }
-  void extend(size_t length) { length_ += length; }
-  void pad() { std::memset(end(), 0, simdjson::SIMDJSON_PADDING); }
-
-  std::string_view view() const { return {text_, length_}; }
-  size_t capacity() const { return room_ + simdjson::SIMDJSON_PADDING; }
-
-private:
-  char *text_ = nullptr;
-  size_t length_ = 0;
-  size_t room_ = 0; // without the padding
-};
-
 class file_handle {
 public:
   explicit file_handle(const char *path) : number_(open(path, O_RDONLY | O_CLOEXEC)) {}
@@ -99,21 +62,11 @@ void refuse(zu_do_error **error, const char *name, infra::place at, const std::s
              message);
 }
 
-// Throws refusal or std::bad_alloc.
-void load_into(snapshot &data, padded_text &text) {
-  text.pad();
-  loader reader(text.view().data(), text.view().size(), text.capacity(), data);
-  zu_json::read_json(text.view(), [&] { reader.read(); });
-  text.drop(); // before the records take its memory
-  reader.finish();
-}
-
 // `yaml`: what the text was made of, or null.
-zu_data_ifc *load_json(const char *name, padded_text &text, const zu_yaml::document *yaml,
-                       zu_do_error **error) {
+zu_data_ifc *load(const char *name, padded_text &text, const zu_yaml::document *yaml, zu_do_error **error) {
   data_object *object = data_object_new();
   try {
-    load_into(object->data, text);
+    load_json(text, object->data);
     return &object->ifc;
   } catch (const zu_json::refusal &refused) {
     data_object_release(object);
@@ -140,8 +93,9 @@ bool convert(const char *name, std::string_view text, zu_yaml::document &made, z
 zu_data_ifc *load_yaml(const char *name, std::string_view text, zu_do_error **error) {
   zu_yaml::document made;
   if (!convert(name, text, made, error)) return nullptr;
-  padded_text json(made.json);
-  return load_json(name, json, &made, error);
+  padded_text json;
+  json.append(made.json);
+  return load(name, json, &made, error);
 }
 
 bool is_yaml_name(std::string_view path) {
@@ -175,7 +129,7 @@ zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
     const int number = store::read_whole(path, text);
     if (number == 0) {
       return store::is_yaml_name(path) ? store::load_yaml(path, text.view(), error)
-                                       : store::load_json(path, text, nullptr, error);
+                                       : store::load(path, text, nullptr, error);
     }
     store::report(error, ZU_CANNOT_OPEN, std::string(path) + ": " + std::generic_category().message(number));
     return nullptr;
@@ -185,8 +139,9 @@ zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
 zu_data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error) {
   if (name == nullptr) name = "";
   return store::guarded(name, error, [&] {
-    store::padded_text copy({text, length});
-    return store::load_json(name, copy, nullptr, error);
+    store::padded_text copy;
+    copy.append({text, length});
+    return store::load(name, copy, nullptr, error);
   });
 }
 
@@ -200,9 +155,6 @@ char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, z
   return store::guarded(name, error, [&]() -> char * {
     zu_yaml::document made;
     if (!store::convert(name, {text, length}, made, error)) return nullptr;
-    auto *json = static_cast<char *>(qmalloc_named(ZU_DO_AREA, made.json.size() + 1));
-    if (json == nullptr) throw std::bad_alloc();
-    std::memcpy(json, made.json.c_str(), made.json.size() + 1);
-    return json;
+    return store::new_text(made.json);
   });
 }

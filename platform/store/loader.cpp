@@ -29,6 +29,13 @@ void loader::read() {
   check_cells();
 }
 
+void loader::add_keys(std::string_view path, std::string_view keys) {
+  path_builder &of = paths_[paths_.find_or_add(path)];
+  for (size_t end = 0; (end = keys.find(';')) != keys.npos; keys.remove_prefix(end + 1)) {
+    of.add(keys.substr(0, end), property::key, 0, data_.memory);
+  }
+}
+
 void loader::check_cells() {
   constexpr uint64_t always = uint64_t{1} << 24;
   constexpr uint64_t a_byte = 64;
@@ -255,6 +262,15 @@ void loader::end_record(uint32_t path) {
   }
   properties_.clear();
   cells_.clear();
+}
+
+void load_json(padded_text &text, snapshot &data, const std::vector<path_keys> &keys) {
+  text.pad();
+  loader reader(text.view().data(), text.view().size(), text.capacity(), data);
+  for (const path_keys &each : keys) reader.add_keys(each.path, each.keys);
+  zu_json::read_json(text.view(), [&] { reader.read(); });
+  text.drop(); // before the records take its memory
+  reader.finish();
 }
 
 } // namespace store

@@ -3,6 +3,7 @@
 
 #include "store/index_builder.hpp"
 #include "store/message.hpp"
+#include "store/padded_text.hpp"
 #include "store/path_builder.hpp"
 #include "store/record_log.hpp"
 #include "json/reader.hpp"
@@ -17,11 +18,13 @@ using zu_json::value_reader;
 // when all have been seen: until then a log keeps their values.
 class loader {
 public:
-  // The text must be readable `capacity` bytes far, as the parser asks for.
+  // The text must be readable `capacity` bytes far, as the parser asks for. Names that are keys of a path's
+  // records, though those in the text may have others, are given before it is read.
   loader(const char *text, size_t length, size_t capacity, snapshot &data)
       : text_(text), length_(length), capacity_(capacity), data_(data), reader_(text, data.memory, false),
         index_(data), at_(text) {}
 
+  void add_keys(std::string_view path, std::string_view keys); // a ';' after each
   // Throws refusal, simdjson::simdjson_error (the text is not JSON) or std::bad_alloc.
   void read();
   // Makes the snapshot of what was read; needs the text no more. Throws std::bad_alloc.
@@ -94,5 +97,13 @@ private:
   std::vector<zu_do_value> cells_;
   std::vector<property_place> places_; // by index
 };
+
+// Reads a data file's text into a snapshot; the text is gone then. `keys`: of paths of which the text has
+// only some records, a ';' after each. Throws zu_json::refusal or std::bad_alloc.
+struct path_keys {
+  std::string_view path;
+  std::string_view keys;
+};
+void load_json(padded_text &text, snapshot &data, const std::vector<path_keys> &keys = {});
 
 } // namespace store

@@ -3,6 +3,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
+
+#include "qmalloc/qmalloc.h"
+#include "zuapi/zuapi.h"
 
 namespace store {
 
@@ -17,6 +21,13 @@ std::string in_quotes(std::string_view text) {
                                   : std::string_view(&c, 1);
   }
   return shown + (length < text.size() ? "...\"" : "\"");
+}
+
+char *new_text(std::string_view text) {
+  auto *made = static_cast<char *>(qmalloc_named(ZU_DO_AREA, text.size() + 1));
+  if (made == nullptr) throw std::bad_alloc();
+  *std::copy(text.begin(), text.end(), made) = '\0';
+  return made;
 }
 
 infra::place place_of(std::string_view text, size_t offset) {

@@ -27,4 +27,18 @@ struct location_split {
 };
 location_split split_location(std::string_view text);
 
+// The two halves of a URI's text without a query: of "//locations;loc=1/sys" they are "//locations;loc=1" and
+// "/sys", of a location itself, "//locations;loc=1", "/" and "/locations;loc=1"; a relative text has no first
+// half.
+struct uri_halves {
+  uri_halves(std::string_view text, bool absolute) : relative(text) {
+    if (!absolute) return;
+    const std::string_view rest = split_location(text).rest;
+    location = text.substr(0, rest.empty() ? 1 : text.size() - rest.size());
+    relative = text.substr(location.size());
+  }
+  std::string_view location;
+  std::string_view relative;
+};
+
 } // namespace store

@@ -23,6 +23,21 @@ zu_data_ifc *zu_store_load_yaml(const char *name, const char *text, size_t lengt
  * an error object when it is no such document. */
 char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, zu_do_error **error);
 
+/* ---- Databases of devices: SQLite files with records of many devices ---- */
+
+/* A data interface over `FILE`, which is loaded, or over `sqlite:FILE?device=NAME` (the only device may go
+ * without a name): the device as it is now, whatever others write meanwhile, read when it is asked for. Any
+ * number of threads may share it. None and an error object when it cannot be opened. */
+zu_data_ifc *zu_store_open(const char *name, zu_do_error **error);
+/* Why a call of an interface or cursor of it failed last: freed with qfree_named; none when none did, and for
+ * other data interfaces. */
+char *zu_store_fault(zu_data_ifc *data);
+/* Puts a data file's text in JSON in the place of what `sqlite:FILE?device=NAME` has, whole or not at all;
+ * makes the file when there is none. */
+bool zu_store_import(const char *json, size_t length, const char *target, zu_do_error **error);
+/* A device of a database as the text of a data file in JSON: freed with qfree_named. */
+char *zu_store_export(const char *name, zu_do_error **error);
+
 /* ---- A forwarding wrapper: counts every call, and can be told to fail one ---- */
 
 typedef enum zu_store_call {

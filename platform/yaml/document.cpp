@@ -114,7 +114,7 @@ private:
   // A sequence or mapping that is being read.
   struct container {
     bool mapping;
-    bool any = false;  // something stands in it
+    bool any = false;   // something stands in it
     bool named = false; // a mapping's name was read, and its value comes
     bool typed;
     YAML::anchor_t anchor;
@@ -234,9 +234,8 @@ void check_bytes(std::string_view text) {
     if (!valid && !simdjson::validate_utf8(here.data(), here.size())) {
       throw refusal{{line, 1}, "the line is not valid UTF-8"};
     }
-    const auto bad = std::find_if(here.begin(), here.end(), [](char c) {
-      return infra::is_control(c) && c != '\t' && c != '\r';
-    });
+    const auto bad = std::find_if(here.begin(), here.end(),
+                                  [](char c) { return infra::is_control(c) && c != '\t' && c != '\r'; });
     if (bad != here.end()) {
       throw refusal{{line, static_cast<size_t>(bad - here.begin()) + 1}, "control character"};
     }

@@ -1,5 +1,5 @@
 // The entry: what a request traces and reports when its own steps fail, reload, stop.
-#include "../interface/host.hpp"
+#include "support/session.hpp"
 
 #include <pthread.h>
 

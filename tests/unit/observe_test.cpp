@@ -1,5 +1,5 @@
 // Observing a render: what happened, in which node, from which records and properties.
-#include "../interface/host.hpp"
+#include "support/session.hpp"
 
 #include "entry/tree_holder.hpp"
 #include "support.h"

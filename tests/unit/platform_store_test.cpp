@@ -1,4 +1,8 @@
 // What the data store answers: records, collections, queries, order, caching requests.
+#include <cstdlib>
+#include <random>
+#include <set>
+#include <unistd.h>
 #include <vector>
 
 #include "store/store.h"
@@ -57,12 +61,30 @@ struct readers {
   zu_crudx_ifc *crudx = nullptr;
 };
 
-own_data load(std::string_view text) {
-  zu_do_error *error = nullptr;
-  own_data data(zu_store_load_text("data", text.data(), text.size(), &error));
+own_data given(zu_data_ifc *data, zu_do_error *error) {
   EXPECT_NE(data, nullptr) << (error == nullptr ? "no memory" : zu_do_error_get_msg(error));
   zu_do_error_deref(error);
-  return data;
+  return own_data(data);
+}
+
+// The records of a text, imported into a database and read from there.
+own_data load_from_database(std::string_view text) {
+  const std::string file = testing::TempDir() + "store_test." + std::to_string(getpid());
+  const std::string name = "sqlite:" + file + "?device=d";
+  zu_do_error *error = nullptr;
+  const bool imported = zu_store_import(text.data(), text.size(), name.c_str(), &error);
+  zu_data_ifc *data = imported ? zu_store_open(name.c_str(), &error) : nullptr;
+  for (const char *part : {"", "-wal", "-shm"})
+    std::remove((file + part).c_str()); // while it is open it stays
+  return given(data, error);
+}
+
+// From a file's text, or with STORE_SOURCE=sqlite from a database: all that is tested here holds for both.
+own_data load(std::string_view text) {
+  if (std::getenv("STORE_SOURCE") != nullptr) return load_from_database(text);
+  zu_do_error *error = nullptr;
+  zu_data_ifc *data = zu_store_load_text("data", text.data(), text.size(), &error);
+  return given(data, error);
 }
 
 struct store_of {
@@ -283,4 +305,54 @@ TEST(store, caching_requests) {
   for (const auto &[asked, expected] : rows) EXPECT_EQ(uris(store.coll(), asked), expected) << asked.uri;
   const readers another(store.data.get());
   EXPECT_EQ(uris(another.coll, {.uri = "/sys/ifc;n=e1?u", .flags = for_caching}), units);
+}
+
+// Generated records and requests: what a database answers is what a file does.
+TEST(store, a_database_answers_as_a_file) {
+  std::mt19937 random(7);
+  const auto pick = [&random](auto... of) {
+    const std::string all[] = {of...};
+    return all[random() % std::size(all)];
+  };
+  bool alike = false; // the records of a path have the same keys
+  const auto record_uri = [&] {
+    const std::string location = pick("", "", "/", "//locations;loc=1", "//locations;loc=2");
+    if (location == "/") return "//locations;loc=" + pick("1", "2", "3");
+    if (alike)
+      return location + "/a;k=" + pick("1", "2") + ";j=" + pick("1", "2") +
+             pick("", "/c;k=" + pick("1", "2"));
+    std::string uri = location + pick("/a", "/b") + pick("", ";k=1", ";k=2", ";j=1", ";j=1;k=%2F");
+    for (size_t deeper = random() % 3; deeper > 0; --deeper)
+      uri += pick("/c", "/d") + pick("", ";k=1", ";k=2");
+    return uri;
+  };
+  for (int round = 0; round < 20; ++round) {
+    alike = round % 2 == 0;
+    std::string records;
+    std::set<std::string> uris_of_records;
+    for (int i = 0; i < 40; ++i) {
+      const std::string uri = record_uri();
+      if (!uris_of_records.insert(uri).second) continue;
+      records += (records.empty() ? "\"" : ",\"") + uri + "\": {" +
+                 pick("", "\"x\": 1", "\"x\": \"1\", \"y\": [2]", "\"y\": null, \"x\": 10") + "}";
+    }
+    const std::string text = R"({"classes": {"/a": {"z": {"default": 5}}, "/a/c": {"k": {"type": "Key"}}},
+                                 "records": {)" +
+                             records + "}}";
+    const own_data file = load(text), database = load_from_database(text);
+    const readers from_file(file.get()), from_database(database.get());
+    for (int i = 0; i < 300; ++i) {
+      request asked{.uri = record_uri() + pick("", "?c", "?d", "?k=1", "?x=1"),
+                    .batch = static_cast<uint32_t>(random() % 3)};
+      if (random() % 8 == 0)
+        asked.uri = pick("/?a", "/?b", "/?locations", "//?locations", "/a", "/a/c", "//locations;loc=1?a");
+      if (random() % 4 == 0) asked.order_by = {"x", "k"};
+      if (random() % 4 == 0)
+        asked.query = {{random() % 2 == 0 ? "k" : "x", random() % 2 == 0 ? "\"1\"" : "1"}};
+      EXPECT_EQ(uris(from_database.coll, asked), uris(from_file.coll, asked)) << asked.uri << "\n" << text;
+      EXPECT_EQ(get(from_database.crudx, asked.uri), get(from_file.crudx, asked.uri)) << asked.uri << "\n"
+                                                                                      << text;
+    }
+    if (HasFailure()) break;
+  }
 }

@@ -25,7 +25,8 @@ std::string json_of(std::string_view text) {
 
 TEST(yaml, values) {
   for (const auto &[text, json] : rows{
-           {"{a: 1, 'b': two words, \"c\": \"\\u00e9\\n\"}", "{\"a\":1,\"b\":\"two words\",\"c\":\"\u00e9\\u000A\"}"},
+           {"{a: 1, 'b': two words, \"c\": \"\\u00e9\\n\"}",
+            "{\"a\":1,\"b\":\"two words\",\"c\":\"\u00e9\\u000A\"}"},
            {"[~, null, Null, '', \"null\"]", R"([null,null,null,"","null"])"},
            {"a:\nb:", R"({"a":null,"b":null})"},
            {"[true, False, yes, on, 'true']", R"([true,false,"yes","on","true"])"},
@@ -47,9 +48,11 @@ TEST(yaml, values) {
 }
 
 TEST(yaml, tokens_keep_their_lines_and_faults_their_places) {
-  const std::string text = "# one\nrecords:\n  /a:\n    b: |\n      two\n      lines\n    c: {d: [1,\n       2]}\n";
+  const std::string text =
+      "# one\nrecords:\n  /a:\n    b: |\n      two\n      lines\n    c: {d: [1,\n       2]}\n";
   char *json = zu_store_json_of_yaml("f", text.data(), text.size(), nullptr);
-  EXPECT_STREQ(json, "\n{\"records\":\n{\"/a\":\n{\"b\":\"two\\u000Alines\\u000A\",\n\n\n\"c\":{\"d\":[1,\n2]}}}}");
+  EXPECT_STREQ(json,
+               "\n{\"records\":\n{\"/a\":\n{\"b\":\"two\\u000Alines\\u000A\",\n\n\n\"c\":{\"d\":[1,\n2]}}}}");
   qfree_named(json);
 
   for (const auto &[given, message] : rows{
@@ -96,8 +99,8 @@ TEST(yaml, a_store_loads_it_and_refuses_with_its_places) {
   std::string bomb = "a0: &a0 [xxxxxxxxxx]\n";
   for (int i = 1; i < 9; ++i) {
     const std::string alias = ", *a" + std::to_string(i - 1);
-    bomb += "a" + std::to_string(i) + ": &a" + std::to_string(i) + " [x" + alias + alias + alias + alias + alias +
-            alias + alias + alias + alias + alias + "]\n";
+    bomb += "a" + std::to_string(i) + ": &a" + std::to_string(i) + " [x" + alias + alias + alias + alias +
+            alias + alias + alias + alias + alias + alias + "]\n";
   }
   EXPECT_NE(refusal(bomb).find("aliases make the text too long"), std::string::npos);
   EXPECT_NE(refusal("a: " + std::string(100000, '[')), "");

@@ -1,6 +1,6 @@
 // Collection and get-one nodes over the embedded store: how many requests a render costs.
-#include "../interface/host.hpp"
 #include "support.h"
+#include "support/session.hpp"
 
 namespace {
 

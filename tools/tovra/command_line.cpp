@@ -38,7 +38,11 @@ void add_templates(CLI::App *command, options &asked) {
 }
 
 void add_data(CLI::App *command, options &asked) {
-  command->add_option("--data", asked.data, "Data file, - for standard input")->type_name("FILE")->required();
+  command
+      ->add_option("--data", asked.data,
+                   "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME")
+      ->type_name("FILE")
+      ->required();
 }
 
 void add_render_options(CLI::App *command, options &asked) {

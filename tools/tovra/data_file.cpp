@@ -29,6 +29,16 @@ bool is_yaml(const std::string &path) {
   return path == "yaml:-" || path.ends_with(".yaml") || path.ends_with(".yml");
 }
 
+bool is_database(const std::string &path) {
+  return path.starts_with("sqlite:");
+}
+
+// A text of the platform's, which is freed; none when it has none.
+std::optional<std::string> taken(char *text) {
+  const std::unique_ptr<char, void (*)(void *)> held(text, qfree_named);
+  return held ? std::optional<std::string>(held.get()) : std::nullopt;
+}
+
 struct file_number {
   explicit file_number(const std::string &path)
       : number(is_standard_input(path) ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
@@ -109,25 +119,31 @@ std::string data_name(const std::string &path) {
 
 data_handle load_data(const std::string &path) {
   const progress shown("loading " + data_name(path));
-  if (!is_regular(path)) {
+  if (!is_regular(path) && !is_database(path)) {
     const auto text = read_text(path);
     return text ? load_text(path, *text) : nullptr;
   }
   zu_do_error *error = nullptr;
-  zu_data_ifc *data = zu_store_load_file(path.c_str(), &error);
+  zu_data_ifc *data = zu_store_open(path.c_str(), &error);
   return or_said(data, error);
+}
+
+void say_fault(zu_data_ifc *data) {
+  if (const auto why = taken(zu_store_fault(data))) say("  " + *why);
 }
 
 std::optional<std::string> read_good_data(const std::string &path) {
   // Once, for the store and for who asks: it may be a pipe.
-  auto text = read_text(path);
-  if (!text || !load_text(path, *text)) return std::nullopt;
-  if (!is_yaml(path)) return text;
-  char *json = zu_store_json_of_yaml("", text->data(), text->size(), nullptr);
-  if (json == nullptr) throw std::bad_alloc();
-  text = json;
-  qfree_named(json);
-  return text;
+  zu_do_error *error = nullptr;
+  const bool database = is_database(path);
+  const auto read = database ? taken(zu_store_export(path.c_str(), &error)) : read_text(path);
+  if (!read) {
+    if (database) or_said(nullptr, error);
+    return std::nullopt;
+  }
+  if (!load_text(path, *read)) return std::nullopt;
+  if (!is_yaml(path)) return read;
+  return taken(zu_store_json_of_yaml("", read->data(), read->size(), nullptr));
 }
 
 } // namespace tovra

@@ -1,5 +1,6 @@
-// Data files as the program reads them: "-" is standard input ("yaml:-" when that is YAML), and what is no
-// regular file has a bound.
+// Data as the program reads it: files, of which those that are not regular have a bound; "-" is standard
+// input
+// ("yaml:-" when that is YAML), "sqlite:FILE?device=NAME" a device of a database.
 #pragma once
 
 #include <memory>
@@ -15,12 +16,14 @@ struct data_deleter {
 };
 using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
 
-// How messages name a data file: standard input has no path.
+// How messages name it: standard input has no path.
 std::string data_name(const std::string &path);
 // Its records; none after a failure, which is said.
 data_handle load_data(const std::string &path);
-// The text of a data file that is one: as JSON, its tokens on the lines of the file. None after a failure,
-// which is said.
+// Says why reading failed, if it did and more is known than a code.
+void say_fault(zu_data_ifc *data);
+// The text of a data file that loads, as JSON, its tokens on the lines of the file; of a device, as it is
+// exported. None after a failure, which is said.
 std::optional<std::string> read_good_data(const std::string &path);
 
 } // namespace tovra

@@ -50,6 +50,7 @@ int show_all(zu_data_ifc *data, zu_do_uri *uri) {
                                                                            zu_do_vtable_deref);
   if (const int rc = read_all(data, uri, table.get()); rc != 0) {
     say("error " + std::to_string(rc) + ": the URI cannot be read");
+    say_fault(data);
     return failed;
   }
   zu_do_ntlist *columns = zu_do_vtable_get_ntlist(table.get());

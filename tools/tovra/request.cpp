@@ -158,16 +158,20 @@ bool request::load_templates() {
   return true;
 }
 
+bool request::take_data(const std::string &name) {
+  all_data_.push_back(load_data(name));
+  return all_data_.back() != nullptr;
+}
+
 bool request::load_configurations() {
   const auto start = clock::now();
-  data_ = load_data(asked_.data);
-  if (!data_) return false;
-  if (asked_.stats) wrapper_.reset(zu_store_wrapper_new(data_.get()));
-  renderer_.emplace(wrapper_ ? zu_store_wrapper_ifc(wrapper_.get()) : data_.get());
+  if (!take_data(asked_.data)) return false;
+  zu_data_ifc *data = all_data_.front().get();
+  if (asked_.stats) wrapper_.reset(zu_store_wrapper_new(data));
+  renderer_.emplace(wrapper_ ? zu_store_wrapper_ifc(wrapper_.get()) : data);
   for (const auto &[name, path] : asked_.named) {
-    const data_handle named = load_data(path);
-    if (!named) return false;
-    renderer_->add_config(name.c_str(), named.get());
+    if (!take_data(path)) return false;
+    renderer_->add_config(name.c_str(), all_data_.back().get());
   }
   took_.data = seconds_since(start);
   return true;
@@ -206,6 +210,7 @@ bool request::render(receiver &to, const zu_tvr_observer *observer) {
   for (const std::string &why : {no_node_, unknown_configuration(asked_)}) {
     if (!why.empty()) say("  " + why);
   }
+  for (const data_handle &each : all_data_) say_fault(each.get());
   return false;
 }
 

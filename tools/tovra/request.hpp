@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "commands.hpp"
 #include "data_file.hpp"
@@ -59,13 +60,14 @@ private:
   bool load_arguments();
   bool load_templates();
   bool load_configurations();
+  bool take_data(const std::string &name);
 
   const options &asked_;
   std::optional<std::string> directories_;
   std::optional<template_stamp> checked_; // what the tree was loaded from
   tree_handle tree_;
   properties_handle arguments_;
-  data_handle data_;
+  std::vector<data_handle> all_data_; // the default first, then the named configurations
   wrapper_handle wrapper_;
   std::optional<zu_tovra::renderer> renderer_;
   std::string no_node_; // why the node cannot be rendered, or empty

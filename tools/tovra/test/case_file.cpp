@@ -94,7 +94,7 @@ std::set<std::string> read_without(const std::filesystem::path &file, int number
 } // namespace
 
 const std::vector<std::string> &variation_names() {
-  static const std::vector<std::string> names{"again", "locale", "order", "trace", "fetch"};
+  static const std::vector<std::string> names{"again", "locale", "order", "trace", "fetch", "yaml", "sqlite"};
   return names;
 }
 

@@ -147,10 +147,36 @@ private:
     if (wanted("trace") && !has("--trace")) {
       hold(plain, "with every trace", without_traces(make(with({"--trace", "7"}))));
     }
+    for (const char *kind : {"yaml", "sqlite"}) {
+      if (wanted(kind) && !has("--stats")) vary_data(plain, kind);
+    }
     for (const char *count : {"1", "2", "3"}) {
       if (!wanted("fetch") || has("--fetch-count")) break;
       hold(plain, std::string("--fetch-count ") + count, make(with({"--fetch-count", count})));
     }
+  }
+
+  // The same run over other sources of the same data. A data file that is refused is left as it is.
+  void vary_data(const outcome &plain, const std::string &kind) {
+    const scratch_folder scratch;
+    std::vector<std::string> arguments = run_.arguments;
+    bool any = false;
+    for (size_t i = 1; i < arguments.size(); ++i) {
+      const bool named = arguments[i - 1] == "--named";
+      if (!named && arguments[i - 1] != "--data") continue;
+      const size_t start = named ? arguments[i].find('=') + 1 : 0;
+      const std::string file = arguments[i].substr(start);
+      std::string made = (scratch.path / std::to_string(i)).string();
+      made = kind == "yaml" ? made + ".yaml" : "sqlite:" + made;
+      const bool done = file != "-" && made_from(file, made, kind).status == 0;
+      if (done) arguments[i].replace(start, file.npos, made);
+      any = any || done;
+    }
+    if (any) hold(plain, "data from " + kind, make(arguments));
+  }
+  outcome made_from(const std::string &file, const std::string &made, const std::string &kind) {
+    if (kind == "yaml") return make({"export", file, "--format", kind, "--output", made});
+    return make({"import", file, made, "--device", "d"});
   }
 
   static outcome without_traces(outcome got) {

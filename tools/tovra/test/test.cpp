@@ -192,7 +192,7 @@ tool add_test(CLI::App &app) {
   command
       ->add_option("--vary", asked->vary,
                    "Repeat renders in ways that must change nothing: again, locale, order (of template "
-                   "files), trace, fetch (counts), or all")
+                   "files), trace, fetch (counts), yaml, sqlite (as the data), or all")
       ->type_name("WHAT[,WHAT...]")
       ->delimiter(',')
       ->allow_extra_args(false)

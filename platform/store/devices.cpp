@@ -1,0 +1,231 @@
+// Data files and databases of devices: opening, importing, exporting.
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "infra/text.hpp"
+#include "sqlite/devices.hpp"
+#include "store/interfaces.hpp"
+#include "store/loader.hpp"
+#include "store/path.hpp"
+
+namespace store {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+// A name of a source, "sqlite:FILE?device=NAME"; no file when it is none.
+struct database_name {
+  explicit database_name(std::string_view text) {
+    constexpr std::string_view prefix = "sqlite:", option = "?device=";
+    if (!text.starts_with(prefix)) return;
+    text.remove_prefix(prefix.size());
+    const size_t split = text.rfind(option);
+    file = text.substr(0, split);
+    if (split != text.npos) device = text.substr(split + option.size());
+  }
+  std::string file;
+  std::string device;
+};
+
+std::string json_of(std::string_view name) {
+  return ordered_json(name).dump();
+}
+
+// Tells the members of a data file's text that loads: of both sections, in their order.
+template <class Take>
+void for_each_member(std::string_view text, Take &&take) {
+  std::string section;
+  std::string name;
+  const auto seen = [&](int depth, ordered_json::parse_event_t event, ordered_json &parsed) {
+    if (event == ordered_json::parse_event_t::key && depth <= 2) (depth == 1 ? section : name) = parsed;
+    if (event != ordered_json::parse_event_t::object_end || depth != 2) return true;
+    take(section == "classes", name, parsed);
+    return false; // it is not kept
+  };
+  [[maybe_unused]] const auto emptied = ordered_json::parse(text, seen);
+}
+
+// The members of an object, as they stand between its braces.
+std::string members_of(const ordered_json &object) {
+  const std::string text = object.dump();
+  return text.substr(1, text.size() - 2);
+}
+
+// What is known of the paths of a data file beside its snapshot.
+class paths_of {
+public:
+  explicit paths_of(const snapshot &data) : data_(data), made_(data.paths.size()) {
+    for (size_t i = 0; i < made_.size(); ++i) {
+      by_text_.emplace(data.paths[i].text, i);
+      made_[i].known.path = data.paths[i].text;
+      note_keys(i);
+    }
+  }
+
+  size_t find(std::string_view path) const { return by_text_.find(path)->second; }
+  void take_class(const std::string &name, const ordered_json &declared) {
+    infra::arena memory;
+    const char *reason = nullptr;
+    zu_do_uri *uri = zuapi::uri_frozen_of(name, memory, &reason);
+    about &path = made_[find(zuapi::uri_text(uri))];
+    zuapi::uri_drop(uri);
+    path.known.facts.declared = members_of(declared);
+    for (const auto &[property, declaration] : declared.items()) path.named.emplace(infra::trimmed(property));
+  }
+  // Once all classes have been taken.
+  zu_sqlite::given_path facts(size_t i) const {
+    zu_sqlite::given_path made = made_[i].known;
+    zu_do_ntlist *columns = zuapi::shape_columns(data_.paths[i].form);
+    for (size_t slot = 1; slot < zu_do_ntlist_get_len(columns); ++slot) { // but for `_uri`
+      const std::string name = zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, slot)));
+      if (made_[i].named.contains(name)) continue;
+      made.facts.others += (made.facts.others.empty() ? "" : ",") + json_of(name) + ":{}";
+    }
+    return made;
+  }
+
+private:
+  struct about {
+    zu_sqlite::given_path known;
+    std::set<std::string> named; // keys, and what the class declares
+  };
+
+  void note_keys(size_t i) {
+    const run &records = data_.paths[i].records;
+    about &path = made_[i];
+    std::set<std::string> patterns;
+    for (uint32_t k = 0; k < records.count; ++k) {
+      const zu_do_uri *uri = zuapi::row_uri(records.rows[k]);
+      std::string pattern;
+      zuapi::uri_pattern::write_text(uri_halves(zuapi::uri_text(uri), zuapi::uri_is_absolute(uri)).relative,
+                                     pattern);
+      if (!patterns.insert(pattern).second) continue;
+      auto at = static_cast<uint32_t>(std::min(pattern.find(';', pattern.rfind('/')), pattern.size()));
+      for (zuapi::uri_key key; zuapi::uri_next_key(pattern, at, key);) {
+        if (path.named.emplace(key.name).second) path.known.facts.keys.append(key.name).append(";");
+      }
+    }
+    if (patterns.size() == 1) path.known.facts.pattern = *patterns.begin();
+  }
+
+  const snapshot &data_;
+  std::vector<about> made_;
+  std::map<std::string_view, size_t> by_text_;
+};
+
+// The text is a data file in JSON. Throws zu_json::refusal, source_failure or std::bad_alloc.
+void import(std::string_view text, const database_name &to) {
+  snapshot data;
+  padded_text copy;
+  copy.append(text);
+  load_json(copy, data);
+  paths_of paths(data);
+  for_each_member(text, [&](bool is_class, const std::string &name, const ordered_json &parsed) {
+    if (is_class) paths.take_class(name, parsed);
+  });
+  const auto writer = zu_sqlite::write_device(to.file, to.device);
+  for (size_t i = 0; i < data.paths.size(); ++i) writer->add(paths.facts(i));
+  uint32_t id = 0;
+  std::string path;
+  for_each_member(text, [&](bool is_class, const std::string &, const ordered_json &parsed) {
+    if (is_class) return;
+    const zu_do_uri *uri = data.uri_of(id++);
+    const bool absolute = zuapi::uri_is_absolute(uri);
+    path.resize(zuapi::uri_text(uri).size());
+    path.resize(path_of(zuapi::uri_text(uri), absolute, path.data()));
+    writer->add({paths.find(path), zuapi::uri_text(uri), absolute, parsed.dump()});
+  });
+  writer->finish();
+}
+
+std::string export_text(source &from) {
+  std::string text = "{\n  \"classes\": {";
+  const char *comma = "\n";
+  for (const std::string &path : from.paths()) {
+    const path_facts *known = from.facts(path);
+    if (known->declared.empty()) continue;
+    text += comma + ("    " + json_of(path)) + ": {" + known->declared + "}";
+    comma = ",\n";
+  }
+  text += "\n  },\n  \"records\": {";
+  comma = "\n";
+  from.read_all([&](std::string_view uri, std::string_view properties) {
+    text += comma + ("    " + json_of(uri)) + ": " + std::string(properties);
+    comma = ",\n";
+  });
+  return text + "\n  }\n}\n";
+}
+
+// Runs a step of a database; false after a failure, which is reported.
+template <class Step>
+bool reported(const char *name, zu_do_error **error, Step &&step) noexcept {
+  if (error != nullptr) *error = nullptr;
+  int32_t code = ZU_EXHAUSTED;
+  std::string words;
+  try {
+    try {
+      step();
+      return true;
+    } catch (const source_failure &failure) {
+      code = failure.code;
+      words = name + (": " + failure.message);
+    } catch (const zu_json::refusal &refused) {
+      code = ZU_FAILED;
+      words = name + (": " + refused.message);
+    }
+  } catch (...) {
+  }
+  if (error != nullptr) *error = zu_do_error_new(code, words.empty() ? "out of memory" : words.c_str());
+  return false;
+}
+
+} // namespace
+
+} // namespace store
+
+zu_data_ifc *zu_store_open(const char *name, zu_do_error **error) {
+  if (name == nullptr) name = "";
+  const store::database_name asked(name);
+  if (asked.file.empty()) return zu_store_load_file(name, error);
+  zu_data_ifc *opened = nullptr;
+  store::reported(name, error, [&] {
+    auto from = zu_sqlite::open_device(asked.file, asked.device);
+    auto rest = std::make_unique<store::on_demand>(std::move(from), name);
+    store::data_object *made = store::data_object_new();
+    made->rest = std::move(rest);
+    opened = &made->ifc;
+  });
+  return opened;
+}
+
+bool zu_store_import(const char *json, size_t length, const char *target, zu_do_error **error) {
+  return store::reported(target, error, [&] {
+    const store::database_name to(target);
+    if (to.file.empty()) throw store::source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME"};
+    if (to.device.empty()) throw store::source_failure{ZU_FAILED, "?device=NAME must say which device it becomes"};
+    store::import({json, length}, to);
+  });
+}
+
+char *zu_store_export(const char *name, zu_do_error **error) {
+  char *made = nullptr;
+  store::reported(name, error, [&] {
+    const store::database_name asked(name);
+    if (asked.file.empty()) throw store::source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME"};
+    made = store::new_text(store::export_text(*zu_sqlite::open_device(asked.file, asked.device)));
+  });
+  return made;
+}
+
+char *zu_store_fault(zu_data_ifc *data) {
+  store::on_demand *rest = store::source_behind(data);
+  if (rest == nullptr) return nullptr;
+  char *made = nullptr;
+  store::reported("", nullptr, [&] {
+    const std::string words = rest->fault();
+    if (!words.empty()) made = store::new_text(words);
+  });
+  return made;
+}

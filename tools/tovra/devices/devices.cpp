@@ -1,0 +1,112 @@
+// `tovra import` and `tovra export`: devices into a database of many, and out of it as data files.
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "../commands.hpp"
+#include "../data_file.hpp"
+#include "../output.hpp"
+#include "../output_file.hpp"
+#include "../tools.hpp"
+#include "store/store.h"
+#include "zuapi/zuapi.h"
+
+namespace tovra {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+struct import_options {
+  std::string source;
+  std::string target;
+  std::string device;
+};
+
+struct export_options {
+  std::string source;
+  bool yaml = false;
+  std::optional<std::string> output;
+};
+
+int import(const import_options &asked) {
+  const auto text = read_good_data(asked.source);
+  if (!text) return failed;
+  const std::string target = asked.target + (asked.device.empty() ? "" : "?device=" + asked.device);
+  zu_do_error *error = nullptr;
+  if (zu_store_import(text->data(), text->size(), target.c_str(), &error)) return done;
+  say(zu_do_error_get_msg(error));
+  zu_do_error_deref(error);
+  return failed;
+}
+
+// A name as YAML: in quotes where it could be read as something else.
+std::string yaml_name(const std::string &name) {
+  const auto plain = [](char c) {
+    return (c >= 'a' && c <= 'z') || std::string_view("/;=-_.0123456789").find(c) != std::string_view::npos;
+  };
+  const bool is_path = name.size() > 1 && name.starts_with('/') && std::all_of(name.begin(), name.end(), plain);
+  return is_path ? name : ordered_json(name).dump();
+}
+
+// Members and records a line each, their properties too; what stands in a value is JSON, which is YAML.
+std::string as_yaml(const std::string &json) {
+  std::string text;
+  const auto data = ordered_json::parse(json);
+  for (const auto &[section, members] : data.items()) {
+    text += section + ":" + (members.empty() ? " {}\n" : "\n");
+    for (const auto &[name, properties] : members.items()) {
+      text += "  " + yaml_name(name) + ":" + (properties.empty() ? " {}\n" : "\n");
+      for (const auto &[property, value] : properties.items()) {
+        text += "    " + ordered_json(property).dump() + ": " + value.dump() + "\n";
+      }
+    }
+  }
+  for (size_t at = 0; (at = text.find('\x7f', at)) != text.npos;) text.replace(at, 1, "\\u007f");
+  return text;
+}
+
+int write(const export_options &asked, const std::string &text) {
+  output_file file;
+  if (asked.output && !file.open(*asked.output)) return failed;
+  output to = asked.output ? output(file.number(), *asked.output) : output();
+  if (!to.write(text) || !to.flush()) return failed;
+  return !asked.output || file.put_in_place() ? done : failed;
+}
+
+int export_data(const export_options &asked) {
+  const auto text = read_good_data(asked.source);
+  if (!text) return failed;
+  return write(asked, asked.yaml ? as_yaml(*text) : *text);
+}
+
+} // namespace
+
+tool add_import(CLI::App &app) {
+  auto *command = app.add_subcommand("import", "Put a device into a database of devices");
+  command->footer("In the place of what the database has under that name, whole or not at all. It is made when there\n"
+                  "is none. `--data sqlite:FILE?device=NAME` reads it. docs/data.md has an example.");
+  static import_options asked;
+  command->add_option("source", asked.source, "Data file, - for standard input, or a device of a database")
+      ->type_name("SOURCE")
+      ->required();
+  command->add_option("target", asked.target, "The database: sqlite:FILE")->type_name("TARGET")->required();
+  command->add_option("--device", asked.device, "The name of the device in the database")->type_name("NAME");
+  return {command, [] { return import(asked); }};
+}
+
+tool add_export(CLI::App &app) {
+  auto *command = app.add_subcommand("export", "Write a device as a data file");
+  static export_options asked;
+  command->add_option("source", asked.source, "Data file, - for standard input, or sqlite:FILE?device=NAME")
+      ->type_name("SOURCE")
+      ->required();
+  command
+      ->add_option_function<std::string>(
+          "--format", [](const std::string &format) { asked.yaml = format == "yaml"; }, "json (default) or yaml")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"json", "yaml"}));
+  command->add_option("--output", asked.output, "Write to a file, whole or not at all")->type_name("FILE");
+  return {command, [] { return export_data(asked); }};
+}
+
+} // namespace tovra
