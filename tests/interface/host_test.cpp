@@ -12,7 +12,7 @@ protected:
   }
   static std::string reload() {
     zu_do_error *error = render_tovra_reload_func();
-    const std::string message = error != nullptr ? zu_do_error_get_msg(error) : "";
+    std::string message = error != nullptr ? zu_do_error_get_msg(error) : "";
     zu_do_error_deref(error);
     return message;
   }

@@ -136,7 +136,7 @@ std::optional<std::string> read_good_data(const std::string &path) {
   // Once, for the store and for who asks: it may be a pipe.
   zu_do_error *error = nullptr;
   const bool database = is_database(path);
-  const auto read = database ? taken(zu_store_export(path.c_str(), &error)) : read_text(path);
+  auto read = database ? taken(zu_store_export(path.c_str(), &error)) : read_text(path);
   if (!read) {
     if (database) or_said(nullptr, error);
     return std::nullopt;
