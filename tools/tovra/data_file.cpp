@@ -25,12 +25,13 @@ bool is_standard_input(const std::string &path) {
   return path == "-" || path == "yaml:-";
 }
 
-bool is_yaml(const std::string &path) {
-  return path == "yaml:-" || path.ends_with(".yaml") || path.ends_with(".yml");
-}
-
 bool is_database(const std::string &path) {
   return path.starts_with("sqlite:");
+}
+
+bool is_yaml(const std::string &path) {
+  if (is_database(path)) return false;
+  return path == "yaml:-" || path.ends_with(".yaml") || path.ends_with(".yml");
 }
 
 // A text of the platform's, which is freed; none when it has none.
