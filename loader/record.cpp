@@ -4,7 +4,9 @@
 #include <glib.h>
 
 #include <cstring>
+#include <string_view>
 
+#include "zu_tovra/internal/keywords.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr::loader {
@@ -77,6 +79,14 @@ constexpr op_entry ops[] = {
     {"print_if", need::nothing, make_print},
     {"iter", need::location_scheme, make_iter},
 };
+
+// The tools' table has the same names.
+static_assert([] {
+  for (size_t i = 0; i < std::size(tvr::ops); ++i) {
+    if (std::string_view(ops[i + 1].op) != tvr::ops[i]) return false;
+  }
+  return std::size(ops) == std::size(tvr::ops) + 1;
+}());
 
 const op_entry *find_op(const char *op) noexcept {
   for (const op_entry &entry : ops) {

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "stage.hpp"
-#include "tools/tovra/check/rules.hpp"
+#include "tools/tovra/check/inspect.hpp"
 
 namespace {
 
@@ -41,11 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size) {
   std::ofstream(scratch.path / "t/a.tvr", std::ios::binary) << text;
   const fuzz::balanced_memory balanced;
   const fuzz::own_tree tree = fuzz::load_tree(text.c_str(), 4);
-  tovra::check::findings found;
-  const auto set = tovra::check::load_all(scratch.path / "t", found);
-  const auto ways = tovra::check::follow(set);
-  tovra::check::run_rules({set, ways, &*scratch.data}, found);
-  found.sort(set.files);
+  const auto made = tovra::check::inspect(scratch.path / "t", &*scratch.data);
+  const tovra::check::findings &found = made.found;
   fuzz::check(tree != nullptr || found.any_error(), "what is refused is found", found.as_text());
   fuzz::check(nlohmann::json::accept(found.as_json()), "what is found is told as JSON", found.as_json());
   return 0;

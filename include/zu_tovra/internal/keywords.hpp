@@ -1,5 +1,5 @@
-// The keywords of template files: the one table of the loader and of tools that read templates as their
-// authors see them.
+// The keywords and ops of template files: the one table of the loader and of tools that read templates as
+// their authors see them.
 #pragma once
 
 #include <iterator>
@@ -65,5 +65,8 @@ inline constexpr word find_keyword(std::string_view line) noexcept {
   }
   return word::none;
 }
+
+// The ops of records.
+inline constexpr const char *ops[] = {"no_op", "push_mode", "get_collection", "get_one", "print_if", "iter"};
 
 } // namespace tvr

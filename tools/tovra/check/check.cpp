@@ -3,7 +3,7 @@
 
 #include "../commands.hpp"
 #include "../output.hpp"
-#include "rules.hpp"
+#include "inspect.hpp"
 
 namespace tovra {
 
@@ -17,12 +17,8 @@ int check_templates(const options &asked) {
     if (!data) return failed;
   }
 
-  check::findings found;
-  const check::template_set set = check::load_all(*directories, found);
-  const check::walks ways = check::follow(set);
-  check::run_rules({set, ways, data ? &*data : nullptr}, found);
-
-  found.sort(set.files);
+  const check::inspection made = check::inspect(*directories, data ? &*data : nullptr);
+  const check::findings &found = made.found;
   const std::string text = asked.json ? found.as_json() : found.as_text();
   output out;
   if (!out.write(text) || !out.flush()) return failed;

@@ -23,6 +23,7 @@ public:
   // By file, in the order in which the files were loaded, and line; one of several that say the same.
   void sort(const std::vector<std::string> &files);
 
+  const std::vector<finding> &all() const { return all_; }
   bool any() const { return !all_.empty(); }
   bool any_error() const;
   std::string as_text() const; // FILE:LINE: error|warning [ID]: MESSAGE, a line each

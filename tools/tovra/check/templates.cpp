@@ -18,28 +18,25 @@ namespace {
 namespace fs = std::filesystem;
 
 // Its template files, by the bytes of their names.
-std::vector<std::string> files_in(const std::string &directory, findings &found) {
-  std::vector<std::string> names;
+std::vector<std::string> files_in(const std::string &directory, const text_source &texts, findings &found) {
+  std::vector<std::string> files;
   std::error_code failure;
-  for (fs::directory_iterator at(directory, failure), end; !failure && at != end; at.increment(failure)) {
-    const std::string name = at->path().filename();
-    if (name.ends_with(".tvr")) names.push_back(name);
+  for (const std::string &name : texts.names_in(directory, failure)) {
+    if (name.ends_with(".tvr")) files.push_back(directory + "/" + name);
   }
   if (failure) {
     found.add({directory, 0, severity::error, "refused", "Unable to open directory: " + failure.message()});
   }
-  std::sort(names.begin(), names.end());
-  for (std::string &name : names) name.insert(0, directory + "/");
-  return names;
+  return files;
 }
 
-std::string text_of(const std::string &file, findings &found) {
+std::string text_of(const std::string &file, const text_source &texts, findings &found) {
   std::string text;
   std::error_code failure;
   const auto status = fs::status(file, failure);
   if (!failure && !fs::is_regular_file(status)) { // opening a pipe would wait for its writer
     found.add({file, 0, severity::error, "refused", "not a regular file"});
-  } else if (const int number = read_file(file, text); number != 0) {
+  } else if (const int number = texts.read(file, text); number != 0) {
     found.add({file, 0, severity::error, "refused",
                "Unable to read contents of file " + file + ": " + std::generic_category().message(number)});
   } else if (text.empty()) {
@@ -63,7 +60,7 @@ std::string_view up_to_nul(const std::string &file, std::string_view text, findi
 struct file_load {
   std::vector<record *> records;
   findings &found;
-  nearest_names ops = nearest_names({"no_op", "push_mode", "get_collection", "get_one", "print_if", "iter"});
+  nearest_names ops = nearest_names({std::begin(tvr::ops), std::end(tvr::ops)});
 
   record *at(int line) const {
     const auto after =
@@ -147,15 +144,27 @@ std::set<std::string> template_set::ids() const {
   return all;
 }
 
-template_set load_all(const std::string &directories, findings &found) {
+std::set<std::string> text_source::names_in(const std::string &directory, std::error_code &failure) const {
+  std::set<std::string> names;
+  for (fs::directory_iterator at(directory, failure), end; !failure && at != end; at.increment(failure)) {
+    names.insert(at->path().filename());
+  }
+  return names;
+}
+
+int text_source::read(const std::string &file, std::string &text) const {
+  return read_file(file, text);
+}
+
+template_set load_all(const std::string &directories, findings &found, const text_source &texts) {
   template_set set;
   set.tree.reset(zu_tvr_tree_new());
   std::istringstream list(directories);
   for (std::string directory; std::getline(list, directory, ':');) {
     if (directory.empty()) continue;
-    for (const std::string &file : files_in(directory, found)) {
+    for (const std::string &file : files_in(directory, texts, found)) {
       set.files.push_back(file);
-      load_file(set, file, text_of(file, found), found);
+      load_file(set, file, text_of(file, texts, found), found);
     }
   }
   if (set.files.empty()) {

@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <set>
+#include <system_error>
 
 #include "../templates.hpp"
 #include "finding.hpp"
@@ -25,7 +26,21 @@ struct template_set {
   std::map<std::string, std::vector<const record *>> children; // of the root under "ROOT"
 };
 
+// Where the texts of template files come from: here the disk. An editor has texts that are not saved.
+class text_source {
+public:
+  text_source() = default;
+  virtual ~text_source() = default;
+  text_source(const text_source &) = delete;
+  text_source &operator=(const text_source &) = delete;
+
+  // The names of the files of a directory, in any order.
+  virtual std::set<std::string> names_in(const std::string &directory, std::error_code &failure) const;
+  // 0, or the system's error number.
+  virtual int read(const std::string &file, std::string &text) const;
+};
+
 // Loads every file of the directories. What is refused, and what the loader would not even read, is found.
-template_set load_all(const std::string &directories, findings &found);
+template_set load_all(const std::string &directories, findings &found, const text_source &texts = {});
 
 } // namespace tovra::check

@@ -1,0 +1,15 @@
+// A whole check: all files loaded, all ways followed, all rules asked.
+#include "inspect.hpp"
+
+namespace tovra::check {
+
+inspection inspect(const std::string &directories, const data_set *data, const text_source &texts) {
+  inspection made;
+  made.set = load_all(directories, made.found, texts);
+  made.ways = follow(made.set);
+  run_rules({made.set, made.ways, data}, made.found);
+  made.found.sort(made.set.files);
+  return made;
+}
+
+} // namespace tovra::check
