@@ -19,6 +19,7 @@ constexpr size_t buffer_size = size_t{64} * 1024;
 color chosen = color::automatic;
 std::mutex saying;
 bool status_shown = false;
+kept_lines *keeping = nullptr;
 
 void clear_status() {
   if (status_shown) write_all(STDERR_FILENO, "\r\x1b[K");
@@ -113,9 +114,24 @@ std::string visible(std::string_view text) {
   return shown;
 }
 
+kept_lines::kept_lines() : before_(keeping) {
+  const std::lock_guard alone(saying);
+  keeping = this;
+}
+
+kept_lines::~kept_lines() {
+  const std::lock_guard alone(saying);
+  keeping = before_;
+}
+
+void kept_lines::take(std::string_view line) {
+  text_.append(text_.empty() ? "" : "\n").append(line);
+}
+
 void say(std::string_view line) {
   const std::string text = painted_line(visible(line)) + '\n';
   const std::lock_guard alone(saying);
+  if (keeping != nullptr) return keeping->take(visible(line));
   clear_status();
   write_all(STDERR_FILENO, text);
 }

@@ -43,6 +43,21 @@ std::string visible(std::string_view text);
 // Writes one line to standard error, made visible.
 void say(std::string_view line);
 
+// What is said while it lives, for who tells it in another way: it does not go to standard error.
+class kept_lines {
+public:
+  kept_lines();
+  ~kept_lines();
+  kept_lines(const kept_lines &) = delete;
+  kept_lines &operator=(const kept_lines &) = delete;
+  const std::string &text() const { return text_; } // without the end of the last line
+  void take(std::string_view line);
+
+private:
+  std::string text_;
+  kept_lines *before_;
+};
+
 enum class color { automatic, always, never };
 // Automatic colours a terminal, unless the environment has NO_COLOR or a dumb terminal.
 void set_color(color when);

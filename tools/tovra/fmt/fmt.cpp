@@ -11,7 +11,6 @@
 #include "../templates.hpp"
 #include "../tools.hpp"
 #include "../write_file.hpp"
-#include "format.hpp"
 #include "nodes.hpp"
 
 namespace tovra {
@@ -27,21 +26,10 @@ struct fmt_options {
 
 // A text as it is to be written; none (said) when it does not load.
 std::optional<std::string> format(const std::string &name, const std::string &text) {
-  if (const size_t nul = text.find('\0'); nul != text.npos) {
-    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(nul), '\n');
-    say(name + ":" + std::to_string(line) + ": a NUL byte, after which nothing is read");
-    return std::nullopt;
-  }
-  const fmt::nodes before = fmt::load_nodes(text);
-  if (!before.loaded) {
-    say(name + before.refusal);
-    return std::nullopt;
-  }
-  std::string made = fmt::formatted(text);
-  const fmt::nodes after = fmt::load_nodes(made);
-  if (after.loaded && after.text == before.text) return made;
-  say(name + ": formatted it would load to something else, so it is left as it is; please report this");
-  return std::nullopt;
+  std::string refusal;
+  auto made = fmt::formatted_alike(text, refusal);
+  if (!made) say(name + refusal);
+  return made;
 }
 
 // The files of the paths, by name: a path itself, or the templates of a folder, however deep.

@@ -2,11 +2,13 @@
 // apart, which may lead to other files.
 #include "nodes.hpp"
 
+#include <algorithm>
 #include <glib.h>
 #include <map>
 #include <memory>
 
 #include "../templates.hpp"
+#include "format.hpp"
 #include "zu_tovra/zu_tovra.h"
 
 namespace tovra::fmt {
@@ -154,6 +156,24 @@ nodes load_nodes(const std::string &text) {
   tree->add_node = take_node;
   made.loaded = zu_tvr_load_text_observed(tree.get(), nullptr, text.c_str(), keep_first, &made.refusal);
   return made;
+}
+
+std::optional<std::string> formatted_alike(const std::string &text, std::string &refusal) {
+  if (const size_t nul = text.find('\0'); nul != text.npos) {
+    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(nul), '\n');
+    refusal = ":" + std::to_string(line) + ": a NUL byte, after which nothing is read";
+    return std::nullopt;
+  }
+  const nodes before = load_nodes(text);
+  if (!before.loaded) {
+    refusal = before.refusal;
+    return std::nullopt;
+  }
+  std::string made = formatted(text);
+  const nodes after = load_nodes(made);
+  if (after.loaded && after.text == before.text) return made;
+  refusal = ": formatted it would load to something else, so it is left as it is; please report this";
+  return std::nullopt;
 }
 
 } // namespace tovra::fmt

@@ -1,6 +1,7 @@
 // What a template text loads to, all of it as text.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace tovra::fmt {
@@ -12,5 +13,9 @@ struct nodes {
 };
 
 nodes load_nodes(const std::string &text);
+
+// A text formatted, once it is seen to load to the same nodes; none with the reason: ":LINE: MESSAGE", or
+// ": MESSAGE".
+std::optional<std::string> formatted_alike(const std::string &text, std::string &refusal);
 
 } // namespace tovra::fmt

@@ -1,0 +1,12 @@
+// What can be written at a place.
+#pragma once
+
+#include "json.hpp"
+#include "token.hpp"
+
+namespace tovra::lsp {
+
+// A list of items, each of which replaces the word that stands there.
+json completions_at(const workspace &in, const std::string &path, size_t offset);
+
+} // namespace tovra::lsp

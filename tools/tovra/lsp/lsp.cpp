@@ -1,0 +1,126 @@
+// `tovra lsp`: a language server for template files, over standard input and output.
+#include <cerrno>
+#include <deque>
+#include <memory>
+#include <poll.h>
+#include <unistd.h>
+
+#include "../command_line.hpp"
+#include "../output.hpp"
+#include "../process.hpp"
+#include "../tools.hpp"
+#include "../value_json.hpp"
+#include "frames.hpp"
+#include "server.hpp"
+
+namespace tovra {
+
+namespace {
+
+using lsp::frame_kind;
+
+// A render for an editor that waits is given up after that.
+constexpr int render_seconds = 10;
+
+lsp::explained explain_node(const std::string &id, const std::string &directories, const std::string &data) {
+  process_request asked;
+  asked.arguments = {"explain", "--node=" + id, "--templates=" + directories, "--data=" + data,
+                     "--format=json"};
+  asked.seconds = render_seconds;
+  process_outcome got = run_self(asked);
+  if (got.timed_out) got.error = "it takes longer than " + std::to_string(render_seconds) + " seconds";
+  return {std::move(got.output), std::move(got.error)};
+}
+
+void write_message(const lsp::json &message) {
+  write_all(STDOUT_FILENO, lsp::framed(message.dump(-1, ' ', false, replace_bad_utf8)));
+}
+
+class stream {
+public:
+  explicit stream(lsp::server &server) : server_(server) {}
+
+  int serve() {
+    while (!server_.ended() && !broken_) {
+      if (waiting_.empty() && !has_input()) server_.rest();
+      // What has come is read first: a later message may cancel an earlier one.
+      if (!at_end_ && (waiting_.empty() || has_input())) read_some();
+      if (waiting_.empty() && at_end_) break;
+      if (waiting_.empty()) continue;
+      const std::string message = std::move(waiting_.front());
+      waiting_.pop_front();
+      server_.take(message);
+    }
+    return server_.exit_status();
+  }
+
+private:
+  static bool has_input() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    return poll(&input, 1, 0) > 0;
+  }
+
+  void read_some() {
+    char part[64 * 1024];
+    const ssize_t length = read(STDIN_FILENO, part, sizeof part);
+    if (length < 0 && errno == EINTR) return;
+    if (length < 0 && errno == EAGAIN) {
+      pollfd input = {STDIN_FILENO, POLLIN, 0};
+      poll(&input, 1, -1);
+      return;
+    }
+    if (length <= 0) {
+      at_end_ = true;
+      return;
+    }
+    reader_.feed({part, static_cast<size_t>(length)});
+    for (std::string message;;) {
+      switch (reader_.next(message)) {
+      case frame_kind::message:
+        server_.note_waiting(message);
+        waiting_.push_back(std::move(message));
+        break;
+      case frame_kind::too_long:
+        server_.refuse("the message is longer than 64 MiB");
+        break;
+      case frame_kind::broken:
+        say("tovra: the input has no Content-Length where a message begins");
+        server_.refuse("no Content-Length where a message begins: the server ends");
+        broken_ = true;
+        return;
+      case frame_kind::none:
+        return;
+      }
+    }
+  }
+
+  lsp::server &server_;
+  lsp::frame_reader reader_;
+  std::deque<std::string> waiting_;
+  bool at_end_ = false;
+  bool broken_ = false;
+};
+
+int run_lsp(const options &asked) {
+  if (!start_library()) return failed;
+  lsp::server server({asked.templates, asked.data}, write_message, explain_node);
+  return stream(server).serve();
+}
+
+} // namespace
+
+tool add_lsp(CLI::App &app) {
+  const auto asked = std::make_shared<options>();
+  auto *command =
+      app.add_subcommand("lsp", "Serve an editor: findings, definitions, completion while typing");
+  command->footer(
+      "A language server on standard input and output: an editor starts it. What the editor's settings say\n"
+      "of templates and data goes before these options. docs/editors.md tells how editors are set up.");
+  add_templates(command, *asked);
+  command
+      ->add_option("--data", asked->data, "The data file that templates are compared with and rendered for")
+      ->type_name("FILE");
+  return {command, [asked] { return run_lsp(*asked); }};
+}
+
+} // namespace tovra

@@ -1,0 +1,381 @@
+// What a client has opened and set, and the answers to what it asks.
+#include "session.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+#include "../fmt/nodes.hpp"
+#include "../output.hpp"
+#include "complete.hpp"
+#include "hover.hpp"
+#include "navigate.hpp"
+
+namespace tovra::lsp {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+enum message_weight { weight_error = 1, weight_warning = 2 };
+
+size_t number_in(const json &of, const char *name) {
+  const json &number = of.at(name);
+  if (!number.is_number_unsigned()) throw refusal(invalid_params, std::string(name) + " is no number from 0");
+  return number.get<size_t>();
+}
+
+position position_in(const json &at) {
+  return {number_in(at, "line"), number_in(at, "character")};
+}
+
+std::string uri_in(const json &params) {
+  return params.at("textDocument").at("uri").get<std::string>();
+}
+
+std::string path_in(const json &params) {
+  const std::string uri = uri_in(params);
+  const auto path = path_of_uri(uri);
+  if (!path) throw refusal(invalid_params, uri + " is no file");
+  return *path;
+}
+
+std::optional<int64_t> version_in(const json &document) {
+  const auto found = document.find("version");
+  if (found == document.end() || !found->is_number_integer()) return std::nullopt;
+  return found->get<int64_t>();
+}
+
+std::string folder_of(const std::string &path) {
+  return fs::path(path).parent_path().string();
+}
+
+// Each part with what is done to it; the same separator.
+template <class Do>
+std::string each_directory(const std::string &directories, const Do &made) {
+  std::string all;
+  std::istringstream list(directories);
+  for (std::string directory; std::getline(list, directory, ':');) {
+    if (!directory.empty()) all += (all.empty() ? "" : ":") + made(directory);
+  }
+  return all;
+}
+
+// The directories as a text, however the client writes them.
+std::string directories_in(const json &given) {
+  if (!given.is_array()) return given.get<std::string>();
+  std::string all;
+  for (const json &directory : given) all += (all.empty() ? "" : ":") + directory.get<std::string>();
+  return all;
+}
+
+// One edit that makes a text of another: of whole lines.
+json edits_between(const text &before, const std::string &after) {
+  const std::string &old = before.bytes();
+  if (old == after) return json::array();
+  const size_t most = std::min(old.size(), after.size());
+  size_t begin = static_cast<size_t>(
+      std::mismatch(old.begin(), old.begin() + static_cast<std::ptrdiff_t>(most), after.begin()).first -
+      old.begin());
+  begin = begin == 0 ? 0 : old.rfind('\n', begin - 1) + 1;
+  size_t same = 0; // at the end
+  while (same < most - begin && old[old.size() - same - 1] == after[after.size() - same - 1]) ++same;
+  const size_t line = old.find('\n', old.size() - same);
+  const size_t kept = same == 0 || line == old.npos ? 0 : old.size() - line - 1;
+  return json::array({{{"range", as_json(before.range_of({begin, old.size() - kept}))},
+                       {"newText", after.substr(begin, after.size() - kept - begin)}}});
+}
+
+json diagnostic(const check::finding &found, const range &where) {
+  return {{"range", as_json(where)},
+          {"severity", found.weight == check::severity::error ? 1 : 2},
+          {"code", found.id},
+          {"source", "tovra"},
+          {"message", visible(found.message)}};
+}
+
+// The text of a line, without the blanks around it.
+range line_range(const text &of, int number) {
+  const span line = of.loader_line(std::max(number, 1));
+  const auto words = words_of(of, line);
+  return of.range_of(words.empty() ? line : span{words.front().begin, words.back().end});
+}
+
+} // namespace
+
+void session::notify(const char *method, json params) {
+  send_({{"jsonrpc", "2.0"}, {"method", method}, {"params", std::move(params)}});
+}
+
+void session::show(int weight, const std::string &message) {
+  notify("window/showMessage", {{"type", weight}, {"message", message}});
+}
+
+// ---- Settings and workspaces ----
+
+std::string session::absolute(const std::string &path) const {
+  std::error_code failure;
+  const fs::path whole = fs::path(root_) / path;
+  const fs::path made = fs::weakly_canonical(whole, failure);
+  return failure ? whole.string() : made.string();
+}
+
+void session::begin(const json &params) {
+  root_ = fs::current_path().string();
+  json root = params.value("rootUri", json());
+  const json folders = params.value("workspaceFolders", json());
+  if (!root.is_string() && folders.is_array() && !folders.empty()) root = folders[0].value("uri", json());
+  if (root.is_string()) root_ = path_of_uri(root).value_or(root_);
+  take_settings(params.value("initializationOptions", json()));
+  set_up();
+}
+
+void session::take_settings(const json &given) {
+  if (!given.is_object()) return;
+  settings taken;
+  for (const auto &[name, value] : given.items()) {
+    try {
+      if (name == "templates") {
+        taken.templates = directories_in(value);
+      } else if (name == "data") {
+        taken.data = value.get<std::string>();
+      } else {
+        show(weight_warning, "tovra: no setting is '" + name + "': there are templates, data");
+      }
+    } catch (const json::exception &) {
+      show(weight_error, "tovra: the setting '" + name + "' is no text" +
+                             (name == "templates" ? " or array of texts" : ""));
+    }
+  }
+  asked_ = taken;
+}
+
+void session::set_up() {
+  groups_.clear();
+  std::optional<std::string> directories = asked_.templates ? asked_.templates : given_.templates;
+  if (!directories) {
+    const kept_lines said; // that there are none: each file is then checked with those of its folder
+    directories = template_directories(std::nullopt);
+  }
+  configured_ =
+      each_directory(directories.value_or(""), [this](const std::string &one) { return absolute(one); });
+  if (!configured_.empty()) group_of("");
+  for (const auto &[path, document] : files_.documents()) group_of(path);
+}
+
+// Of a file of the configured directories, or of no file, the configured ones; of another those of its
+// folder.
+session::group &session::group_of(const std::string &path) {
+  const std::string folder = folder_of(path);
+  const bool is_configured =
+      path.empty() || (":" + configured_ + ":").find(":" + folder + ":") != folder.npos;
+  const std::string directories = is_configured ? configured_ : folder;
+  group &found = groups_[directories];
+  if (!found.of) {
+    const std::string &data = asked_.data.empty() ? given_.data : asked_.data;
+    const bool with_data = !data.empty() && (is_configured || configured_.empty());
+    found.of = std::make_unique<workspace>(directories, with_data ? absolute(data) : "", files_, explain_);
+  }
+  return found;
+}
+
+workspace &session::workspace_of(const std::string &path) {
+  group &found = group_of(path);
+  if (found.of->refresh()) collect(found);
+  return *found.of;
+}
+
+// ---- Documents ----
+
+void session::take(const std::string &method, const json &params) {
+  try {
+    if (method == "textDocument/didOpen") {
+      open(params);
+    } else if (method == "textDocument/didChange") {
+      change(params);
+    } else if (method == "textDocument/didClose") {
+      close(params);
+    } else if (method == "workspace/didChangeConfiguration") {
+      const json given = params.value("settings", json());
+      if (given.is_object()) take_settings(given.value("tovra", json()));
+      set_up();
+    } // others tell what a look at the files finds out
+  } catch (const refusal &wrong) {
+    show(weight_error, "tovra: " + method + ": " + wrong.what());
+  } catch (const json::exception &wrong) {
+    show(weight_error, "tovra: " + method + ": " + wrong.what());
+  }
+}
+
+void session::open(const json &params) {
+  const json &document = params.at("textDocument");
+  const std::string uri = uri_in(params), path = path_in(params);
+  files_.open(path, {uri, version_in(document), text(document.at("text").get<std::string>()), 0});
+  group_of(path);
+}
+
+void session::change(const json &params) {
+  document *open = files_.find(path_in(params));
+  if (open == nullptr) throw refusal(invalid_params, uri_in(params) + " is not open");
+  for (const json &change : params.at("contentChanges")) {
+    const std::string with = change.at("text").get<std::string>();
+    if (change.contains("range")) {
+      const json &where = change["range"];
+      open->text.replace({position_in(where.at("start")), position_in(where.at("end"))}, with);
+    } else {
+      open->text = text(with);
+    }
+  }
+  open->version = version_in(params["textDocument"]);
+  files_.changed(*open);
+}
+
+// A folder that was checked for its open files alone is checked no longer without one.
+void session::close(const json &params) {
+  const std::string path = path_in(params);
+  files_.close(path);
+  std::erase_if(groups_, [this](const auto &known) {
+    if (known.first == configured_) return false;
+    return std::none_of(files_.documents().begin(), files_.documents().end(),
+                        [&](const auto &open) { return folder_of(open.first) == known.first; });
+  });
+}
+
+// ---- Findings ----
+
+void session::collect(group &into) {
+  const workspace &from = *into.of;
+  into.findings.clear();
+  into.remarks.clear();
+  for (const auto &[path, open] : files_.documents()) {
+    if (from.has(path)) into.findings[path] = {json::array(), open.version};
+  }
+  for (const check::finding &found : from.found().all()) {
+    if (found.file == from.data_path()) {
+      const size_t line = static_cast<size_t>(std::max(found.line, 1)) - 1;
+      into.findings[found.file].diagnostics.push_back(diagnostic(found, {{line, 0}, {line + 1, 0}}));
+    } else if (from.has(found.file)) {
+      const range where = line_range(*files_.text_of(found.file), found.line);
+      into.findings[found.file].diagnostics.push_back(diagnostic(found, where));
+    } else {
+      into.remarks.insert(found.file + ": " + found.message);
+    }
+  }
+  if (!from.data_fault().empty()) into.remarks.insert(from.data_fault());
+}
+
+void session::publish() {
+  std::map<std::string, published> now;
+  std::set<std::string> remarks;
+  for (auto &[directories, known] : groups_) {
+    if (known.of->refresh()) collect(known);
+    now.insert(known.findings.begin(), known.findings.end());
+    remarks.insert(known.remarks.begin(), known.remarks.end());
+  }
+  for (const auto &[path, gone] : published_) {
+    if (!now.contains(path) && !gone.diagnostics.empty()) now[path] = {json::array(), std::nullopt};
+  }
+  for (const auto &[path, found] : now) {
+    const auto before = published_.find(path);
+    if (before != published_.end() && before->second == found) continue;
+    json params = {{"uri", files_.uri_of(path)}, {"diagnostics", found.diagnostics}};
+    if (found.version) params["version"] = *found.version;
+    notify("textDocument/publishDiagnostics", std::move(params));
+  }
+  published_ = std::move(now);
+  for (const std::string &remark : remarks) {
+    if (!shown_.contains(remark)) show(weight_warning, "tovra: " + visible(remark));
+  }
+  shown_ = std::move(remarks);
+}
+
+// ---- Questions ----
+
+session::place session::place_in(const json &params) {
+  const std::string path = path_in(params);
+  if (files_.find(path) == nullptr) throw refusal(invalid_params, uri_in(params) + " is not open");
+  const position at = position_in(params.at("position"));
+  return {workspace_of(path), path, files_.text_of(path)->offset_of(at)};
+}
+
+json session::formatted(const json &params) {
+  const std::string path = path_in(params);
+  const document *open = files_.find(path);
+  if (open == nullptr) throw refusal(invalid_params, uri_in(params) + " is not open");
+  std::string why;
+  const auto made = fmt::formatted_alike(open->text.bytes(), why);
+  if (!made) throw refusal(request_failed, fs::path(path).filename().string() + why);
+  return edits_between(open->text, *made);
+}
+
+json session::outline(const json &params) {
+  const std::string path = path_in(params);
+  if (files_.find(path) == nullptr) throw refusal(invalid_params, uri_in(params) + " is not open");
+  return outline_of(workspace_of(path), path);
+}
+
+json session::nodes(const json &params) {
+  const std::string part = params.at("query").get<std::string>();
+  json all = json::array();
+  for (auto &[directories, known] : groups_) {
+    if (known.of->refresh()) collect(known);
+    for (json &one : nodes_named(*known.of, part)) all.push_back(std::move(one));
+  }
+  return all;
+}
+
+json session::definition(const json &params) {
+  const place at = place_in(params);
+  return definition_at(at.in, at.path, at.offset);
+}
+
+json session::references(const json &params) {
+  const place at = place_in(params);
+  const json about = params.value("context", json::object());
+  const bool with_definition = about.is_object() && about.value("includeDeclaration", json()) == true;
+  return references_at(at.in, at.path, at.offset, with_definition);
+}
+
+json session::completions(const json &params) {
+  const place at = place_in(params);
+  return completions_at(at.in, at.path, at.offset);
+}
+
+json session::hover(const json &params) {
+  const place at = place_in(params);
+  return hover_at(at.in, at.path, at.offset);
+}
+
+json session::id_range(const json &params) {
+  const place at = place_in(params);
+  return id_range_at(at.in, at.path, at.offset);
+}
+
+json session::rename(const json &params) {
+  const place at = place_in(params);
+  const std::string name = params.at("newName").get<std::string>();
+  if (name.empty() || name != check::trimmed(name) || name.find_first_of("\r\n") != name.npos) {
+    throw refusal(invalid_params, "an id is a line of text without blanks around it");
+  }
+  if (at.in.set().by_id(name) != nullptr) throw refusal(request_failed, name + " is there");
+  return rename_at(at.in, at.path, at.offset, name);
+}
+
+json session::answer(const std::string &method, const json &params) {
+  static constexpr struct {
+    const char *method;
+    json (session::*answer)(const json &);
+  } questions[] = {
+      {"textDocument/definition", &session::definition},  {"textDocument/references", &session::references},
+      {"textDocument/completion", &session::completions}, {"textDocument/hover", &session::hover},
+      {"textDocument/prepareRename", &session::id_range}, {"textDocument/rename", &session::rename},
+      {"textDocument/documentSymbol", &session::outline}, {"workspace/symbol", &session::nodes},
+      {"textDocument/formatting", &session::formatted},
+  };
+  for (const auto &question : questions) {
+    if (method == question.method) return (this->*question.answer)(params);
+  }
+  throw refusal(method_not_found, "no method is " + method);
+}
+
+} // namespace tovra::lsp

@@ -1,0 +1,147 @@
+// Templates that belong together.
+#include "workspace.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include "../output.hpp"
+#include "../write_file.hpp"
+
+namespace tovra::lsp {
+
+namespace fs = std::filesystem;
+
+workspace::workspace(std::string directories, std::string data, const lsp::files &files, explainer explain)
+    : directories_(std::move(directories)), data_path_(std::move(data)), files_(files),
+      explain_(std::move(explain)) {}
+
+void workspace::read_data() {
+  const kept_lines said; // why it cannot be read
+  data_fault_.clear();
+  std::error_code failure;
+  if (fs::exists(data_path_, failure) && !fs::is_regular_file(data_path_, failure)) {
+    data_.reset();
+    data_fault_ = data_path_ + ": not a regular file";
+    return;
+  }
+  data_ = check::read_data(data_path_);
+  if (!data_) data_fault_ = said.text();
+}
+
+bool workspace::refresh() {
+  lsp::files::state now = files_.state_of(directories_);
+  const file_stamp data_now = data_path_.empty() ? file_stamp() : stamp_of(data_path_);
+  const bool data_changed = !data_path_.empty() && (!made_ || data_now != data_stamp_);
+  if (made_ && !data_changed && now == read_) return false;
+  if (data_changed) read_data();
+  made_ = std::make_unique<check::inspection>(check::inspect(directories_, data(), files_));
+  read_ = std::move(now);
+  data_stamp_ = data_now;
+  rendered_.clear();
+  records_.clear();
+  for (const record &record : made_->set.records) records_[record.file].push_back(&record);
+  return true;
+}
+
+bool workspace::has(const std::string &path) const {
+  return std::find(set().files.begin(), set().files.end(), path) != set().files.end();
+}
+
+const std::vector<const record *> &workspace::records_of(const std::string &file) const {
+  static const std::vector<const record *> none;
+  const auto found = records_.find(file);
+  return found != records_.end() ? found->second : none;
+}
+
+const record *workspace::record_at(const std::string &file, int line) const {
+  const auto &all = records_of(file);
+  const auto after = std::upper_bound(all.begin(), all.end(), line,
+                                      [](int wanted, const record *at) { return wanted < at->first_number; });
+  return after != all.begin() ? after[-1] : nullptr;
+}
+
+namespace {
+
+// The templates as the editor has them: folders with links to the files, and the texts of those that differ.
+class unsaved_templates {
+public:
+  unsaved_templates(const std::string &directories, const files &all) : given_(directories) {
+    const bool all_saved =
+        std::none_of(all.documents().begin(), all.documents().end(), [](const auto &document) {
+          std::string saved;
+          return check::text_source().read(document.first, saved) != 0 ||
+                 saved != document.second.text.bytes();
+        });
+    if (all_saved) return;
+    std::string name = (fs::temp_directory_path() / "tovra-lsp-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+      throw fs::filesystem_error("mkdtemp", name, std::error_code(errno, std::generic_category()));
+    }
+    folder_ = name;
+    std::istringstream list(directories);
+    for (std::string directory; std::getline(list, directory, ':');) fill(directory, all);
+  }
+  ~unsaved_templates() {
+    std::error_code none;
+    if (!folder_.empty()) fs::remove_all(folder_, none);
+  }
+  unsaved_templates(const unsaved_templates &) = delete;
+  unsaved_templates &operator=(const unsaved_templates &) = delete;
+
+  std::string directories() const { return folder_.empty() ? given_ : made_; }
+  // A text with the folders called what they stand for.
+  std::string told(std::string text) const {
+    for (const auto &[folder, directory] : folders_) {
+      const std::string from = folder + "/", to = directory + "/";
+      for (size_t at = text.find(from); at != text.npos; at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+      }
+    }
+    return text;
+  }
+
+private:
+  void fill(const std::string &directory, const files &all) {
+    const std::string folder = folder_ + "/" + std::to_string(folders_.size());
+    fs::create_directory(folder);
+    std::error_code failure;
+    for (const std::string &name : all.names_in(directory, failure)) {
+      if (!name.ends_with(".tvr")) continue;
+      const std::string path = directory + "/" + name;
+      const auto open = all.documents().find(path);
+      if (open == all.documents().end()) {
+        fs::create_symlink(path, folder + "/" + name);
+      } else {
+        write_file(folder + "/" + name, open->second.text.bytes());
+      }
+    }
+    made_ += (made_.empty() ? "" : ":") + folder;
+    folders_.emplace_back(folder, directory);
+  }
+
+  const std::string given_;
+  std::string folder_;
+  std::string made_;
+  std::vector<std::pair<std::string, std::string>> folders_;
+};
+
+} // namespace
+
+std::optional<explained> workspace::render_of(const std::string &id) {
+  if (!data_ || !explain_) return std::nullopt;
+  if (const auto known = rendered_.find(id); known != rendered_.end()) return known->second;
+  explained made;
+  try {
+    const unsaved_templates templates(directories_, files_);
+    made = explain_(id, templates.directories(), data_path_);
+    made.failure = templates.told(made.failure);
+  } catch (const fs::filesystem_error &wrong) {
+    made.failure = wrong.what();
+  }
+  return rendered_.emplace(id, std::move(made)).first->second;
+}
+
+} // namespace tovra::lsp

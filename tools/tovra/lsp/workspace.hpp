@@ -1,0 +1,65 @@
+// Templates that belong together, checked whenever one of them or their data has changed.
+#pragma once
+
+#include <functional>
+
+#include "../check/inspect.hpp"
+#include "files.hpp"
+
+namespace tovra::lsp {
+
+using check::record;
+using check::word;
+
+// One render of a node by `tovra explain --format json`: its output, or why there is none.
+struct explained {
+  std::string output;
+  std::string failure;
+};
+using explainer =
+    std::function<explained(const std::string &id, const std::string &directories, const std::string &data)>;
+
+class workspace {
+public:
+  // The paths are absolute, the data may be none; the files outlive it.
+  workspace(std::string directories, std::string data, const lsp::files &files, explainer explain);
+
+  // Checks again when what was read is no longer what is there. True: it was checked again.
+  bool refresh();
+
+  // As of the last refresh.
+  const check::template_set &set() const { return made_->set; }
+  const check::walks &ways() const { return made_->ways; }
+  const check::findings &found() const { return made_->found; }
+  const check::data_set *data() const { return data_ ? &*data_ : nullptr; }
+  const std::string &data_fault() const { return data_fault_; } // why there is none though it is named
+
+  bool has(const std::string &path) const; // a file that is checked
+  // The records of a file, in their order.
+  const std::vector<const record *> &records_of(const std::string &file) const;
+  // That a line of a file belongs to, or none.
+  const record *record_at(const std::string &file, int line) const;
+  // What a render with the data makes of a node, with the texts as they are: none without data.
+  std::optional<explained> render_of(const std::string &id);
+
+  const lsp::files &files() const { return files_; }
+  const std::string &directories() const { return directories_; }
+  const std::string &data_path() const { return data_path_; }
+
+private:
+  void read_data();
+
+  const std::string directories_;
+  const std::string data_path_;
+  const lsp::files &files_;
+  const explainer explain_;
+  lsp::files::state read_;
+  file_stamp data_stamp_;
+  std::optional<check::data_set> data_;
+  std::string data_fault_;
+  std::unique_ptr<check::inspection> made_;
+  std::map<std::string, std::vector<const record *>> records_;
+  std::map<std::string, explained> rendered_; // by id
+};
+
+} // namespace tovra::lsp
