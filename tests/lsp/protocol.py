@@ -154,7 +154,7 @@ HOVERS = [
     ("ports", "Ord^erby: speed", ["Sorts the records", "Read in: get_collection"], ["In scope"]),
     ("ports", "Op: push_m^ode", ["Walks another node"], []),
     ("ports", "Fmt: sp^eed %s", ["```\n speed 100\n speed 1000\n```", "a record of `/sys?port`, by `ports` (ports.tvr:2)"], []),
-    ("ports", "Dest: port^-mode", ["**port-mode** no_op, ports.tvr:22"], []),
+    ("ports", "Dest: port^-mode", ["**port-mode** `no_op`, ports.tvr:22"], []),
     ("ports", "Props: /sy^s?port speed:0", ["**/sys/port** 2 records", "Read by `ports`"], []),
     ("ports", "Props: /sys?port spe^ed:0", ["**speed** of `/sys/port`"], ["does not have"]),
     ("ports", "Uri: /sys/port;na^me=$?address", ["**/sys/port/address** 1 record"], []),
@@ -244,7 +244,7 @@ def test_hover(space):
     check("hover of unsaved text", " rate 100\n" in space.ask("hover", "ports", "Fmt: ra^te %s")["contents"]["value"], True)
     space.client.change(path, PORTS.replace("Op: no_op", "Op: wrong"), 61)
     value = space.ask("hover", "ports", "Fmt: sp^eed %s")["contents"]["value"]
-    check("hover of what does not load", f"not rendered: {path}:23: Invalid Op in node: wrong" in value, True)
+    check("hover of what does not load", "not rendered: ports.tvr:23: Invalid Op in node: wrong" in value, True)
     space.client.change(path, PORTS, 62)
 
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <sstream>
 
 #include "meanings.hpp"
@@ -91,41 +92,69 @@ void say_scope(marked &out, const workspace &in, const record &node) {
   out.say("In scope" + (ways > 1 ? ", on the first of " + std::to_string(ways) + " ways" : "") + ":" + words);
 }
 
-// What the walks of a node did, of the output of `tovra explain`: a JSON object a line.
-void say_render(marked &out, const explained &rendered) {
-  std::istringstream lines(rendered.output);
-  std::string shown, instead;
-  size_t walks = 0, written = 0, others = 0;
-  for (std::string line; std::getline(lines, line); ++walks) {
-    if (written > most_shown && others > most_shown) continue;
-    const json visit = json::parse(line, nullptr, false);
-    if (!visit.is_object()) continue;
-    if (visit.contains("never")) return out.say("With the data: " + visit.value("never", ""));
+// What else than a line came of walks: how often, and the first time in full.
+struct other_outcome {
+  size_t times = 0;
+  std::string told;
+  std::string record;
+};
+
+// What the walks of a node did.
+struct walked {
+  size_t lines = 0;
+  std::string shown;                           // the first lines
+  std::map<std::string, other_outcome> others; // by the short name of the reason, or what is told
+  std::string never;                           // why it was not walked
+
+  void take(const json &visit) {
+    never = visit.value("never", "");
     for (const json &outcome : visit.value("outcomes", json::array())) {
-      const bool is_line = outcome.contains("number");
-      if ((is_line ? ++written : ++others) > most_shown) continue;
       const std::string told = outcome.value("told", "");
-      if (is_line) {
-        shown += (shown.empty() ? "" : "\n") + told;
-      } else {
-        const std::string of = visit.value("record", "");
-        instead += "\n- " + (of.empty() ? "" : code(of) + ": ") + told;
+      if (outcome.contains("number")) {
+        if (++lines <= most_shown) shown += (shown.empty() ? "" : "\n") + told;
+        continue;
       }
+      other_outcome &other = others[outcome.value("reason", told)];
+      if (other.times++ == 0) other = {1, told, visit.value("record", "")};
     }
   }
-  if (!shown.empty()) {
-    out.say("With the data" + std::string(walks > written ? ", the first lines" : "") + ":");
-    out.show(shown);
+};
+
+// Of the output of `tovra explain`: a JSON object a line.
+walked read_walks(const std::string &output) {
+  walked made;
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) {
+    const json visit = json::parse(line, nullptr, false);
+    if (visit.is_object()) made.take(visit);
   }
-  if (!instead.empty()) out.say((shown.empty() ? "With the data:" : "And else:") + instead);
-  if (walks > most_shown) out.say("It is walked " + std::to_string(walks) + " times.");
-  if (shown.empty() && instead.empty() && !rendered.failure.empty()) {
+  return made;
+}
+
+void say_render(marked &out, const explained &rendered) {
+  const walked made = read_walks(rendered.output);
+  if (!made.never.empty()) return out.say("With the data: " + made.never);
+  if (made.lines > 0) {
+    const bool all = made.lines <= most_shown;
+    out.say("With the data" + (all ? ":" : ", the first of " + std::to_string(made.lines) + " lines:"));
+    out.show(made.shown);
+  }
+  std::string words;
+  size_t told = 0;
+  for (const auto &[reason, other] : made.others) {
+    if (++told > most_shown) break;
+    words += "\n- " + other.told;
+    if (other.times > 1) words += ", " + std::to_string(other.times) + " times";
+    if (!other.record.empty()) words += (other.times > 1 ? ", first for " : ", for ") + code(other.record);
+  }
+  if (!words.empty()) out.say((made.lines > 0 ? "And else:" : "With the data:") + words);
+  if (made.lines == 0 && words.empty() && !rendered.failure.empty()) {
     out.say("The data is not rendered: " + rendered.failure);
   }
 }
 
 void say_node(marked &out, workspace &in, const record &node) {
-  out.say("**" + node.id + "** " + node.op + ", " + place_of(node));
+  out.say("**" + node.id + "** " + code(node.op) + ", " + place_of(node));
   if (const auto rendered = in.render_of(node.id)) say_render(out, *rendered);
   say_scope(out, in, node);
 }

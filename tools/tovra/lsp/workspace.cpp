@@ -92,20 +92,10 @@ public:
   unsaved_templates &operator=(const unsaved_templates &) = delete;
 
   std::string directories() const { return folder_.empty() ? given_ : made_; }
-  // A text with the folders called what they stand for.
-  std::string told(std::string text) const {
-    for (const auto &[folder, directory] : folders_) {
-      const std::string from = folder + "/", to = directory + "/";
-      for (size_t at = text.find(from); at != text.npos; at = text.find(from, at + to.size())) {
-        text.replace(at, from.size(), to);
-      }
-    }
-    return text;
-  }
 
 private:
   void fill(const std::string &directory, const files &all) {
-    const std::string folder = folder_ + "/" + std::to_string(folders_.size());
+    const std::string folder = folder_ + "/" + std::to_string(folders_);
     fs::create_directory(folder);
     std::error_code failure;
     for (const std::string &name : all.names_in(directory, failure)) {
@@ -119,16 +109,28 @@ private:
       }
     }
     made_ += (made_.empty() ? "" : ":") + folder;
-    folders_.emplace_back(folder, directory);
+    ++folders_;
   }
 
   const std::string given_;
   std::string folder_;
   std::string made_;
-  std::vector<std::pair<std::string, std::string>> folders_;
+  size_t folders_ = 0;
 };
 
 } // namespace
+
+// A text with the files of the directories called by their names alone: a folder may be one of unsaved texts.
+static std::string with_plain_names(std::string text, const std::string &directories) {
+  std::istringstream list(directories);
+  for (std::string folder; std::getline(list, folder, ':');) {
+    folder += "/";
+    for (size_t at = text.find(folder); at != text.npos; at = text.find(folder, at)) {
+      text.erase(at, folder.size());
+    }
+  }
+  return text;
+}
 
 std::optional<explained> workspace::render_of(const std::string &id) {
   if (!data_ || !explain_) return std::nullopt;
@@ -137,7 +139,8 @@ std::optional<explained> workspace::render_of(const std::string &id) {
   try {
     const unsaved_templates templates(directories_, files_);
     made = explain_(id, templates.directories(), data_path_);
-    made.failure = templates.told(made.failure);
+    made.output = with_plain_names(std::move(made.output), templates.directories());
+    made.failure = with_plain_names(std::move(made.failure), templates.directories());
   } catch (const fs::filesystem_error &wrong) {
     made.failure = wrong.what();
   }
