@@ -17,35 +17,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-enum message_weight { weight_error = 1, weight_warning = 2 };
-
-size_t number_in(const json &of, const char *name) {
-  const json &number = of.at(name);
-  if (!number.is_number_unsigned()) throw refusal(invalid_params, std::string(name) + " is no number from 0");
-  return number.get<size_t>();
-}
-
-position position_in(const json &at) {
-  return {number_in(at, "line"), number_in(at, "character")};
-}
-
-std::string uri_in(const json &params) {
-  return params.at("textDocument").at("uri").get<std::string>();
-}
-
-std::string path_in(const json &params) {
-  const std::string uri = uri_in(params);
-  const auto path = path_of_uri(uri);
-  if (!path) throw refusal(invalid_params, uri + " is no file");
-  return *path;
-}
-
-std::optional<int64_t> version_in(const json &document) {
-  const auto found = document.find("version");
-  if (found == document.end() || !found->is_number_integer()) return std::nullopt;
-  return found->get<int64_t>();
-}
-
 std::string folder_of(const std::string &path) {
   return fs::path(path).parent_path().string();
 }
@@ -69,38 +40,6 @@ std::string directories_in(const json &given) {
   return all;
 }
 
-// One edit that makes a text of another: of whole lines.
-json edits_between(const text &before, const std::string &after) {
-  const std::string &old = before.bytes();
-  if (old == after) return json::array();
-  const size_t most = std::min(old.size(), after.size());
-  size_t begin = static_cast<size_t>(
-      std::mismatch(old.begin(), old.begin() + static_cast<std::ptrdiff_t>(most), after.begin()).first -
-      old.begin());
-  begin = begin == 0 ? 0 : old.rfind('\n', begin - 1) + 1;
-  size_t same = 0; // at the end
-  while (same < most - begin && old[old.size() - same - 1] == after[after.size() - same - 1]) ++same;
-  const size_t line = old.find('\n', old.size() - same);
-  const size_t kept = same == 0 || line == old.npos ? 0 : old.size() - line - 1;
-  return json::array({{{"range", as_json(before.range_of({begin, old.size() - kept}))},
-                       {"newText", after.substr(begin, after.size() - kept - begin)}}});
-}
-
-json diagnostic(const check::finding &found, const range &where) {
-  return {{"range", as_json(where)},
-          {"severity", found.weight == check::severity::error ? 1 : 2},
-          {"code", found.id},
-          {"source", "tovra"},
-          {"message", visible(found.message)}};
-}
-
-// The text of a line, without the blanks around it.
-range line_range(const text &of, int number) {
-  const span line = of.loader_line(std::max(number, 1));
-  const auto words = words_of(of, line);
-  return of.range_of(words.empty() ? line : span{words.front().begin, words.back().end});
-}
-
 } // namespace
 
 void session::notify(const char *method, json params) {
@@ -121,7 +60,8 @@ std::string session::absolute(const std::string &path) const {
 }
 
 void session::begin(const json &params) {
-  root_ = fs::current_path().string();
+  std::error_code failure;
+  root_ = fs::current_path(failure).string();
   json root = params.value("rootUri", json());
   const json folders = params.value("workspaceFolders", json());
   if (!root.is_string() && folders.is_array() && !folders.empty()) root = folders[0].value("uri", json());
@@ -241,54 +181,6 @@ void session::close(const json &params) {
   });
 }
 
-// ---- Findings ----
-
-void session::collect(group &into) {
-  const workspace &from = *into.of;
-  into.findings.clear();
-  into.remarks.clear();
-  for (const auto &[path, open] : files_.documents()) {
-    if (from.has(path)) into.findings[path] = {json::array(), open.version};
-  }
-  for (const check::finding &found : from.found().all()) {
-    if (found.file == from.data_path()) {
-      const size_t line = static_cast<size_t>(std::max(found.line, 1)) - 1;
-      into.findings[found.file].diagnostics.push_back(diagnostic(found, {{line, 0}, {line + 1, 0}}));
-    } else if (from.has(found.file)) {
-      const range where = line_range(*files_.text_of(found.file), found.line);
-      into.findings[found.file].diagnostics.push_back(diagnostic(found, where));
-    } else {
-      into.remarks.insert(found.file + ": " + found.message);
-    }
-  }
-  if (!from.data_fault().empty()) into.remarks.insert(from.data_fault());
-}
-
-void session::publish() {
-  std::map<std::string, published> now;
-  std::set<std::string> remarks;
-  for (auto &[directories, known] : groups_) {
-    if (known.of->refresh()) collect(known);
-    now.insert(known.findings.begin(), known.findings.end());
-    remarks.insert(known.remarks.begin(), known.remarks.end());
-  }
-  for (const auto &[path, gone] : published_) {
-    if (!now.contains(path) && !gone.diagnostics.empty()) now[path] = {json::array(), std::nullopt};
-  }
-  for (const auto &[path, found] : now) {
-    const auto before = published_.find(path);
-    if (before != published_.end() && before->second == found) continue;
-    json params = {{"uri", files_.uri_of(path)}, {"diagnostics", found.diagnostics}};
-    if (found.version) params["version"] = *found.version;
-    notify("textDocument/publishDiagnostics", std::move(params));
-  }
-  published_ = std::move(now);
-  for (const std::string &remark : remarks) {
-    if (!shown_.contains(remark)) show(weight_warning, "tovra: " + visible(remark));
-  }
-  shown_ = std::move(remarks);
-}
-
 // ---- Questions ----
 
 session::place session::place_in(const json &params) {
@@ -305,7 +197,9 @@ json session::formatted(const json &params) {
   std::string why;
   const auto made = fmt::formatted_alike(open->text.bytes(), why);
   if (!made) throw refusal(request_failed, fs::path(path).filename().string() + why);
-  return edits_between(open->text, *made);
+  const auto change = change_between(open->text, *made);
+  if (!change) return json::array();
+  return json::array({{{"range", as_json(change->where)}, {"newText", change->with}}});
 }
 
 json session::outline(const json &params) {

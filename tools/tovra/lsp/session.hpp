@@ -3,36 +3,21 @@
 
 #include <functional>
 #include <set>
-#include <stdexcept>
 
 #include "../commands.hpp"
-#include "json.hpp"
+#include "params.hpp"
 #include "workspace.hpp"
 
 namespace tovra::lsp {
 
 using sender = std::function<void(const json &message)>;
 
+enum message_weight { weight_error = 1, weight_warning = 2 };
+
 // What is checked. Paths that are not absolute begin at the client's root.
 struct settings {
   std::optional<std::string> templates; // directories, separated by ':'
   std::string data;
-};
-
-enum error_code {
-  parse_error = -32700,
-  invalid_request = -32600,
-  method_not_found = -32601,
-  invalid_params = -32602,
-  not_initialized = -32002,
-  request_canceled = -32800,
-  request_failed = -32803
-};
-
-// A request that is answered with an error.
-struct refusal : std::runtime_error {
-  refusal(error_code why, const std::string &message) : std::runtime_error(message), code(why) {}
-  error_code code;
 };
 
 class session {

@@ -88,4 +88,19 @@ int text::loader_line_at(size_t offset) const {
   return static_cast<int>(last_start(loader_starts_, std::min(offset, bytes_.size()))) + 1;
 }
 
+std::optional<change> change_between(const text &before, const std::string &after) {
+  const std::string &old = before.bytes();
+  if (old == after) return std::nullopt;
+  const size_t most = std::min(old.size(), after.size());
+  const auto middle = old.begin() + static_cast<std::ptrdiff_t>(most);
+  auto begin = static_cast<size_t>(std::mismatch(old.begin(), middle, after.begin()).first - old.begin());
+  begin = begin == 0 ? 0 : old.rfind('\n', begin - 1) + 1;
+  size_t same = 0; // at the end
+  while (same < most - begin && old[old.size() - same - 1] == after[after.size() - same - 1]) ++same;
+  const size_t line = old.find('\n', old.size() - same);
+  const size_t kept = same == 0 || line == old.npos ? 0 : old.size() - line - 1;
+  return change{before.range_of({begin, old.size() - kept}),
+                after.substr(begin, after.size() - kept - begin)};
+}
+
 } // namespace tovra::lsp

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,5 +48,12 @@ private:
   std::vector<size_t> starts_;        // of lines, which end with LF, CR LF or CR
   std::vector<size_t> loader_starts_; // of lines that end with LF
 };
+
+// One change of whole lines that makes a text of another; none when they are the same.
+struct change {
+  range where;
+  std::string with;
+};
+std::optional<change> change_between(const text &before, const std::string &after);
 
 } // namespace tovra::lsp

@@ -65,15 +65,19 @@ const record *workspace::record_at(const std::string &file, int line) const {
 
 namespace {
 
+bool is_saved(const std::string &path, const std::string &text) {
+  std::error_code failure;
+  std::string saved; // of a pipe nothing is read
+  return fs::is_regular_file(path, failure) && check::text_source().read(path, saved) == 0 && saved == text;
+}
+
 // The templates as the editor has them: folders with links to the files, and the texts of those that differ.
 class unsaved_templates {
 public:
   unsaved_templates(const std::string &directories, const files &all) : given_(directories) {
     const bool all_saved =
-        std::none_of(all.documents().begin(), all.documents().end(), [](const auto &document) {
-          std::string saved;
-          return check::text_source().read(document.first, saved) != 0 ||
-                 saved != document.second.text.bytes();
+        std::all_of(all.documents().begin(), all.documents().end(), [](const auto &document) {
+          return is_saved(document.first, document.second.text.bytes());
         });
     if (all_saved) return;
     std::string name = (fs::temp_directory_path() / "tovra-lsp-XXXXXX").string();
