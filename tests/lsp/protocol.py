@@ -131,8 +131,8 @@ LINKS = [
 
 # A file, a line and what is written instead of it, with the place; what is offered first, and what is not.
 COMPLETIONS = [
-    ("ports", "Fmt: speed %s", "^", ["Cmd: ", "Parent Cmd: ", "Op: "], ["Cmd:"]),
-    ("ports", "Fmt: speed %s", "  Pr^", ["Cmd: ", "Parent Cmd: ", "Op: ", "Fmt: ", "Props: "], []),
+    ("ports", "Fmt: speed %s", "^", ["Cmd:", "Parent Cmd:", "Op:"], []),
+    ("ports", "Fmt: speed %s", "  Pr^", ["Cmd:", "Parent Cmd:", "Op:", "Fmt:", "Props:"], []),
     ("ports", "Op: no_op", "Op: ^", ["no_op", "push_mode", "get_collection", "get_one", "print_if", "iter"], []),
     ("ports", "Dest: port-mode", "Dest: p^", ["ports", "port", "into-port", "port-mode"], []),
     ("ports", "Parent Cmd: port", "Parent Cmd: ^", ["ports", "port"], []),

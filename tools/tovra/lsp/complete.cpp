@@ -37,7 +37,7 @@ public:
   void add(const std::string &text, item_kind kind, const std::string &detail,
            const std::string &about = "") {
     if (!known_.insert(text).second) return;
-    json item = {{"label", text},
+    json item = {{"label", check::trimmed(text)},
                  {"kind", kind},
                  {"detail", detail},
                  {"sortText", std::to_string(10000 + known_.size())},

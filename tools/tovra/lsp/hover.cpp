@@ -81,7 +81,10 @@ void say_scope(marked &out, const workspace &in, const record &node) {
     if (visit.at != &node) continue;
     if (++ways == 1) shown = &visit;
   }
-  if (shown == nullptr) return out.say("No walk comes here from where a render begins.");
+  if (shown == nullptr) {
+    if (in.ways().complete) out.say("No walk comes here from where a render begins.");
+    return;
+  }
   std::string words;
   for (const auto *stack : {shown->in.records, shown->in.groups}) {
     for (const check::frame *at = stack; at != nullptr; at = at->below) {

@@ -136,8 +136,9 @@ void session::take(const std::string &method, const json &params) {
     } else if (method == "textDocument/didClose") {
       close(params);
     } else if (method == "workspace/didChangeConfiguration") {
-      const json given = params.value("settings", json());
-      if (given.is_object()) take_settings(given.value("tovra", json()));
+      const json given = params.at("settings");
+      if (!given.is_object() || !given.contains("tovra")) return;
+      take_settings(given["tovra"]);
       set_up();
     } // others tell what a look at the files finds out
   } catch (const refusal &wrong) {
