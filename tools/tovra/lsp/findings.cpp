@@ -31,7 +31,7 @@ void session::collect(group &into) {
   into.findings.clear();
   into.remarks.clear();
   for (const auto &[path, open] : files_.documents()) {
-    if (from.has(path)) into.findings[path] = {json::array(), open.version};
+    if (from.has(path)) into.findings[path] = {{}, open.version};
   }
   for (const check::finding &found : from.found().all()) {
     if (found.file == from.data_path()) {
@@ -56,7 +56,7 @@ void session::publish() {
     remarks.insert(known.remarks.begin(), known.remarks.end());
   }
   for (const auto &[path, gone] : published_) {
-    if (!now.contains(path) && !gone.diagnostics.empty()) now[path] = {json::array(), std::nullopt};
+    if (!now.contains(path) && !gone.diagnostics.empty()) now[path] = {{}, std::nullopt};
   }
   for (const auto &[path, found] : now) {
     const auto before = published_.find(path);

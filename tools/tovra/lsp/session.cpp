@@ -136,7 +136,7 @@ void session::take(const std::string &method, const json &params) {
     } else if (method == "textDocument/didClose") {
       close(params);
     } else if (method == "workspace/didChangeConfiguration") {
-      const json given = params.at("settings");
+      const json &given = params.at("settings");
       if (!given.is_object() || !given.contains("tovra")) return;
       take_settings(given["tovra"]);
       set_up();

@@ -34,7 +34,7 @@ public:
 private:
   // What the client has of a file.
   struct published {
-    json diagnostics;
+    std::vector<json> diagnostics;
     std::optional<int64_t> version;
     bool operator==(const published &) const = default;
   };
