@@ -29,7 +29,8 @@ void database::fail(int code) const {
 }
 
 void database::run(const char *sql) {
-  if (const int code = sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr); code != SQLITE_OK) fail(code);
+  if (const int code = sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr); code != SQLITE_OK)
+    fail(code);
 }
 
 int64_t database::pragma(const char *name) {
@@ -39,7 +40,8 @@ int64_t database::pragma(const char *name) {
 
 statement::statement(database &in, const char *sql) : in_(in) {
   sqlite3_stmt *made = nullptr;
-  if (const int code = sqlite3_prepare_v2(in.get(), sql, -1, &made, nullptr); code != SQLITE_OK) in.fail(code);
+  if (const int code = sqlite3_prepare_v2(in.get(), sql, -1, &made, nullptr); code != SQLITE_OK)
+    in.fail(code);
   made_.reset(made);
 }
 
@@ -72,7 +74,8 @@ std::string_view statement::text(int column) const {
   }
   const unsigned char *start = sqlite3_column_text(made_.get(), column);
   if (start == nullptr) throw std::bad_alloc();
-  return {reinterpret_cast<const char *>(start), static_cast<size_t>(sqlite3_column_bytes(made_.get(), column))};
+  return {reinterpret_cast<const char *>(start),
+          static_cast<size_t>(sqlite3_column_bytes(made_.get(), column))};
 }
 
 int64_t statement::number(int column) const {

@@ -27,7 +27,8 @@ public:
     // Two paths at most: those of the root's collections.
     std::string sql = "SELECT location, relative, properties FROM record";
     // Without counts of its rows the library would rather read all of a path.
-    if (wanted.of != path) sql += wanted.of == parent ? " INDEXED BY record_by_parent" : " INDEXED BY record_by_uri";
+    if (wanted.of != path)
+      sql += wanted.of == parent ? " INDEXED BY record_by_parent" : " INDEXED BY record_by_uri";
     sql += wanted.paths.size() == 1 ? " WHERE path = ?1" : " WHERE path IN (?1, ?3)";
     if (wanted.of != path) sql += wanted.of == parent ? " AND parent = ?2" : " AND relative = ?2";
     statement rows(data_, (sql + " ORDER BY position").c_str());
@@ -46,8 +47,9 @@ public:
   }
 
   void read_all(const take_record &take) override {
-    statement rows(data_, "SELECT location, relative, properties FROM record JOIN path ON record.path = path.id "
-                          "WHERE path.device = ? ORDER BY record.position");
+    statement rows(data_,
+                   "SELECT location, relative, properties FROM record JOIN path ON record.path = path.id "
+                   "WHERE path.device = ? ORDER BY record.position");
     rows.bind(1, device_);
     tell(rows, take);
   }
@@ -74,7 +76,8 @@ private:
     if (mark != layout_mark) throw store::source_failure{ZU_FAILED, "not a database of devices"};
     if (version != layout_version) {
       throw store::source_failure{ZU_FAILED, "its tables are of version " + std::to_string(version) +
-                                                 ", this program reads version " + std::to_string(layout_version)};
+                                                 ", this program reads version " +
+                                                 std::to_string(layout_version)};
     }
     return true;
   }
@@ -93,13 +96,15 @@ private:
     if (count > names_told) names += ", ...";
     if (count == 0) throw store::source_failure{ZU_FAILED, "it has no device"};
     throw store::source_failure{
-        ZU_FAILED, (device.empty() ? "?device=NAME must say which: " : "no device is '" + device + "', but: ") + names};
+        ZU_FAILED,
+        (device.empty() ? "?device=NAME must say which: " : "no device is '" + device + "', but: ") + names};
   }
 
   const known_path &find_path(const std::string &path) {
     const auto [at, fresh] = paths_.try_emplace(path);
     if (!fresh) return at->second;
-    statement rows(data_, "SELECT id, pattern, keys, declared, others FROM path WHERE device = ? AND path = ?");
+    statement rows(data_,
+                   "SELECT id, pattern, keys, declared, others FROM path WHERE device = ? AND path = ?");
     rows.bind(1, device_).bind(2, path);
     if (rows.step()) {
       known_path found{rows.number(0), {}};

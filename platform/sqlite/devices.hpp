@@ -23,8 +23,8 @@ struct given_record {
   std::string properties; // a JSON object
 };
 
-// Puts a device in the place of what the file has under its name, in one transaction: whole once it is finished,
-// else not at all.
+// Puts a device in the place of what the file has under its name, in one transaction: whole once it is
+// finished, else not at all.
 class device_writer {
 public:
   virtual ~device_writer() = default;

@@ -79,7 +79,8 @@ public:
     zu_sqlite::given_path made = made_[i].known;
     zu_do_ntlist *columns = zuapi::shape_columns(data_.paths[i].form);
     for (size_t slot = 1; slot < zu_do_ntlist_get_len(columns); ++slot) { // but for `_uri`
-      const std::string name = zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, slot)));
+      const std::string name =
+          zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, slot)));
       if (made_[i].named.contains(name)) continue;
       made.facts.others += (made.facts.others.empty() ? "" : ",") + json_of(name) + ":{}";
     }
@@ -204,7 +205,8 @@ bool zu_store_import(const char *json, size_t length, const char *target, zu_do_
   return store::reported(target, error, [&] {
     const store::database_name to(target);
     if (to.file.empty()) throw store::source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME"};
-    if (to.device.empty()) throw store::source_failure{ZU_FAILED, "?device=NAME must say which device it becomes"};
+    if (to.device.empty())
+      throw store::source_failure{ZU_FAILED, "?device=NAME must say which device it becomes"};
     store::import({json, length}, to);
   });
 }

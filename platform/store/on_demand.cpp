@@ -33,7 +33,8 @@ std::optional<std::string> key_in(zu_do_nvlist *query, std::string_view name) {
   while (zu_do_nvlist_has_next(query, &it)) {
     zu_do_nvpair *pair = zu_do_nvlist_get_next(query, &it);
     if (zu_do_nvpair_get_name(pair) != name) continue;
-    const std::unique_ptr<zu_do_strbuf, decltype(&zu_do_strbuf_deref)> text(zu_do_strbuf_new(), zu_do_strbuf_deref);
+    const std::unique_ptr<zu_do_strbuf, decltype(&zu_do_strbuf_deref)> text(zu_do_strbuf_new(),
+                                                                            zu_do_strbuf_deref);
     if (!text) throw std::bad_alloc();
     if (zu_do_uri_value_to_keystr(zu_do_nvpair_get_value(pair), text.get()) != ZU_OK) return std::nullopt;
     return std::string(zu_do_strbuf_to_string(text.get()), zu_do_strbuf_get_len(text.get()));
@@ -42,7 +43,8 @@ std::optional<std::string> key_in(zu_do_nvlist *query, std::string_view name) {
 }
 
 // The record that a query names by all its keys; none when it does not.
-std::optional<std::string> record_in(zu_do_nvlist *query, const std::string &parent, std::string_view pattern) {
+std::optional<std::string> record_in(zu_do_nvlist *query, const std::string &parent,
+                                     std::string_view pattern) {
   if (query == nullptr || pattern.empty()) return std::nullopt;
   const std::string_view last = pattern.substr(pattern.rfind('/'));
   auto at = static_cast<uint32_t>(std::min(last.find(';'), last.size()));
@@ -87,7 +89,8 @@ std::string on_demand::fault() {
 
 selection on_demand::select(zu_do_uri *uri, need what, zu_do_nvlist *query) {
   using enum selection::kind;
-  if (what != need::one_record && zu_do_uri_get_coll_type(uri) == 1) return select_collection(uri, what, query);
+  if (what != need::one_record && zu_do_uri_get_coll_type(uri) == 1)
+    return select_collection(uri, what, query);
   const std::string_view text = zuapi::uri_path(uri);
   const bool absolute = zuapi::uri_is_absolute(uri);
   const uri_halves halves(text, absolute);
@@ -119,7 +122,8 @@ selection on_demand::select_collection(zu_do_uri *uri, need what, zu_do_nvlist *
   if (what == need::whole_path) return {path, wanted.paths, ""};
   const path_facts *known = from_->facts(wanted.paths[0]);
   if (known == nullptr || text == "/") return wanted;
-  if (auto named = record_in(query, wanted.text, known->pattern)) return {record, wanted.paths, std::move(*named)};
+  if (auto named = record_in(query, wanted.text, known->pattern))
+    return {record, wanted.paths, std::move(*named)};
   return wanted;
 }
 
@@ -129,7 +133,8 @@ const snapshot *on_demand::read(selection wanted) {
   for (const std::string &path : wanted.paths) all += path + "\n";
   if (const auto found = parts_.find(all); found != parts_.end()) return found->second.get();
   // Who asks for many parts of a path will have the rest of it too.
-  if (wanted.of != selection::kind::path && ++small_parts_[all] > few) wanted = {selection::kind::path, wanted.paths, ""};
+  if (wanted.of != selection::kind::path && ++small_parts_[all] > few)
+    wanted = {selection::kind::path, wanted.paths, ""};
   const std::string key =
       wanted.of == selection::kind::path ? all : all + static_cast<char>(wanted.of) + wanted.text;
   if (const auto found = parts_.find(key); found != parts_.end()) return found->second.get();
@@ -166,7 +171,8 @@ const snapshot *on_demand::read(selection wanted) {
   if (made->records.size() != starts.size()) throw source_failure{ZU_FAILED, "a record holds several"};
   for (const path_entry &path : made->paths) {
     if (path.records.count == 0 || std::ranges::find(wanted.paths, path.text) != wanted.paths.end()) continue;
-    throw source_failure{ZU_FAILED, "record " + in_quotes(zuapi::uri_text(zuapi::row_uri(path.records.rows[0]))) +
+    throw source_failure{ZU_FAILED, "record " +
+                                        in_quotes(zuapi::uri_text(zuapi::row_uri(path.records.rows[0]))) +
                                         " is kept as one of the path " + in_quotes(wanted.paths[0])};
   }
   return parts_.emplace(key, std::move(made)).first->second.get();

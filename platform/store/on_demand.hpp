@@ -1,7 +1,7 @@
 // The records of a source, read when a request needs them.
 //
-// A request is answered from a snapshot of those records that it could be about, by the same code that answers
-// from the snapshot of a whole file: so all sources give the same answers.
+// A request is answered from a snapshot of those records that it could be about, by the same code that
+// answers from the snapshot of a whole file: so all sources give the same answers.
 #pragma once
 
 #include <map>
@@ -15,7 +15,8 @@ namespace store {
 
 class on_demand {
 public:
-  on_demand(std::unique_ptr<source> from, std::string name) : from_(std::move(from)), name_(std::move(name)) {}
+  on_demand(std::unique_ptr<source> from, std::string name)
+      : from_(std::move(from)), name_(std::move(name)) {}
 
   enum class need : char {
     one_record, // of exactly that URI

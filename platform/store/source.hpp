@@ -14,16 +14,18 @@ struct source_failure {
   std::string message;
 };
 
-// What a source knows of a path that it has: what the records of the path are made of, whichever of them are read.
+// What a source knows of a path that it has: what the records of the path are made of, whichever of them are
+// read.
 struct path_facts {
-  std::string pattern;  // of all its records in relative form (zuapi::uri_pattern); empty when they have several
-  std::string keys;     // of the records' last segments, in the order first seen, a ';' after each
+  std::string
+      pattern;      // of all its records in relative form (zuapi::uri_pattern); empty when they have several
+  std::string keys; // of the records' last segments, in the order first seen, a ';' after each
   std::string declared; // by the class: the members of a JSON object, a name and a declaration each
   std::string others;   // likewise, what records give beside, in the order first seen
 };
 
-// Records of paths: all of them, those below a parent, or one. A parent and a record are named by their text in
-// relative form, and so are those of every location.
+// Records of paths: all of them, those below a parent, or one. A parent and a record are named by their text
+// in relative form, and so are those of every location.
 struct selection {
   enum class kind : char { path, parent, record };
   kind of;

@@ -1,5 +1,5 @@
-/* Loaded before SQLite: the call of it whose number stands in FAIL_SQLITE fails; the calls are counted into the file
- * that COUNT_SQLITE names. */
+/* Loaded before SQLite: the call of it whose number stands in FAIL_SQLITE fails; the calls are counted into
+ * the file that COUNT_SQLITE names. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <sqlite3.h>
@@ -38,7 +38,8 @@ FORWARD(int, sqlite3_prepare_v2,
         (db, sql, length, made, rest), SQLITE_IOERR)
 FORWARD(int, sqlite3_step, (sqlite3_stmt * made), (made), SQLITE_IOERR)
 FORWARD(int, sqlite3_exec,
-        (sqlite3 * db, const char *sql, int (*take)(void *, int, char **, char **), void *context, char **message),
+        (sqlite3 * db, const char *sql, int (*take)(void *, int, char **, char **), void *context,
+         char **message),
         (db, sql, take, context, message), SQLITE_FULL)
 FORWARD(int, sqlite3_bind_text64,
         (sqlite3_stmt * made, int at, const char *text, sqlite3_uint64 length, void (*drop)(void *),

@@ -44,7 +44,8 @@ std::string yaml_name(const std::string &name) {
   const auto plain = [](char c) {
     return (c >= 'a' && c <= 'z') || std::string_view("/;=-_.0123456789").find(c) != std::string_view::npos;
   };
-  const bool is_path = name.size() > 1 && name.starts_with('/') && std::all_of(name.begin(), name.end(), plain);
+  const bool is_path =
+      name.size() > 1 && name.starts_with('/') && std::all_of(name.begin(), name.end(), plain);
   return is_path ? name : ordered_json(name).dump();
 }
 
@@ -83,8 +84,9 @@ int export_data(const export_options &asked) {
 
 tool add_import(CLI::App &app) {
   auto *command = app.add_subcommand("import", "Put a device into a database of devices");
-  command->footer("In the place of what the database has under that name, whole or not at all. It is made when there\n"
-                  "is none. `--data sqlite:FILE?device=NAME` reads it. docs/data.md has an example.");
+  command->footer(
+      "In the place of what the database has under that name, whole or not at all. It is made when there\n"
+      "is none. `--data sqlite:FILE?device=NAME` reads it. docs/data.md has an example.");
   static import_options asked;
   command->add_option("source", asked.source, "Data file, - for standard input, or a device of a database")
       ->type_name("SOURCE")
@@ -102,7 +104,8 @@ tool add_export(CLI::App &app) {
       ->required();
   command
       ->add_option_function<std::string>(
-          "--format", [](const std::string &format) { asked.yaml = format == "yaml"; }, "json (default) or yaml")
+          "--format", [](const std::string &format) { asked.yaml = format == "yaml"; },
+          "json (default) or yaml")
       ->type_name("FORMAT")
       ->check(CLI::IsMember({"json", "yaml"}));
   command->add_option("--output", asked.output, "Write to a file, whole or not at all")->type_name("FILE");

@@ -34,9 +34,9 @@ void session::collect(group &into) {
     if (from.has(path)) into.findings[path] = {{}, open.version};
   }
   for (const check::finding &found : from.found().all()) {
-    if (found.file == from.data_path()) {
+    if (found.file == from.data_name()) {
       const size_t line = static_cast<size_t>(std::max(found.line, 1)) - 1;
-      into.findings[found.file].diagnostics.push_back(diagnostic(found, {{line, 0}, {line + 1, 0}}));
+      into.findings[from.data_path()].diagnostics.push_back(diagnostic(found, {{line, 0}, {line + 1, 0}}));
     } else if (from.has(found.file)) {
       const range where = line_range(*files_.text_of(found.file), found.line);
       into.findings[found.file].diagnostics.push_back(diagnostic(found, where));

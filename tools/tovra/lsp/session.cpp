@@ -114,7 +114,10 @@ session::group &session::group_of(const std::string &path) {
   if (!found.of) {
     const std::string &data = asked_.data.empty() ? given_.data : asked_.data;
     const bool with_data = !data.empty() && (is_configured || configured_.empty());
-    found.of = std::make_unique<workspace>(directories, with_data ? absolute(data) : "", files_, explain_);
+    std::string name = with_data ? data : "";
+    const std::string file = data_file_of(name);
+    if (with_data) name.replace(name.find(file), file.size(), absolute(file));
+    found.of = std::make_unique<workspace>(directories, name, files_, explain_);
   }
   return found;
 }

@@ -14,9 +14,14 @@ namespace tovra::lsp {
 
 namespace fs = std::filesystem;
 
+std::string data_file_of(const std::string &name) {
+  constexpr std::string_view scheme = "sqlite:";
+  return name.starts_with(scheme) ? name.substr(scheme.size(), name.find('?') - scheme.size()) : name;
+}
+
 workspace::workspace(std::string directories, std::string data, const lsp::files &files, explainer explain)
-    : directories_(std::move(directories)), data_path_(std::move(data)), files_(files),
-      explain_(std::move(explain)) {}
+    : directories_(std::move(directories)), data_name_(std::move(data)), data_path_(data_file_of(data_name_)),
+      files_(files), explain_(std::move(explain)) {}
 
 void workspace::read_data() {
   const kept_lines said; // why it cannot be read
@@ -27,7 +32,7 @@ void workspace::read_data() {
     data_fault_ = data_path_ + ": not a regular file";
     return;
   }
-  data_ = check::read_data(data_path_);
+  data_ = check::read_data(data_name_);
   if (!data_) data_fault_ = said.text();
 }
 
@@ -142,7 +147,7 @@ std::optional<explained> workspace::render_of(const std::string &id) {
   explained made;
   try {
     const unsaved_templates templates(directories_, files_);
-    made = explain_(id, templates.directories(), data_path_);
+    made = explain_(id, templates.directories(), data_name_);
     made.output = with_plain_names(std::move(made.output), templates.directories());
     made.failure = with_plain_names(std::move(made.failure), templates.directories());
   } catch (const fs::filesystem_error &wrong) {

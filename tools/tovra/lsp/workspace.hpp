@@ -19,6 +19,9 @@ struct explained {
 using explainer =
     std::function<explained(const std::string &id, const std::string &directories, const std::string &data)>;
 
+// The file of what holds the data: that of a database stands in "sqlite:FILE?device=NAME".
+std::string data_file_of(const std::string &name);
+
 class workspace {
 public:
   // The paths are absolute, the data may be none; the files outlive it.
@@ -44,12 +47,14 @@ public:
 
   const lsp::files &files() const { return files_; }
   const std::string &directories() const { return directories_; }
-  const std::string &data_path() const { return data_path_; }
+  const std::string &data_name() const { return data_name_; }
+  const std::string &data_path() const { return data_path_; } // of its file, also of a database
 
 private:
   void read_data();
 
   const std::string directories_;
+  const std::string data_name_;
   const std::string data_path_;
   const lsp::files &files_;
   const explainer explain_;
