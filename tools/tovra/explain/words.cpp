@@ -25,6 +25,13 @@ std::string property_of(const zu_tvr_event &event) {
   return property;
 }
 
+// Of an array the element that the line is for.
+nlohmann::ordered_json json_of(const zu_tvr_observed_value &value) {
+  zu_do_vlist *elements = value.element >= 0 ? zu_do_value_get_array(value.value, nullptr) : nullptr;
+  return value_json(elements != nullptr ? zu_do_vlist_get_value(elements, static_cast<size_t>(value.element))
+                                        : value.value);
+}
+
 std::string padded(const std::string &text, size_t width) {
   return text + std::string(width > text.size() ? width - text.size() : 0, ' ');
 }
@@ -42,7 +49,7 @@ std::vector<shown_value> values_of(const zu_tvr_event &event) {
     if (value.element >= 0) shown.property += "[" + std::to_string(value.element) + "]";
     shown.value = value.value == nullptr   ? "none"
                   : value.is_password != 0 ? "<removed>"
-                                           : value_json(value.value).dump(-1, ' ', false, replace_bad_utf8);
+                                           : json_of(value).dump(-1, ' ', false, replace_bad_utf8);
     shown.record = value.record != nullptr ? value.record : "";
     shown.is_default = value.is_default != 0;
     values.push_back(std::move(shown));
