@@ -42,6 +42,7 @@ bool write_all(int file, std::string_view text);
 std::string visible(std::string_view text);
 // Writes one line to standard error, made visible.
 void say(std::string_view line);
+void say_lines(std::string_view text); // a line each
 
 enum class color { automatic, always, never };
 // Automatic colours a terminal, unless the environment has NO_COLOR or a dumb terminal.

@@ -16,11 +16,13 @@ tool add_diff(CLI::App &app);
 tool add_explain(CLI::App &app);
 tool add_test(CLI::App &app);
 tool add_fmt(CLI::App &app);
+tool add_coverage(CLI::App &app);
 tool add_import(CLI::App &app);
 tool add_export(CLI::App &app);
 
 inline std::vector<tool> add_tools(CLI::App &app) {
-  return {add_diff(app), add_explain(app), add_test(app), add_fmt(app), add_import(app), add_export(app)};
+  return {add_diff(app),     add_explain(app), add_test(app),  add_fmt(app),
+          add_coverage(app), add_import(app),  add_export(app)};
 }
 
 } // namespace tovra

@@ -57,7 +57,7 @@ std::string why_not_below(const zu_tvr_node &node, const node_account &account) 
   }
   if (node.type == TVR_NODE_ITER && account.records == 0) return place + " found no group of records";
   if (node.type == TVR_NODE_PRINT && account.lines == 0) return place + " wrote no line: " + account.reason;
-  return "the render ended before it, below " + place;
+  return place + ": the render did not go on from there";
 }
 
 } // namespace
