@@ -51,7 +51,8 @@ int cover_all(const coverage_options &asked, coverage::report &into) {
   int status = done;
   for (const process_outcome &outcome : outcomes) {
     say_lines(outcome.error);
-    if (!outcome.started || outcome.status != done) status = outcome.status == wrong_usage ? wrong_usage : failed;
+    if (!outcome.started || outcome.status != done)
+      status = outcome.status == wrong_usage ? wrong_usage : failed;
     if (!outcome.output.empty()) into.add(coverage::from_json(outcome.output));
   }
   return status;
@@ -71,7 +72,8 @@ int run_coverage(coverage_options &asked) {
 
 tool add_coverage(CLI::App &app) {
   const auto asked = std::make_shared<coverage_options>();
-  auto *command = app.add_subcommand("coverage", "Show which nodes and which data leave no trace in the text");
+  auto *command =
+      app.add_subcommand("coverage", "Show which nodes and which data leave no trace in the text");
   command->footer(
       "Renders each data file as `tovra render` does with the same options, and shows which nodes were\n"
       "never walked or wrote no line, and which records and properties no line shows. The exit status\n"

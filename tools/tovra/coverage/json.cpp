@@ -20,10 +20,14 @@ ordered_json json_of(const share &of) {
 }
 
 ordered_json json_of(const place &at, const node_cover &node) {
-  ordered_json made = {{"line", at.first},        {"id", at.second},
-                       {"op", node.op},           {"walks", node.walks},
-                       {"lines", node.lines},     {"records", node.records},
-                       {"errors", node.errors},   {"conditional", node.conditional},
+  ordered_json made = {{"line", at.first},
+                       {"id", at.second},
+                       {"op", node.op},
+                       {"walks", node.walks},
+                       {"lines", node.lines},
+                       {"records", node.records},
+                       {"errors", node.errors},
+                       {"conditional", node.conditional},
                        {"withheld", node.withheld}};
   if (node.walks == 0) made["never"] = node.never;
   return made;

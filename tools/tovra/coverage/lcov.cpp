@@ -36,7 +36,8 @@ std::string as_lcov(const report &told) {
   for (const auto &[file, nodes] : told.templates) {
     text += "TN:\nSF:" + file + "\n";
     for (const auto &[at, node] : nodes) text += "FN:" + std::to_string(at.first) + "," + at.second + "\n";
-    for (const auto &[at, node] : nodes) text += "FNDA:" + std::to_string(node.walks) + "," + at.second + "\n";
+    for (const auto &[at, node] : nodes)
+      text += "FNDA:" + std::to_string(node.walks) + "," + at.second + "\n";
     const auto walked =
         std::count_if(nodes.begin(), nodes.end(), [](const auto &node) { return node.second.walks != 0; });
     text += count("FNF", nodes.size()) + count("FNH", static_cast<uint64_t>(walked)) + branches(nodes);

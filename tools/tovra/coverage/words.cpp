@@ -64,7 +64,8 @@ public:
   std::string words(const std::string &path, uint64_t records) const {
     std::string text;
     for (const heap &one : all_) {
-      text += "  " + visible(path + one.told) + " in " + std::to_string(one.count) + " of " + counted(records, "record");
+      text += "  " + visible(path + one.told) + " in " + std::to_string(one.count) + " of " +
+              counted(records, "record");
       for (size_t i = 0; i < one.first.size(); ++i) text += (i == 0 ? ": " : ", ") + visible(one.first[i]);
       text += one.count > one.first.size() ? ", ...\n" : "\n";
     }
