@@ -9,7 +9,8 @@ namespace tovra::coverage {
 
 namespace {
 
-constexpr size_t most_named = 3;
+constexpr size_t most_named = 3; // records
+constexpr size_t most_nodes_named = 8;
 
 std::string words_of(const share &of, const char *what) {
   return std::to_string(of.covered) + " of " + std::to_string(of.all) + " " + what;
@@ -29,21 +30,46 @@ std::string reasons(const node_cover &node) {
   return text;
 }
 
-// Nodes below each other in a file that one reason kept from being walked are told together.
+// Nodes that follow each other in a file, and that one reason kept from being walked.
+class unwalked {
+public:
+  // What there is to be told before the next node, if that has another reason.
+  std::string end() {
+    std::string text = why_ == nullptr ? "" : first_;
+    if (count_ > most_nodes_named) text += " and " + std::to_string(count_ - most_nodes_named) + " more";
+    if (why_ != nullptr) text += ": never walked: " + visible(*why_) + "\n";
+    why_ = nullptr;
+    count_ = 0;
+    return text;
+  }
+  std::string add(const std::string &name, const std::string &why) {
+    std::string before = why_ == nullptr || *why_ != why ? end() : "";
+    first_ = why_ == nullptr ? "  " + name : count_ < most_nodes_named ? first_ + ", " + name : first_;
+    why_ = &why;
+    ++count_;
+    return before;
+  }
+
+private:
+  const std::string *why_ = nullptr;
+  std::string first_;
+  size_t count_ = 0;
+};
+
 std::string words_of(const file_cover &nodes) {
   std::string text;
-  const std::string *last = nullptr;
+  unwalked below;
   for (const auto &[at, node] : nodes) {
     if (node.hits() != 0) continue;
     const std::string name = std::to_string(at.first) + " " + visible(at.second);
-    const bool goes_on = node.walks == 0 && last != nullptr && *last == node.never;
-    if (last != nullptr && !goes_on) text += ": never walked: " + visible(*last) + "\n";
-    text += (goes_on ? ", " : "  ") + name;
-    last = node.walks == 0 ? &node.never : nullptr;
-    if (node.walks != 0) text += ": no line in " + counted(node.walks, "walk") + reasons(node) + "\n";
+    if (node.walks == 0) {
+      text += below.add(name, node.never);
+    } else {
+      text +=
+          below.end() + "  " + name + ": no line in " + counted(node.walks, "walk") + reasons(node) + "\n";
+    }
   }
-  if (last != nullptr) text += ": never walked: " + visible(*last) + "\n";
-  return text;
+  return text + below.end();
 }
 
 // Records that have the same to be told of them.
