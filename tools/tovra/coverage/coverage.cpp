@@ -21,10 +21,11 @@ struct coverage_options {
 
 // What is rendered: the data file, or the configuration that was asked for.
 std::string rendered_file(const options &asked) {
+  std::string found = asked.data;
   for (const auto &[name, file] : asked.named) {
-    if (asked.config == name) return file;
+    if (asked.config == name) found = file; // the last of a name counts
   }
-  return asked.data;
+  return found;
 }
 
 int cover_one(const options &asked, coverage::report &into) {

@@ -36,6 +36,7 @@ node_cover cover_of(const zu_tvr_node &node, const follow::census &all, const fo
   const auto found = all.find(zu_tvr_node_id(&node));
   if (found == all.end()) {
     made.never = never.why(&node);
+    made.for_lack_of_data = never.for_lack_of_data(&node);
     return made;
   }
   const follow::node_account &account = found->second;

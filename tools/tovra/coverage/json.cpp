@@ -29,7 +29,10 @@ ordered_json json_of(const place &at, const node_cover &node) {
                        {"errors", node.errors},
                        {"conditional", node.conditional},
                        {"withheld", node.withheld}};
-  if (node.walks == 0) made["never"] = node.never;
+  if (node.walks == 0) {
+    made["never"] = node.never;
+    made["for_lack_of_data"] = node.for_lack_of_data;
+  }
   return made;
 }
 
@@ -57,10 +60,9 @@ ordered_json json_of(const std::string &file, const data_cover &data) {
 }
 
 node_cover read_node(const ordered_json &from) {
-  node_cover made{from.at("op"),     from.at("walks"),       from.at("lines"),    from.at("records"),
-                  from.at("errors"), from.at("conditional"), from.at("withheld"), ""};
-  made.never = from.value("never", "");
-  return made;
+  return {from.at("op"),       from.at("walks"),        from.at("lines"),
+          from.at("records"),  from.at("errors"),       from.at("conditional"),
+          from.at("withheld"), from.value("never", ""), from.value("for_lack_of_data", false)};
 }
 
 path_cover read_path(const ordered_json &from) {

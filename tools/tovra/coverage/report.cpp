@@ -25,7 +25,12 @@ std::string share::percent() const {
 
 namespace {
 
-void add_node(node_cover &to, const node_cover &other) {
+// Of two reasons not to be walked what the data lacks says more than where a render ended.
+void add_node(node_cover &to, node_cover &other) {
+  if (to.walks == 0 && other.walks == 0 && other.for_lack_of_data && !to.for_lack_of_data) {
+    to.never = std::move(other.never);
+    to.for_lack_of_data = true;
+  }
   to.walks += other.walks;
   to.lines += other.lines;
   to.records += other.records;

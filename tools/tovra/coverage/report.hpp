@@ -15,7 +15,8 @@ struct node_cover {
   uint64_t walks = 0, lines = 0, records = 0, errors = 0;
   bool conditional = false;                 // it has a condition
   std::map<std::string, uint64_t> withheld; // lines, by why they were not written
-  std::string never;                        // why it was not walked in the first render, place first
+  std::string never;                        // why it was not walked, place first
+  bool for_lack_of_data = false;            // that is why; else a render ended before, or went elsewhere
 
   bool writes() const { return op == "print_if"; }
   // How often it did what it is there for: a node that writes wrote a line, another one was walked.

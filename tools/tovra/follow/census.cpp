@@ -49,15 +49,21 @@ census census_watch::counted() const {
 
 namespace {
 
+// A walk of it brought nothing that its children could be walked for.
+bool found_nothing(const zu_tvr_node &node, const node_account &account) {
+  if (account.errors != 0) return false;
+  return node.type == TVR_NODE_PRINT
+             ? account.lines == 0
+             : account.records == 0 && node.type != TVR_NODE_NOOP && node.type != TVR_NODE_JUMP;
+}
+
 std::string why_not_below(const zu_tvr_node &node, const node_account &account) {
   const std::string place = place_of(node);
   if (account.errors != 0) return place + " ended with error " + account.error;
-  if ((node.type == TVR_NODE_COLL || node.type == TVR_NODE_CRUDX) && account.records == 0) {
-    return place + " asked for " + (account.asked.empty() ? "a record" : account.asked) + ": there is none";
-  }
-  if (node.type == TVR_NODE_ITER && account.records == 0) return place + " found no group of records";
-  if (node.type == TVR_NODE_PRINT && account.lines == 0) return place + " wrote no line: " + account.reason;
-  return place + ": the render did not go on from there";
+  if (!found_nothing(node, account)) return place + ": the render did not go on from there";
+  if (node.type == TVR_NODE_PRINT) return place + " wrote no line: " + account.reason;
+  if (node.type == TVR_NODE_ITER) return place + " found no group of records";
+  return place + " asked for " + (account.asked.empty() ? "a record" : account.asked) + ": there is none";
 }
 
 } // namespace
@@ -91,6 +97,11 @@ std::string never_walked::why(const zu_tvr_node *node) const {
   }
   return "nothing leads to it: it is not below where the render begins, and no jump that is walked goes "
          "there";
+}
+
+bool never_walked::for_lack_of_data(const zu_tvr_node *node) const {
+  const auto found = nearest_.find(node);
+  return found != nearest_.end() && found_nothing(*found->second, all_.at(zu_tvr_node_id(found->second)));
 }
 
 } // namespace tovra::follow

@@ -46,6 +46,8 @@ class never_walked {
 public:
   never_walked(const zu_tvr_tree &tree, const census &all);
   std::string why(const zu_tvr_node *node) const;
+  // Whether the data did not lead there; else the render ended before, or went elsewhere.
+  bool for_lack_of_data(const zu_tvr_node *node) const;
 
 private:
   const census &all_;

@@ -149,12 +149,14 @@ bool tell_coverage(std::vector<job> &jobs, const test_options &asked) {
   if (asked.coverage.empty()) return true;
   coverage::report all;
   for (job &one : jobs) all.add(std::move(one.covered));
+  std::fflush(stdout); // the results come before what may be said of files
   bool good = true;
   for (const std::string &way : asked.coverage) {
     const size_t colon = way.find(':');
     const std::string text = coverage::as_text(all, coverage::forms().at(way.substr(0, colon)));
     if (colon == way.npos) {
       std::printf("\n%s", text.c_str());
+      std::fflush(stdout);
     } else {
       good = write_text(way.substr(colon + 1), text) && good;
     }
