@@ -46,6 +46,16 @@ std::string_view relative_part(std::string_view uri) {
   return end != uri.npos ? uri.substr(end) : std::string_view();
 }
 
+// What brings a place into scope has no URI, only that of its collection: that of the place's own record, if
+// the value is its key. Empty for other values.
+std::string place_uri(const zu_tvr_observed_value &value) {
+  constexpr std::string_view collection = "//?";
+  const std::string_view record = value.record;
+  const char *key = record.starts_with(collection) ? zu_do_value_get_string(value.value, nullptr) : nullptr;
+  if (key == nullptr) return "";
+  return "//" + std::string(record.substr(collection.size())) + ";" + value.property + "=" + key;
+}
+
 } // namespace
 
 data_account::data_account(zu_data_ifc *data) {
@@ -100,7 +110,9 @@ const data_account::record_account *data_account::find(const char *uri) {
 }
 
 data_account::state *data_account::cell_of(const zu_tvr_observed_value &value) {
-  const record_account *record = value.record != nullptr ? find(value.record) : nullptr;
+  if (value.record == nullptr) return nullptr;
+  const std::string of_place = place_uri(value);
+  const record_account *record = find(of_place.empty() ? value.record : of_place.c_str());
   if (record == nullptr) return nullptr;
   const path_account &path = paths_[record->path];
   const auto column = path.column.find(value.property);
