@@ -50,11 +50,14 @@ int cover_all(const coverage_options &asked, coverage::report &into) {
   in_parallel(outcomes.size(), processors(),
               [&](size_t at) { outcomes[at] = cover_apart(asked.render, asked.data[at]); });
   int status = done;
-  for (const process_outcome &outcome : outcomes) {
+  for (size_t at = 0; at < outcomes.size(); ++at) {
+    const process_outcome &outcome = outcomes[at];
     say_lines(outcome.error);
-    if (!outcome.started || outcome.status != done)
-      status = outcome.status == wrong_usage ? wrong_usage : failed;
-    if (!outcome.output.empty()) into.add(coverage::from_json(outcome.output));
+    if (outcome.status != done) status = outcome.status == wrong_usage ? wrong_usage : failed;
+    const bool ended = outcome.started && outcome.status <= wrong_usage;
+    if (!ended) say("tovra: " + asked.data[at] + " is not covered: its render did not come to an end");
+    if (!ended) status = failed;
+    if (ended && !outcome.output.empty()) into.add(coverage::from_json(outcome.output));
   }
   return status;
 }
