@@ -37,12 +37,10 @@ void add_templates(CLI::App *command, options &asked) {
       });
 }
 
+constexpr char data_help[] = "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME";
+
 void add_data(CLI::App *command, options &asked) {
-  command
-      ->add_option("--data", asked.data,
-                   "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME")
-      ->type_name("FILE")
-      ->required();
+  command->add_option("--data", asked.data, data_help)->type_name("FILE")->required();
 }
 
 void add_render_options(CLI::App *command, options &asked, std::vector<std::string> *several) {
@@ -52,7 +50,7 @@ void add_render_options(CLI::App *command, options &asked, std::vector<std::stri
   if (several == nullptr) {
     add_data(command, asked);
   } else {
-    command->add_option("--data", *several, "Data file, - for standard input; may be repeated")
+    command->add_option("--data", *several, std::string(data_help) + "; may be repeated")
         ->type_name("FILE")
         ->required()
         ->expected(1)

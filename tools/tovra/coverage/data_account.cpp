@@ -2,7 +2,6 @@
 #include "data_account.hpp"
 
 #include <algorithm>
-#include <new>
 
 #include "../templates.hpp"
 #include "zuapi/zuapi.h"
@@ -58,11 +57,11 @@ std::string place_uri(const zu_tvr_observed_value &value) {
 
 } // namespace
 
-data_account::data_account(zu_data_ifc *data) {
+int data_account::read(zu_data_ifc *data) {
   const auto take = [](void *self, const char *path, size_t length, zu_do_vtable *records) {
     static_cast<data_account *>(self)->take_path({path, length}, records);
   };
-  if (zu_store_each_path(data, take, this) != ZU_OK) throw std::bad_alloc();
+  return zu_store_each_path(data, take, this);
 }
 
 void data_account::take_path(std::string_view path, zu_do_vtable *records) {

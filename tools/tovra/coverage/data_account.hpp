@@ -15,9 +15,12 @@ namespace tovra::coverage {
 
 class data_account {
 public:
-  explicit data_account(zu_data_ifc *data); // of a store, which outlives it
+  data_account() = default;
   data_account(const data_account &) = delete;
   data_account &operator=(const data_account &) = delete;
+
+  // Reads all of a store, which outlives it: 0, or the code of a failure.
+  int read(zu_data_ifc *data);
 
   void written(const zu_tvr_event &line);
   void withheld(const zu_tvr_event &line);

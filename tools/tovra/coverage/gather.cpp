@@ -14,19 +14,19 @@ namespace {
 
 class cover_watch : public follow::census_watch {
 public:
-  explicit cover_watch(data_account *data) : data_(data) {}
+  explicit cover_watch(data_account &data) : data_(data) {}
 
 private:
   void line(const zu_tvr_event &event, const written_piece &piece) override {
     census_watch::line(event, piece);
-    if (data_ != nullptr) data_->written(event);
+    data_.written(event);
   }
   void other(const zu_tvr_event &event) override {
     census_watch::other(event);
-    if (data_ != nullptr && event.kind == ZU_TVR_EVENT_WITHHELD) data_->withheld(event);
+    if (event.kind == ZU_TVR_EVENT_WITHHELD) data_.withheld(event);
   }
 
-  data_account *data_;
+  data_account &data_;
 };
 
 node_cover cover_of(const zu_tvr_node &node, const follow::census &all, const follow::never_walked &never) {
@@ -59,9 +59,14 @@ bool enough(const char *what, const share &got, std::optional<double> limit) {
 } // namespace
 
 bool gather(request &made, const std::string &data, report &into) {
-  std::optional<data_account> account;
-  if (made.store() != nullptr) account.emplace(made.store());
-  cover_watch watch(account ? &*account : nullptr);
+  data_account account;
+  zu_data_ifc *store = made.store();
+  if (const int code = store != nullptr ? account.read(store) : ZU_OK; code != ZU_OK) {
+    say("error " + std::to_string(code) + ": " + data + " cannot be read");
+    say_fault(store);
+    return false;
+  }
+  cover_watch watch(account);
   const bool rendered = watch.follow(made);
   const follow::census all = watch.counted();
   if (all.empty()) return false; // nothing was rendered
@@ -72,7 +77,7 @@ bool gather(request &made, const std::string &data, report &into) {
       got.templates[file][{zu_tvr_node_line(node), id}] = cover_of(*node, all, never);
     }
   }
-  if (account) got.data[data] = account->result();
+  got.data[data] = account.result();
   into.add(std::move(got));
   return rendered;
 }

@@ -37,10 +37,11 @@ coverage::report cover(const golden_case &of, const case_run &run, int seconds) 
   if (made.output.empty()) return {}; // as it should: nothing is rendered
   coverage::report covered = coverage::from_json(made.output);
   const fs::path here = fs::current_path();
-  covered.rename([&](const std::string &file) {
-    const fs::path whole = fs::weakly_canonical(of.folder / file);
+  covered.rename([&](const std::string &name) {
+    const std::string kind = name.starts_with("sqlite:") ? "sqlite:" : "";
+    const fs::path whole = fs::weakly_canonical(of.folder / name.substr(kind.size()));
     const fs::path below = whole.lexically_relative(here);
-    return (below.empty() || *below.begin() == ".." ? whole : below).string();
+    return kind + (below.empty() || *below.begin() == ".." ? whole : below).string();
   });
   return covered;
 }
