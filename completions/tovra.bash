@@ -55,12 +55,12 @@ _tovra() {
         ;;
       --node) _tovra_choose < <(_tovra_nodes) ;;
       --color) _tovra_choose <<<$'auto\nalways\nnever' ;;
-      --format) _tovra_choose <<<$'text\njson' ;;
+      --format) _tovra_choose < <(printf 'text\njson\n'; [[ $command != coverage ]] || echo lcov) ;;
       --trace) _tovra_choose <<<$'3\n4\n6\n7' ;;
       --config)
         _tovra_choose < <(grep -oE -e '--named[ =]+[^= ]+=' <<<"$line" | sed -E 's/--named[ =]+(.*)=/\1/')
         ;;
-      --arg | --arg-json | --fetch-count) COMPREPLY=() ;;
+      --arg | --arg-json | --fetch-count | --fail-under*) COMPREPLY=() ;;
       *)
         if [[ $word == -* ]]; then
           _tovra_choose < <(_tovra_help options "$command")
@@ -68,7 +68,7 @@ _tovra() {
           _tovra_choose < <(_tovra_help commands)
         elif [[ $command == get ]]; then
           _tovra_choose < <(_tovra_paths)
-        elif [[ $command == render ]]; then
+        elif [[ $command =~ ^(render|explain|coverage)$ ]]; then
           _tovra_choose < <(_tovra_nodes)
         else
           _tovra_files -f

@@ -48,7 +48,7 @@ function __tovra_after
 end
 
 set -l with_file --templates --data --output --classes --named
-set -l with_value $with_file --config --arg --arg-json --fetch-count --trace --color --format
+set -l with_value $with_file --config --arg --arg-json --fetch-count --trace --color --format --fail-under --fail-under-properties
 
 complete -c tovra -f
 complete -c tovra -n 'not __tovra_command >/dev/null' -a '(__tovra_commands)'
@@ -57,8 +57,9 @@ complete -c tovra -n "__tovra_command >/dev/null; and not __tovra_after $with_va
 complete -c tovra -n "__tovra_after $with_file" -F
 complete -c tovra -n '__tovra_after --color' -a 'auto always never'
 complete -c tovra -n '__tovra_after --format' -a 'text json'
+complete -c tovra -n '__tovra_after --format; and test (__tovra_command) = coverage' -a lcov
 complete -c tovra -n '__tovra_after --trace' -a '3 4 6 7'
 complete -c tovra -n "contains -- (__tovra_command) help; and not __tovra_after $with_value" -a '(__tovra_commands)'
 complete -c tovra -n "contains -- (__tovra_command) get; and not __tovra_after $with_value" -a '(__tovra_paths)'
-complete -c tovra -n "contains -- (__tovra_command) render; and not __tovra_after $with_value" -a '(__tovra_nodes)'
-complete -c tovra -n "__tovra_command >/dev/null; and not contains -- (__tovra_command) help get render; and not __tovra_after $with_value" -F
+complete -c tovra -n "contains -- (__tovra_command) render explain coverage; and not __tovra_after $with_value" -a '(__tovra_nodes)'
+complete -c tovra -n "__tovra_command >/dev/null; and not contains -- (__tovra_command) help get render explain coverage; and not __tovra_after $with_value" -F

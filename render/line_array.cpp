@@ -85,6 +85,15 @@ bool link_partner(print_job &job, const planned_slot &planned, zu_do_value *elem
   return set_condition(job, planned.partner_condition, as_number, element, number);
 }
 
+// The line at hand is for one element, in both slots that show it.
+void mark_line(const print_job &job, uint32_t slot, int32_t number) noexcept {
+  const int32_t partner = job.plan->slots.get()[slot].array->partner;
+  job.memory->slots.get()[slot].line_element = number;
+  if (partner >= 0 && partner < static_cast<int32_t>(job.plan->item_count)) {
+    job.memory->slots.get()[partner].line_element = number;
+  }
+}
+
 bool expand_element(print_job &job, uint32_t slot, zu_do_value *element, int32_t number) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
   const bool own_is_number = planned.item->kind == TVR_KIND_ARRAY_INDEX;
@@ -114,6 +123,7 @@ bool expand_elements(print_job &job, uint32_t slot) noexcept {
     zu_do_value *element = zu_do_vlist_get_next(array, &it);
     if (zu_do_value_get_type(element) == ZU_DO_TYPE_NONE) continue;
     any = true;
+    if (a_line_each) mark_line(job, slot, number);
     if (!expand_element(job, slot, element, number)) return false;
     if (!a_line_each) continue;
     job.line->cut(job.marked - marked, length);

@@ -74,6 +74,7 @@ struct value_slot {
   zu_do_value_facts facts; // the value is borrowed from a cached record
   char *location;          // owned: the text of a location, or none
   int32_t element;         // array element being rendered; -1: none
+  int32_t line_element;    // the one that the line at hand is for; -1: the line shows the whole value
 };
 
 // Where the properties of a read stand in records of the shape seen last, and the record of the line at hand.
@@ -103,7 +104,7 @@ struct zu_tvr_line_memory {
     for (uint32_t i = 0; i < slot_count; ++i) {
       tvr::value_slot &slot = slots.get()[i];
       if (slot.location != nullptr) tvr::text(slot.location).reset();
-      slot = {{}, nullptr, -1};
+      slot = {{}, nullptr, -1, -1};
     }
   }
 };

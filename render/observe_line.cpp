@@ -20,7 +20,8 @@ const char *uri_of(const read_memory &read) noexcept {
 zu_tvr_observed_value observed_value(const print_job &job, const planned_property &property,
                                      const read_memory &read) noexcept {
   zu_do_value *value = zu_do_properties_get_value_n(read.record, property.name);
-  const int32_t element = property.item != nullptr ? job.memory->slots.get()[property.index].element : -1;
+  const int32_t element =
+      property.item != nullptr ? job.memory->slots.get()[property.index].line_element : -1;
   return {.property = zu_do_name_get_strname(property.name),
           .record = uri_of(read),
           .value = value,

@@ -34,7 +34,7 @@ typedef struct zu_tvr_observed_value {
   const char *record;  /* the URI of its record */
   zu_do_value *value;  /* none when the record does not have it */
   int32_t index;       /* N of "%s" number N and of $tvrN, from 0 */
-  int32_t element;     /* of an array: the element that the line shows; -1: the whole value */
+  int32_t element;     /* of an array with a line each: the element of this line; -1: the whole value */
   uint8_t in_format;   /* it fills a "%s"; else only the condition reads it */
   uint8_t is_default;  /* the value is its class's default */
   uint8_t is_password; /* a value that must not be shown to everybody */

@@ -68,18 +68,37 @@ void write_class(const std::string &path, const path_facts &known, padded_text &
 
 } // namespace
 
-const snapshot *on_demand::part_for(zu_do_uri *uri, need what, zu_do_nvlist *query, int &code) noexcept {
+template <class Step>
+int on_demand::guarded(Step &&step) noexcept {
   const std::lock_guard alone(one_at_a_time_);
   try {
-    code = ZU_OK;
-    return read(select(uri, what, query));
+    return step();
   } catch (const source_failure &failure) {
-    code = failure.code;
     fault_ = name_ + ": " + failure.message;
+    return failure.code;
   } catch (...) {
-    code = ZU_EXHAUSTED;
+    return ZU_EXHAUSTED;
   }
-  return nullptr;
+}
+
+const snapshot *on_demand::part_for(zu_do_uri *uri, need what, zu_do_nvlist *query, int &code) noexcept {
+  const snapshot *part = nullptr;
+  code = guarded([&] {
+    part = read(select(uri, what, query));
+    return ZU_OK;
+  });
+  return part;
+}
+
+int on_demand::each_path(const std::function<int(const path_entry &)> &tell) noexcept {
+  return guarded([&] {
+    int code = ZU_OK;
+    for (const std::string &path : from_->paths()) {
+      const path_entry *entry = read({selection::kind::path, {path}, ""})->find_path(path);
+      if (entry != nullptr && code == ZU_OK) code = tell(*entry);
+    }
+    return code;
+  });
 }
 
 std::string on_demand::fault() {

@@ -38,6 +38,13 @@ bool zu_store_import(const char *json, size_t length, const char *target, zu_do_
 /* A device of a database as the text of a data file in JSON: freed with qfree_named. */
 char *zu_store_export(const char *name, zu_do_error **error);
 
+/* Told of a path: its text, of `length` bytes, and its records as a table, which is borrowed. */
+typedef void (*zu_store_path_fn)(void *context, const char *path, size_t length, zu_do_vtable *records);
+/* Tells every path of a store, those that have a class only too; records in the order of the file. `data` is
+ * the store's own interface, which the callback must not use; the records live as long as it. 0, or a code
+ * when not all could be told. */
+int zu_store_each_path(zu_data_ifc *data, zu_store_path_fn tell, void *context);
+
 /* ---- A forwarding wrapper: counts every call, and can be told to fail one ---- */
 
 typedef enum zu_store_call {

@@ -26,10 +26,7 @@ std::string shown(const zu_tvr_observed_value &value) {
 // Writes every event as a line of text, indented by depth.
 class observation {
 public:
-  observation() : before_(zu_tvr_observe(&observer_)) {}
-  ~observation() { EXPECT_EQ(zu_tvr_observe(before_), &observer_); }
-  observation(const observation &) = delete;
-  observation &operator=(const observation &) = delete;
+  const zu_tvr_observer *observer() const { return &observer_; }
 
   lines take() { return std::exchange(seen_, {}); }
 
@@ -74,7 +71,6 @@ private:
   lines seen_;
   int depth_ = 0;
   zu_tvr_observer observer_ = {take_event, this, UINT32_MAX};
-  const zu_tvr_observer *before_;
 };
 
 constexpr const char *data = R"({
@@ -89,11 +85,11 @@ constexpr const char *data = R"({
 class observe_test : public testing::Test {
 protected:
   void TearDown() override { tvr::tovra_tree_drop(); } // a stop would end the process's renders
-  lines observe(const std::string &text, char depth) {
+  lines observe(const std::string &text, char depth, bool submode_tags = false) {
     templates.write("a.tvr", text);
     EXPECT_EQ(render_tovra_reload_func(), nullptr);
     observation observed;
-    session.render();
+    renderer.render({.submode_tags = submode_tags, .observer = observed.observer()});
     lines seen;
     for (std::string &line : observed.take()) {
       if (line.front() == depth) seen.push_back(line.substr(2));
@@ -103,7 +99,7 @@ protected:
 
   host::templates templates;
   host::store store{data};
-  host::session session{store.get()};
+  zu_tovra::renderer renderer{store.get()};
 };
 
 TEST_F(observe_test, tells_lines_and_why_there_is_none) {
@@ -119,9 +115,10 @@ TEST_F(observe_test, tells_lines_and_why_there_is_none) {
       {"Fmt: text %s\nProps: /port;n=$ text:0\n",
        {"withheld, empty /port;n=1 text", "line text t %s0=text@/port;n=2"}},
       {"Fmt: list %s\nProps: /port;n=$ list:0::multiline\n",
-       {"withheld, empty /port;n=1 list", "line list 1 %s0=list@/port;n=2"}},
+       {"withheld, empty /port;n=1 list", "line list 1 %s0=list@/port;n=2[0]"}},
       {"Fmt: two %s\nProps: /port;n=$ two:0::multiline\n",
-       {"line two a %s0=two@/port;n=1", "line two b %s0=two@/port;n=1", "withheld, null /port;n=2 two"}},
+       {"line two a %s0=two@/port;n=1[0]", "line two b %s0=two@/port;n=1[1]",
+        "withheld, null /port;n=2 two"}},
       {"Fmt: line\n", {"line line", "line line"}},
       {"Fmt: name %s\nProps: /system name:0\n",
        {"withheld, no record /system", "withheld, no record /system"}},
@@ -157,10 +154,9 @@ TEST_F(observe_test, tells_what_is_asked_for_and_what_is_there) {
       {"Op: push_mode\nDest: mode\nCmd: mode\nOp: no_op\n",
        {"line \n ! <submode> \"mode\"", "line \n ! </submode> \"mode\""}},
   };
-  session.cli->tag_submodes = 1;
   for (const auto &[node, seen] : cases) {
     SCOPED_TRACE(node);
-    EXPECT_EQ(observe("Cmd: config\nCmd: node\nParent Cmd: config\n" + std::string(node), '3'), seen);
+    EXPECT_EQ(observe("Cmd: config\nCmd: node\nParent Cmd: config\n" + std::string(node), '3', true), seen);
   }
 }
 
@@ -178,9 +174,7 @@ TEST_F(observe_test, an_error_behind_a_submode_is_of_its_own_node) {
                   "Parent Cmd: mode\nOp: print_if\nFmt: l\n"
                   "Cmd: next\nParent Cmd: config\nOp: get_collection\nUri: /port;n=$?unit\n");
   EXPECT_EQ(render_tovra_reload_func(), nullptr);
-  zu_tvr_observe(&observer);
-  session.render();
-  EXPECT_EQ(zu_tvr_observe(nullptr), &observer);
+  renderer.render({.observer = &observer});
   EXPECT_EQ(nodes, lines{"Failed to resolve collection URI"});
 }
 

@@ -1,5 +1,6 @@
 // What the data store answers: records, collections, queries, order, caching requests.
 #include <cstdlib>
+#include <map>
 #include <random>
 #include <set>
 #include <unistd.h>
@@ -355,4 +356,26 @@ TEST(store, a_database_answers_as_a_file) {
     }
     if (HasFailure()) break;
   }
+}
+
+TEST(store, tells_every_path_or_why_not) {
+  const own_data data = load(network);
+  using counts = std::map<std::string, size_t>;
+  const counts all = {{"/sys", 1},       {"//locations", 2}, {"/sys/ifc", 4}, {"/sys/ifc/u", 3},
+                      {"/locations", 1}, {"/pair", 3},       {"/loose", 3},   {"/unused", 0}};
+  const auto told = [&](int &code) {
+    counts seen;
+    const auto take = [](void *into, const char *path, size_t length, zu_do_vtable *records) {
+      (*static_cast<counts *>(into))[{path, length}] = zu_do_vtable_get_len(records);
+    };
+    code = zu_store_each_path(data.get(), take, &seen);
+    return seen;
+  };
+  int code = ZU_FAILED;
+  EXPECT_EQ(told(code), all); // a database has been read then
+  fail_each_allocation([&] {
+    const counts seen = told(code);
+    EXPECT_TRUE(code == ZU_OK ? seen == all : code == ZU_EXHAUSTED && seen.size() < all.size());
+    return code == ZU_OK;
+  });
 }

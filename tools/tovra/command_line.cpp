@@ -37,19 +37,25 @@ void add_templates(CLI::App *command, options &asked) {
       });
 }
 
+constexpr char data_help[] = "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME";
+
 void add_data(CLI::App *command, options &asked) {
-  command
-      ->add_option("--data", asked.data,
-                   "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME")
-      ->type_name("FILE")
-      ->required();
+  command->add_option("--data", asked.data, data_help)->type_name("FILE")->required();
 }
 
-void add_render_options(CLI::App *command, options &asked) {
+void add_render_options(CLI::App *command, options &asked, std::vector<std::string> *several) {
   command->add_option("node", asked.node, "Render the part under this node (default: everything)")
       ->type_name("NODE");
   add_templates(command, asked);
-  add_data(command, asked);
+  if (several == nullptr) {
+    add_data(command, asked);
+  } else {
+    command->add_option("--data", *several, std::string(data_help) + "; may be repeated")
+        ->type_name("FILE")
+        ->required()
+        ->expected(1)
+        ->take_all();
+  }
   add_named(command, "--named", asked.named, "Register a data file as a named configuration");
   command->add_option("--config", asked.config, "Render the configuration of that name")->type_name("NAME");
   add_named(command, "--arg", asked.arguments, "A walk argument, as a text");
@@ -58,6 +64,25 @@ void add_render_options(CLI::App *command, options &asked) {
   command->add_flag("--tag-submodes", asked.tag_submodes, "Mark where submodes begin and end");
   command->add_flag("--show-tech", asked.show_tech, "Leave passwords out");
   command->add_option("--fetch-count", asked.fetch_count, "Rows a fetch (0: all)")->type_name("N");
+}
+
+std::vector<std::string> render_arguments(const options &asked) {
+  std::vector<std::string> made;
+  if (!asked.node.empty()) made.push_back(asked.node);
+  const auto give = [&](const char *option, const std::string &value) {
+    made.push_back(std::string(option) + "=" + value);
+  };
+  if (asked.templates) give("--templates", *asked.templates);
+  give("--data", asked.data);
+  for (const auto &[name, file] : asked.named) give("--named", name + "=" + file);
+  if (asked.config) give("--config", *asked.config);
+  for (const auto &[name, text] : asked.arguments) give("--arg", name + "=" + text);
+  for (const auto &[name, text] : asked.json_arguments) give("--arg-json", name + "=" + text);
+  if (asked.fetch_count) give("--fetch-count", std::to_string(*asked.fetch_count));
+  if (asked.defaults) made.emplace_back("--defaults");
+  if (asked.tag_submodes) made.emplace_back("--tag-submodes");
+  if (asked.show_tech) made.emplace_back("--show-tech");
+  return made;
 }
 
 CLI::Option *add_format(CLI::App *command, bool &json, const char *help) {

@@ -10,7 +10,10 @@ namespace tovra {
 void add_templates(CLI::App *command, options &asked);
 void add_data(CLI::App *command, options &asked);
 // What says what is rendered: NODE, templates, data, configurations, arguments, flags.
-void add_render_options(CLI::App *command, options &asked);
+// With `several`, data files are taken there, as many as are given.
+void add_render_options(CLI::App *command, options &asked, std::vector<std::string> *several = nullptr);
+// What says the same again, for a process of its own.
+std::vector<std::string> render_arguments(const options &asked);
 CLI::Option *add_format(CLI::App *command, bool &json, const char *help);
 
 } // namespace tovra

@@ -1,8 +1,8 @@
 // `tovra get`: the records that a URI names, one JSON object a line.
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "check/data_set.hpp"
 #include "commands.hpp"
 #include "data_file.hpp"
 #include "output.hpp"
@@ -62,12 +62,19 @@ int show_all(zu_data_ifc *data, zu_do_uri *uri) {
 }
 
 // What can be asked for: each path of the data, and how many records it has.
-int show_paths(const std::string &file) {
-  const auto data = check::read_data(file);
-  if (!data) return failed;
+int show_paths(zu_data_ifc *data) {
+  std::map<std::string, size_t> counts;
+  const auto take = [](void *into, const char *path, size_t length, zu_do_vtable *records) {
+    (*static_cast<std::map<std::string, size_t> *>(into))[{path, length}] = zu_do_vtable_get_len(records);
+  };
+  if (const int code = zu_store_each_path(data, take, &counts); code != ZU_OK) {
+    say("error " + std::to_string(code) + ": the paths cannot be read");
+    say_fault(data);
+    return failed;
+  }
   output out;
-  for (const auto &[path, about] : data->paths) {
-    if (!out.write(visible(path) + " " + std::to_string(about.records) + "\n")) return failed;
+  for (const auto &[path, count] : counts) {
+    if (!out.write(visible(path) + " " + std::to_string(count) + "\n")) return failed;
   }
   return out.flush() ? done : failed;
 }
@@ -75,7 +82,10 @@ int show_paths(const std::string &file) {
 } // namespace
 
 int get(const options &asked) {
-  if (asked.uri.empty()) return show_paths(asked.data);
+  if (asked.uri.empty()) {
+    const data_handle data = load_data(asked.data);
+    return data ? show_paths(data.get()) : failed;
+  }
   const char *reason = nullptr;
   zu_do_uri *uri = zu_do_uri_parse(asked.uri.data(), asked.uri.size(), &reason);
   if (uri == nullptr) {

@@ -136,6 +136,14 @@ void say(std::string_view line) {
   write_all(STDERR_FILENO, text);
 }
 
+void say_lines(std::string_view text) {
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    say(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+}
+
 void set_color(color when) {
   chosen = when;
 }

@@ -185,6 +185,14 @@ int request::load() {
   return load_templates() && load_configurations() ? done : failed;
 }
 
+zu_data_ifc *request::store() const {
+  zu_data_ifc *found = asked_.config ? nullptr : all_data_.front().get();
+  for (size_t i = 0; i < asked_.named.size(); ++i) {
+    if (asked_.config == asked_.named[i].first) found = all_data_[i + 1].get(); // the last of a name counts
+  }
+  return found;
+}
+
 bool request::render(receiver &to, const zu_tvr_observer *observer) {
   qtrace_set_level(asked_.trace);
   const auto start = clock::now();

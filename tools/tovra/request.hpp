@@ -47,6 +47,9 @@ public:
   // The templates as they were checked, for who asks before the render; the library has its own.
   const zu_tvr_tree &tree() const { return *tree_; }
   void drop_tree() { tree_.reset(); }
+  // The store that is rendered: of the data file, or of the configuration that was asked for; none when there
+  // is none of its name.
+  zu_data_ifc *store() const;
   zu_store_wrapper *wrapper() const { return wrapper_.get(); } // with options::stats; else none
 
   struct timings {

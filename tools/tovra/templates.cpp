@@ -115,6 +115,12 @@ std::string place_of(const zu_tvr_node &node) {
   return place + (id != nullptr ? id : "ROOT");
 }
 
+const char *op_name(const zu_tvr_node &node) {
+  static constexpr const char *names[] = {"no_op",   "push_mode", "get_collection",
+                                          "get_one", "iter",      "print_if"};
+  return node.type < std::size(names) ? names[node.type] : "?";
+}
+
 zu_tvr_node *find_node(const zu_tvr_tree &tree, const std::string &id) {
   return static_cast<zu_tvr_node *>(g_hash_table_lookup(tree.nodes, id.c_str()));
 }

@@ -35,6 +35,8 @@ std::optional<std::string> template_directories(const std::optional<std::string>
 std::map<const zu_tvr_node *, std::string> node_ids(const zu_tvr_tree &tree);
 // `FILE:LINE ID`, as far as the node has them.
 std::string place_of(const zu_tvr_node &node);
+// What it does, as `Op:` says it.
+const char *op_name(const zu_tvr_node &node);
 // The node of an id, or none.
 zu_tvr_node *find_node(const zu_tvr_tree &tree, const std::string &id);
 

@@ -13,12 +13,6 @@ namespace tovra {
 
 namespace {
 
-const char *op_name(const zu_tvr_node &node) {
-  static constexpr const char *names[] = {"no_op",   "push_mode", "get_collection",
-                                          "get_one", "iter",      "print_if"};
-  return node.type < std::size(names) ? names[node.type] : "?";
-}
-
 // What tells a node from its siblings: its destination, URI or format.
 std::string detail(const zu_tvr_node &node) {
   switch (node.type) {

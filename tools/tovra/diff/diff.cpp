@@ -39,14 +39,6 @@ process_request render_request(const diff_options &asked, const std::string &nam
   return made;
 }
 
-void say_lines(std::string_view text) {
-  while (!text.empty()) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    say(text.substr(0, end));
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-}
-
 // Passes on what a render said. False: it gave no whole text, and a text with a hole is compared with
 // nothing.
 bool is_whole(const std::string &name, const process_outcome &rendered, const std::string &said_before) {

@@ -65,11 +65,10 @@ int explain_node(const explain_options &asked, request &made) {
   explain::visit_watch watch(asked.id, asked.record, take);
   const bool rendered = watch.follow(made);
   if (!told) {
-    explain::census all;
-    watch.add_to(all);
+    const follow::census all = watch.counted();
     const bool walked = all.contains(asked.id);
     const std::string why = walked ? "not walked for a record " + asked.record
-                                   : "never walked: " + explain::why_never_walked(made.tree(), asked.id, all);
+                                   : "never walked: " + follow::never_walked(made.tree(), all).why(node);
     out.write(asked.json ? json_line({{"never", why}}) : heading + "  " + why + "\n");
   }
   return out.flush() && rendered ? done : failed;

@@ -1,6 +1,8 @@
 // Explaining lines of the text.
 #include "lines.hpp"
 
+#include "../follow/reasons.hpp"
+
 namespace tovra::explain {
 
 using nlohmann::ordered_json;
@@ -53,10 +55,10 @@ std::string as_text(const explained_line &line) {
   for (const source &source : line.sources) {
     const zu_tvr_node &node = *source.steps.back().node;
     text += "  " + place_of(node) + "\n" + as_text(source.values, "    ");
-    const std::string condition = condition_of(node);
+    const std::string condition = follow::condition_of(node);
     if (!condition.empty()) text += "    condition " + condition + "\n";
     for (size_t i = source.steps.size() - 1; i-- > 0;) {
-      const step &above = source.steps[i];
+      const follow::step &above = source.steps[i];
       if (is_root(*above.node)) continue;
       text += "    below " + place_of(*above.node);
       text += above.record.empty() ? "\n" : ", record " + above.record + "\n";
@@ -69,7 +71,7 @@ ordered_json as_json(const explained_line &line) {
   ordered_json sources = ordered_json::array();
   for (const source &source : line.sources) {
     ordered_json made = node_json(*source.steps.back().node);
-    const std::string condition = condition_of(*source.steps.back().node);
+    const std::string condition = follow::condition_of(*source.steps.back().node);
     made["values"] = as_json(source.values);
     if (!condition.empty()) made["condition"] = condition;
     ordered_json above = ordered_json::array();

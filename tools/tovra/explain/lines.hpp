@@ -3,14 +3,14 @@
 
 #include <functional>
 
-#include "watch.hpp"
+#include "../follow/watch.hpp"
 #include "words.hpp"
 
 namespace tovra::explain {
 
 // What wrote a line, or a part of it.
 struct source {
-  std::vector<step> steps; // from the start of the walk to the node that wrote
+  std::vector<follow::step> steps; // from the start of the walk to the node that wrote
   std::vector<shown_value> values;
 };
 
@@ -21,7 +21,7 @@ struct explained_line {
 };
 
 // Hands over each line when it is complete.
-class line_watch : public watch {
+class line_watch : public follow::watch {
 public:
   // `wanted` says by its number whether a line may be asked for: others are not handed over.
   line_watch(std::function<bool(uint64_t)> wanted, std::function<void(const explained_line &)> take)

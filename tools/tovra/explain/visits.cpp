@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "../follow/reasons.hpp"
+
 namespace tovra::explain {
 
 using nlohmann::ordered_json;
@@ -11,7 +13,7 @@ bool visit_watch::is_wanted() const {
   const char *id = zu_tvr_node_id(steps().back().node);
   if (id == nullptr || id != id_) return false;
   return record_.empty() || std::any_of(steps().begin(), steps().end(),
-                                        [&](const step &step) { return step.record == record_; });
+                                        [&](const follow::step &step) { return step.record == record_; });
 }
 
 void visit_watch::entered() {
@@ -49,7 +51,8 @@ void visit_watch::other(const zu_tvr_event &event) {
     ++records_;
     break;
   case ZU_TVR_EVENT_WITHHELD:
-    visit_.outcomes.push_back({0, "no line: " + reason(event), reason_name(event.reason), values_of(event)});
+    visit_.outcomes.push_back(
+        {0, "no line: " + follow::reason(event), follow::reason_name(event.reason), values_of(event)});
     break;
   default:
     visit_.outcomes.push_back({0, "error " + std::to_string(event.code) + ": " + event.message, "error", {}});

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "census.hpp"
+#include "../follow/census.hpp"
 #include "words.hpp"
 
 namespace tovra::explain {
@@ -22,7 +22,7 @@ struct visit {
 };
 
 // Hands over each walk of a node with the given id, below a record when one is named.
-class visit_watch : public census_watch {
+class visit_watch : public follow::census_watch {
 public:
   visit_watch(std::string id, std::string record, std::function<void(const visit &)> take)
       : id_(std::move(id)), record_(std::move(record)), take_(std::move(take)) {}

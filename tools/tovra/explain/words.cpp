@@ -1,8 +1,7 @@
-// What an explanation says of values and of lines that are not written.
+// What an explanation says of values.
 #include "words.hpp"
 
 #include <algorithm>
-#include <cstring>
 
 #include "../value_json.hpp"
 
@@ -10,19 +9,11 @@ namespace tovra::explain {
 
 namespace {
 
-constexpr struct {
-  int32_t reason;
-  const char *name;
-} names[] = {{ZU_TVR_WITHHELD_NO_RECORD, "no record"},
-             {ZU_TVR_WITHHELD_NULL, "no value"},
-             {ZU_TVR_WITHHELD_DEFAULTS, "defaults"},
-             {ZU_TVR_WITHHELD_CONDITION, "condition"},
-             {ZU_TVR_WITHHELD_EMPTY, "empty value"}};
-
-std::string property_of(const zu_tvr_event &event) {
-  std::string property = event.property != nullptr ? event.property : "a property";
-  if (event.uri != nullptr) property += std::string(" of ") + event.uri;
-  return property;
+// Of an array the element that the line is for.
+nlohmann::ordered_json json_of(const zu_tvr_observed_value &value) {
+  zu_do_vlist *elements = value.element >= 0 ? zu_do_value_get_array(value.value, nullptr) : nullptr;
+  return value_json(elements != nullptr ? zu_do_vlist_get_value(elements, static_cast<size_t>(value.element))
+                                        : value.value);
 }
 
 std::string padded(const std::string &text, size_t width) {
@@ -42,41 +33,12 @@ std::vector<shown_value> values_of(const zu_tvr_event &event) {
     if (value.element >= 0) shown.property += "[" + std::to_string(value.element) + "]";
     shown.value = value.value == nullptr   ? "none"
                   : value.is_password != 0 ? "<removed>"
-                                           : value_json(value.value).dump(-1, ' ', false, replace_bad_utf8);
+                                           : json_of(value).dump(-1, ' ', false, replace_bad_utf8);
     shown.record = value.record != nullptr ? value.record : "";
     shown.is_default = value.is_default != 0;
     values.push_back(std::move(shown));
   }
   return values;
-}
-
-std::string reason(const zu_tvr_event &event) {
-  switch (event.reason) {
-  case ZU_TVR_WITHHELD_NO_RECORD:
-    return event.uri != nullptr ? std::string("no record in scope is ") + event.uri
-                                : "no record in scope gives the keys of its URI";
-  case ZU_TVR_WITHHELD_NULL:
-    return property_of(event) + " has no value";
-  case ZU_TVR_WITHHELD_DEFAULTS:
-    return "all its values are defaults, which --defaults renders";
-  case ZU_TVR_WITHHELD_CONDITION:
-    return "its condition is false: " + condition_of(*event.node);
-  default:
-    return property_of(event) + " is empty";
-  }
-}
-
-const char *reason_name(int32_t reason) {
-  for (const auto &row : names) {
-    if (row.reason == reason) return row.name;
-  }
-  return "?";
-}
-
-std::string condition_of(const zu_tvr_node &node) {
-  if (node.type != TVR_NODE_PRINT) return "";
-  const char *condition = static_cast<const zu_tvr_print_data *>(node.data)->cond;
-  return condition != nullptr ? condition + std::strspn(condition, " \t") : "";
 }
 
 std::string as_text(const std::vector<shown_value> &values, const std::string &before) {

@@ -1,4 +1,4 @@
-// What an explanation says of values and of lines that are not written.
+// What an explanation says of values.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -19,12 +19,6 @@ struct shown_value {
 };
 
 std::vector<shown_value> values_of(const zu_tvr_event &event);
-// Of a line that is not written.
-std::string reason(const zu_tvr_event &event);
-// A short name of ZU_TVR_WITHHELD_*.
-const char *reason_name(int32_t reason);
-// The condition of a print node as it is written, or empty.
-std::string condition_of(const zu_tvr_node &node);
 
 // Values below each other, in columns, each line after `before`.
 std::string as_text(const std::vector<shown_value> &values, const std::string &before);

@@ -1,16 +1,16 @@
 // `tovra test`: the golden cases of a template team.
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <fstream>
 #include <memory>
 #include <mutex>
-#include <thread>
 #include <unistd.h>
 
 #include "../commands.hpp"
 #include "../output.hpp"
+#include "../parallel.hpp"
 #include "../tools.hpp"
+#include "cover_case.hpp"
 #include "junit.hpp"
 
 namespace tovra {
@@ -24,6 +24,8 @@ struct test_options {
   std::vector<std::string> vary;
   std::string junit;
   unsigned jobs = 0;
+  std::vector<std::string> coverage; // FORMAT or FORMAT:FILE
+  coverage::limits limits;
   test::how how{{}, false, false, 300};
 };
 
@@ -31,6 +33,7 @@ struct job {
   const test::golden_case *of;
   const test::case_run *run; // none: the case itself is at fault
   test::result result;
+  coverage::report covered;
 };
 
 // Folders with a file `args`, below those that were given, by name. Throws filesystem_error.
@@ -71,13 +74,13 @@ public:
       try {
         cases_.push_back(std::make_unique<test::golden_case>(test::read_case(folder)));
       } catch (const test::bad_case &wrong) {
-        jobs.push_back({nullptr, nullptr, {folder, "args", {{std::string("  ") + wrong.what()}, {}, 0}}});
+        jobs.push_back({nullptr, nullptr, {folder, "args", {{std::string("  ") + wrong.what()}, {}, 0}}, {}});
         continue;
       }
       const test::golden_case &of = *cases_.back();
-      for (const auto &run : of.runs) jobs.push_back({&of, &run, {folder, run.name, {}}});
+      for (const auto &run : of.runs) jobs.push_back({&of, &run, {folder, run.name, {}}, {}});
       if (auto faults = left_over(of); !faults.empty()) {
-        jobs.push_back({nullptr, nullptr, {folder, "expected", {std::move(faults), {}, 0}}});
+        jobs.push_back({nullptr, nullptr, {folder, "expected", {std::move(faults), {}, 0}}, {}});
       }
     }
   }
@@ -100,39 +103,72 @@ void tell(const job &one) {
   }
 }
 
+void cover(job &one, int seconds) {
+  try {
+    one.covered = test::cover(*one.of, *one.run, seconds);
+  } catch (const std::exception &wrong) {
+    one.result.found.faults.push_back(std::string("  ") + wrong.what());
+  }
+}
+
 // Runs all on several threads; each is told when all before it are.
-void run_all(std::vector<job> &jobs, const test::how &how, unsigned threads) {
-  std::atomic<size_t> next = 0;
+void run_all(std::vector<job> &jobs, const test_options &asked) {
   std::mutex telling;
   std::vector<bool> ended(jobs.size());
   size_t told = 0;
-  const auto work = [&] {
-    for (size_t at = next++; at < jobs.size(); at = next++) {
-      job &one = jobs[at];
-      if (one.run != nullptr) one.result.found = test::judge(*one.of, *one.run, how);
-      const std::lock_guard<std::mutex> alone(telling);
-      ended[at] = true;
-      for (; told < jobs.size() && ended[told]; ++told) tell(jobs[told]);
-      std::fflush(stdout);
+  in_parallel(jobs.size(), asked.jobs > 0 ? asked.jobs : processors(), [&](size_t at) {
+    job &one = jobs[at];
+    if (one.run != nullptr) {
+      one.result.found = test::judge(*one.of, *one.run, asked.how);
+      if (!asked.coverage.empty()) cover(one, asked.how.seconds);
     }
-  };
-  std::vector<std::thread> others;
-  others.reserve(threads);
-  for (unsigned i = 1; i < threads; ++i) others.emplace_back(work);
-  work();
-  for (auto &other : others) other.join();
+    const std::lock_guard<std::mutex> alone(telling);
+    ended[at] = true;
+    for (; told < jobs.size() && ended[told]; ++told) tell(jobs[told]);
+    std::fflush(stdout);
+  });
 }
 
-int write_junit(const std::string &path, const std::vector<job> &jobs) {
+bool write_text(const std::string &path, const std::string &text) {
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  file.close();
+  if (!file) say("tovra: " + path + " cannot be written");
+  return !file.fail();
+}
+
+bool write_junit(const std::string &path, const std::vector<job> &jobs) {
   std::vector<test::result> results;
   results.reserve(jobs.size());
   for (const job &one : jobs) results.push_back(one.result);
-  std::ofstream file(path, std::ios::binary);
-  file << test::as_junit(results);
-  file.close();
-  if (file) return done;
-  say("tovra: " + path + " cannot be written");
-  return failed;
+  return write_text(path, test::as_junit(results));
+}
+
+// Each form goes to its file, or follows the results. False: it cannot be written, or too little is covered.
+bool tell_coverage(std::vector<job> &jobs, const test_options &asked) {
+  if (asked.coverage.empty()) return true;
+  coverage::report all;
+  for (job &one : jobs) all.add(std::move(one.covered));
+  std::fflush(stdout); // the results come before what may be said of files
+  bool good = true;
+  for (const std::string &way : asked.coverage) {
+    const size_t colon = way.find(':');
+    const std::string text = coverage::as_text(all, coverage::forms().at(way.substr(0, colon)));
+    if (colon == way.npos) {
+      std::printf("\n%s", text.c_str());
+      std::fflush(stdout);
+    } else {
+      good = write_text(way.substr(colon + 1), text) && good;
+    }
+  }
+  return coverage::is_enough(all, asked.limits) && good;
+}
+
+// What is wrong with a FORMAT or FORMAT:FILE, or nothing.
+std::string fault_of(const std::string &way) {
+  const size_t colon = way.find(':');
+  if (!coverage::forms().contains(way.substr(0, colon))) return "no format is '" + way.substr(0, colon) + "'";
+  return colon == way.size() - 1 ? "it names no file" : "";
 }
 
 int run_tests(test_options &asked) {
@@ -157,18 +193,18 @@ int run_tests(test_options &asked) {
     return failed;
   }
   plan all(folders);
-  const unsigned jobs = asked.jobs > 0 ? asked.jobs : std::max(1U, std::thread::hardware_concurrency());
-  run_all(all.jobs, asked.how, jobs);
+  run_all(all.jobs, asked);
 
   const auto failures = std::count_if(all.jobs.begin(), all.jobs.end(),
                                       [](const job &one) { return !one.result.found.faults.empty(); });
   const auto runs =
       std::count_if(all.jobs.begin(), all.jobs.end(), [](const job &one) { return one.run != nullptr; });
   std::printf("%td runs of %zu cases, %td failed\n", runs, folders.size(), failures);
+  const bool covered = tell_coverage(all.jobs, asked);
   const bool told = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
   if (!told) say("tovra: standard output cannot be written");
-  const int written = asked.junit.empty() ? done : write_junit(asked.junit, all.jobs);
-  return told && failures == 0 ? written : failed;
+  const bool written = asked.junit.empty() || write_junit(asked.junit, all.jobs);
+  return told && written && covered && failures == 0 ? done : failed;
 }
 
 } // namespace
@@ -201,6 +237,17 @@ tool add_test(CLI::App &app) {
       ->type_name("N")
       ->check(CLI::Range(1, 1024));
   command->add_option("--junit", asked->junit, "Write the results as JUnit XML too")->type_name("FILE");
+  auto *covered =
+      command
+          ->add_flag("--coverage{text}", asked->coverage,
+                     "Say too what the renders of all cases cover: text (default), json or lcov; repeatable")
+          ->type_name("[=FORMAT[:FILE]]")
+          ->take_all()
+          ->check(fault_of, "");
+  coverage::add_limits(command, asked->limits);
+  for (const char *limit : {"--fail-under", "--fail-under-properties"}) {
+    command->get_option(limit)->needs(covered);
+  }
   command->add_option("--timeout", asked->how.seconds, "Seconds that a run may take (default: 300)")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 100000));

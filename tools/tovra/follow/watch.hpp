@@ -8,7 +8,7 @@
 
 #include "../request.hpp"
 
-namespace tovra::explain {
+namespace tovra::follow {
 
 // A node on the way from the start of the walk to the node at hand.
 struct step {
@@ -49,4 +49,4 @@ private:
   bool any_ = false;
 };
 
-} // namespace tovra::explain
+} // namespace tovra::follow

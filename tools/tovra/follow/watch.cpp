@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace tovra::explain {
+namespace tovra::follow {
 
 bool watch::follow(request &made) {
   const auto tell = [](void *self, const zu_tvr_event *event) { static_cast<watch *>(self)->take(*event); };
@@ -54,4 +54,4 @@ void watch::take(const zu_tvr_event &event) {
   }
 }
 
-} // namespace tovra::explain
+} // namespace tovra::follow
