@@ -193,7 +193,7 @@ int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
   for (size_t i = 1; status == 0 && i < zu_do_nlist_get_len(step.keys); ++i) {
     status = append_key(zu_do_nlist_get(step.keys, i), record, out);
   }
-  if (status != 0 || memory == nullptr) return status;
+  if (status != 0 || memory == nullptr || out.failed()) return status;
   memory->key.clear();
   memory->key.add(out.view().substr(start));
   memory->id = memory->key.failed() ? 0 : step.id;
@@ -266,15 +266,21 @@ zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(uri);
   if (uri->is_dynamic == 0) return share_into_field(uri->data.uri);
   TVR_ASSERT(ctx);
+  zu_tvr_render_memory *memory = render_memory(ctx);
   text_buffer out;
+  if (memory != nullptr) out.swap(memory->spare); // an operation of a host may resolve another one meanwhile
+  out.clear();
   cache_source source(ctx, uri->relative != 0, true);
-  if (resolve_text(uri, ctx, out, source) != 0) return nullptr;
-  zu_do_uri *made = zu_do_uri_new(out.c_str());
-  if (made != nullptr) {
-    TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made));
-  } else {
-    TVR_ERROR("Failed to allocate URI");
+  zu_do_uri *made = nullptr;
+  if (resolve_text(uri, ctx, out, source) == 0) {
+    made = zu_do_uri_new(out.c_str());
+    if (made != nullptr) {
+      TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made));
+    } else {
+      TVR_ERROR("Failed to allocate URI");
+    }
   }
+  if (memory != nullptr) out.swap(memory->spare);
   return made;
 }
 

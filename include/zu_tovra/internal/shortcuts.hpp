@@ -11,7 +11,7 @@ inline zu_do_shortcuts offered_shortcuts() noexcept {
   zu_do_shortcuts offered = *table;
   // What only works together is there as a whole or not at all.
   if (offered.find_position == nullptr) offered.read_at = nullptr;
-  if (offered.reset == nullptr || offered.set_at == nullptr || offered.set_int_at == nullptr) {
+  if (offered.fill == nullptr || offered.set_at == nullptr || offered.set_int_at == nullptr) {
     offered.new_positions = nullptr;
   }
   return offered;
