@@ -1,6 +1,8 @@
 // Finds the cached record that a URI template names, and remembers it.
 #include "find_record.hpp"
 
+#include <algorithm>
+
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
@@ -60,20 +62,11 @@ void find_by_text(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &nam
   find_by_uri(uri, ctx, named, std::move(made));
 }
 
-// Looks up the resolved text, unless the same look-up would find again what it found last.
+// Looks up the resolved text, and remembers what it finds.
 void find_by_look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named, std::string_view text,
                      cache_source &source) noexcept {
   if (uri->is_dynamic != 0) TVR_DEBUG("uri resolved to %s", text.data());
-  const bool by_collection = uri->kind != URI_KIND_OBJECT;
-  cache_answer answer;
-  if (named.id == uri->program->id && named.version == source.version()) {
-    answer = named.look_up.again(ctx->props_cache, {text}, by_collection);
-  }
-  if (answer.entry == nullptr) {
-    answer = look_up_text(ctx->props_cache, {text}, by_collection);
-  } else if (tracing(7)) {
-    static_cast<void>(look_up_text(ctx->props_cache, {text}, by_collection)); // again, for its traces
-  }
+  const cache_answer answer = look_up_text(ctx->props_cache, {text}, uri->kind != URI_KIND_OBJECT);
   source.note(answer);
   take(named, text.data(), answer.record(), ctx);
   if (answer.entry == nullptr) return;
@@ -94,6 +87,35 @@ void search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) noexcept
   } else {
     find_by_text(uri, ctx, named, text, is_uri);
   }
+}
+
+// Whether all steps and the look-up would find again what they found, though other records are in scope
+// above: then nothing is resolved anew.
+bool finds_again(const zu_tvr_uri *uri, const zu_tvr_walk_ctx *ctx, named_record &named) noexcept {
+  const zu_tvr_uri_program &program = *uri->program;
+  const zu_tvr_stack *cache = ctx->props_cache;
+  if (named.id != program.id || named.found.record == nullptr || !answers_texts(cache)) return false;
+  if (!named.look_up.is_there(cache)) return false;
+  const std::string_view text = uri->is_dynamic != 0 ? named.text.view() : program.start;
+  size_t so_far = program.start.size();
+  uint64_t version = 0;
+  uint32_t consulted = 0;
+  for (uint32_t i = 0; i < program.step_count; ++i) {
+    const uri_step &step = program.steps[i];
+    const step_memory *memory = ctx->render->steps.find(step.number);
+    if (memory == nullptr || memory->id != step.id || memory->before != version) return false;
+    const step_look_up wanted = look_up_of(step, text.substr(0, so_far), uri->relative != 0);
+    const cache_answer answer = memory->look_up.again(cache, wanted.uri, true);
+    if (answer.entry == nullptr) return false;
+    consulted = std::max(consulted, answer.consulted);
+    so_far += memory->piece.size() + step.tail.size();
+    version = memory->version;
+  }
+  if (version != named.version) return false;
+  const cache_answer answer = named.look_up.again(cache, {text}, uri->kind != URI_KIND_OBJECT);
+  if (answer.entry == nullptr) return false;
+  named.mark = cache_mark(cache, std::max(consulted, answer.consulted));
+  return true;
 }
 
 } // namespace
@@ -118,6 +140,8 @@ const found_record &search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcep
     report_exhausted(ctx);
     return none;
   }
+  if (uri->resolve == resolve_uri && finds_again(uri, ctx, *named) && !tracing(7)) return named->found;
+  named->id = 0;
   named->mark = {};
   named->found = {};
   if (uri->resolve == resolve_uri) {

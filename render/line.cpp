@@ -23,14 +23,15 @@ void check_password(const print_job &job, const zu_do_value_facts &facts, bool *
   *hide = true;
 }
 
-[[gnu::always_inline]] inline after_slot render_plain(print_job &job, uint32_t slot, bool hide) noexcept {
+[[gnu::always_inline]] inline after_slot render_plain(print_job &job, const zu_tvr_fmt_item *item,
+                                                      const zu_do_value_facts &facts, uint32_t slot,
+                                                      bool hide) noexcept {
   if (hide) {
     job.line->add("<removed>");
     return after_slot::go_on;
   }
   const size_t length = job.line->size();
-  const zu_do_value_facts &facts = job.value_of(slot);
-  if (!append_value(job.plan->slots.get()[slot].item, facts.value, facts.type, job.line)) {
+  if (!append_value(item, facts.value, facts.type, job.line)) {
     fail(job.ctx, ZU_FAILED, "Failed to map value", place_of(job, slot));
     return after_slot::failed;
   }
@@ -46,7 +47,7 @@ after_slot render_directly(print_job &job, uint32_t slot, bool hide) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
   switch (planned.item->kind) {
   case TVR_KIND_PLAIN:
-    return render_plain(job, slot, hide);
+    return render_plain(job, planned.item, job.value_of(slot), slot, hide);
   case TVR_KIND_LOCATION:
     job.line->add(job.memory->slots.get()[slot].location);
     return after_slot::go_on;
@@ -71,7 +72,7 @@ after_slot render_slot(print_job &job, uint32_t slot, bool *hide) noexcept {
   if (facts.value == nullptr) return report_missing_value(job, slot);
   check_password(job, facts, hide);
   const bool is_plain = planned.item->kind == TVR_KIND_PLAIN;
-  if (is_plain && facts.type != ZU_DO_TYPE_ARRAY) return render_plain(job, slot, *hide);
+  if (is_plain && facts.type != ZU_DO_TYPE_ARRAY) return render_plain(job, planned.item, facts, slot, *hide);
   if ((!is_plain && planned.array == nullptr) || job.memory->slots.get()[slot].element >= 0) {
     return render_directly(job, slot, *hide);
   }
@@ -126,10 +127,13 @@ bool put_line(const print_job &job) noexcept {
 }
 
 bool render_line(print_job &job, uint32_t slot) noexcept {
+  const std::string_view *const literals = job.plan->literals.get();
+  const uint32_t end = job.plan->slot_count;
+  text_buffer &line = *job.line;
   bool hide = false;
   for (;; ++slot) {
-    job.line->add_padded(job.plan->literals.get()[slot]);
-    if (slot == job.plan->slot_count) return complete_line(job);
+    line.add_padded(literals[slot]);
+    if (slot == end) return complete_line(job);
     const after_slot next = render_slot(job, slot, &hide);
     if (next != after_slot::go_on) return next == after_slot::done;
   }

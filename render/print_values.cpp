@@ -40,22 +40,18 @@ zu_do_value_facts facts_of(zu_do_value *value) noexcept {
   }
 }
 
-// The values of a read's properties, in their order.
-zu_do_value_facts *read_record(print_job &job, const planned_read &read, read_memory &known,
-                               zu_do_properties *record) noexcept {
-  zu_do_value_facts *facts = job.memory->facts.get() + read.first;
+// Reads the values of a read's properties, in their order.
+void read_record(print_job &job, const planned_read &read, read_memory &known, zu_do_properties *record,
+                 zu_do_value_facts *facts) noexcept {
   const int32_t *positions = job.memory->positions.get() + read.first;
-  const void *shape = nullptr;
-  if (shortcuts.read_at != nullptr) {
-    shape = shortcuts.read_at(record, known.shape, positions, read.count, facts);
-    if (shape != nullptr && shape != known.shape) {
-      learn_shape(job, read, known, record, shape);
-      shortcuts.read_at(record, shape, positions, read.count, facts);
-    }
+  const void *shape = shortcuts.read_at(record, known.shape, positions, read.count, facts);
+  if (shape == known.shape && known.whole) return;
+  if (shape != nullptr && shape != known.shape) {
+    learn_shape(job, read, known, record, shape);
+    shortcuts.read_at(record, shape, positions, read.count, facts);
   }
   if (shape == nullptr || !known.whole)
     read_by_name(read, record, shape != nullptr ? positions : nullptr, facts);
-  return facts;
 }
 
 // ---- Pending failures ----
@@ -74,29 +70,22 @@ zu_do_value_facts *read_record(print_job &job, const planned_read &read, read_me
 
 // ---- Values ----
 
-// What one record is read with.
-struct read_job {
-  print_job &job;
-  const planned_read &read;
-  const found_record &found;
-  item_location location = {};
-};
-
-[[gnu::noinline]] int32_t report_missing_property(const read_job &now, zu_do_name *name) noexcept {
+[[gnu::noinline]] int32_t report_missing_property(const print_job &job, const found_record &found,
+                                                  zu_do_name *name) noexcept {
   char *message = nullptr;
   zu_printf(&message, "Unable to find property %s on uri %s", zu_do_name_get_strname(name),
-            now.found.uri != nullptr ? now.found.uri : "*missing uri*");
+            found.uri != nullptr ? found.uri : "*missing uri*");
   const text holder(message);
-  fail(now.job.ctx, ZU_FAILED, message != nullptr ? message : "Unable to find property",
-       {now.found.uri, zu_do_name_get_strname(name)});
+  fail(job.ctx, ZU_FAILED, message != nullptr ? message : "Unable to find property",
+       {found.uri, zu_do_name_get_strname(name)});
   return ZU_TVR_STEP_FAILED;
 }
 
-[[gnu::noinline]] bool make_location(read_job &now, const planned_property &property,
-                                     zu_do_value *value) noexcept {
-  slot_state &slot = now.job.memory->slots.get()[property.index];
+[[gnu::noinline]] bool make_location(const print_job &job, const planned_read &read, item_location &location,
+                                     const planned_property &property, zu_do_value *value) noexcept {
+  slot_state &slot = job.memory->slots.get()[property.index];
   const text earlier(std::exchange(slot.location, nullptr));
-  slot.location = now.location.text_for(now.read.item, property.item, value).release();
+  slot.location = location.text_for(read.item, property.item, value).release();
   return slot.location != nullptr;
 }
 
@@ -116,30 +105,6 @@ zu_do_value *condition_value(const print_job &job, uint32_t condition,
   return as_null ? job.memory->null.get() : facts.value;
 }
 
-inline int32_t gather_property(read_job &now, const planned_property &property, zu_do_name *name,
-                               const zu_do_value_facts &facts) noexcept {
-  TVR_DEBUG("print node: attempting to find value for %s (index=%d)", zu_do_name_get_strname(name),
-            property.index);
-  if (now.found.pending != nullptr && now.job.scratch->failed == 0) {
-    now.job.scratch->failed = is_pending(now.found.pending, zu_do_name_get_strname(name)) ? 1 : 0;
-  }
-  if (facts.value == nullptr) return report_missing_property(now, name);
-  if (property.item != nullptr) {
-    if (facts.type == ZU_DO_TYPE_NONE) {
-      observe_withheld(now.job.ctx, ZU_TVR_WITHHELD_NULL, {now.found.uri, zu_do_name_get_strname(name)});
-      return ZU_TVR_STEP_NOTHING;
-    }
-    if (property.item->kind == TVR_KIND_LOCATION && !make_location(now, property, facts.value)) {
-      return ZU_TVR_STEP_FAILED;
-    }
-  }
-  if (property.condition != no_condition) {
-    now.job.memory->condition_values.get()[property.condition] =
-        condition_value(now.job, property.condition, facts);
-  }
-  return ZU_TVR_STEP_WALK;
-}
-
 // The name of an extra property. When records before its own are missing, the search for its index starts at
 // the first extra property, and may find another one than the plan did. None (traced) when there is none.
 [[gnu::noinline]] zu_do_name *find_extra_name(const planned_property &property,
@@ -154,13 +119,14 @@ inline int32_t gather_property(read_job &now, const planned_property &property, 
 }
 
 // `extra`: where the search for extra properties starts; none: they are those of the plan.
-int32_t gather_read(print_job &job, const planned_read &read, read_memory &memory, const found_record &found,
-                    const zu_tvr_extra_prop *extra) noexcept {
+inline int32_t gather_read(print_job &job, const planned_read &read, read_memory &memory,
+                           const found_record &found, const zu_tvr_extra_prop *extra) noexcept {
   TVR_INFO("print node: processing %d props for %s", read.item->num_props, found.uri);
   memory.record = found.record;
   memory.uri = found.uri;
-  zu_do_value_facts *facts = read_record(job, read, memory, found.record);
-  read_job now = {job, read, found};
+  zu_do_value_facts *facts = job.memory->facts.get() + read.first;
+  read_record(job, read, memory, found.record, facts);
+  item_location location;
   const planned_property *const end = read.properties + read.count;
   for (const planned_property *property = read.properties; property != end; ++property, ++facts) {
     zu_do_name *name = property->name;
@@ -169,8 +135,25 @@ int32_t gather_read(print_job &job, const planned_read &read, read_memory &memor
       if (name == nullptr) return ZU_TVR_STEP_FAILED;
       *facts = facts_of(zu_do_properties_get_value_n(found.record, name));
     }
-    const int32_t step = gather_property(now, *property, name, *facts);
-    if (step != ZU_TVR_STEP_WALK) return step;
+    TVR_DEBUG("print node: attempting to find value for %s (index=%d)", zu_do_name_get_strname(name),
+              property->index);
+    if (found.pending != nullptr && job.scratch->failed == 0) {
+      job.scratch->failed = is_pending(found.pending, zu_do_name_get_strname(name)) ? 1 : 0;
+    }
+    if (facts->value == nullptr) return report_missing_property(job, found, name);
+    if (property->item != nullptr) {
+      if (facts->type == ZU_DO_TYPE_NONE) {
+        observe_withheld(job.ctx, ZU_TVR_WITHHELD_NULL, {found.uri, zu_do_name_get_strname(name)});
+        return ZU_TVR_STEP_NOTHING;
+      }
+      if (property->item->kind == TVR_KIND_LOCATION &&
+          !make_location(job, read, location, *property, facts->value)) {
+        return ZU_TVR_STEP_FAILED;
+      }
+    }
+    if (property->condition == no_condition) continue;
+    job.memory->condition_values.get()[property->condition] =
+        condition_value(job, property->condition, *facts);
   }
   return ZU_TVR_STEP_WALK;
 }

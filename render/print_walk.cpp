@@ -9,7 +9,7 @@ namespace {
 
 // Takes the walk's line buffer and writes the start of a line: the newline character of the node, and the
 // indentation. False (traced and reported) when memory is exhausted.
-bool start_line(print_job &job) noexcept {
+[[gnu::always_inline]] inline bool start_line(print_job &job) noexcept {
   zu_tvr_render_memory *memory = render_memory(job.ctx);
   job.line = memory != nullptr ? &memory->line : nullptr;
   if (memory != nullptr && memory->line.start_line(job.data->newline != 0, job.ctx->indentation)) return true;

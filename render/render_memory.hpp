@@ -16,7 +16,7 @@ struct step_memory {
   uint64_t before = 0; // the version of the text in front of it
   uint64_t version = 0;
   remembered_look_up look_up;
-  text_buffer key; // the value's key form
+  text_buffer piece; // what the step wrote
   bool canonical = false;
 };
 

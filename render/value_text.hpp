@@ -17,14 +17,15 @@ inline bool has_low_byte(std::string_view shown) noexcept {
     return ((word - ones * ('"' + 1)) & ~word & (ones << 7)) != 0;
   };
   const char *at = shown.data(), *const end = at + shown.size();
-  bool found = false;
   if (shown.size() >= 8) {
-    for (; end - at > 8; at += 8) found |= in_word(at, uint64_t{});
-    return found || in_word(end - 8, uint64_t{});
+    for (; end - at > 8; at += 8) {
+      if (in_word(at, uint64_t{})) return true;
+    }
+    return in_word(end - 8, uint64_t{});
   }
   if (shown.size() >= 4) return in_word(at, uint32_t{}) || in_word(end - 4, uint32_t{});
-  while (at != end) found |= static_cast<unsigned char>(*at++) <= '"';
-  return found;
+  while (at != end && static_cast<unsigned char>(*at) > '"') ++at;
+  return at != end;
 }
 
 // Numbers and truth values hold nothing that is quoted.
@@ -46,11 +47,11 @@ bool append_through_buffer(const zu_tvr_fmt_item *item, zu_do_value *value, int3
 }
 
 // Appends what a value shows as, mapped or quoted. False on failure (traced).
-inline bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type,
-                         text_buffer *line) noexcept {
+[[gnu::always_inline]] inline bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type,
+                                                text_buffer *line) noexcept {
   char room[ZU_DO_VALUE_ROOM];
   size_t length = 0;
-  const char *shown = shortcuts.display != nullptr ? shortcuts.display(value, room, &length) : nullptr;
+  const char *shown = shortcuts.display(value, room, &length);
   if (shown == nullptr) return append_through_buffer(item, value, type, line);
   append_shown(item, type, {shown, length}, line);
   return true;

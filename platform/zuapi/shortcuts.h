@@ -77,9 +77,9 @@ typedef struct zu_do_shortcuts {
    * to escape; `room` (ZU_DO_VALUE_ROOM bytes) may hold it. The text is borrowed, of `*length` bytes and
    * NUL-terminated. None when only zu_do_value_to_strbuf can tell. */
   const char *(*display)(zu_do_value *value, char *room, size_t *length);
-  /* The key form without a buffer: the text of `*length` bytes, borrowed, or written to `room` (`size` bytes,
-   * at least ZU_DO_VALUE_ROOM). None when there is none, or no room for it: zu_do_uri_value_to_keystr tells.
-   */
+  /* The key form without a buffer: the text of `*length` bytes, borrowed when no byte of it is escaped, else
+   * written to `room` (`size` bytes, at least ZU_DO_VALUE_ROOM). None when there is none, or no room for it:
+   * zu_do_uri_value_to_keystr tells. */
   const char *(*key_form)(zu_do_value *value, char *room, size_t size, size_t *length);
   /* Where the parts of a URI's text stand. */
   void (*uri_parts)(zu_do_uri *uri, zu_do_uri_parts *parts);

@@ -50,15 +50,16 @@ public:
     at_ = block_.get();
     failed_ = false;
   }
-  void add(std::string_view piece) noexcept {
+  [[gnu::always_inline]] void add(std::string_view piece) noexcept {
     if (piece.size() > std::min(room(), short_piece)) return add_long(piece);
     copy_short_piece(std::exchange(at_, at_ + piece.size()), piece.data(), piece.size());
   }
+  // Of a piece behind which `piece_padding` bytes may be read.
   void add_padded(std::string_view piece) noexcept {
-    if (piece.size() > room()) return add_long(piece);
+    if (piece.size() >= room()) return add_long(piece);
     char *to = std::exchange(at_, at_ + piece.size());
-    for (size_t i = 0; i < piece.size(); i += piece_padding)
-      std::memcpy(to + i, piece.data() + i, piece_padding);
+    std::memcpy(to, piece.data(), piece_padding);
+    if (piece.size() > piece_padding) std::memcpy(to, piece.data(), piece.size());
   }
   void add(char character) noexcept {
     if (room() == 0 && !reserve(1)) return;
@@ -120,7 +121,7 @@ private:
   size_t room() const noexcept { return static_cast<size_t>(end_ - at_); }
 
   [[gnu::noinline]] void add_long(std::string_view piece) noexcept {
-    if (piece.size() > room() && !reserve(piece.size())) return;
+    if (piece.empty() || (piece.size() > room() && !reserve(piece.size()))) return;
     std::memcpy(at_, piece.data(), piece.size());
     at_ += piece.size();
   }
