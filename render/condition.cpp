@@ -37,11 +37,9 @@ void make_condition(zu_tvr_print_data *data) noexcept {
   zu_cond_list_free(list);
 }
 
-bool check_condition(const print_job &job, bool *holds) noexcept {
+bool resolve_condition(const print_job &job, bool *holds) noexcept {
   const zu_tvr_print_data *data = job.data;
   const zu_tvr_walk_ctx *ctx = job.ctx;
-  *holds = true;
-  if (data->cond == nullptr) return true;
   if (data->cond_op == nullptr) {
     zu_cond_list *list = nullptr;
     if (parse_cond_expr_no_trailing(job.ctx, report_parse_error, command_name, data->cond, &list)) {
@@ -55,7 +53,7 @@ bool check_condition(const print_job &job, bool *holds) noexcept {
   const zu_tvr_cond_args *args = ctx->cond_args;
   if (args != nullptr &&
       zu_cli_exec_resolve_cond(args->cli_context, args->results, zu_cli_cmd_get_name(args->cmd),
-                               data->cond_op, job.conditions.get(), holds)) {
+                               data->cond_op, job.conditions, holds)) {
     if (!*holds && observed(ctx, ZU_TVR_EVENT_WITHHELD)) observe_false_condition(job);
     return true;
   }
@@ -63,38 +61,40 @@ bool check_condition(const print_job &job, bool *holds) noexcept {
   return false;
 }
 
-// The node's record may have been kept by who was given it: then it is theirs.
-bool condition_properties::start(const zu_tvr_line_plan *plan, zu_tvr_line_memory *memory) noexcept {
-  plan_ = plan;
-  if (shortcuts.new_positions == nullptr || memory == nullptr) {
-    fresh_ = ref<zu_do_properties>::adopt(zu_do_properties_new());
-    record_ = fresh_.get();
-    return record_ != nullptr;
+// The record is made when there is none, and when who was given it has kept it: then it is theirs.
+bool fill_conditions(print_job &job) noexcept {
+  ref<zu_do_properties> &made = job.memory->conditions;
+  zu_do_value *const *values = job.memory->condition_values.get();
+  const uint32_t count = job.plan->condition_count;
+  const bool by_position = shortcuts.new_positions != nullptr;
+  job.conditions = made.get();
+  if (by_position && shortcuts.fill(job.conditions, values, count)) return true;
+  made = ref<zu_do_properties>::adopt(
+      by_position ? shortcuts.new_positions(job.plan->condition_names.get(), count) : zu_do_properties_new());
+  job.conditions = made.get();
+  if (job.conditions == nullptr) {
+    TVR_ERROR("Failed to allocate condition properties");
+    return false;
   }
-  if (!memory->conditions || !shortcuts.reset(memory->conditions.get())) {
-    memory->conditions = ref<zu_do_properties>::adopt(
-        shortcuts.new_positions(plan->condition_names.get(), plan->condition_count));
+  bool set = !by_position || shortcuts.fill(job.conditions, values, count);
+  for (uint32_t i = 0; set && !by_position && i < count; ++i) {
+    set = values[i] == nullptr || set_condition(job, i, values[i]);
   }
-  record_ = memory->conditions.get();
-  by_position_ = true;
-  return record_ != nullptr;
+  return set || fail(job.ctx, ZU_EXHAUSTED, "Failed to set condition property");
 }
 
-bool condition_properties::set_by_name(uint32_t position, zu_do_value *value) noexcept {
-  zu_do_name *name = plan_->condition_names.get()[position];
-  return value != nullptr && zu_do_properties_set_value_n(record_, name, value) == 0;
+bool set_condition(const print_job &job, uint32_t position, zu_do_value *value) noexcept {
+  if (position == no_condition) return true;
+  if (shortcuts.new_positions != nullptr) return shortcuts.set_at(job.conditions, position, value) == 0;
+  zu_do_name *name = job.plan->condition_names.get()[position];
+  return value != nullptr && zu_do_properties_set_value_n(job.conditions, name, value) == 0;
 }
 
-bool condition_properties::set_null(uint32_t position) noexcept {
-  const auto null = ref<zu_do_value>::adopt(zu_do_value_new_null());
-  return set(position, null.get());
-}
-
-bool condition_properties::set_number(uint32_t position, int32_t number) noexcept {
-  if (record_ == nullptr || position == no_condition) return true;
-  if (by_position_) return shortcuts.set_int_at(record_, position, number) == 0;
+bool set_condition(const print_job &job, uint32_t position, int32_t number) noexcept {
+  if (position == no_condition) return true;
+  if (shortcuts.new_positions != nullptr) return shortcuts.set_int_at(job.conditions, position, number) == 0;
   const auto value = ref<zu_do_value>::adopt(zu_do_value_new_int(number));
-  return set_by_name(position, value.get());
+  return set_condition(job, position, value.get());
 }
 
 } // namespace tvr

@@ -1,6 +1,8 @@
 // Finds the cached record that a URI template names, and remembers it.
 #include "find_record.hpp"
 
+#include <algorithm>
+
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
@@ -10,32 +12,28 @@ void report_exhausted(zu_tvr_walk_ctx *ctx) noexcept {
   report(ctx, ZU_EXHAUSTED, "Failed to allocate URI");
 }
 
-// Traces why there is no record.
-found_record none_found(bool resolved, found_record none = {}) noexcept {
-  if (resolved) {
-    TVR_INFO("print node: properties for %s not found in cache", none.uri);
-  } else {
-    TVR_INFO("print node: could not solve dynamic URI");
+void trace_unresolved() noexcept {
+  TVR_INFO("print node: could not solve dynamic URI");
+}
+
+// What a look-up of the URI gave; with a record, its pending attributes.
+void take(named_record &named, const char *uri_text, zu_do_properties *record,
+          const zu_tvr_walk_ctx *ctx) noexcept {
+  named.found = {record, uri_text};
+  if (record == nullptr) {
+    TVR_INFO("print node: properties for %s not found in cache", uri_text);
+    return;
   }
-  return none;
+  zu_do_value *pending = zu_do_properties_get_value_n(record, ctx->render->pending_name.get());
+  if (pending != nullptr) named.found.pending = zu_do_value_get_string(pending, nullptr);
 }
 
-const char *pending_of(zu_do_properties *record, const zu_tvr_walk_ctx *ctx) noexcept {
-  return zu_do_value_get_string(zu_do_properties_get_value_n(record, ctx->render->pending_name.get()),
-                                nullptr);
-}
-
-// The record that answers to a URI.
-found_record find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, ref<zu_do_uri> resolved) noexcept {
-  found_record found;
-  found.held = std::move(resolved);
-  found.uri = zu_do_uri_get_uri_str(found.held.get());
+void find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named,
+                 ref<zu_do_uri> resolved) noexcept {
+  named.held = std::move(resolved);
   auto *name = const_cast<char *>(uri->kind == URI_KIND_OBJECT ? ZU_DO_NAME_URI : ZU_DO_NAME_COLL_URI);
-  found.record =
-      static_cast<zu_do_properties *>(zu_tvr_stack_lookup(ctx->props_cache, found.held.get(), name));
-  if (found.record == nullptr) return none_found(true, std::move(found));
-  found.pending = pending_of(found.record, ctx);
-  return found;
+  void *found = zu_tvr_stack_lookup(ctx->props_cache, named.held.get(), name);
+  take(named, zu_do_uri_get_uri_str(named.held.get()), static_cast<zu_do_properties *>(found), ctx);
 }
 
 // The text that a template resolves to, NUL-terminated; none when it does not.
@@ -51,57 +49,73 @@ std::string_view text_of(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &na
 }
 
 // By a text that need not be that of its URI.
-found_record find_by_text(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::string_view text,
-                          bool is_uri) noexcept {
-  if (uri->is_dynamic == 0) return find_by_uri(uri, ctx, ref<zu_do_uri>::share(uri->data.uri));
+void find_by_text(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named, std::string_view text,
+                  bool is_uri) noexcept {
+  if (uri->is_dynamic == 0) return find_by_uri(uri, ctx, named, ref<zu_do_uri>::share(uri->data.uri));
   auto made = ref<zu_do_uri>::adopt(zu_do_uri_new(text.data()));
   if (made == nullptr) {
     TVR_ERROR("Failed to allocate URI");
     if (is_uri) report_exhausted(ctx);
-    return none_found(false);
+    return trace_unresolved();
   }
   TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made.get()));
-  return find_by_uri(uri, ctx, std::move(made));
+  find_by_uri(uri, ctx, named, std::move(made));
 }
 
-// Looks up the resolved text, unless the same look-up would find again what it found last.
-found_record find_by_look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, std::string_view text,
-                             named_record &named, cache_source &source) noexcept {
+// Looks up the resolved text, and remembers what it finds.
+void find_by_look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named, std::string_view text,
+                     cache_source &source) noexcept {
   if (uri->is_dynamic != 0) TVR_DEBUG("uri resolved to %s", text.data());
-  const bool by_collection = uri->kind != URI_KIND_OBJECT;
-  cache_answer answer;
-  if (named.id == uri->program->id && named.version == source.version()) {
-    answer = named.look_up.again(ctx->props_cache, {text}, by_collection);
-  }
-  const bool again = answer.entry != nullptr;
-  if (!again) {
-    answer = look_up_text(ctx->props_cache, {text}, by_collection);
-  } else if (tracing(7)) {
-    static_cast<void>(look_up_text(ctx->props_cache, {text}, by_collection)); // again, for its traces
-  }
+  const cache_answer answer = look_up_text(ctx->props_cache, {text}, uri->kind != URI_KIND_OBJECT);
   source.note(answer);
-  found_record found = {.record = answer.record(), .uri = text.data()};
-  if (found.record == nullptr) return none_found(true, std::move(found));
-  found.pending = again ? named.pending : pending_of(found.record, ctx);
+  take(named, text.data(), answer.record(), ctx);
+  if (answer.entry == nullptr) return;
   named.id = source.silent() ? uri->program->id : 0;
   named.version = source.version();
-  named.record = found.record;
-  named.uri = found.uri;
-  named.pending = found.pending;
   named.look_up.set(answer);
   named.mark = cache_mark(ctx->props_cache, source.consulted());
-  return found;
 }
 
-found_record search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) noexcept {
-  named.mark = {};
+void search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) noexcept {
   cache_source source(ctx, uri->relative != 0, true);
   const std::string_view text = text_of(uri, ctx, named, source);
   if (source.exhausted()) report_exhausted(ctx);
-  if (text.data() == nullptr) return none_found(false);
+  if (text.data() == nullptr) return trace_unresolved();
   const bool is_uri = uri->program->canonical && source.canonical() && text.size() < longest_canonical;
-  if (is_uri && answers_texts(ctx->props_cache)) return find_by_look_up(uri, ctx, text, named, source);
-  return find_by_text(uri, ctx, text, is_uri);
+  if (is_uri && answers_texts(ctx->props_cache)) {
+    find_by_look_up(uri, ctx, named, text, source);
+  } else {
+    find_by_text(uri, ctx, named, text, is_uri);
+  }
+}
+
+// Whether all steps and the look-up would find again what they found, though other records are in scope
+// above: then nothing is resolved anew.
+bool finds_again(const zu_tvr_uri *uri, const zu_tvr_walk_ctx *ctx, named_record &named) noexcept {
+  const zu_tvr_uri_program &program = *uri->program;
+  const zu_tvr_stack *cache = ctx->props_cache;
+  if (named.id != program.id || named.found.record == nullptr || !answers_texts(cache)) return false;
+  if (!named.look_up.is_there(cache)) return false;
+  const std::string_view text = uri->is_dynamic != 0 ? named.text.view() : program.start;
+  size_t so_far = program.start.size();
+  uint64_t version = 0;
+  uint32_t consulted = 0;
+  for (uint32_t i = 0; i < program.step_count; ++i) {
+    const uri_step &step = program.steps[i];
+    const step_memory *memory = ctx->render->steps.find(step.number);
+    if (memory == nullptr || memory->id != step.id || memory->before != version) return false;
+    const step_look_up wanted = look_up_of(step, text.substr(0, so_far), uri->relative != 0);
+    const cache_answer answer = memory->look_up.again(cache, wanted.uri, true);
+    if (answer.entry == nullptr) return false;
+    consulted = std::max(consulted, answer.consulted);
+    so_far += memory->piece.size() + step.tail.size();
+    version = memory->version;
+  }
+  if (version != named.version) return false;
+  const cache_answer answer = named.look_up.again(cache, {text}, uri->kind != URI_KIND_OBJECT);
+  if (answer.entry == nullptr) return false;
+  named.mark = cache_mark(cache, std::max(consulted, answer.consulted));
+  return true;
 }
 
 } // namespace
@@ -117,17 +131,27 @@ zu_tvr_render_memory *make_render_memory(zu_tvr_walk_ctx *ctx) noexcept {
   return ctx->render;
 }
 
-found_record search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+const found_record &search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
+  static constexpr found_record none;
   zu_tvr_render_memory *memory = render_memory(ctx);
-  if (memory != nullptr && uri->resolve != resolve_uri) {
-    auto resolved = ref<zu_do_uri>::adopt(uri->resolve(uri, ctx));
-    return resolved != nullptr ? find_by_uri(uri, ctx, std::move(resolved)) : none_found(false);
-  }
   named_record *named = memory != nullptr ? memory->named.get(uri->program->number) : nullptr;
-  if (named != nullptr) return search(uri, ctx, *named);
-  TVR_ERROR("Failed to allocate URI buffer");
-  report_exhausted(ctx);
-  return none_found(false);
+  if (named == nullptr) {
+    TVR_ERROR("Failed to allocate URI buffer");
+    report_exhausted(ctx);
+    return none;
+  }
+  if (uri->resolve == resolve_uri && finds_again(uri, ctx, *named) && !tracing(7)) return named->found;
+  named->id = 0;
+  named->mark = {};
+  named->found = {};
+  if (uri->resolve == resolve_uri) {
+    search(uri, ctx, *named);
+  } else if (auto resolved = ref<zu_do_uri>::adopt(uri->resolve(uri, ctx))) {
+    find_by_uri(uri, ctx, *named, std::move(resolved));
+  } else {
+    trace_unresolved();
+  }
+  return named->found;
 }
 
 } // namespace tvr

@@ -3,13 +3,13 @@
 
 #include "find_record.hpp"
 #include "observe_line.hpp"
+#include "value_text.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
 namespace {
 
 constexpr char failure_marker[] = "! The command below had failures during processing\n";
-constexpr char no_room_for_line[] = "Failed to allocate output buffer";
 
 // ---- Slots ----
 
@@ -23,18 +23,20 @@ void check_password(const print_job &job, const zu_do_value_facts &facts, bool *
   *hide = true;
 }
 
-after_slot render_plain(print_job &job, uint32_t slot, bool hide) noexcept {
+[[gnu::always_inline]] inline after_slot render_plain(print_job &job, const zu_tvr_fmt_item *item,
+                                                      const zu_do_value_facts &facts, uint32_t slot,
+                                                      bool hide) noexcept {
   if (hide) {
     job.line->add("<removed>");
     return after_slot::go_on;
   }
-  size_t length = 0;
-  const zu_do_value_facts &facts = job.memory->slots.get()[slot].facts;
-  if (!append_value(job.plan->slots.get()[slot].item, facts.value, facts.type, job.line, &length)) {
+  const size_t length = job.line->size();
+  if (!append_value(item, facts.value, facts.type, job.line)) {
     fail(job.ctx, ZU_FAILED, "Failed to map value", place_of(job, slot));
     return after_slot::failed;
   }
-  if (length > 0 || job.line->failed()) return after_slot::go_on; // a failed line is told when it is put
+  // A failed line is told when it is put.
+  if (job.line->size() > length || job.line->failed()) return after_slot::go_on;
   TVR_ERROR("Render value empty string '%s' - stop", job.line->c_str());
   if (observed(job.ctx, ZU_TVR_EVENT_WITHHELD))
     observe_withheld(job.ctx, ZU_TVR_WITHHELD_EMPTY, place_of(job, slot));
@@ -45,7 +47,7 @@ after_slot render_directly(print_job &job, uint32_t slot, bool hide) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
   switch (planned.item->kind) {
   case TVR_KIND_PLAIN:
-    return render_plain(job, slot, hide);
+    return render_plain(job, planned.item, job.value_of(slot), slot, hide);
   case TVR_KIND_LOCATION:
     job.line->add(job.memory->slots.get()[slot].location);
     return after_slot::go_on;
@@ -66,13 +68,12 @@ after_slot report_missing_value(const print_job &job, uint32_t slot) noexcept {
 
 after_slot render_slot(print_job &job, uint32_t slot, bool *hide) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
-  if (planned.item == nullptr || job.memory->slots.get()[slot].facts.value == nullptr) {
-    return report_missing_value(job, slot);
-  }
-  const value_slot &filled = job.memory->slots.get()[slot];
-  check_password(job, filled.facts, hide);
+  const zu_do_value_facts &facts = job.value_of(slot);
+  if (facts.value == nullptr) return report_missing_value(job, slot);
+  check_password(job, facts, hide);
   const bool is_plain = planned.item->kind == TVR_KIND_PLAIN;
-  if (filled.element >= 0 || (is_plain ? filled.facts.type != ZU_DO_TYPE_ARRAY : planned.array == nullptr)) {
+  if (is_plain && facts.type != ZU_DO_TYPE_ARRAY) return render_plain(job, planned.item, facts, slot, *hide);
+  if ((!is_plain && planned.array == nullptr) || job.memory->slots.get()[slot].element >= 0) {
     return render_directly(job, slot, *hide);
   }
   if (is_plain || (planned.array->independent != 0 && planned.array->multiline == 0)) {
@@ -86,8 +87,7 @@ after_slot render_slot(print_job &job, uint32_t slot, bool *hide) noexcept {
 // Puts the failure marker, as a line of its own, before the line.
 bool add_failure_marker(print_job &job) noexcept {
   text_buffer marker;
-  marker.start_line(job.data->newline != 0, job.ctx->indentation);
-  marker.add(failure_marker);
+  if (marker.start_line(job.data->newline != 0, job.ctx->indentation)) marker.add(failure_marker);
   if (marker.failed()) {
     fail(job.ctx, ZU_EXHAUSTED, no_room_for_line);
     TVR_ERROR("Failed to add message to the output");
@@ -113,17 +113,6 @@ bool complete_line(print_job &job) noexcept {
 
 } // namespace
 
-text_buffer *start_line(const zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx) noexcept {
-  zu_tvr_render_memory *memory = render_memory(ctx);
-  if (memory != nullptr) {
-    memory->line.clear();
-    memory->line.start_line(data->newline != 0, ctx->indentation);
-    if (memory->line.c_str() != nullptr) return &memory->line;
-  }
-  fail(ctx, ZU_EXHAUSTED, no_room_for_line);
-  return nullptr;
-}
-
 bool put_line(const print_job &job) noexcept {
   zu_tvr_walk_ctx *ctx = job.ctx;
   const char *so_far = job.line->c_str();
@@ -138,10 +127,13 @@ bool put_line(const print_job &job) noexcept {
 }
 
 bool render_line(print_job &job, uint32_t slot) noexcept {
+  const std::string_view *const literals = job.plan->literals.get();
+  const uint32_t end = job.plan->slot_count;
+  text_buffer &line = *job.line;
   bool hide = false;
   for (;; ++slot) {
-    job.line->add(job.plan->literals.get()[slot]);
-    if (slot == job.plan->slot_count) return complete_line(job);
+    line.add_padded(literals[slot]);
+    if (slot == end) return complete_line(job);
     const after_slot next = render_slot(job, slot, &hide);
     if (next != after_slot::go_on) return next == after_slot::done;
   }

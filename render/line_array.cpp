@@ -1,5 +1,6 @@
 // Arrays in a line: elements one after the other in a line, or the rest of the line once per element.
 #include "observe_line.hpp"
+#include "value_text.hpp"
 #include "zu_tovra/internal/report.hpp"
 
 namespace tvr {
@@ -8,14 +9,10 @@ namespace {
 constexpr int most_expansions = 64;
 constexpr char no_element_text[] = "Failed to render array value";
 
-zu_do_value *value_of(const print_job &job, uint32_t slot) noexcept {
-  return job.memory->slots.get()[slot].facts.value;
-}
-
 // The array of a slot's value; none when it cannot be had (traced and reported).
 zu_do_vlist *take_array(const print_job &job, uint32_t slot) noexcept {
   int code = 0;
-  zu_do_vlist *array = zu_do_value_get_array(value_of(job, slot), &code);
+  zu_do_vlist *array = zu_do_value_get_array(job.value_of(slot).value, &code);
   if (array != nullptr && code == 0) return array;
   fail(job.ctx, code != 0 ? code : ZU_FAILED, "Failed to extract array from value", place_of(job, slot));
   return nullptr;
@@ -29,15 +26,14 @@ bool render_element(const print_job &job, const zu_tvr_fmt_item *item, int32_t n
     job.line->add_number(number);
     return true;
   }
-  size_t length = 0;
-  if (append_value(item, value, zu_do_value_get_type(value), job.line, &length)) return true;
+  if (append_value(item, value, zu_do_value_get_type(value), job.line)) return true;
   TVR_ERROR("Failed to map value");
   return false;
 }
 
 bool render_elements(const print_job &job, uint32_t slot, const char *prefix) noexcept {
   int code = 0;
-  zu_do_vlist *array = zu_do_value_get_array(value_of(job, slot), &code);
+  zu_do_vlist *array = zu_do_value_get_array(job.value_of(slot).value, &code);
   if (code != 0) {
     TVR_ERROR("Failed to get array from value (rc=%d)", code);
     return false;
@@ -67,10 +63,9 @@ bool report_unset(const print_job &job) noexcept {
 }
 
 // The condition property of an item: the element, or its number.
-bool set_condition(print_job &job, uint32_t condition, bool as_number, zu_do_value *element,
-                   int32_t number) noexcept {
-  const bool set =
-      as_number ? job.conditions.set_number(condition, number) : job.conditions.set(condition, element);
+bool set_element_condition(const print_job &job, uint32_t condition, bool as_number, zu_do_value *element,
+                           int32_t number) noexcept {
+  const bool set = as_number ? set_condition(job, condition, number) : set_condition(job, condition, element);
   return set || report_unset(job);
 }
 
@@ -82,7 +77,7 @@ bool link_partner(print_job &job, const planned_slot &planned, zu_do_value *elem
     job.memory->slots.get()[partner].element = number;
   }
   const bool as_number = planned.item->kind == TVR_KIND_ARRAY_ELEMENT;
-  return set_condition(job, planned.partner_condition, as_number, element, number);
+  return set_element_condition(job, planned.partner_condition, as_number, element, number);
 }
 
 // The line at hand is for one element, in both slots that show it.
@@ -97,7 +92,7 @@ void mark_line(const print_job &job, uint32_t slot, int32_t number) noexcept {
 bool expand_element(print_job &job, uint32_t slot, zu_do_value *element, int32_t number) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
   const bool own_is_number = planned.item->kind == TVR_KIND_ARRAY_INDEX;
-  if (!set_condition(job, planned.condition, own_is_number, element, number)) return false;
+  if (!set_element_condition(job, planned.condition, own_is_number, element, number)) return false;
   if (planned.array->multiline == 0 && number > 0) job.line->add(' ');
   if (!render_element(job, planned.item, number, element, planned.array->prefix)) {
     fail(job.ctx, ZU_FAILED, no_element_text, place_of(job, slot));
@@ -136,7 +131,7 @@ bool expand_elements(print_job &job, uint32_t slot) noexcept {
 
 } // namespace
 
-after_slot render_inline_array(print_job &job, uint32_t slot) noexcept {
+[[gnu::noinline]] after_slot render_inline_array(print_job &job, uint32_t slot) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
   if (render_elements(job, slot, planned.array != nullptr ? planned.array->prefix : nullptr)) {
     return after_slot::go_on;
@@ -145,7 +140,7 @@ after_slot render_inline_array(print_job &job, uint32_t slot) noexcept {
   return after_slot::failed;
 }
 
-after_slot render_element_directly(print_job &job, uint32_t slot) noexcept {
+[[gnu::noinline]] after_slot render_element_directly(print_job &job, uint32_t slot) noexcept {
   const planned_slot &planned = job.plan->slots.get()[slot];
   const int32_t element = job.memory->slots.get()[slot].element;
   zu_do_vlist *values = nullptr;
@@ -171,7 +166,7 @@ after_slot render_element_directly(print_job &job, uint32_t slot) noexcept {
   return is_last ? after_slot::go_on : after_slot::done;
 }
 
-after_slot expand_array(print_job &job, uint32_t slot) noexcept {
+[[gnu::noinline]] after_slot expand_array(print_job &job, uint32_t slot) noexcept {
   if (job.expansions >= most_expansions) {
     fail(job.ctx, ZU_FAILED, "Array expansion nested too deep", place_of(job, slot));
     return after_slot::failed;

@@ -8,7 +8,7 @@ zu_tvr_line_plan::~zu_tvr_line_plan() {
 }
 
 zu_tvr_line_memory::~zu_tvr_line_memory() {
-  clear_slots();
+  for (uint32_t i = 0; i < slot_count; ++i) tvr::text(slots.get()[i].location).reset();
   for (uint32_t i = 0; i < read_count; ++i) tvr::drop_field(reads.get()[i].held);
 }
 
@@ -45,7 +45,11 @@ private:
 };
 
 bool planner::split_format() noexcept {
-  const std::string_view format = data_->format;
+  std::string_view format = data_->format;
+  plan_.texts = make_text(format.size() + piece_padding);
+  if (!plan_.texts) return false;
+  format.copy(plan_.texts.get(), format.size());
+  format = {plan_.texts.get(), format.size()};
   for (size_t at = format.find(slot_mark); at != format.npos; at = format.find(slot_mark, at + 2)) {
     ++plan_.slot_count;
   }
@@ -104,7 +108,12 @@ bool planner::place_slots() noexcept {
     const bool has_array =
         item != nullptr && is_array_kind(item) && item->data_kind == TVR_KIND_ARRAY_ELEMENT;
     const auto *array = has_array ? static_cast<const zu_tvr_array_data *>(item->data) : nullptr;
-    plan_.slots.get()[i] = {item, array, no_condition, no_condition};
+    plan_.slots.get()[i] = {item, array, plan_.property_count, no_condition, no_condition};
+    if (array != nullptr && array->partner >= 0) plan_.has_partners = true;
+  }
+  for (uint32_t i = 0; i < plan_.property_count; ++i) {
+    const planned_property &property = plan_.properties.get()[i];
+    if (property.item != nullptr) plan_.slots.get()[property.index].property = i;
   }
   return true;
 }
@@ -178,16 +187,20 @@ namespace {
 owned<zu_tvr_line_memory> make_memory(const zu_tvr_line_plan *plan) noexcept {
   auto memory = make_owned<zu_tvr_line_memory>();
   if (!memory) return memory;
-  uint32_t widest = 0;
-  for (uint32_t i = 0; i < plan->read_count; ++i) widest = std::max(widest, plan->reads.get()[i].count);
   memory->plan = plan->id;
-  memory->slots = make_zeroed_array<value_slot>(plan->item_count);
+  memory->slots = make_zeroed_array<slot_state>(plan->item_count);
   memory->reads = make_zeroed_array<read_memory>(plan->read_count);
   memory->positions = make_zeroed_array<int32_t>(plan->property_count);
-  memory->facts = make_zeroed_array<zu_do_value_facts>(widest);
+  memory->facts = make_zeroed_array<zu_do_value_facts>(plan->property_count + 1);
   if (!memory->slots || !memory->reads || !memory->positions || !memory->facts) return {};
+  if (plan->condition_count > 0) {
+    memory->condition_values = make_zeroed_array<zu_do_value *>(plan->condition_count);
+    memory->null = ref<zu_do_value>::adopt(zu_do_value_new_null());
+    if (!memory->condition_values || !memory->null) return {};
+  }
   memory->slot_count = plan->item_count;
   memory->read_count = plan->read_count;
+  memory->clear_elements();
   return memory;
 }
 
@@ -197,8 +210,8 @@ void line_memory_delete(zu_tvr_line_memory *memory) noexcept {
   const owned<zu_tvr_line_memory> freed(memory);
 }
 
-zu_tvr_line_memory *make_line_memory(zu_tvr_print_scratch_data *scratch,
-                                     const zu_tvr_line_plan *plan) noexcept {
+[[gnu::noinline]] zu_tvr_line_memory *make_line_memory(zu_tvr_print_scratch_data *scratch,
+                                                       const zu_tvr_line_plan *plan) noexcept {
   auto made = make_memory(plan);
   if (!made) return nullptr;
   line_memory_delete(std::exchange(scratch->memory, made.release()));

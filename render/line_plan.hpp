@@ -16,6 +16,7 @@ inline constexpr uint32_t no_condition = UINT32_MAX;
 struct planned_slot {
   zu_tvr_fmt_item *item;          // none: no property was put there
   const zu_tvr_array_data *array; // of an array kind that has it, else none
+  uint32_t property;              // of the plan's properties: the last that fills it; `property_count`: none
   uint32_t condition;             // its condition property, or no_condition
   uint32_t partner_condition;     // that of the array's partner, or no_condition
 };
@@ -40,7 +41,8 @@ struct planned_read {
 
 struct zu_tvr_line_plan {
   uint64_t id = tvr::next_id();          // of this plan, ever: addresses are used again
-  tvr::block<std::string_view> literals; // one more than slots
+  tvr::text texts;                       // the format, padded
+  tvr::block<std::string_view> literals; // one more than slots; of `texts`
   tvr::block<tvr::planned_slot> slots;
   uint32_t slot_count; // of the format; `slots` has room for the map's items too
   uint32_t item_count; // of the map
@@ -51,6 +53,7 @@ struct zu_tvr_line_plan {
   tvr::block<zu_do_name *> condition_names; // "tvr0" and so on, one reference each, by condition property
   uint32_t condition_count;                 // 0 for a node without a condition
   bool has_arrays;                          // the condition is tested per line
+  bool has_partners;                        // an array's elements show elsewhere in the line too
 
   ~zu_tvr_line_plan();
 };
@@ -69,12 +72,11 @@ inline bool is_array_kind(const zu_tvr_fmt_item *item) noexcept {
 
 // ---- Per node and walk ----
 
-// The value of a format item.
-struct value_slot {
-  zu_do_value_facts facts; // the value is borrowed from a cached record
-  char *location;          // owned: the text of a location, or none
-  int32_t element;         // array element being rendered; -1: none
-  int32_t line_element;    // the one that the line at hand is for; -1: the line shows the whole value
+// What a format item shows beside its value.
+struct slot_state {
+  char *location;       // owned: the text of a location, or none
+  int32_t element;      // array element being rendered; -1: none
+  int32_t line_element; // the one that the line at hand is for; -1: the line shows the whole value
 };
 
 // Where the properties of a read stand in records of the shape seen last, and the record of the line at hand.
@@ -90,22 +92,20 @@ struct read_memory {
 
 struct zu_tvr_line_memory {
   uint64_t plan; // the id of what all of this was made for
-  tvr::block<tvr::value_slot> slots;
+  tvr::block<tvr::slot_state> slots;
   uint32_t slot_count;
   tvr::block<tvr::read_memory> reads;
   uint32_t read_count;
-  tvr::block<int32_t> positions;         // by property of the plan
-  tvr::block<zu_do_value_facts> facts;   // of the read at hand
-  tvr::ref<zu_do_properties> conditions; // filled line by line, when the platform has such records
-  tvr::text_buffer missing;              // while the walk is observed: the URI of a record that is missing
+  tvr::block<int32_t> positions;              // by property of the plan
+  tvr::block<zu_do_value_facts> facts;        // the same, borrowed from cached records; behind them, of none
+  tvr::block<zu_do_value *> condition_values; // by condition property: borrowed; none: not set
+  tvr::ref<zu_do_properties> conditions;      // filled line by line, when the platform has such records
+  tvr::ref<zu_do_value> null;                 // what defaults count as, for a plan with conditions
+  tvr::text_buffer missing; // while the walk is observed: the URI of a record that is missing
 
   ~zu_tvr_line_memory();
-  void clear_slots() noexcept {
-    for (uint32_t i = 0; i < slot_count; ++i) {
-      tvr::value_slot &slot = slots.get()[i];
-      if (slot.location != nullptr) tvr::text(slot.location).reset();
-      slot = {{}, nullptr, -1, -1};
-    }
+  void clear_elements() noexcept {
+    for (uint32_t i = 0; i < slot_count; ++i) slots.get()[i].element = slots.get()[i].line_element = -1;
   }
 };
 

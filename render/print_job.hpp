@@ -8,31 +8,7 @@
 
 namespace tvr {
 
-// The condition properties of a line: one record per node and walk that is filled by position, line by line;
-// or, where the platform has none of that kind, a new record per line. Without a condition nothing is kept.
-class condition_properties {
-public:
-  // False when memory is exhausted.
-  bool start(const zu_tvr_line_plan *plan, zu_tvr_line_memory *memory) noexcept;
-
-  // Each is false when memory is exhausted. A position of no_condition is ignored.
-  bool set(uint32_t position, zu_do_value *value) noexcept {
-    if (record_ == nullptr || position == no_condition) return true;
-    return by_position_ ? shortcuts.set_at(record_, position, value) == 0 : set_by_name(position, value);
-  }
-  bool set_null(uint32_t position) noexcept;
-  bool set_number(uint32_t position, int32_t number) noexcept;
-
-  zu_do_properties *get() const noexcept { return record_; } // none without a condition
-
-private:
-  bool set_by_name(uint32_t position, zu_do_value *value) noexcept;
-
-  const zu_tvr_line_plan *plan_ = nullptr;
-  zu_do_properties *record_ = nullptr; // borrowed from the memory, or `fresh_`
-  ref<zu_do_properties> fresh_;
-  bool by_position_ = false;
-};
+inline constexpr char no_room_for_line[] = "Failed to allocate output buffer";
 
 struct print_job {
   zu_tvr_print_data *data;
@@ -41,9 +17,14 @@ struct print_job {
   const zu_tvr_line_plan *plan;
   zu_tvr_line_memory *memory;
   text_buffer *line;
-  condition_properties conditions = {};
-  size_t marked = 0;  // bytes of failure markers in front of the line
-  int expansions = 0; // array expansions inside one another
+  zu_do_properties *conditions = nullptr; // borrowed; none without a condition
+  size_t marked = 0;                      // bytes of failure markers in front of the line
+  int expansions = 0;                     // array expansions inside one another
+
+  // The value of a slot, none included.
+  const zu_do_value_facts &value_of(uint32_t slot) const noexcept {
+    return memory->facts.get()[plan->slots.get()[slot].property];
+  }
 };
 
 // The walk operation of print nodes: ZU_TVR_STEP_*.
@@ -54,17 +35,30 @@ int32_t walk_print(zu_tvr_print_data *data, zu_tvr_print_scratch_data *scratch,
 // walk's result.
 int32_t gather_values(print_job &job) noexcept;
 
+// ---- Conditions ----
+
+// The condition properties of a line: one record per node and walk that is filled by position, line by line;
+// or, where the platform has none of that kind, a new record per line.
+
+// Gives the job the values that were gathered, and nothing else; for a node with a condition. False on
+// failure (traced; reported when a value cannot be set).
+bool fill_conditions(print_job &job) noexcept;
+// Both are false when memory is exhausted. A position of no_condition is ignored.
+bool set_condition(const print_job &job, uint32_t position, zu_do_value *value) noexcept;
+bool set_condition(const print_job &job, uint32_t position, int32_t number) noexcept;
+
 // Parses the node's condition into `cond_op`, which stays none (traced) when it cannot be.
 void make_condition(zu_tvr_print_data *data) noexcept;
+bool resolve_condition(const print_job &job, bool *holds) noexcept;
 // False after a failure (traced); else whether the condition holds.
-bool check_condition(const print_job &job, bool *holds) noexcept;
+inline bool check_condition(const print_job &job, bool *holds) noexcept {
+  *holds = true;
+  return job.data->cond == nullptr || resolve_condition(job, holds);
+}
 
 // Whether the walk renders for technical support: passwords are then not shown. Asked every time.
 bool is_show_tech(const zu_tvr_walk_ctx *ctx) noexcept;
 
-// Empties the walk's line buffer and writes the start of a line: the newline character of the node, and the
-// indentation. None (traced and reported) when memory is exhausted.
-text_buffer *start_line(const zu_tvr_print_data *data, zu_tvr_walk_ctx *ctx) noexcept;
 // Hands the job's line out. False (traced, an exhausted buffer reported) when it is not taken.
 bool put_line(const print_job &job) noexcept;
 
@@ -82,10 +76,6 @@ after_slot render_inline_array(print_job &job, uint32_t slot) noexcept;
 // Renders the one element that the slot names; `done` when the rest of the line is left to the pass of the
 // array's last element.
 after_slot render_element_directly(print_job &job, uint32_t slot) noexcept;
-
-// Appends what a value shows as, mapped or quoted, and gives its length. False on failure (traced).
-bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type, text_buffer *line,
-                  size_t *length) noexcept;
 
 // ---- Locations ----
 

@@ -7,16 +7,31 @@ namespace tvr {
 
 namespace {
 
+// Takes the walk's line buffer and writes the start of a line: the newline character of the node, and the
+// indentation. False (traced and reported) when memory is exhausted.
+[[gnu::always_inline]] inline bool start_line(print_job &job) noexcept {
+  zu_tvr_render_memory *memory = render_memory(job.ctx);
+  job.line = memory != nullptr ? &memory->line : nullptr;
+  if (memory != nullptr && memory->line.start_line(job.data->newline != 0, job.ctx->indentation)) return true;
+  return fail(job.ctx, ZU_EXHAUSTED, no_room_for_line);
+}
+
 int32_t walk_without_properties(print_job &job) noexcept {
   TVR_INFO("print node: rendering without any properties");
+  ref<zu_do_properties> nothing_set;
+  if (job.data->cond != nullptr) nothing_set = ref<zu_do_properties>::adopt(zu_do_properties_new());
+  job.conditions = nothing_set.get();
+  if (job.data->cond != nullptr && job.conditions == nullptr) {
+    TVR_ERROR("Failed to allocate condition properties");
+    return ZU_TVR_STEP_FAILED;
+  }
   bool holds = false;
   if (!check_condition(job, &holds)) {
     TVR_ERROR("Failed to verify conditions");
     return ZU_TVR_STEP_FAILED;
   }
   if (!holds) return ZU_TVR_STEP_NOTHING;
-  job.line = start_line(job.data, job.ctx);
-  if (job.line == nullptr) return ZU_TVR_STEP_FAILED;
+  if (!start_line(job)) return ZU_TVR_STEP_FAILED;
   job.line->add(job.data->format);
   return put_line(job) ? ZU_TVR_STEP_WALK : ZU_TVR_STEP_FAILED;
 }
@@ -30,7 +45,7 @@ bool has_something_to_say(const print_job &job) noexcept {
     return true;
   }
   for (uint32_t i = 0; i < count; ++i) {
-    if (job.memory->slots.get()[i].facts.is_default) continue;
+    if (job.value_of(i).is_default) continue;
     TVR_INFO("Found a non-default value (index %d)\n", static_cast<int>(i));
     return true;
   }
@@ -40,6 +55,7 @@ bool has_something_to_say(const print_job &job) noexcept {
 }
 
 int32_t render_gathered(print_job &job) noexcept {
+  if (job.data->cond != nullptr && !fill_conditions(job)) return ZU_TVR_STEP_FAILED;
   if (!job.plan->has_arrays) {
     bool holds = false;
     if (!check_condition(job, &holds)) {
@@ -48,9 +64,8 @@ int32_t render_gathered(print_job &job) noexcept {
     }
     if (!holds) return ZU_TVR_STEP_NOTHING;
   }
-  job.line = start_line(job.data, job.ctx);
-  if (job.line == nullptr) {
-    fail(job.ctx, ZU_EXHAUSTED, "Failed to allocate output buffer");
+  if (!start_line(job)) {
+    fail(job.ctx, ZU_EXHAUSTED, no_room_for_line); // again, for a node with properties
     return ZU_TVR_STEP_FAILED;
   }
   TVR_DEBUG("Calling render_line: in_show_tech=[%d]\n", is_show_tech(job.ctx) ? 1 : 0);
@@ -65,7 +80,8 @@ int32_t walk_with_properties(print_job &job) noexcept {
     fail(job.ctx, ZU_EXHAUSTED, "Failed to allocate values buffer");
     return ZU_TVR_STEP_FAILED;
   }
-  job.memory->clear_slots();
+  // What is remembered of elements matters to their partners, and to who observes.
+  if (job.plan->has_partners || job.ctx->observed != 0) job.memory->clear_elements();
   const int32_t gathered = gather_values(job);
   return gathered == ZU_TVR_STEP_WALK ? render_gathered(job) : gathered;
 }
@@ -85,10 +101,6 @@ int32_t walk_print(zu_tvr_print_data *data, zu_tvr_print_scratch_data *scratch,
   print_job job = {
       .data = data, .scratch = scratch, .ctx = ctx, .plan = data->plan, .memory = nullptr, .line = nullptr};
   if (data->props_map != nullptr) job.memory = line_memory(scratch, data->plan);
-  if (data->cond != nullptr && !job.conditions.start(data->plan, job.memory)) {
-    TVR_ERROR("Failed to allocate condition properties");
-    return ZU_TVR_STEP_FAILED;
-  }
   return data->props_map == nullptr ? walk_without_properties(job) : walk_with_properties(job);
 }
 

@@ -16,20 +16,26 @@ struct step_memory {
   uint64_t before = 0; // the version of the text in front of it
   uint64_t version = 0;
   remembered_look_up look_up;
-  text_buffer key; // the value's key form
+  text_buffer piece; // what the step wrote
   bool canonical = false;
 };
 
-// The record that a template named last.
+// The record that a template names.
+struct found_record {
+  zu_do_properties *record = nullptr; // borrowed from the cache; none: no URI, or no record answers to it
+  const char *uri = nullptr;          // the URI's text, borrowed until the template is resolved again
+  const char *pending = nullptr;      // its pending attributes, borrowed from it; or none
+};
+
+// What a template named last.
 struct named_record {
+  found_record found;
   uint64_t id = 0;      // of the template's program; 0: nothing is remembered
   uint64_t version = 0; // of its text
   cache_mark mark;      // while it stands, all of this is so
   remembered_look_up look_up;
-  zu_do_properties *record = nullptr; // borrowed from the cache
-  const char *uri = nullptr;          // the text of its URI
-  const char *pending = nullptr;      // its pending attributes, borrowed from it; or none
-  text_buffer text;                   // of the URI of a dynamic template
+  text_buffer text;    // of the URI of a dynamic template
+  ref<zu_do_uri> held; // what holds the URI's text, if that does not
 };
 
 // Things by number, each made on first use; number 0 serves all that have none.
@@ -68,6 +74,7 @@ struct zu_tvr_render_memory {
   tvr::ref<zu_do_name> pending_name; // of records' pending attributes
   uint64_t versions = 0;             // given so far
   tvr::text_buffer line;
+  tvr::text_buffer spare; // for a URI that is being resolved
 };
 
 namespace tvr {

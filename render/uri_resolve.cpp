@@ -24,6 +24,7 @@ void trace_keys(const uri_step &step) noexcept {
 }
 
 void trace_look_up(const uri_step &step, const looked_up &uri) noexcept {
+  if (!tracing(7)) return;
   if (step.where == DYN_KEY_QUERY) {
     TVR_DEBUG("stack lookup: %.*s%.*s", width(uri.first), uri.first.data(), width(uri.second),
               uri.second.data());
@@ -55,7 +56,8 @@ zu_tvr_dyn_uri *parent_of(const zu_tvr_dyn_uri *segment) noexcept {
 
 // An empty value, or one with a NUL in it, may not stand in a URI as it is.
 bool stands_as_it_is(std::string_view value) noexcept {
-  return !value.empty() && value.find("%00") == std::string_view::npos;
+  const size_t percent = value.find('%');
+  return !value.empty() && (percent == value.npos || value.find("%00", percent) == value.npos);
 }
 
 } // namespace
@@ -110,21 +112,24 @@ int32_t cache_source::append_key(zu_do_name *key, zu_do_properties *record, text
 int32_t cache_source::append_value(zu_do_value *value, text_buffer &out) noexcept {
   char room[256];
   size_t length = 0;
-  const char *shown =
-      shortcuts.key_form != nullptr ? shortcuts.key_form(value, room, sizeof room, &length) : nullptr;
-  string_buffer buffer;
-  if (shown == nullptr) {
-    buffer.reset(zu_do_strbuf_new());
-    if (!buffer || zu_do_uri_value_to_keystr(value, buffer.get()) != 0) {
-      TVR_ERROR("Failed to add key value to buffer");
-      if (zu_do_strbuf_to_string(buffer.get()) == nullptr) fail_exhausted();
-      return ZU_FAILED;
-    }
-    shown = zu_do_strbuf_to_string(buffer.get());
-    length = zu_do_strbuf_get_len(buffer.get());
-  }
-  if (!stands_as_it_is({shown, length})) canonical_ = false;
+  const char *shown = shortcuts.key_form(value, room, sizeof room, &length);
+  if (shown == nullptr) return append_through_buffer(value, out);
+  // What is borrowed has no byte that is escaped.
+  if (length == 0 || (shown == room && !stands_as_it_is({shown, length}))) canonical_ = false;
   out.add({shown, length});
+  return 0;
+}
+
+int32_t cache_source::append_through_buffer(zu_do_value *value, text_buffer &out) noexcept {
+  const string_buffer buffer(zu_do_strbuf_new());
+  if (!buffer || zu_do_uri_value_to_keystr(value, buffer.get()) != 0) {
+    TVR_ERROR("Failed to add key value to buffer");
+    if (zu_do_strbuf_to_string(buffer.get()) == nullptr) fail_exhausted();
+    return ZU_FAILED;
+  }
+  const std::string_view shown(zu_do_strbuf_to_string(buffer.get()), zu_do_strbuf_get_len(buffer.get()));
+  if (!stands_as_it_is(shown)) canonical_ = false;
+  out.add(shown);
   return 0;
 }
 
@@ -136,7 +141,9 @@ cache_source::cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool as_compiled
 // What the step found last, if it would find it now.
 bool cache_source::take_again(const step_memory &memory, const uri_step &step, const looked_up &wanted,
                               text_buffer &out) noexcept {
-  if (memory.id != step.id || memory.before != version_) return false;
+  if (memory.id != step.id || memory.before != version_ || !memory.look_up.is_there(ctx_->props_cache)) {
+    return false;
+  }
   const cache_answer answer = memory.look_up.again(ctx_->props_cache, wanted, by_collection);
   if (answer.entry == nullptr) return false;
   if (tracing(7)) {
@@ -144,8 +151,7 @@ bool cache_source::take_again(const step_memory &memory, const uri_step &step, c
     static_cast<void>(look_up_text(ctx_->props_cache, wanted, by_collection)); // again, for its traces
   }
   note(answer);
-  out.add(step.head);
-  out.add(memory.key.view());
+  out.add(memory.piece.view());
   canonical_ = memory.canonical;
   version_ = memory.version;
   return true;
@@ -187,16 +193,16 @@ int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
   if (value == nullptr) return ZU_NOT_FOUND;
   const uint64_t before = version_;
   version_ = next_version();
-  out.add(step.head);
   const size_t start = out.size();
+  out.add(step.head);
   int32_t status = append_value(value, out);
   for (size_t i = 1; status == 0 && i < zu_do_nlist_get_len(step.keys); ++i) {
     status = append_key(zu_do_nlist_get(step.keys, i), record, out);
   }
-  if (status != 0 || memory == nullptr) return status;
-  memory->key.clear();
-  memory->key.add(out.view().substr(start));
-  memory->id = memory->key.failed() ? 0 : step.id;
+  if (status != 0 || memory == nullptr || out.failed()) return status;
+  memory->piece.clear();
+  memory->piece.add({out.view().data() + start, out.size() - start});
+  memory->id = memory->piece.failed() ? 0 : step.id;
   memory->before = before;
   memory->version = version_;
   memory->canonical = canonical_;
@@ -266,15 +272,21 @@ zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(uri);
   if (uri->is_dynamic == 0) return share_into_field(uri->data.uri);
   TVR_ASSERT(ctx);
+  zu_tvr_render_memory *memory = render_memory(ctx);
   text_buffer out;
+  if (memory != nullptr) out.swap(memory->spare); // an operation of a host may resolve another one meanwhile
+  out.clear();
   cache_source source(ctx, uri->relative != 0, true);
-  if (resolve_text(uri, ctx, out, source) != 0) return nullptr;
-  zu_do_uri *made = zu_do_uri_new(out.c_str());
-  if (made != nullptr) {
-    TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made));
-  } else {
-    TVR_ERROR("Failed to allocate URI");
+  zu_do_uri *made = nullptr;
+  if (resolve_text(uri, ctx, out, source) == 0) {
+    made = zu_do_uri_new(out.c_str());
+    if (made != nullptr) {
+      TVR_DEBUG("uri resolved to %s", zu_do_uri_get_uri_str(made));
+    } else {
+      TVR_ERROR("Failed to allocate URI");
+    }
   }
+  if (memory != nullptr) out.swap(memory->spare);
   return made;
 }
 

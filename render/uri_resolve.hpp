@@ -40,6 +40,7 @@ private:
   zu_do_properties *find_by_uri(const uri_step &step, const step_look_up &wanted, bool is_uri) noexcept;
   int32_t append_key(zu_do_name *key, zu_do_properties *record, text_buffer &out) noexcept;
   int32_t append_value(zu_do_value *value, text_buffer &out) noexcept;
+  [[gnu::cold]] int32_t append_through_buffer(zu_do_value *value, text_buffer &out) noexcept;
 
   zu_tvr_walk_ctx *ctx_;
   zu_tvr_render_memory *memory_; // or none

@@ -56,6 +56,7 @@ void zu_tvr_coll_scratch_data_delete(zu_tvr_coll_scratch_data *scratch) noexcept
   tvr::drop_field(scratch->coll_uri);
   tvr::coll_close_cursor(scratch);
   tvr::coll_drop_batch(scratch);
+  tvr::drop_field(scratch->all_fields);
 }
 
 namespace tvr {
@@ -65,6 +66,7 @@ void coll_close_cursor(zu_tvr_coll_scratch_data *scratch) noexcept {
 }
 
 void coll_drop_batch(zu_tvr_coll_scratch_data *scratch) noexcept {
+  drop_field(scratch->last);
   drop_field(scratch->vtable);
   const iterator dropped(std::exchange(scratch->iter, nullptr));
 }

@@ -121,12 +121,16 @@ int32_t iterate_batch(pass &step) noexcept {
   for (int row_number = 0; zu_do_vtable_has_next(batch, it); ++row_number) {
     TVR_DEBUG("coll node iterate row %d", row_number);
     zu_do_vtable_row *row = zu_do_vtable_get_next(batch, it);
-    const auto record = coll_record_from_row(step.scratch, zu_do_vtable_row_get_vlist(batch, row));
+    auto record = coll_record_from_row(step.scratch, zu_do_vtable_row_get_vlist(batch, row));
     const route where = record ? coll_route(step.scratch, step.ctx, record.get()) : route::no_record;
     if (where == route::no_record) return failed_step(step.ctx, ZU_FAILED, "Failed to get props from vlist");
     if (where == route::refused) return ZU_TVR_STEP_FAILED;
     if (where == route::queued) continue;
-    if (step.data->group == 0) return coll_push_one_instance(step, record.get());
+    if (step.data->group == 0) {
+      const int32_t pushed = coll_push_one_instance(step, record.get());
+      step.scratch->last = record.release();
+      return pushed;
+    }
     if (key_changes(step, record.get())) {
       zu_do_vtable_iter_reset(batch, row, it); // the next call starts its group with this row
       return ZU_TVR_STEP_WALK;

@@ -1,4 +1,6 @@
 // The rows of a batch: their records, and the collections that these belong to.
+#include <utility>
+
 #include "coll_node.hpp"
 #include "coll_text.hpp"
 #include "zu_tovra/internal/report.hpp"
@@ -37,7 +39,12 @@ ref<zu_do_properties> copy_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do
 
 ref<zu_do_properties> coll_record_from_row(zu_tvr_coll_scratch_data *scratch, zu_do_vlist *row) noexcept {
   zu_do_ntlist *columns = zu_do_vtable_get_ntlist(scratch->vtable);
-  ref<zu_do_properties> record;
+  auto record = ref<zu_do_properties>::adopt(std::exchange(scratch->last, nullptr));
+  if (record && shortcuts.renew != nullptr &&
+      shortcuts.renew(record.get(), scratch->coll_uri, columns, row)) {
+    return record;
+  }
+  record.reset();
   if (shortcuts.new_from_row != nullptr) {
     record = ref<zu_do_properties>::adopt(shortcuts.new_from_row(scratch->coll_uri, columns, row));
   }

@@ -20,7 +20,7 @@ bool chunk_memory::add_chunk(size_t wanted) noexcept {
   if (chunks != nullptr)
     room = std::min(2 * static_cast<size_t>(chunks->end - reinterpret_cast<char *>(chunks)), largest_chunk);
   room = sizeof(chunk) + std::max(room, wanted);
-  char *block = make_text(room).release();
+  char *block = make_room<char>(room).release();
   if (block == nullptr) return false;
   chunks = new (block) chunk{chunks, block + room};
   free = block + sizeof(chunk);

@@ -17,7 +17,7 @@ struct chunk_memory {
   char *free; // what is left of the newest
   char *end;
 
-  // Zeroed, and aligned as a pointer; none when memory is exhausted.
+  // Not initialised, and aligned as a pointer; none when memory is exhausted.
   void *take(size_t size) noexcept {
     size = (size + sizeof(void *) - 1) / sizeof(void *) * sizeof(void *);
     if (size > static_cast<size_t>(end - free) && !add_chunk(size)) return nullptr;

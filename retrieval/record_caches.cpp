@@ -109,6 +109,7 @@ kept_entry *new_entry(memory *of, std::string_view key) noexcept {
   } else {
     entry = reinterpret_cast<kept_entry *>(new_key(of, key, sizeof(kept_entry)));
     if (entry == nullptr) return nullptr;
+    *entry = {};
     entry->serial = 1;
     entry->key_room = static_cast<uint32_t>(key.size() + 1);
   }

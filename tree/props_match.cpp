@@ -42,7 +42,7 @@ inline bool answers(const zu_do_uri_text &record, const looked_up &wanted) noexc
 
 enum class match { no, yes, unreadable };
 
-inline match compare(const zu_do_uri_text &found, const looked_up &wanted) noexcept {
+[[gnu::always_inline]] inline match compare(const zu_do_uri_text &found, const looked_up &wanted) noexcept {
   if (found.text == nullptr) {
     if (found.state == ZU_DO_NO_PROPERTY) return match::no;
     if (found.state == ZU_DO_HAS_NO_URI) TVR_ERROR("Failed to read uri from value");

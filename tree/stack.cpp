@@ -17,7 +17,6 @@ zu_tvr_stack_entry *take_entry(zu_tvr_stack *stack) noexcept {
   zu_tvr_stack_entry *spare = stack->spare;
   if (spare == nullptr) return tvr::make_zeroed<zu_tvr_stack_entry>().release();
   stack->spare = spare->next;
-  *spare = {};
   return spare;
 }
 
@@ -36,11 +35,8 @@ zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept {
   TVR_ASSERT(item);
   zu_tvr_stack_entry *entry = or_error(take_entry(stack), "Failed to allocate item in the stack");
   if (entry == nullptr) return nullptr;
-  entry->item = item;
-  entry->next = stack->top;
-  stack->top = entry;
-  entry->stamp = ++stack->last_stamp;
-  entry->level = entry->next != nullptr ? entry->next->level + 1 : 1;
+  zu_tvr_stack_entry *below = std::exchange(stack->top, entry);
+  *entry = {item, below, ++stack->last_stamp, below != nullptr ? below->level + 1 : 1, nullptr};
   return entry;
 }
 

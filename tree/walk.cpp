@@ -30,7 +30,10 @@ inline Scratch *scratch_of(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
 
 // ---- The children ----
 
-bool walk_child(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
+bool walk_node(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept;
+
+inline bool walk_child(zu_tvr_node *child, zu_tvr_walk_ctx *ctx) noexcept {
+  if (child->walk == tvr_node_walk) return walk_node(child, ctx);
   if (child->walk != nullptr) return child->walk(child, ctx);
   return fail(ctx, ZU_FAILED, "Walk callback not initialized");
 }
@@ -162,7 +165,7 @@ bool walk_print(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
 
 bool walk_by_type(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   bool result = true;
-  switch (node->type) {
+  switch (__builtin_expect(node->type, TVR_NODE_PRINT)) {
   case TVR_NODE_JUMP: {
     auto *data = data_of<zu_tvr_jump_data>(node);
     return data->walk(data, ctx);
@@ -186,28 +189,12 @@ bool walk_by_type(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   return result;
 }
 
-} // namespace
-
-namespace tvr {
-
-bool refuse_if_walked(const zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  const zu_tvr_walk_frame *frame = ctx->frame;
-  while (frame != nullptr && frame->node != node) frame = frame->above;
-  if (frame == nullptr) return false;
-  fail(ctx, ZU_FAILED, "Jump into a node that is being walked");
-  return true;
-}
-
-} // namespace tvr
-
-bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  TVR_ASSERT(node);
-  TVR_ASSERT(ctx);
+// A node with nothing below it, neither a child nor the next node of a path, cannot be come back to: no line
+// pays for a frame. And only a jump leads back.
+bool walk_node(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
   ctx->node = node;
   if (ctx->depth >= tvr::max_depth) return fail(ctx, ZU_FAILED, "Template tree nested too deep");
-  // A node with nothing below it, neither a child nor the next node of a path, cannot be come back to: no
-  // line pays for a frame. And only a jump leads back.
   const bool leads_on =
       node->first_child != nullptr || node->type == TVR_NODE_JUMP || ctx->node_path != nullptr;
   if (leads_on && ctx->jumps != 0 && tvr::refuse_if_walked(node, ctx)) return false;
@@ -225,6 +212,26 @@ bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   }
   if (tvr::observed(ctx, ZU_TVR_EVENT_LEAVE)) leave(node, ctx);
   return result;
+}
+
+} // namespace
+
+namespace tvr {
+
+bool refuse_if_walked(const zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  const zu_tvr_walk_frame *frame = ctx->frame;
+  while (frame != nullptr && frame->node != node) frame = frame->above;
+  if (frame == nullptr) return false;
+  fail(ctx, ZU_FAILED, "Jump into a node that is being walked");
+  return true;
+}
+
+} // namespace tvr
+
+bool tvr_node_walk(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
+  TVR_ASSERT(node);
+  TVR_ASSERT(ctx);
+  return walk_node(node, ctx);
 }
 
 bool tvr_node_walk_children(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {

@@ -11,15 +11,22 @@
 
 namespace infra {
 
-// Up to eight bytes as a number, which is also known to the compiler.
-constexpr uint64_t word_of(const char *text, size_t length) {
-  char bytes[8] = {};
+constexpr uint32_t four_bytes(const char *text) {
+  char bytes[4] = {};
   if (std::is_constant_evaluated()) {
-    for (size_t i = 0; i < length; ++i) bytes[i] = text[i];
-  } else if (length != 0) {
-    memcpy(bytes, text, length);
+    for (size_t i = 0; i < 4; ++i) bytes[i] = text[i];
+  } else {
+    memcpy(bytes, text, 4);
   }
-  return std::bit_cast<uint64_t>(bytes);
+  return std::bit_cast<uint32_t>(bytes);
+}
+
+// Up to eight bytes as a number, which is also known to the compiler: of two pieces that may share bytes.
+constexpr uint64_t word_of(const char *text, size_t length) {
+  if (length >= 4) return four_bytes(text) | uint64_t{four_bytes(text + length - 4)} << (8 * (length - 4));
+  uint64_t word = 0;
+  for (size_t i = 0; i < length; ++i) word = word << 8 | static_cast<uint8_t>(text[i]);
+  return word;
 }
 
 constexpr uint32_t hash_text(const char *text, size_t length) {

@@ -26,7 +26,8 @@ public:
   // A snapshot with all records that a request for the URI can be answered with, which lives as long as this.
   // None after a failure: `code` is it, and its words are kept. Any thread.
   const snapshot *part_for(zu_do_uri *uri, need what, zu_do_nvlist *query, int &code) noexcept;
-  // Tells every path, all its records read, until one is answered with a code: that, or one of a failure, as above.
+  // Tells every path, all its records read, until one is answered with a code: that, or one of a failure, as
+  // above.
   int each_path(const std::function<int(const path_entry &)> &tell) noexcept;
   // The words of the last failure; empty before the first.
   std::string fault();

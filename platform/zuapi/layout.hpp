@@ -51,9 +51,12 @@ inline zu_do_name *name_of_coll_uri() { // _coll_uri
 }
 // The one of them whose text that is, or none.
 inline zu_do_name *known_name_of(std::string_view text) {
-  if (text == ZU_DO_NAME_URI) return name_of_uri();
-  if (text == ZU_DO_NAME_COLL_URI) return name_of_coll_uri();
-  return text == ZU_DO_NAME_PENDING_ATTRS ? &known_names[2].name : nullptr;
+  const auto is = [text](const auto &known) {
+    return text.size() == sizeof known - 1 && memcmp(text.data(), known, sizeof known - 1) == 0;
+  };
+  if (is(ZU_DO_NAME_URI)) return name_of_uri();
+  if (is(ZU_DO_NAME_COLL_URI)) return name_of_coll_uri();
+  return is(ZU_DO_NAME_PENDING_ATTRS) ? &known_names[2].name : nullptr;
 }
 
 // ---- Lists ----

@@ -202,6 +202,19 @@ zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns
   });
 }
 
+// Only the view that stands as it was made, with the same collection: what was set over it needs more.
+bool record_renew(zu_do_properties *record, zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row) {
+  if (record == nullptr || columns == nullptr || row == nullptr) return false;
+  store_record *stored = record_of(row);
+  if (stored == nullptr || columns != &stored->form->columns) return false;
+  if (record->count.load(std::memory_order_acquire) != 1 || record->form == nullptr) return false;
+  if (record->length != 1 || record->lead != 1 || record->entries[0].value != &record->own[0]) return false;
+  if (record->own_used != 1 || record->own[0].as.uri != coll_uri) return false;
+  ++record->revision;
+  become_view(record, stored);
+  return true;
+}
+
 } // namespace zuapi
 
 zu_do_properties *zu_do_properties_new(void) {

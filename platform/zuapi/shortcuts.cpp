@@ -100,20 +100,33 @@ zu_do_properties *new_positions(zu_do_name *const *names, uint32_t count) {
   return record;
 }
 
-bool reset(zu_do_properties *record) {
-  if (record == nullptr || record->count.load(std::memory_order_acquire) != 1) return false;
-  ++record->revision;
-  for (uint32_t i = 0; i < record->length; ++i) {
+// Makes it a record of its positions alone again.
+[[gnu::noinline]] void drop_what_is_beside(zu_do_properties *record) {
+  for (uint32_t i = record->positions; i < record->length; ++i) {
     release_value(record->entries[i].value);
-    record->entries[i].value = nullptr;
+    zu_do_name_deref(record->entries[i].name);
   }
-  if (record->length == record->positions && record->form == nullptr) return true;
-  for (uint32_t i = record->positions; i < record->length; ++i) zu_do_name_deref(record->entries[i].name);
   record->length = record->positions;
   record->form = nullptr;
   record->width = record->lead = 0;
   record->overlaid = 0;
   record_enter_all(record);
+}
+
+bool fill(zu_do_properties *record, zu_do_value *const *values, uint32_t count) {
+  if (record == nullptr || record->positions != count) return false;
+  if (record->count.load(std::memory_order_acquire) != 1) return false;
+  ++record->revision;
+  if (record->length != count || record->form != nullptr) drop_what_is_beside(record);
+  for (zu_do_entry *entry = record->entries, *end = entry + count; entry != end; ++entry, ++values) {
+    zu_do_value *value = *values;
+    if (value != nullptr && (value->flags & (value_counted | value_in_record)) != 0) {
+      value = value_share(value);
+      if (value == nullptr) return false;
+    }
+    release_value(entry->value);
+    entry->value = value;
+  }
   return true;
 }
 
@@ -139,9 +152,9 @@ int set_int_at(zu_do_properties *record, uint32_t position, int64_t number) {
   return ZU_OK;
 }
 
-constexpr zu_do_shortcuts offered = {revision_of,         find_position, read_at,        read_uri,
-                                     record_new_from_row, new_positions, reset,          set_at,
-                                     set_int_at,          value_display, value_key_form, uri_parts_of};
+constexpr zu_do_shortcuts offered = {
+    revision_of, find_position, read_at,    read_uri,      record_new_from_row, record_renew, new_positions,
+    fill,        set_at,        set_int_at, value_display, value_key_form,      uri_parts_of};
 
 } // namespace
 

@@ -54,13 +54,19 @@ typedef struct zu_do_shortcuts {
    * has no name or memory is exhausted. */
   zu_do_properties *(*new_from_row)(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
 
+  /* Makes a record that `new_from_row` made one of another row, as if it were new. False, and nothing
+   * changes, when somebody else holds a reference, or when it takes a new record. */
+  bool (*renew)(zu_do_properties *record, zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
+
   /* ---- Records that are filled again and again ---- */
 
   /* A record of these names, which differ from each other, none of them set; position i is that of names[i].
    * An unset property counts as absent. None when memory is exhausted. */
   zu_do_properties *(*new_positions)(zu_do_name *const *names, uint32_t count);
-  /* Unsets all. False when somebody else holds a reference: then nothing changes. */
-  bool (*reset)(zu_do_properties *record);
+  /* Sets as many positions as there are, each to its value, or unsets it where that is none; what else was
+   * set is unset. False when somebody else holds a reference: then nothing changes; or when memory is
+   * exhausted. */
+  bool (*fill)(zu_do_properties *record, zu_do_value *const *values, uint32_t count);
   /* As zu_do_properties_set_value_n and zu_do_properties_set_int, by position. */
   int (*set_at)(zu_do_properties *record, uint32_t position, zu_do_value *value);
   int (*set_int_at)(zu_do_properties *record, uint32_t position, int64_t number);
@@ -71,9 +77,9 @@ typedef struct zu_do_shortcuts {
    * to escape; `room` (ZU_DO_VALUE_ROOM bytes) may hold it. The text is borrowed, of `*length` bytes and
    * NUL-terminated. None when only zu_do_value_to_strbuf can tell. */
   const char *(*display)(zu_do_value *value, char *room, size_t *length);
-  /* The key form without a buffer: the text of `*length` bytes, borrowed, or written to `room` (`size` bytes,
-   * at least ZU_DO_VALUE_ROOM). None when there is none, or no room for it: zu_do_uri_value_to_keystr tells.
-   */
+  /* The key form without a buffer: the text of `*length` bytes, borrowed when no byte of it is escaped, else
+   * written to `room` (`size` bytes, at least ZU_DO_VALUE_ROOM). None when there is none, or no room for it:
+   * zu_do_uri_value_to_keystr tells. */
   const char *(*key_form)(zu_do_value *value, char *room, size_t size, size_t *length);
   /* Where the parts of a URI's text stand. */
   void (*uri_parts)(zu_do_uri *uri, zu_do_uri_parts *parts);

@@ -15,6 +15,8 @@ const char *value_key_form(zu_do_value *value, char *room, size_t size, size_t *
 void uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts);
 // As zu_do_shortcuts::new_from_row.
 zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
+// As zu_do_shortcuts::renew.
+bool record_renew(zu_do_properties *record, zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
 
 // Display texts, one at a time; only what cannot be shown in place needs memory.
 class shown_text {

@@ -60,19 +60,12 @@ public:
   bool verbatim() const { return verbatim_; }
   const char *at() const { return at_; }
 
-  bool take_name() {
-    const char *start = at_;
-    while (at_ < end_ && byte_is(*at_, byte_in_name)) ++at_;
-    out_ += static_cast<uint32_t>(at_ - start);
-    return at_ > start;
-  }
+  bool take_name() { return skip_bytes(byte_in_name) > 0; }
 
   // None, or why the value is refused.
   const char *take_value() {
     for (;; ++at_) {
-      const char *start = at_;
-      while (at_ < end_ && byte_is(*at_, byte_plain)) ++at_;
-      out_ += static_cast<uint32_t>(at_ - start);
+      skip_bytes(byte_plain);
       if (at_ == end_ || byte_is(*at_, byte_ends_value)) return nullptr;
       if (byte_is(*at_, byte_control)) return "control byte in a value";
       if (*at_ != '%') {
@@ -102,6 +95,15 @@ public:
   }
 
 private:
+  uint32_t skip_bytes(byte_class wanted) {
+    const char *at = at_, *const end = end_;
+    while (at < end && byte_is(*at, wanted)) ++at;
+    const auto count = static_cast<uint32_t>(at - at_);
+    at_ = at;
+    out_ += count;
+    return count;
+  }
+
   void take_encoded() {
     out_ += 3;
     verbatim_ = false;

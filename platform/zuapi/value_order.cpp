@@ -87,10 +87,11 @@ bool same_elements(zu_do_vlist *a, zu_do_vlist *b) {
 bool zu_do_value_equals(zu_do_value *a, zu_do_value *b) {
   if (a == b) return true;
   if (a == nullptr || b == nullptr) return zu_do_value_get_type(a) == zu_do_value_get_type(b);
+  if (a->type == ZU_DO_TYPE_BOOL && b->type == ZU_DO_TYPE_BOOL) {
+    return a->content().boolean == b->content().boolean;
+  }
   if (a->type != b->type) return rank(a->type) == 2 && rank(b->type) == 2 && order_numbers(a, b) == 0;
   switch (a->type) {
-  case ZU_DO_TYPE_BOOL:
-    return a->content().boolean == b->content().boolean;
   case ZU_DO_TYPE_INT:
   case ZU_DO_TYPE_UINT:
     return a->content().whole == b->content().whole;

@@ -71,12 +71,30 @@ int add_display(zu_do_value *value, bool hide_secrets, zu_do_strbuf *buffer) {
   return add_escaped(buffer, value->text(), has_typedef(value, "Text"));
 }
 
-template <class Number>
-const char *print(Number number, char *room, size_t *length) {
+const char *print(double number, char *room, size_t *length) {
   const auto result = std::to_chars(room, room + ZU_DO_VALUE_ROOM - 1, number);
   *result.ptr = '\0';
   *length = static_cast<size_t>(result.ptr - room);
   return room;
+}
+
+// Written from the end of the room.
+const char *print(uint64_t number, bool negative, char *room, size_t *length) {
+  char *const end = room + ZU_DO_VALUE_ROOM - 1;
+  char *at = end;
+  *at = '\0';
+  for (; number > UINT32_MAX; number /= 10) *--at = static_cast<char>('0' + number % 10);
+  auto rest = static_cast<uint32_t>(number);
+  for (; rest > 9; rest /= 10) *--at = static_cast<char>('0' + rest % 10);
+  *--at = static_cast<char>('0' + rest);
+  if (negative) *--at = '-';
+  *length = static_cast<size_t>(end - at);
+  return at;
+}
+
+const char *print(int64_t number, char *room, size_t *length) {
+  const auto bits = static_cast<uint64_t>(number);
+  return print(number < 0 ? 0 - bits : bits, number < 0, room, length);
 }
 
 // How many bytes at the front stand for themselves in key form.
@@ -89,6 +107,28 @@ size_t plain_bytes(std::string_view raw) {
 const char *give(std::string_view text, size_t *length) {
   *length = text.size();
   return text.data();
+}
+
+// The display text of what is no string.
+[[gnu::noinline]] const char *display_other(zu_do_value *value, char *room, size_t *length) {
+  if (value == nullptr) return give("", length);
+  switch (value->type) {
+  case ZU_DO_TYPE_INT:
+    return print(value->content().integer, room, length);
+  case ZU_DO_TYPE_BOOL:
+    return value->content().boolean ? give("true", length) : give("false", length);
+  case ZU_DO_TYPE_UINT:
+    return print(value->content().whole, false, room, length);
+  case ZU_DO_TYPE_DOUBLE:
+    return print(value->content().number, room, length);
+  case ZU_DO_TYPE_MR_URI:
+  case ZU_DO_TYPE_COLL_URI:
+    return give(value->content().uri->view(), length);
+  case ZU_DO_TYPE_ARRAY:
+    return nullptr;
+  default:
+    return give("", length);
+  }
 }
 
 } // namespace
@@ -125,32 +165,15 @@ std::string_view raw_text(zu_do_value *value, char *room) {
 
 } // namespace zuapi
 
+// Most values are strings.
+const char *zuapi::value_display(zu_do_value *value, char *room, size_t *length) {
+  if (value == nullptr || value->type != ZU_DO_TYPE_STRING) return display_other(value, room, length);
+  return (value->flags & value_clean) != 0 ? give(value->text(), length) : nullptr;
+}
+
 int zu_do_value_to_strbuf(zu_do_value *value, int mode, zu_do_strbuf *buffer) {
   (void)mode;
   return buffer == nullptr ? ZU_FAILED : add_display(value, false, buffer);
-}
-
-const char *zuapi::value_display(zu_do_value *value, char *room, size_t *length) {
-  if (value == nullptr) return give("", length);
-  switch (value->type) {
-  case ZU_DO_TYPE_STRING:
-    return (value->flags & value_clean) != 0 ? give(value->text(), length) : nullptr;
-  case ZU_DO_TYPE_INT:
-    return print(value->content().integer, room, length);
-  case ZU_DO_TYPE_BOOL:
-    return value->content().boolean ? give("true", length) : give("false", length);
-  case ZU_DO_TYPE_UINT:
-    return print(value->content().whole, room, length);
-  case ZU_DO_TYPE_DOUBLE:
-    return print(value->content().number, room, length);
-  case ZU_DO_TYPE_MR_URI:
-  case ZU_DO_TYPE_COLL_URI:
-    return give(value->content().uri->view(), length);
-  case ZU_DO_TYPE_ARRAY:
-    return nullptr;
-  default:
-    return give("", length);
-  }
 }
 
 const char *zuapi::value_key_form(zu_do_value *value, char *room, size_t size, size_t *length) {

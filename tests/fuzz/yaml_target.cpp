@@ -24,7 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::string made = json;
   qfree_named(json);
   fuzz::check(nlohmann::json::accept(made), "what is accepted becomes JSON", made);
-  fuzz::check(std::count(made.begin(), made.end(), '\n') < lines, "its lines are those of the document", made);
+  fuzz::check(std::count(made.begin(), made.end(), '\n') < lines, "its lines are those of the document",
+              made);
   const fuzz::own_data store(zu_store_load_yaml("data", text.data(), text.size(), nullptr));
   return 0;
 }

@@ -311,6 +311,26 @@ TEST(records, views_answer_as_records_of_their_own) {
   }
 }
 
+// Only a view that nobody else holds, and over which nothing is set.
+TEST(records, of_rows_are_used_again) {
+  frozen_row frozen;
+  const own_uri list(zu_do_uri_new("/?system")), other(zu_do_uri_new("/?system"));
+  own_record owned(offered.new_from_row(list.get(), frozen.columns(), frozen.row));
+  zu_do_properties *record = owned.get();
+  const auto renew = [&](zu_do_uri *uri) { return offered.renew(record, uri, frozen.columns(), frozen.row); };
+  const uint32_t before = *offered.revision_of(record);
+  EXPECT_TRUE(renew(list.get()));
+  EXPECT_NE(*offered.revision_of(record), before);
+  EXPECT_EQ(debug_text(record), "_coll_uri=/?system, _uri=/system;id=1, hostname=edge, secret=<removed>");
+  EXPECT_FALSE(renew(other.get()) || renew(nullptr));
+  own_value taken(zu_do_value_ref(zu_do_properties_get_value(record, ZU_DO_NAME_COLL_URI)));
+  EXPECT_FALSE(renew(list.get()));
+  taken.reset();
+  EXPECT_TRUE(renew(list.get()));
+  zu_do_properties_set_int(record, "extra", 5);
+  EXPECT_FALSE(renew(list.get()));
+}
+
 TEST(records, of_positions_are_filled_again_and_again) {
   const own_uri uri(zu_do_uri_new("/a"));
   for (const uint32_t count : {3u, 5000u}) { // of the many, not all integers find room in the record
@@ -320,6 +340,9 @@ TEST(records, of_positions_are_filled_again_and_again) {
     for (uint32_t i = 0; i < count; ++i) {
       names.push_back(held.emplace_back(zu_do_name_new(("n" + std::to_string(i)).c_str())).get());
     }
+    const own_value kept(zu_do_value_new_mr_uri(uri.get()));
+    std::vector<zu_do_value *> values(count);
+    values[1] = kept.get();
     own_record owned(offered.new_positions(names.data(), count));
     zu_do_properties *record = owned.get();
     const uint32_t last = count - 1, *revision = offered.revision_of(record);
@@ -345,11 +368,14 @@ TEST(records, of_positions_are_filled_again_and_again) {
       own_value taken(zu_do_value_ref(value_of_last()));
       EXPECT_EQ(offered.set_int_at(record, last, 9), 0);
       EXPECT_EQ(display(value_of_last()) + display(taken.get()), "98");
-      EXPECT_EQ(offered.reset(record), count != 3);
-      EXPECT_EQ(zu_do_properties_get_len(record), count != 3 ? 0u : 4u);
+      EXPECT_EQ(offered.fill(record, values.data(), count), count != 3);
+      EXPECT_EQ(debug_text(record), count != 3 ? "n1=/a" : "n0=-7, n1=-7, n2=9, _uri=/a");
       taken.reset();
-      EXPECT_TRUE(offered.reset(record));
+      EXPECT_TRUE(offered.fill(record, values.data(), count));
+      EXPECT_EQ(debug_text(record), "n1=/a");
+      EXPECT_FALSE(offered.fill(record, values.data(), 2));
       EXPECT_GT(*revision, before + 6);
+      EXPECT_TRUE(offered.fill(record, std::vector<zu_do_value *>(count).data(), count));
     }
   }
 }

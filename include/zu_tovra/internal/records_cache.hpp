@@ -60,7 +60,7 @@ public:
   }
 
   bool stands(const zu_tvr_stack *cache) const noexcept {
-    if (stamp_ == 0 || cache == nullptr || cache->top == nullptr || cache->top->stamp != stamp_) return false;
+    if (cache == nullptr || cache->top == nullptr || cache->top->stamp != stamp_) return false;
     uint64_t revisions = 0;
     const zu_tvr_stack_entry *entry = cache->top;
     for (uint32_t i = 0; i < consulted_; ++i, entry = entry->next) revisions += *entry->revision;
@@ -68,7 +68,7 @@ public:
   }
 
 private:
-  uint64_t stamp_ = 0; // of the entry on top; 0: nothing is marked
+  uint64_t stamp_ = 0; // of the entry on top; 0, which no entry has: nothing is marked
   uint64_t revisions_ = 0;
   uint32_t consulted_ = 0;
 };
@@ -83,6 +83,12 @@ public:
     if (stamp_ == 0) return;
     level_ = entry->level;
     revision_ = *entry->revision;
+  }
+  // Whether its entry is there.
+  bool is_there(const zu_tvr_stack *cache) const noexcept {
+    const zu_tvr_stack_entry *entry = cache != nullptr ? cache->top : nullptr;
+    while (entry != nullptr && entry->level > level_) entry = entry->next;
+    return entry != nullptr && entry->stamp == stamp_;
   }
   // The same answer, for the same text; none when it has to be looked up.
   cache_answer again(const zu_tvr_stack *cache, const looked_up &wanted, bool by_collection) const noexcept;

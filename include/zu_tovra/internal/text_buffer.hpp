@@ -1,6 +1,7 @@
 // A growing text that is written piece by piece, without a call for each.
 #pragma once
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -9,25 +10,35 @@
 
 namespace tvr {
 
+inline constexpr size_t short_piece = 32;
+
 // Most pieces are short: copied without a call.
-inline void copy_piece(char *to, const char *from, size_t size) noexcept {
+[[gnu::always_inline]] inline void copy_short_piece(char *to, const char *from, size_t size) noexcept {
+  struct two_words {
+    uint64_t first, second;
+  };
   const auto copy_ends = [&](auto word) {
-    std::memcpy(&word, from, sizeof word);
     auto last = word;
+    std::memcpy(&word, from, sizeof word);
     std::memcpy(&last, from + size - sizeof word, sizeof word);
     std::memcpy(to, &word, sizeof word);
     std::memcpy(to + size - sizeof word, &last, sizeof word);
   };
-  if (size > 16) {
-    std::memcpy(to, from, size);
-  } else if (size >= 8) {
+  if (size >= sizeof(two_words)) {
+    copy_ends(two_words{});
+  } else if (size >= sizeof(uint64_t)) {
     copy_ends(uint64_t{});
-  } else if (size >= 4) {
+  } else if (size >= sizeof(uint32_t)) {
     copy_ends(uint32_t{});
-  } else {
-    for (size_t i = 0; i < size; ++i) to[i] = from[i];
+  } else if (size > 0) {
+    to[0] = from[0];
+    to[size / 2] = from[size / 2];
+    to[size - 1] = from[size - 1];
   }
 }
+
+// What may be read behind a padded piece, and is written behind the text.
+inline constexpr size_t piece_padding = 16;
 
 // A buffer that could not grow stays failed until it is cleared: it gives no text, so that a text is never
 // half a text.
@@ -36,30 +47,43 @@ public:
   text_buffer() noexcept = default;
 
   void clear() noexcept {
-    length_ = 0;
+    at_ = block_.get();
     failed_ = false;
   }
-  void add(std::string_view piece) noexcept {
-    if (char *at = extend(piece.size())) copy_piece(at, piece.data(), piece.size());
+  [[gnu::always_inline]] void add(std::string_view piece) noexcept {
+    if (piece.size() > std::min(room(), short_piece)) return add_long(piece);
+    copy_short_piece(std::exchange(at_, at_ + piece.size()), piece.data(), piece.size());
+  }
+  // Of a piece behind which `piece_padding` bytes may be read.
+  void add_padded(std::string_view piece) noexcept {
+    if (piece.size() >= room()) return add_long(piece);
+    char *to = std::exchange(at_, at_ + piece.size());
+    std::memcpy(to, piece.data(), piece_padding);
+    if (piece.size() > piece_padding) std::memcpy(to, piece.data(), piece.size());
   }
   void add(char character) noexcept {
-    if (char *at = extend(1)) *at = character;
+    if (room() == 0 && !reserve(1)) return;
+    *at_++ = character;
   }
   void add_number(int64_t number) noexcept {
     char digits[24];
     add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
   }
-  // A newline character, if wanted, and blanks.
-  void start_line(bool newline, size_t blanks) noexcept {
-    char *at = extend(blanks + (newline ? 1 : 0));
-    if (at == nullptr) return;
-    if (newline) *at++ = '\n';
-    while (blanks > 0) at[--blanks] = ' ';
+  // Starts anew with a newline character, if wanted, and blanks; false when there is no room for a text.
+  bool start_line(bool newline, size_t blanks) noexcept {
+    clear();
+    const size_t count = blanks + (newline ? 1 : 0);
+    if (count >= room() && !reserve(count)) return false;
+    std::memcpy(at_, newline ? "\n       " : "        ", 8);
+    if (count > 8) std::memset(at_ + 8, ' ', count - 8);
+    at_ += count;
+    return true;
   }
   // Puts a piece in front of all.
   void insert(std::string_view piece) noexcept {
-    const size_t length = length_;
-    if (extend(piece.size()) == nullptr) return;
+    const size_t length = size();
+    add(piece);
+    if (failed_) return;
     std::memmove(block_.get() + piece.size(), block_.get(), length);
     std::memcpy(block_.get(), piece.data(), piece.size());
   }
@@ -67,52 +91,61 @@ public:
   void cut(size_t front, size_t length) noexcept {
     if (failed_) return;
     if (front > 0) std::memmove(block_.get(), block_.get() + front, length);
-    length_ = length;
+    at_ = block_.get() + length;
   }
 
-  size_t size() const noexcept { return length_; }
-  std::string_view view() const noexcept { return {block_.get(), length_}; }
+  void swap(text_buffer &other) noexcept {
+    block_.swap(other.block_);
+    std::swap(at_, other.at_);
+    std::swap(end_, other.end_);
+    std::swap(failed_, other.failed_);
+  }
+
+  size_t size() const noexcept { return static_cast<size_t>(at_ - block_.get()); }
+  std::string_view view() const noexcept { return {block_.get(), size()}; } // empty for a failed buffer
   bool failed() const noexcept { return failed_; }
   // The text, NUL-terminated, borrowed until it is written to; none for a failed buffer.
   const char *c_str() noexcept {
     if (block_ == nullptr && !reserve(0)) return nullptr;
-    if (failed_) return nullptr;
-    block_.get()[length_] = '\0';
+    *at_ = '\0';
     return block_.get();
   }
   // The same, handed over; none for a failed buffer.
   [[nodiscard]] text release() noexcept {
     if (c_str() == nullptr) return nullptr;
-    room_ = length_ = 0;
+    at_ = end_ = nullptr;
     return std::move(block_);
   }
 
 private:
-  // Where `count` more bytes go, or none.
-  char *extend(size_t count) noexcept {
-    if (count > room_ - length_ && !reserve(count)) return nullptr;
-    char *at = block_.get() + length_;
-    length_ += count;
-    return failed_ ? nullptr : at;
+  size_t room() const noexcept { return static_cast<size_t>(end_ - at_); }
+
+  [[gnu::noinline]] void add_long(std::string_view piece) noexcept {
+    if (piece.empty() || (piece.size() > room() && !reserve(piece.size()))) return;
+    std::memcpy(at_, piece.data(), piece.size());
+    at_ += piece.size();
   }
 
-  // Room for `count` more bytes and a NUL.
+  // Room for `count` more bytes.
   [[gnu::noinline]] bool reserve(size_t count) noexcept {
-    if (!failed_ && count < SIZE_MAX / 4 - length_) {
-      const size_t wanted = length_ + count;
-      const size_t room = wanted < room_ * 2 ? room_ * 2 : wanted < 250 ? 250 : wanted;
-      if (resize(block_, room + 1)) {
-        room_ = room;
+    const size_t length = size(), room = static_cast<size_t>(end_ - block_.get());
+    if (!failed_ && count < SIZE_MAX / 4 - length) {
+      const size_t wanted = std::max({length + count, room * 2, size_t{250}});
+      if (resize(block_, wanted + piece_padding)) {
+        at_ = block_.get() + length;
+        end_ = block_.get() + wanted;
         return true;
       }
     }
+    block_.reset();
+    at_ = end_ = nullptr;
     failed_ = true;
     return false;
   }
 
-  text block_; // room_ + 1 bytes
-  size_t length_ = 0;
-  size_t room_ = 0;
+  text block_; // piece_padding bytes longer than to `end_`
+  char *at_ = nullptr;
+  char *end_ = nullptr;
   bool failed_ = false;
 };
 

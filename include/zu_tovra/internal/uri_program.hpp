@@ -62,7 +62,8 @@ struct step_look_up {
   std::string_view from; // the part of the text so far that messages show before `look_up`
   bool possible;         // false: without a location there is no path behind it, and nothing answers
 };
-inline step_look_up look_up_of(const uri_step &step, std::string_view so_far, bool relative) noexcept {
+[[gnu::always_inline]] inline step_look_up look_up_of(const uri_step &step, std::string_view so_far,
+                                                      bool relative) noexcept {
   if (step.where == DYN_KEY_QUERY) {
     return {{so_far.empty() ? std::string_view("/") : so_far, step.look_up}, so_far, true};
   }
@@ -81,7 +82,7 @@ int32_t run_uri_program(const zu_tvr_uri_program &program, uint32_t &at, uint32_
   for (; at < to; ++at) {
     const int32_t status = source.take(program.steps[at], out);
     if (status != 0) return status;
-    out.add(program.steps[at].tail);
+    if (const std::string_view tail = program.steps[at].tail; !tail.empty()) out.add(tail);
   }
   return 0;
 }
