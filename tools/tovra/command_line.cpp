@@ -43,6 +43,14 @@ void add_data(CLI::App *command, options &asked) {
                    "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME")
       ->type_name("FILE")
       ->required();
+  add_classes(command, asked.classes);
+}
+
+CLI::Option *add_classes(CLI::App *command, std::vector<std::string> &files) {
+  return command
+      ->add_option("--classes", files, "A file of classes that count beside those of the data; may be repeated")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
 }
 
 void add_render_options(CLI::App *command, options &asked) {

@@ -62,8 +62,8 @@ int show_all(zu_data_ifc *data, zu_do_uri *uri) {
 }
 
 // What can be asked for: each path of the data, and how many records it has.
-int show_paths(const std::string &file) {
-  const auto data = check::read_data(file);
+int show_paths(const options &asked) {
+  const auto data = check::read_data(asked.data, asked.classes);
   if (!data) return failed;
   output out;
   for (const auto &[path, about] : data->paths) {
@@ -75,7 +75,7 @@ int show_paths(const std::string &file) {
 } // namespace
 
 int get(const options &asked) {
-  if (asked.uri.empty()) return show_paths(asked.data);
+  if (asked.uri.empty()) return show_paths(asked);
   const char *reason = nullptr;
   zu_do_uri *uri = zu_do_uri_parse(asked.uri.data(), asked.uri.size(), &reason);
   if (uri == nullptr) {
@@ -83,7 +83,7 @@ int get(const options &asked) {
     say("Run with --help for more information.");
     return wrong_usage;
   }
-  const data_handle data = load_data(asked.data);
+  const data_handle data = load_data(asked.data, asked.classes);
   const int status = data ? show_all(data.get(), uri) : failed;
   zu_do_uri_deref(uri);
   return status;

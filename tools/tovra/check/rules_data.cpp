@@ -135,7 +135,7 @@ void find_unknown_properties(const subject &subject, const teller &tell) {
   for (const use &use : all_uses(subject.templates)) {
     const path_data *path = known_path(*subject.data, use.path);
     if (path == nullptr) continue;
-    nearest_names &near = names.try_emplace(path, path->properties).first->second;
+    nearest_names &near = names.try_emplace(path, path->names()).first->second;
     for (const std::string &name : use.properties) {
       const bool of_place = use.path == "//locations" && subject.data->location_keys.contains(name);
       if (name.empty() || of_place || name.starts_with('_') || path->properties.contains(unqualified(name)))
@@ -168,8 +168,8 @@ void find_unread_properties(const subject &subject, const teller &tell) {
   }
   for (const auto &[path, about] : subject.data->paths) {
     if (!read.contains(path)) continue;
-    for (const std::string &name : about.given) {
-      if (used[path].contains(name)) continue;
+    for (const auto &[name, property] : about.properties) {
+      if (!property.given || used[path].contains(name)) continue;
       tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path);
     }
   }
