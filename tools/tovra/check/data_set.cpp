@@ -34,6 +34,12 @@ std::vector<key> keys_of(zu_do_uri_segment *segment) {
   return found;
 }
 
+// Without its location.
+std::string relative(std::string_view uri) {
+  if (!uri.starts_with("//")) return std::string(uri);
+  return std::string(uri.substr(std::min(uri.find('/', 2), uri.size())));
+}
+
 // A whole number as it would be printed.
 bool is_whole_number(std::string_view text) {
   if (text.starts_with('-')) text.remove_prefix(1);
@@ -118,8 +124,12 @@ private:
   void take_value(property_data &property, value_kind of, const json &value, const std::string &written,
                   const auto &line) {
     add(property.seen[static_cast<size_t>(of)], written, line);
-    if (of == value_kind::text && is_whole_number(value.get_ref<const std::string &>()))
-      ++property.whole_texts;
+    if (of != value_kind::text) return;
+    const auto &text = value.get_ref<const std::string &>();
+    if (!is_whole_number(text)) return;
+    if (property.whole_texts++ == 0) property.least_digits = text.size();
+    property.least_digits = std::min(property.least_digits, text.size());
+    property.most_digits = std::max(property.most_digits, text.size());
   }
 
   void take_record(const std::string &written, const json &given) {
@@ -161,12 +171,12 @@ private:
     if (zu_do_uri_is_absolute(uri)) {
       for (const key &each : keys_of(zu_do_uri_get_segment(uri, 0))) data_.location_keys.insert(each.name);
     }
-    records_.insert(zu_do_uri_get_uri_str(uri));
+    records_.insert(relative(zu_do_uri_get_uri_str(uri)));
     const size_t above_location = zu_do_uri_is_absolute(uri) ? 2 : 1;
     zu_do_uri *parent = zu_do_uri_get_parent_uri(uri);
     if (parent == nullptr || zu_do_uri_get_segment_count(uri) <= above_location) return;
     if (zu_do_uri_segment_get_keys(zu_do_uri_get_segment_last(parent)) == nullptr) return;
-    below_.push_back({written, zu_do_uri_get_uri_str(parent), &path});
+    below_.push_back({written, relative(zu_do_uri_get_uri_str(parent)), &path});
   }
 
   void find_orphans() {
@@ -188,7 +198,7 @@ private:
   data_set &data_;
   const std::string &text_;
   line_finder lines_;
-  std::unordered_set<std::string> records_; // canonical URIs
+  std::unordered_set<std::string> records_; // relative URIs: a key is looked for in all locations
   std::vector<nested> below_;
 };
 
@@ -197,6 +207,11 @@ private:
 const char *name_of(value_kind of) {
   static constexpr const char *names[kind_count] = {"number", "boolean", "text", "array"};
   return names[static_cast<size_t>(of)];
+}
+
+const char *words_of(value_kind of) {
+  static constexpr const char *words[kind_count] = {"a number", "true or false", "a text", "an array"};
+  return words[static_cast<size_t>(of)];
 }
 
 const json &bare(const json &value) {
@@ -244,15 +259,37 @@ bool property_data::is_known() const {
   return false;
 }
 
-bool property_data::is_number_in_text() const {
+std::string property_data::kinds_in_words() const {
+  std::string words;
+  for (size_t i = 0; i < kind_count; ++i) {
+    const auto kind = static_cast<value_kind>(i);
+    if (may_be(kind)) words += (words.empty() ? "" : " or ") + std::string(words_of(kind));
+  }
+  return words;
+}
+
+bool property_data::is_number_in_text(size_t digits) const {
   const size_t texts = of(value_kind::text).count;
-  return !said_kind() && texts != 0 && whole_texts == texts && !may_be(value_kind::number);
+  const bool differ = least_digits != most_digits || (digits != 0 && digits != most_digits);
+  return differ && !said_kind() && texts != 0 && whole_texts == texts && !may_be(value_kind::number);
 }
 
 std::set<std::string> path_data::names() const {
   std::set<std::string> all;
   for (const auto &[name, about] : properties) all.insert(name);
   return all;
+}
+
+const path_data *data_set::find(const std::string &path) const {
+  const auto found = paths.find(path);
+  return found != paths.end() ? &found->second : nullptr;
+}
+
+const property_data *data_set::find(const std::string &path, const std::string &name) const {
+  const path_data *about = find(path);
+  if (about == nullptr) return nullptr;
+  const auto found = about->properties.find(name.substr(name.rfind(':') + 1));
+  return found != about->properties.end() ? &found->second : nullptr;
 }
 
 std::optional<data_set> read_data(const std::string &file, const std::vector<std::string> &classes) {

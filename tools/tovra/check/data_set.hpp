@@ -12,9 +12,12 @@ namespace tovra::check {
 
 // Of values, as classes name them.
 enum class value_kind { number, boolean, text, array };
-inline constexpr size_t kind_count = 4;
+inline constexpr value_kind all_kinds[] = {value_kind::number, value_kind::boolean, value_kind::text,
+                                           value_kind::array};
+inline constexpr size_t kind_count = std::size(all_kinds);
 const char *name_of(value_kind of);
 const nlohmann::json &bare(const nlohmann::json &value);        // without typedefs
+const char *words_of(value_kind of);                            // "a number"
 std::optional<value_kind> kind_of(const nlohmann::json &value); // none: null
 
 // Records of which the rules tell the first.
@@ -30,8 +33,10 @@ struct property_data {
   some_records seen[kind_count]; // by the kinds of their values
   size_t key_texts = 0;          // of the texts: those that are keys of URIs, which the records do not give
   size_t whole_texts = 0;        // of the texts: those that are whole numbers as they would be printed
-  bool given = false;            // by a record, keys aside
-  nlohmann::json said;           // by classes: "kind", "default" and so on; null: no class names it
+  size_t least_digits = 0;       // of these
+  size_t most_digits = 0;
+  bool given = false;  // by a record, keys aside
+  nlohmann::json said; // by classes: "kind", "default" and so on; null: no class names it
 
   void add(const property_data &other); // of the same property; what classes say stays
 
@@ -40,9 +45,15 @@ struct property_data {
   // Its values can be of that kind, as far as classes and records tell.
   bool may_be(value_kind kind) const;
   bool is_known() const; // a class or a record tells a kind
-  // All values are texts that are whole numbers, and no class says that they are meant as texts.
-  bool is_number_in_text() const;
+  std::string kinds_in_words() const;
+  // All values are texts that are whole numbers, of more or fewer digits than others or than that many, so
+  // that their order as texts is another one; and no class says that they are meant as texts.
+  bool is_number_in_text(size_t digits = 0) const;
 };
+
+// What to do about such texts.
+inline constexpr char number_advice[] =
+    "give numbers in the data, or say \"kind\": \"number\" in a class (\"text\" if it is meant)";
 
 struct path_data {
   std::map<std::string, property_data> properties; // of the class, of any record, and the records' own keys
@@ -62,6 +73,10 @@ struct data_set {
   std::map<std::string, path_data> paths; // "/system/ifc"; "//locations" for locations themselves
   std::set<std::string> location_keys;    // of the locations of all records
   bool has_schema = false;                // there are files of classes
+
+  const path_data *find(const std::string &path) const; // or none
+  // A property by the name that a template has for it.
+  const property_data *find(const std::string &path, const std::string &name) const;
 };
 
 // Of a data file (empty: none) and files of classes. None when one does not load, which is said.

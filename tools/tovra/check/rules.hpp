@@ -67,11 +67,16 @@ void find_formats_without_properties(const subject &, const teller &);
 void find_unused_properties(const subject &, const teller &);
 void find_counts(const subject &, const teller &);
 void find_location_schemes(const subject &, const teller &);
+// how lines join
+void find_dropped_blanks(const subject &, const teller &);
+void find_blanks_within_lines(const subject &, const teller &);
 // conditions
 void find_bad_conditions(const subject &, const teller &);
 void find_unknown_condition_names(const subject &, const teller &);
 void find_null_pairs(const subject &, const teller &);
 void find_names_beside_pairs(const subject &, const teller &);
+void find_literals_of_no_value(const subject &, const teller &);
+void find_compared_texts(const subject &, const teller &);
 // URIs
 void find_plain_paths(const subject &, const teller &);
 void find_single_reads_of_lists(const subject &, const teller &);
@@ -89,8 +94,15 @@ void find_reads_per_instance(const subject &, const teller &);
 void find_hidden_lists(const subject &, const teller &);
 // data
 void find_unknown_paths(const subject &, const teller &);
+void find_paths_without_class(const subject &, const teller &);
 void find_unknown_properties(const subject &, const teller &);
 void find_unread_records(const subject &, const teller &);
 void find_unread_properties(const subject &, const teller &);
+// values
+void find_mixed_kinds(const subject &, const teller &);
+void find_other_keys(const subject &, const teller &);
+void find_records_without_parent(const subject &, const teller &);
+void find_ordered_texts(const subject &, const teller &);
+void find_scalars_as_arrays(const subject &, const teller &);
 
 } // namespace tovra::check

@@ -87,11 +87,6 @@ bool may_be_known(const data_set &data, const std::string &path) {
   return data.paths.contains(path) || path == "//locations" || path == "/locations" || path.empty();
 }
 
-const path_data *known_path(const data_set &data, const std::string &path) {
-  const auto found = data.paths.find(path);
-  return found != data.paths.end() ? &found->second : nullptr;
-}
-
 std::string unqualified(const std::string &name) {
   return name.substr(name.rfind(':') + 1);
 }
@@ -114,9 +109,10 @@ bool all_are_sound(const template_set &set) {
 
 } // namespace
 
-// A path that neither a record nor a class of the data has.
-void find_unknown_paths(const subject &subject, const teller &tell) {
-  if (subject.data == nullptr) return;
+namespace {
+
+void tell_unknown_paths(const subject &subject, const teller &tell, bool with_schema) {
+  if (subject.data == nullptr || subject.data->has_schema != with_schema) return;
   nearest_names near(paths_of(*subject.data));
   for (const record &record : subject.templates.records) {
     const zu_tvr_uri *uri = uri_of(record);
@@ -128,12 +124,24 @@ void find_unknown_paths(const subject &subject, const teller &tell) {
   }
 }
 
+} // namespace
+
+// A path that neither a record nor a class of the data has: other devices may have it.
+void find_unknown_paths(const subject &subject, const teller &tell) {
+  tell_unknown_paths(subject, tell, false);
+}
+
+// The same where files of classes say what paths there are on any device.
+void find_paths_without_class(const subject &subject, const teller &tell) {
+  tell_unknown_paths(subject, tell, true);
+}
+
 // A property that the records of a path do not have.
 void find_unknown_properties(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
   std::map<const path_data *, nearest_names> names;
   for (const use &use : all_uses(subject.templates)) {
-    const path_data *path = known_path(*subject.data, use.path);
+    const path_data *path = subject.data->find(use.path);
     if (path == nullptr) continue;
     nearest_names &near = names.try_emplace(path, path->names()).first->second;
     for (const std::string &name : use.properties) {

@@ -33,7 +33,7 @@ void add_kind(std::set<value_kind> &kinds, const json &value) {
 // Kinds that values must be able to have so that no file is refused.
 std::set<value_kind> kinds_in(const check::property_data &all, bool may_number_texts) {
   std::set<value_kind> kinds;
-  for (const auto kind : {value_kind::number, value_kind::boolean, value_kind::text, value_kind::array}) {
+  for (const value_kind kind : check::all_kinds) {
     if (all.of(kind).count != 0) kinds.insert(kind);
   }
   const size_t texts = all.of(value_kind::text).count;
