@@ -66,6 +66,8 @@ static constexpr rule rules[] = {
 
 void run_rules(const subject &subject, findings &found) {
   for (const rule &rule : rules) rule.look(subject, teller(found, rule.id, rule.weight));
+  found.sort(subject.templates.files);
+  fold_consequences(subject, found);
 }
 
 } // namespace tovra::check

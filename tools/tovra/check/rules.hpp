@@ -18,15 +18,18 @@ struct subject {
 class teller {
 public:
   teller(findings &into, const char *id, severity weight) : into_(into), id_(id), weight_(weight) {}
-  void operator()(const std::string &file, int line, const std::string &message) const {
-    into_.add({file, line, weight_, id_, message});
+  void operator()(const std::string &file, int line, const std::string &message,
+                  const std::string &about = "") const {
+    into_.add({file, line, weight_, id_, message, nullptr, about, {}});
   }
-  void operator()(const record &at, int line, const std::string &message) const {
-    (*this)(at.file, line, message);
+  void operator()(const record &at, int line, const std::string &message,
+                  const std::string &about = "") const {
+    into_.add({at.file, line, weight_, id_, message, &at, about, {}});
   }
   // At the last line of that keyword, or else at the "Cmd:" line.
-  void operator()(const record &at, word keyword, const std::string &message) const {
-    (*this)(at.file, at.number_of(keyword), message);
+  void operator()(const record &at, word keyword, const std::string &message,
+                  const std::string &about = "") const {
+    (*this)(at, at.number_of(keyword), message, about);
   }
 
 private:
@@ -41,7 +44,11 @@ struct rule {
   void (*look)(const subject &, const teller &);
 };
 
+// Adds what they find, in order, with what follows from another finding under that one.
 void run_rules(const subject &subject, findings &found);
+
+// Puts findings under those that they follow from.
+void fold_consequences(const subject &subject, findings &found);
 
 // ---- The rules; what each is about stands at its definition ----
 

@@ -120,7 +120,8 @@ void tell_unknown_paths(const subject &subject, const teller &tell, bool with_sc
     if (!text || may_be_known(*subject.data, path_of(*text))) continue;
     tell(record, word::uri,
          "the data has no record and no class " + path_of(*text) + ", and nothing is read" +
-             near.hint(path_of(*text)));
+             near.hint(path_of(*text)),
+         near.nearest(path_of(*text)));
   }
 }
 
@@ -149,7 +150,8 @@ void find_unknown_properties(const subject &subject, const teller &tell) {
       if (name.empty() || of_place || name.starts_with('_') || path->properties.contains(unqualified(name)))
         continue;
       tell(*use.by, use.number,
-           "records of " + use.path + " have no property '" + name + "': " + use.effect + near.hint(name));
+           "records of " + use.path + " have no property '" + name + "': " + use.effect + near.hint(name),
+           use.path + " " + near.nearest(name));
     }
   }
 }
@@ -162,7 +164,8 @@ void find_unread_records(const subject &subject, const teller &tell) {
     if (about.records == 0 || read.contains(path)) continue;
     tell(subject.data->file, about.number,
          "no template reads " + path + " (" + std::to_string(about.records) +
-             (about.records == 1 ? " record)" : " records)"));
+             (about.records == 1 ? " record)" : " records)"),
+         path);
   }
 }
 
@@ -178,7 +181,7 @@ void find_unread_properties(const subject &subject, const teller &tell) {
     if (!read.contains(path)) continue;
     for (const auto &[name, property] : about.properties) {
       if (!property.given || used[path].contains(name)) continue;
-      tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path);
+      tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path, path + " " + name);
     }
   }
 }

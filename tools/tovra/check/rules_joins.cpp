@@ -35,7 +35,8 @@ bool is_in_columns(const record &record) {
 
 // Blanks at the ends of a format, where a line goes on: they are not part of it.
 void find_dropped_blanks(const subject &subject, const teller &tell) {
-  const std::string effect = " of the format is dropped, and the texts run together; write them in one 'Fmt:'";
+  const std::string effect =
+      " of the format is dropped, and the texts run together; write them in one 'Fmt:'";
   const auto &visits = subject.ways.visits;
   for (size_t i = 0; i < visits.size(); ++i) {
     const record &at = *visits[i].at;
