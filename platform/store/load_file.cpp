@@ -82,8 +82,7 @@ struct json_text {
 bool read_source(const zu_store_text &given, json_text &made, zu_do_error **error) {
   const int number = given.text == nullptr ? read_whole(given.name, made.text) : 0;
   if (number != 0) {
-    report(error, ZU_CANNOT_OPEN,
-           std::string(given.name) + ": " + std::generic_category().message(number));
+    report(error, ZU_CANNOT_OPEN, std::string(given.name) + ": " + std::generic_category().message(number));
     return false;
   }
   if (given.text != nullptr) made.text.append({given.text, given.length});
@@ -95,8 +94,8 @@ bool read_source(const zu_store_text &given, json_text &made, zu_do_error **erro
   return true;
 }
 
-// Reads the texts one after the other, the records' last: false when one is refused, which is reported. Throws
-// std::bad_alloc.
+// Reads the texts one after the other, the records' last: false when one is refused, which is reported.
+// Throws std::bad_alloc.
 bool load_into(snapshot &data, const std::vector<zu_store_text> &given, zu_do_error **error) {
   std::vector<json_text> texts(given.size()); // those of classes are shown in messages about later ones
   loader reader(data);

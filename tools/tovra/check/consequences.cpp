@@ -24,7 +24,8 @@ public:
           found.at->find(word::uri) != nullptr) {
         of_reads_.try_emplace(found.at, &found);
       }
-      if (!found.about.empty() && is_one_of(found, {"jump", "orphan", "unknown-path", "unknown-property", "carried", "single-read"})) {
+      if (!found.about.empty() && is_one_of(found, {"jump", "orphan", "unknown-path", "unknown-property",
+                                                    "carried", "single-read"})) {
         of_names_.try_emplace(found.about, &found);
       }
     }
@@ -35,8 +36,8 @@ public:
     const finding *cause = nullptr;
     if (is_one_of(found, {"unreached", "unread-records", "unread-property"})) {
       cause = find(of_names_, found.about); // what was meant to be named
-    } else if (is_one_of(found, {"repeated", "discarded", "props-before-fmt", "literal-slot", "no-array", "count",
-                                 "unknown-path", "key"})) {
+    } else if (is_one_of(found, {"repeated", "discarded", "props-before-fmt", "literal-slot", "no-array",
+                                 "count", "unknown-path", "key"})) {
       cause = find(of_records_, found.at); // one record, read for another
     }
     if (cause == nullptr && is_one_of(found, {"key", "scope", "incomplete", "optional", "list-path"})) {
