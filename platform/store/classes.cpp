@@ -21,20 +21,9 @@ size_t index_of(const std::string_view (&names)[count], std::string_view name) {
 
 // Null and no value are of any kind.
 declaration::value_kind kind_of(const zu_do_value &value) {
-  switch (value.type) {
-  case ZU_DO_TYPE_BOOL:
-    return declaration::boolean;
-  case ZU_DO_TYPE_INT:
-  case ZU_DO_TYPE_UINT:
-  case ZU_DO_TYPE_DOUBLE:
-    return declaration::number;
-  case ZU_DO_TYPE_STRING:
-    return declaration::text;
-  case ZU_DO_TYPE_ARRAY:
-    return declaration::array;
-  default:
-    return declaration::any;
-  }
+  using enum declaration::value_kind;
+  constexpr declaration::value_kind kinds[] = {any, boolean, number, number, number, text, array};
+  return value.type == ZU_DO_TYPE_NONE ? any : kinds[value.type - ZU_DO_TYPE_NULL];
 }
 
 bool is_of_kind(const declaration &of, const zu_do_value &value) {
@@ -67,13 +56,12 @@ std::string shown(zu_do_value value) {
 }
 
 std::string list_of(const zu_do_value &values) {
-  constexpr int most = 8;
+  constexpr size_t longest = 200;
   std::string list;
-  int count = 0;
   any_element(values, [&](const zu_do_value &each) {
-    if (count++ != 0) list += ", ";
-    list += count > most ? "..." : shown(each);
-    return count > most;
+    const bool is_long = list.size() > longest;
+    list += (list.empty() ? "" : ", ") + (is_long ? "..." : shown(each));
+    return is_long;
   });
   return list;
 }
@@ -126,48 +114,54 @@ void loader::read_declaration(property &of, json::value value) {
   const char *start = value_reader::start_of(value);
   declaration given;
   json::object members = members_of(value);
-  for (json::field field : members) {
-    at_ = value_reader::start_of(field);
-    const std::string_view name = reader_.name(field);
-    const size_t member = index_of(member_names, name);
-    if (member == declaration::member_count) refuse(at_, "unknown member " + in_quotes(name) + of_property);
-    if (given.at[member] != nullptr) refuse(at_, "duplicate member " + in_quotes(name) + of_property);
-    json::value said = field.value();
-    given.at[member] = at_ = value_reader::start_of(said);
-    if (member != declaration::of_type && member != declaration::of_kind) continue;
-    const std::string_view text = *at_ == '"' ? reader_.string(said) : std::string_view();
-    const size_t kind = index_of(kind_names, text);
-    if (member == declaration::of_type) {
-      if (text.empty()) refuse(at_, "the type" + of_property + " must be a string that is not empty");
-      given.type = reader_.intern_type(text);
-    } else {
-      if (kind == declaration::any || kind > declaration::array) {
-        refuse(at_, "the kind" + of_property + " must be \"number\", \"boolean\", \"text\" or \"array\"");
-      }
-      given.kind = static_cast<declaration::value_kind>(kind);
-    }
-  }
-  if (given.has_default() || given.at[declaration::of_enum] != nullptr) {
-    // Read once the type is known, which may stand behind.
-    members.reset().value();
+  // Values are read once their type is known, which may stand behind them.
+  for (const bool values : {false, true}) {
+    if (values) members.reset().value();
     for (json::field field : members) {
-      const size_t member = index_of(member_names, reader_.name(field));
-      if (member != declaration::of_default && member != declaration::of_enum) continue;
-      at_ = given.at[member];
-      if (member == declaration::of_default) {
-        given.default_value = reader_.read(field.value(), given.type != nullptr ? given.type : of.type(), 4);
-      } else {
-        given.allowed = reader_.read(field.value(), nullptr, 4);
-        const auto is_bad = [](const zu_do_value &each) { return shown(each).empty(); };
-        if (kind_of(given.allowed) != declaration::array || list_of(given.allowed).empty() ||
-            any_element(given.allowed, is_bad)) {
-          refuse(at_, "the enum" + of_property + " must be an array of numbers, booleans and strings");
-        }
-      }
+      at_ = value_reader::start_of(field);
+      const std::string_view name = reader_.name(field);
+      const size_t member = index_of(member_names, name);
+      if (member == declaration::member_count) refuse(at_, "unknown member " + in_quotes(name) + of_property);
+      if (!values && given.at[member] != nullptr)
+        refuse(at_, "duplicate member " + in_quotes(name) + of_property);
+      json::value said = field.value();
+      given.at[member] = at_ = value_reader::start_of(said);
+      const bool is_value = member == declaration::of_default || member == declaration::of_enum;
+      if (is_value == values) read_member(of, given, member, said);
     }
   }
   const auto is_said = [](const char *at) { return at != nullptr; };
   if (std::any_of(std::begin(given.at), std::end(given.at), is_said)) unite(of, given, start);
+}
+
+void loader::read_member(const property &of, declaration &given, size_t member, json::value said) {
+  const auto must_be = [&](const char *expected) {
+    refuse(at_, "the " + std::string(member_names[member]) + " of property " + in_quotes(of.name) +
+                    " must be " + expected);
+  };
+  if (member == declaration::of_default) {
+    given.default_value = reader_.read(said, given.type != nullptr ? given.type : of.type(), 4);
+    return;
+  }
+  if (member == declaration::of_enum) {
+    given.allowed = reader_.read(said, nullptr, 4);
+    const auto is_bad = [](const zu_do_value &each) { return shown(each).empty(); };
+    if (list_of(given.allowed).empty() || any_element(given.allowed, is_bad)) {
+      must_be("an array of numbers, booleans and strings");
+    }
+    return;
+  }
+  const std::string_view text = *at_ == '"' ? reader_.string(said) : std::string_view();
+  if (member == declaration::of_type) {
+    if (text.empty()) must_be("a string that is not empty");
+    given.type = reader_.intern_type(text);
+    return;
+  }
+  const size_t kind = index_of(kind_names, text);
+  if (kind == declaration::any || kind > declaration::array) {
+    must_be("\"number\", \"boolean\", \"text\" or \"array\"");
+  }
+  given.kind = static_cast<declaration::value_kind>(kind);
 }
 
 // What several texts say of a property counts together, where no two of them differ.

@@ -45,6 +45,7 @@ private:
   void read_classes(json::value value);
   void read_class(path_builder &path, json::value value);
   void read_declaration(property &of, json::value value);
+  void read_member(const property &of, declaration &given, size_t member, json::value said);
   // Adds what one more text, at `start`, says of a property.
   void unite(property &of, const declaration &given, const char *start);
   uint32_t path_of_class(std::string_view text, const char *at);
