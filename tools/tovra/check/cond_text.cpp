@@ -100,7 +100,11 @@ private:
     if (given.size() != 2 || !ops.contains(op)) return;
     const bool first = !given[0].name.empty();
     if (first == !given[1].name.empty() || is_group(given[first ? 1 : 0])) return;
-    found_.push_back({op, given[first ? 0 : 1].name, given[first ? 1 : 0].literal});
+    const nlohmann::json &literal = given[first ? 1 : 0].literal;
+    const std::string &name = given[first ? 0 : 1].name;
+    const std::string operands =
+        first ? " $" + name + " " + literal.dump() : " " + literal.dump() + " $" + name;
+    found_.push_back({op, name, literal, "(" + op + operands + ")"});
   }
 
   std::string_view text_;

@@ -16,6 +16,7 @@ struct comparison {
   std::string op;   // "eq" for a pair at the top
   std::string name; // of the property, without its '$'
   nlohmann::json literal;
+  std::string text; // as it could be written
 };
 
 // What a condition that parses compares with literals.

@@ -76,10 +76,6 @@ bool compares_digits(const known_comparison &found) {
   return is_order(found.of.op) && found.about->is_number_in_text(text.size());
 }
 
-std::string written(const comparison &of) {
-  return "(" + of.op + " $" + of.name + " " + of.literal.dump() + ")";
-}
-
 } // namespace
 
 // A value that the property never has.
@@ -95,7 +91,7 @@ void find_literals_of_no_value(const subject &subject, const teller &tell) {
     if (!found.about->may_be(*kind)) {
       if (compares_digits(found)) return; // told as that
       tell(at, word::cond,
-           property + " is never " + words_of(*kind) + ": " + written(found.of) + effect + "; write " +
+           property + " is never " + words_of(*kind) + ": " + found.of.text + effect + "; write " +
                found.about->kinds_in_words());
       return;
     }
@@ -106,7 +102,7 @@ void find_literals_of_no_value(const subject &subject, const teller &tell) {
     std::set<std::string> names;
     for (const json &each : allowed) names.insert(each.dump());
     tell(at, word::cond,
-         property + " is never " + literal.dump() + ", which its class does not allow: " + written(found.of) +
+         property + " is never " + literal.dump() + ", which its class does not allow: " + found.of.text +
              effect + did_you_mean(literal.dump(), names));
   });
 }
@@ -117,7 +113,7 @@ void find_compared_texts(const subject &subject, const teller &tell) {
     if (!compares_digits(found)) return;
     tell(at, word::cond,
          "the numbers in '" + found.property->name + "' of " + found.path + " are texts, and " +
-             written(found.of) + " compares texts, in which 9 is greater than 10; " + number_advice);
+             found.of.text + " compares texts, in which 9 is greater than 10; " + number_advice);
   });
 }
 
