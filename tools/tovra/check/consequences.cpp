@@ -17,6 +17,7 @@ public:
   causes(const subject &subject, const std::vector<finding> &all) {
     for (const visit &visit : subject.ways.visits) ways_.try_emplace(visit.at, visit.way);
     for (const finding &found : all) {
+      if (found.at == nullptr) continue;
       if (is_one_of(found, {"carried", "nameless", "repeated", "tab", "plain-path", "single-read"})) {
         of_records_.try_emplace(found.at, &found);
       }

@@ -47,7 +47,8 @@ bool is_whole_number(std::string_view text) {
                          text.find_first_not_of("0123456789") == text.npos);
 }
 
-// Finds the lines of members. Those asked for in the order of the file cost one pass over it.
+// Finds the lines of members. Those asked for in the order of the file cost one pass over it; after very many
+// passes no more is looked for.
 class line_finder {
 public:
   explicit line_finder(const std::string &text) : text_(text) {}
@@ -55,33 +56,44 @@ public:
   // The line on which a record's URI stands as a member's name.
   int line_of(const std::string &uri) {
     const std::string member = json(uri).dump();
-    size_t at = text_.find(member, at_);
+    size_t at = find(member, at_);
     if (at == text_.npos) {
-      at = text_.find(member);
+      at = find(member, 0);
       if (at == text_.npos) return 1;
       at_ = 0;
       line_ = 1;
     }
-    line_ += static_cast<int>(std::count(text_.data() + at_, text_.data() + at, '\n'));
+    line_ += breaks(at);
     at_ = at;
     return line_;
   }
 
-  // The line of a property of the record that was looked for last.
-  int line_of_property(const std::string &name) const {
+  // The line of a property of that record.
+  int line_of_property(const std::string &uri, const std::string &name) {
+    line_of(uri);
     const std::string member = json(name).dump();
-    for (size_t at = text_.find(member, at_ + 1); at != text_.npos; at = text_.find(member, at + 1)) {
+    for (size_t at = find(member, at_ + 1); at != text_.npos; at = find(member, at + 1)) {
       const size_t behind = text_.find_first_not_of(" \t\r\n", at + member.size());
-      if (behind == text_.npos || text_[behind] != ':') continue;
-      return line_ + static_cast<int>(std::count(text_.data() + at_, text_.data() + at, '\n'));
+      if (behind != text_.npos && text_[behind] == ':') return line_ + breaks(at);
     }
     return line_;
   }
 
 private:
+  size_t find(const std::string &member, size_t from) {
+    if (left_ == 0) return text_.npos;
+    const size_t at = text_.find(member, from);
+    left_ -= std::min(left_, std::min(at, text_.size()) - std::min(from, text_.size()) + 1);
+    return at;
+  }
+  int breaks(size_t until) const {
+    return static_cast<int>(std::count(text_.data() + at_, text_.data() + until, '\n'));
+  }
+
   const std::string &text_;
   size_t at_ = 0;
-  int line_ = 1; // of at_
+  int line_ = 1;                     // of at_
+  size_t left_ = size_t{1000000000}; // bytes to look through
 };
 
 void add(some_records &records, const std::string &record, const auto &line) {
@@ -158,10 +170,8 @@ private:
       const bool is_key = std::find(names.begin(), names.end(), name) != names.end();
       property.given = property.given || (!is_key && !name.starts_with('_'));
       if (const auto of = kind_of(value)) {
-        take_value(property, *of, bare(value), written, [&, &name = name] {
-          lines_.line_of(written);
-          return lines_.line_of_property(name);
-        });
+        take_value(property, *of, bare(value), written,
+                   [&, &name = name] { return lines_.line_of_property(written, name); });
       }
     }
     take_place(written, uri.get(), path);

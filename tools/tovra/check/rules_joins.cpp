@@ -1,5 +1,6 @@
 // Rules about lines that several records write together: one with "Newline:" begins it, others go on with it.
 #include <algorithm>
+#include <utility>
 
 #include "rules.hpp"
 
@@ -37,18 +38,18 @@ bool is_in_columns(const record &record) {
 void find_dropped_blanks(const subject &subject, const teller &tell) {
   const std::string effect =
       " of the format is dropped, and the texts run together; write them in one 'Fmt:'";
-  const auto &visits = subject.ways.visits;
-  for (size_t i = 0; i < visits.size(); ++i) {
-    const record &at = *visits[i].at;
+  const record *next = nullptr; // that writes after this one
+  for (auto visit = subject.ways.visits.rbegin(); visit != subject.ways.visits.rend(); ++visit) {
+    const record &at = *visit->at;
+    if (!prints(at)) continue;
+    const record *after = std::exchange(next, &at);
     const line *format = at.find(word::fmt);
-    if (!prints(at) || format == nullptr) continue;
+    if (format == nullptr) continue;
     if (goes_on(at) && blanks_before(format->value) > 1 && !is_in_columns(at)) {
       tell(at, word::fmt, "this line goes on where the last one ended, and the blank at the start" + effect);
     }
-    const auto next = std::find_if(visits.begin() + static_cast<std::ptrdiff_t>(i) + 1, visits.end(),
-                                   [](const visit &visit) { return prints(*visit.at); });
-    if (!has_blank_behind(format->value) || next == visits.end() || !goes_on(*next->at)) continue;
-    tell(at, word::fmt, "'" + next->at->id + "' goes on with this line, and the blank at the end" + effect);
+    if (after == nullptr || !goes_on(*after) || !has_blank_behind(format->value)) continue;
+    tell(at, word::fmt, "'" + after->id + "' goes on with this line, and the blank at the end" + effect);
   }
 }
 

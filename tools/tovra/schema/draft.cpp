@@ -76,7 +76,7 @@ std::string draft::text() const {
     before_path = ",\n";
     std::vector<std::string> names = path.keys;
     for (const auto &[property, drawn] : path.properties) {
-      const bool is_key = std::find(names.begin(), names.end(), property) != names.end();
+      const bool is_key = std::find(path.keys.begin(), path.keys.end(), property) != path.keys.end();
       if (!is_key && !property.starts_with('_')) names.push_back(property);
     }
     const char *before = "\n";
