@@ -52,7 +52,8 @@ ZU_TVR_API bool zu_tvr_load_text_observed(zu_tvr_tree *tree, const char *file, c
 ZU_TVR_API bool zu_tvr_resolve_links_observed(zu_tvr_tree *tree, zu_tvr_diagnostic_fn tell,
                                               void *user) ZU_TVR_NOEXCEPT;
 /* Loads the directories (none: the loader's own rule) into a tree of its own, resolves its links, and drops
- * it: whether a reload would take the templates. No other tree is touched, so renders may go on. */
+ * it: whether a reload would take the templates. A jump to an id that no record has is taken, and not told:
+ * it fails when a walk comes to it. No other tree is touched, so renders may go on. */
 ZU_TVR_API bool zu_tvr_check_templates(const char *directories, zu_tvr_diagnostic_fn tell,
                                        void *user) ZU_TVR_NOEXCEPT;
 

@@ -46,6 +46,7 @@ public:
   // Offsets count from `text`. `open_secrets`: a PasswordString may be an array, and stand in one.
   value_reader(const char *text, arena &memory, bool open_secrets)
       : text_(text), memory_(memory), open_secrets_(open_secrets) {}
+  void start(const char *text) { text_ = text; }
 
   [[noreturn]] void refuse(const char *at, std::string message) const {
     throw refusal{static_cast<size_t>(at - text_), std::move(message)};
@@ -55,7 +56,8 @@ public:
   // that applies when the value brings none of its own; `depth` counts the containers around the value.
   zu_do_value read(json::value value, const char *class_type, uint32_t depth);
 
-  // A string cell of a text that is in the arena already.
+  // A cell with that typedef name, or none; a string cell of a text that is in the arena already.
+  zu_do_value with_type(zu_do_value cell, const char *type);
   zu_do_value string_cell(const char *text, size_t length, const char *type);
 
   // A text of the document, decoded: a slice of the document where nothing is escaped in it, otherwise of the
@@ -79,7 +81,6 @@ private:
   zu_do_value read_wrapped(json::value &value, types &type, uint32_t depth);
   zu_do_value read_array(json::value &value, const types &type, uint32_t depth);
   zu_do_value read_number(json::value &value);
-  zu_do_value with_type(zu_do_value cell, const char *type);
 
   const char *text_;
   arena &memory_;

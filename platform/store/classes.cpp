@@ -1,16 +1,80 @@
-// The classes of a data file: what they declare, and what names of properties are good.
+// Classes: what they declare, and which names and values of properties are good.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
 #include "infra/text.hpp"
 #include "store/loader.hpp"
 
 namespace store {
+
+namespace {
+
+constexpr std::string_view member_names[] = {"type", "default", "kind", "enum"};
+constexpr std::string_view kind_names[] = {"any", "number", "boolean", "text", "array"};
+constexpr const char *kind_words[] = {"", "a number", "true or false", "a string", "an array"};
+
+template <size_t count>
+size_t index_of(const std::string_view (&names)[count], std::string_view name) {
+  return static_cast<size_t>(std::find(names, names + count, name) - names);
+}
+
+// Null and no value are of any kind.
+declaration::value_kind kind_of(const zu_do_value &value) {
+  using enum declaration::value_kind;
+  constexpr declaration::value_kind kinds[] = {any, boolean, number, number, number, text, array};
+  return value.type == ZU_DO_TYPE_NONE ? any : kinds[value.type - ZU_DO_TYPE_NULL];
+}
+
+bool is_of_kind(const declaration &of, const zu_do_value &value) {
+  return of.kind == declaration::any || kind_of(value) == declaration::any || kind_of(value) == of.kind;
+}
+
+template <class Use>
+bool any_element(zu_do_value array, Use &&use) {
+  zu_do_vlist *elements = zu_do_value_get_array(&array, nullptr);
+  for (size_t i = 0; i < zu_do_vlist_get_len(elements); ++i) {
+    if (use(*zu_do_vlist_get_value(elements, i))) return true;
+  }
+  return false;
+}
+
+bool is_allowed(const declaration &of, zu_do_value value) {
+  if (of.allowed.type == ZU_DO_TYPE_NONE || kind_of(value) == declaration::any) return true;
+  if (kind_of(value) == declaration::array) {
+    return !any_element(value, [&](const zu_do_value &each) { return !is_allowed(of, each); });
+  }
+  return any_element(of.allowed, [&](zu_do_value &each) { return zu_do_value_equals(&each, &value); });
+}
+
+// As a message shows it; empty when it is null or an array.
+std::string shown(zu_do_value value) {
+  char room[ZU_DO_VALUE_ROOM];
+  const std::string_view text = zuapi::raw_text(&value, room);
+  if (text.data() == nullptr) return "";
+  return kind_of(value) == declaration::text ? in_quotes(text) : std::string(text);
+}
+
+std::string list_of(const zu_do_value &values) {
+  constexpr size_t longest = 200;
+  std::string list;
+  any_element(values, [&](const zu_do_value &each) {
+    const bool is_long = list.size() > longest;
+    list += (list.empty() ? "" : ", ") + (is_long ? "..." : shown(each));
+    return is_long;
+  });
+  return list;
+}
+
+} // namespace
 
 void loader::read_classes(json::value value) {
   for (json::field field : members_of(value)) {
     at_ = value_reader::start_of(field);
     const std::string_view name = reader_.name(field);
     path_builder &path = paths_[path_of_class(name, at_)];
-    if (path.has_class) refuse(at_, "duplicate class " + in_quotes(path.text()));
-    path.has_class = true;
+    if (path.class_in == text_.data()) refuse(at_, "duplicate class " + in_quotes(path.text()));
+    path.class_in = text_.data();
     json::value members = field.value();
     expect_object(members, "class ", path.text());
     read_class(path, members);
@@ -44,36 +108,133 @@ void loader::read_class(path_builder &path, json::value value) {
   }
 }
 
-void loader::read_declaration(property &declared, json::value value) {
-  const std::string of = " of property " + in_quotes(declared.name);
-  expect_object(value, "the declaration of property ", declared.name);
+void loader::read_declaration(property &of, json::value value) {
+  const std::string of_property = " of property " + in_quotes(of.name);
+  expect_object(value, "the declaration of property ", of.name);
+  const char *start = value_reader::start_of(value);
+  declaration given;
   json::object members = members_of(value);
-  bool has_type = false;
-  for (json::field field : members) {
-    at_ = value_reader::start_of(field);
-    const std::string_view name = reader_.name(field);
-    if (name != "type" && name != "default") refuse(at_, "unknown member " + in_quotes(name) + of);
-    bool &seen = name == "type" ? has_type : declared.has_default;
-    if (seen) refuse(at_, "duplicate member " + in_quotes(name) + of);
-    seen = true;
-    if (name != "type") continue;
-    json::value type = field.value();
-    const char *type_start = value_reader::start_of(type);
-    const std::string_view text = *type_start == '"' ? reader_.string(type) : std::string_view();
-    if (text.empty()) refuse(type_start, "the type" + of + " must be a string that is not empty");
-    declared.type = reader_.intern_type(text);
+  // Values are read once their type is known, which may stand behind them.
+  for (const bool values : {false, true}) {
+    if (values) members.reset().value();
+    for (json::field field : members) {
+      at_ = value_reader::start_of(field);
+      const std::string_view name = reader_.name(field);
+      const size_t member = index_of(member_names, name);
+      if (member == declaration::member_count) refuse(at_, "unknown member " + in_quotes(name) + of_property);
+      if (!values && given.at[member] != nullptr)
+        refuse(at_, "duplicate member " + in_quotes(name) + of_property);
+      json::value said = field.value();
+      given.at[member] = at_ = value_reader::start_of(said);
+      const bool is_value = member == declaration::of_default || member == declaration::of_enum;
+      if (is_value == values) read_member(of, given, member, said);
+    }
   }
-  if (!declared.has_default) return;
-  // The default is read once the type is known, which may stand behind it.
-  members.reset().value();
-  for (json::field field : members) {
-    at_ = value_reader::start_of(field);
-    if (reader_.name(field) != "default") continue;
-    json::value given = field.value();
-    at_ = value_reader::start_of(given);
-    declared.default_value = reader_.read(given, declared.type, 4);
-    check_own_property(declared.name, declared.default_value);
+  const auto is_said = [](const char *at) { return at != nullptr; };
+  if (std::any_of(std::begin(given.at), std::end(given.at), is_said)) unite(of, given, start);
+}
+
+void loader::read_member(const property &of, declaration &given, size_t member, json::value said) {
+  const auto must_be = [&](const char *expected) {
+    refuse(at_, "the " + std::string(member_names[member]) + " of property " + in_quotes(of.name) +
+                    " must be " + expected);
+  };
+  if (member == declaration::of_default) {
+    given.default_value = reader_.read(said, given.type != nullptr ? given.type : of.type(), 4);
+    return;
   }
+  if (member == declaration::of_enum) {
+    given.allowed = reader_.read(said, nullptr, 4);
+    const auto is_bad = [](const zu_do_value &each) { return shown(each).empty(); };
+    if (list_of(given.allowed).empty() || any_element(given.allowed, is_bad)) {
+      must_be("an array of numbers, booleans and strings");
+    }
+    return;
+  }
+  const std::string_view text = *at_ == '"' ? reader_.string(said) : std::string_view();
+  if (member == declaration::of_type) {
+    if (text.empty()) must_be("a string that is not empty");
+    given.type = reader_.intern_type(text);
+    return;
+  }
+  const size_t kind = index_of(kind_names, text);
+  if (kind == declaration::any || kind > declaration::array) {
+    must_be("\"number\", \"boolean\", \"text\" or \"array\"");
+  }
+  given.kind = static_cast<declaration::value_kind>(kind);
+}
+
+// What several texts say of a property counts together, where no two of them differ.
+void loader::unite(property &of, const declaration &given, const char *start) {
+  if (of.said == nullptr) of.said = std::make_unique<declaration>();
+  declaration &all = *of.said;
+  zu_do_value values[] = {all.default_value, given.default_value, all.allowed, given.allowed};
+  const bool same[] = {all.type == given.type, zu_do_value_equals(&values[0], &values[1]),
+                       all.kind == given.kind, zu_do_value_equals(&values[2], &values[3])};
+  for (size_t i = 0; i < declaration::member_count; ++i) {
+    if (given.at[i] == nullptr) continue;
+    // A default was read as of its type, or of none.
+    const bool reads_default = i == declaration::of_type && all.has_default();
+    const char *before = all.at[reads_default ? size_t{declaration::of_default} : i];
+    if (before != nullptr && !same[i]) {
+      refuse(given.at[i], "the " + std::string(member_names[i]) + " of property " + in_quotes(of.name) +
+                              " differs from that at " + place_of(before));
+    }
+    all.at[i] = given.at[i];
+  }
+  if (given.type != nullptr) all.type = given.type;
+  if (given.has_default()) all.default_value = given.default_value;
+  if (given.kind != declaration::any) all.kind = given.kind;
+  if (given.at[declaration::of_enum] != nullptr) all.allowed = given.allowed;
+  all.limited = all.limited || all.kind != declaration::any || all.at[declaration::of_enum] != nullptr;
+
+  const auto place = [&](declaration::member which) {
+    return at_ = given.at[which] != nullptr ? given.at[which] : start;
+  };
+  const auto is_bad = [&](const zu_do_value &each) { return !is_of_kind(all, each); };
+  if (all.kind != declaration::array && any_element(all.allowed, is_bad)) {
+    refuse(place(declaration::of_enum),
+           "a value in the enum of property " + in_quotes(of.name) + " must be " + kind_words[all.kind]);
+  }
+  if (all.has_default()) check_value("property ", of, all.default_value, place(declaration::of_default));
+}
+
+void loader::check_value(const char *what, const property &of, const zu_do_value &value,
+                         const char *at) const {
+  const auto must_be = [&](const char *where, const std::string &expected) {
+    refuse(where, what + in_quotes(of.name) + " must be " + expected);
+  };
+  if (of.name == ZU_DO_NAME_PENDING_ATTRS && value.type != ZU_DO_TYPE_STRING) must_be(at_, "a string");
+  if (!is_of_kind(*of.said, value)) must_be(at, kind_words[of.said->kind]);
+  if (!is_allowed(*of.said, value)) must_be(at, "one of " + list_of(of.said->allowed));
+}
+
+// A number that would be printed otherwise ("010") is none: URIs are found by their texts.
+zu_do_value loader::key_value(const property &of, std::string_view text) {
+  const char *const end = text.data() + text.size();
+  const auto reads_as = [&](auto &number) {
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end;
+  };
+  int64_t whole = 0;
+  uint64_t large = 0;
+  double real = 0;
+  zu_do_value value = zuapi::cell_none();
+  if (of.said->kind == declaration::number) {
+    if (reads_as(whole)) {
+      value = zuapi::cell_int(whole);
+    } else if (reads_as(large)) {
+      value = zuapi::cell_uint(large);
+    } else if (reads_as(real) && std::isfinite(real)) {
+      value = zuapi::cell_double(real);
+    }
+  } else if (of.said->kind == declaration::boolean && (text == "true" || text == "false")) {
+    value = zuapi::cell_bool(text == "true");
+  }
+  char room[ZU_DO_VALUE_ROOM];
+  const bool same = value.type != ZU_DO_TYPE_NONE && zuapi::raw_text(&value, room) == text;
+  if (same) return reader_.with_type(value, of.type());
+  return reader_.string_cell(text.data(), text.size(), of.type());
 }
 
 std::string_view loader::property_name(json::field &field) {
@@ -88,12 +249,6 @@ void loader::check_property_name(std::string_view name) const {
   if (name.find(':') != name.npos) refuse(at_, "property name " + in_quotes(name) + " has a ':'");
   if (name == ZU_DO_NAME_URI || name == ZU_DO_NAME_COLL_URI) {
     refuse(at_, "property name " + in_quotes(name) + " is the data store's own");
-  }
-}
-
-void loader::check_own_property(std::string_view name, const zu_do_value &value) const {
-  if (name == ZU_DO_NAME_PENDING_ATTRS && value.type != ZU_DO_TYPE_STRING) {
-    refuse(at_, "property " + in_quotes(name) + " must be a string");
   }
 }
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "store/interfaces.hpp"
 #include "store/loader.hpp"
-#include "yaml/document.hpp"
 
 namespace store {
 
@@ -56,50 +56,76 @@ void report(zu_do_error **error, int32_t code, const std::string &message) {
   if (error != nullptr) *error = zu_do_error_new(code, message.c_str());
 }
 
-void refuse(zu_do_error **error, const char *name, infra::place at, const std::string &message) {
-  report(error, ZU_FAILED,
-         std::string(name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
-             message);
-}
-
-// `yaml`: what the text was made of, or null.
-zu_data_ifc *load(const char *name, padded_text &text, const zu_yaml::document *yaml, zu_do_error **error) {
-  data_object *object = data_object_new();
-  try {
-    load_json(text, object->data);
-    return &object->ifc;
-  } catch (const zu_json::refusal &refused) {
-    data_object_release(object);
-    const auto at = yaml != nullptr ? yaml->place_of(refused.offset) : place_of(text.view(), refused.offset);
-    refuse(error, name, at, refused.message);
-    return nullptr;
-  } catch (...) {
-    data_object_release(object);
-    throw;
-  }
-}
-
 // The text as JSON; false after a refusal, which is reported.
 bool convert(const char *name, std::string_view text, zu_yaml::document &made, zu_do_error **error) {
   try {
     made = zu_yaml::read_document(text);
     return true;
   } catch (const zu_yaml::refusal &refused) {
-    refuse(error, name, refused.at, refused.message);
+    report(error, ZU_FAILED, shown_place(name, refused.at) + ": " + refused.message);
     return false;
   }
 }
 
-zu_data_ifc *load_yaml(const char *name, std::string_view text, zu_do_error **error) {
-  zu_yaml::document made;
-  if (!convert(name, text, made, error)) return nullptr;
-  padded_text json;
-  json.append(made.json);
-  return load(name, json, &made, error);
-}
-
 bool is_yaml_name(std::string_view path) {
   return path.ends_with(".yaml") || path.ends_with(".yml");
+}
+
+// A text as JSON, and the YAML document that it was made of.
+struct json_text {
+  padded_text text;
+  zu_yaml::document yaml;
+  bool is_yaml = false;
+};
+
+// False after a failure, which is reported. Throws std::bad_alloc.
+bool read_source(const zu_store_text &given, json_text &made, zu_do_error **error) {
+  const int number = given.text == nullptr ? read_whole(given.name, made.text) : 0;
+  if (number != 0) {
+    report(error, ZU_CANNOT_OPEN, std::string(given.name) + ": " + std::generic_category().message(number));
+    return false;
+  }
+  if (given.text != nullptr) made.text.append({given.text, given.length});
+  made.is_yaml = given.text == nullptr ? is_yaml_name(given.name) : given.yaml != 0;
+  if (!made.is_yaml) return true;
+  if (!convert(given.name, made.text.view(), made.yaml, error)) return false;
+  made.text.clear();
+  made.text.append(made.yaml.json);
+  return true;
+}
+
+// Reads the texts one after the other, the records' last: false when one is refused, which is reported.
+// Throws std::bad_alloc.
+bool load_into(snapshot &data, const std::vector<zu_store_text> &given, zu_do_error **error) {
+  std::vector<json_text> texts(given.size()); // those of classes are shown in messages about later ones
+  loader reader(data);
+  for (size_t i = 0; i < given.size(); ++i) {
+    padded_text &text = texts[i].text;
+    if (!read_source(given[i], texts[i], error)) return false;
+    text.pad();
+    const named_text from = {given[i].name, text.view(), texts[i].is_yaml ? &texts[i].yaml : nullptr};
+    try {
+      zu_json::read_json(from.text, [&] { reader.read(from, text.capacity(), i + 1 < given.size()); });
+    } catch (const zu_json::refusal &refused) {
+      report(error, ZU_FAILED, from.place_of(refused.offset) + ": " + refused.message);
+      return false;
+    }
+  }
+  texts.back().text.drop(); // before the records take its memory
+  reader.finish();
+  return true;
+}
+
+zu_data_ifc *load(const std::vector<zu_store_text> &given, zu_do_error **error) {
+  data_object *object = data_object_new();
+  try {
+    if (load_into(object->data, given, error)) return &object->ifc;
+  } catch (...) {
+    data_object_release(object);
+    throw;
+  }
+  data_object_release(object);
+  return nullptr;
 }
 
 // Runs a way to load, which may throw std::bad_alloc.
@@ -118,36 +144,39 @@ auto guarded(const char *name, zu_do_error **error, Load &&load_it) noexcept -> 
   }
 }
 
+zu_store_text named(zu_store_text given) {
+  if (given.name == nullptr) given.name = "";
+  return given;
+}
+
 } // namespace
 
 } // namespace store
 
-zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
-  if (path == nullptr) path = "";
-  return store::guarded(path, error, [&]() -> zu_data_ifc * {
-    store::padded_text text;
-    const int number = store::read_whole(path, text);
-    if (number == 0) {
-      return store::is_yaml_name(path) ? store::load_yaml(path, text.view(), error)
-                                       : store::load(path, text, nullptr, error);
-    }
-    store::report(error, ZU_CANNOT_OPEN, std::string(path) + ": " + std::generic_category().message(number));
-    return nullptr;
+zu_data_ifc *zu_store_load(const zu_store_text *data, const zu_store_text *classes, size_t class_count,
+                           zu_do_error **error) {
+  const zu_store_text last = store::named(*data);
+  return store::guarded(last.name, error, [&] {
+    std::vector<zu_store_text> given;
+    for (size_t i = 0; i < class_count; ++i) given.push_back(store::named(classes[i]));
+    given.push_back(last);
+    return store::load(given, error);
   });
+}
+
+zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
+  const zu_store_text file = {path, nullptr, 0, 0};
+  return zu_store_load(&file, nullptr, 0, error);
 }
 
 zu_data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error) {
-  if (name == nullptr) name = "";
-  return store::guarded(name, error, [&] {
-    store::padded_text copy;
-    copy.append({text, length});
-    return store::load(name, copy, nullptr, error);
-  });
+  const zu_store_text given = {name, text == nullptr ? "" : text, length, 0};
+  return zu_store_load(&given, nullptr, 0, error);
 }
 
 zu_data_ifc *zu_store_load_yaml(const char *name, const char *text, size_t length, zu_do_error **error) {
-  if (name == nullptr) name = "";
-  return store::guarded(name, error, [&] { return store::load_yaml(name, {text, length}, error); });
+  const zu_store_text given = {name, text == nullptr ? "" : text, length, 1};
+  return zu_store_load(&given, nullptr, 0, error);
 }
 
 char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, zu_do_error **error) {

@@ -1,16 +1,23 @@
 // Reads a data file: its members, and every record.
 #include "store/loader.hpp"
 
+#include <algorithm>
 #include <exception>
+#include <functional>
 
 #include "store/path.hpp"
 #include "zuapi/shortcuts.hpp"
 
 namespace store {
 
-void loader::read() {
+void loader::read(const named_text &from, size_t capacity, bool classes_only) {
+  sources_.push_back(from);
+  const std::string_view text = text_ = from.text;
+  capacity_ = capacity;
+  classes_only_ = classes_only;
+  reader_.start(at_ = text.data());
   json::parser parser;
-  json::document document = parser.iterate(text_, length_, capacity_).value();
+  json::document document = parser.iterate(text.data(), text.size(), capacity).value();
   at_ = document.current_location().value();
   if (*at_ != '{') refuse(at_, "the file must hold one object");
   std::exception_ptr fault;
@@ -22,7 +29,8 @@ void loader::read() {
     fault = std::current_exception();
   }
   if (records_wait_) { // what is wrong with them comes first in the file
-    fault == nullptr ? document.rewind() : void(document = parser.iterate(text_, length_, capacity_).value());
+    fault == nullptr ? document.rewind()
+                     : void(document = parser.iterate(text.data(), text.size(), capacity).value());
     read_waiting_records(document);
   }
   if (fault != nullptr) std::rethrow_exception(fault);
@@ -39,16 +47,24 @@ void loader::add_keys(std::string_view path, std::string_view keys) {
 void loader::check_cells() {
   constexpr uint64_t always = uint64_t{1} << 24;
   constexpr uint64_t a_byte = 64;
-  uint64_t left = always + a_byte * length_;
+  uint64_t left = always + a_byte * text_.size();
   for (uint32_t i = 0; i < paths_.size(); ++i) {
     path_builder &path = paths_[i];
     if (path.cell_count() > left) {
-      refuse(text_, "too many values: " + std::to_string(path.record_count) + " records of " +
-                        in_quotes(path.text()) + " with " + std::to_string(path.properties().size()) +
-                        " properties each");
+      refuse(text_.data(), "too many values: " + std::to_string(path.record_count) + " records of " +
+                               in_quotes(path.text()) + " with " + std::to_string(path.properties().size()) +
+                               " properties each");
     }
     left -= path.cell_count();
   }
+}
+
+std::string loader::place_of(const char *at) const {
+  const auto holds = [at](const named_text &each) {
+    return !std::less<>()(at, each.text.data()) && std::less<>()(at, each.text.data() + each.text.size());
+  };
+  const named_text &found = *std::find_if(sources_.begin(), sources_.end(), holds);
+  return found.place_of(static_cast<size_t>(at - found.text.data()));
 }
 
 void loader::finish() {
@@ -64,7 +80,7 @@ void loader::expect_object(json::value &value, const char *what, std::string_vie
 
 bool loader::is_named(const json::field &field, std::string_view name) const {
   // The end of what may be read may be nearer than that of a long name.
-  const auto room = static_cast<size_t>(text_ + capacity_ - field.key().raw());
+  const auto room = static_cast<size_t>(text_.data() + capacity_ - field.key().raw());
   return name.size() < room && field.key().unsafe_is_equal(name.size(), name);
 }
 
@@ -75,8 +91,10 @@ void loader::read_members(json::document &document) {
   for (json::field field : members_of(document)) {
     at_ = value_reader::start_of(field);
     const std::string_view name = reader_.name(field);
-    if (name != "classes" && name != "records")
-      refuse(at_, "unknown member " + in_quotes(name) + " of the file");
+    if (name != "classes" && (name != "records" || classes_only_)) {
+      refuse(at_, "unknown member " + in_quotes(name) +
+                      (classes_only_ ? " of a file of classes" : " of the file"));
+    }
     bool &seen = name == "classes" ? has_classes : has_records;
     if (seen) refuse(at_, "duplicate member " + in_quotes(name) + " of the file");
     seen = true;
@@ -90,7 +108,9 @@ void loader::read_members(json::document &document) {
       records_wait_ = true;
     }
   }
-  if (!has_records) refuse(start, "the file has no member \"records\"");
+  if (!(classes_only_ ? has_classes : has_records)) {
+    refuse(start, std::string("the file has no member ") + (classes_only_ ? "\"classes\"" : "\"records\""));
+  }
   const auto behind = document.current_location(); // an error at the end of the text
   if (behind.error() == simdjson::SUCCESS)
     refuse(behind.value_unsafe(), "text after the end of the document");
@@ -212,14 +232,16 @@ void loader::read_property(path_builder &path, json::field &field, uint32_t &exp
   if (places_[index].at != nullptr) refuse(at_, "duplicate property " + in_quotes(of.name));
   places_[index] = {at_, static_cast<uint32_t>(cells_.size())};
   properties_.push_back(index);
-  zu_do_value &cell = cells_.emplace_back(reader_.read(field.value(), of.type, 3));
-  check_own_property(of.name, cell);
-  mark_default(of, cell);
+  json::value given = field.value();
+  const char *value_at = of.said != nullptr ? value_reader::start_of(given) : nullptr;
+  zu_do_value &cell = cells_.emplace_back(reader_.read(given, of.type(), 3));
+  if (of.said != nullptr) hold_to_class("property ", of, cell, value_at);
 }
 
-void loader::mark_default(const property &of, zu_do_value &cell) const {
-  zu_do_value given = of.default_value;
-  if (of.has_default && zu_do_value_equals(&cell, &given)) zuapi::cell_set_default(cell);
+void loader::hold_to_class(const char *what, const property &of, zu_do_value &cell, const char *at) const {
+  if (of.said->limited) check_value(what, of, cell, at);
+  zu_do_value given = of.said->default_value;
+  if (of.said->has_default() && zu_do_value_equals(&cell, &given)) zuapi::cell_set_default(cell);
 }
 
 // The keys of the last segment are properties too.
@@ -240,7 +262,9 @@ void loader::add_key(path_builder &path, uint32_t index, std::string_view encode
     return;
   }
   properties_.push_back(index);
-  mark_default(of, cells_.emplace_back(reader_.string_cell(text, length, of.type)));
+  zu_do_value &cell = cells_.emplace_back(of.said != nullptr ? key_value(of, {text, length})
+                                                             : reader_.string_cell(text, length, nullptr));
+  if (of.said != nullptr) hold_to_class("key ", of, cell, at_);
 }
 
 void loader::check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const {
@@ -266,9 +290,9 @@ void loader::end_record(uint32_t path) {
 
 void load_json(padded_text &text, snapshot &data, const std::vector<path_keys> &keys) {
   text.pad();
-  loader reader(text.view().data(), text.view().size(), text.capacity(), data);
+  loader reader(data);
   for (const path_keys &each : keys) reader.add_keys(each.path, each.keys);
-  zu_json::read_json(text.view(), [&] { reader.read(); });
+  zu_json::read_json(text.view(), [&] { reader.read({"", text.view(), nullptr}, text.capacity(), false); });
   text.drop(); // before the records take its memory
   reader.finish();
 }

@@ -1,4 +1,4 @@
-// Reads a data file's text into a snapshot.
+// Reads the texts of a store into a snapshot.
 #pragma once
 
 #include "store/index_builder.hpp"
@@ -14,20 +14,20 @@ namespace json = simdjson::ondemand;
 using zu_json::members_of;
 using zu_json::value_reader;
 
-// One walk over a parsed document, classes before records. What shape the records of a path have is known
+// One walk over each parsed document, classes before records. What shape the records of a path have is known
 // when all have been seen: until then a log keeps their values.
 class loader {
 public:
-  // The text must be readable `capacity` bytes far, as the parser asks for. Names that are keys of a path's
-  // records, though those in the text may have others, are given before it is read.
-  loader(const char *text, size_t length, size_t capacity, snapshot &data)
-      : text_(text), length_(length), capacity_(capacity), data_(data), reader_(text, data.memory, false),
-        index_(data), at_(text) {}
+  explicit loader(snapshot &data) : data_(data), reader_("", data.memory, false), index_(data) {}
 
+  // Names that are keys of a path's records, though those in the texts may have others; given before they are
+  // read.
   void add_keys(std::string_view path, std::string_view keys); // a ';' after each
-  // Throws refusal, simdjson::simdjson_error (the text is not JSON) or std::bad_alloc.
-  void read();
-  // Makes the snapshot of what was read; needs the text no more. Throws std::bad_alloc.
+  // Reads a text of classes only, or of records too, as the last one. It must be readable `capacity` bytes
+  // far, as the parser asks for, and stay until all are read. Throws refusal, simdjson::simdjson_error (the
+  // text is not JSON) or std::bad_alloc.
+  void read(const named_text &from, size_t capacity, bool classes_only);
+  // Makes the snapshot of what was read; needs the texts no more. Throws std::bad_alloc.
   void finish();
 
 private:
@@ -45,11 +45,18 @@ private:
 
   void read_classes(json::value value);
   void read_class(path_builder &path, json::value value);
-  void read_declaration(property &declared, json::value value);
+  void read_declaration(property &of, json::value value);
+  void read_member(const property &of, declaration &given, size_t member, json::value said);
+  // Adds what one more text, at `start`, says of a property.
+  void unite(property &of, const declaration &given, const char *start);
   uint32_t path_of_class(std::string_view text, const char *at);
   std::string_view property_name(json::field &field);
   void check_property_name(std::string_view name) const;
-  void check_own_property(std::string_view name, const zu_do_value &value) const;
+  // Refuses what the classes do not allow as a value of WHAT NAME, which stands at `at`.
+  void check_value(const char *what, const property &of, const zu_do_value &value, const char *at) const;
+  // The value that a key's text, in the arena, stands for.
+  zu_do_value key_value(const property &of, std::string_view text);
+  std::string place_of(const char *at) const; // in any of the texts
 
   // A pattern of records' URIs.
   struct known_pattern {
@@ -71,22 +78,24 @@ private:
   // Refuses a URI with a key that its class says is a PasswordString: URIs are shown everywhere.
   void check_keys(const zu_do_uri *uri);
   void read_property(path_builder &path, json::field &field, uint32_t &expected);
-  void mark_default(const property &of, zu_do_value &cell) const;
+  // Holds a value to what the classes say: it may be refused, or be the default.
+  void hold_to_class(const char *what, const property &of, zu_do_value &cell, const char *at) const;
   void add_keys(path_builder &path, const known_pattern &pattern, const zu_do_uri *uri);
   void add_key(path_builder &path, uint32_t index, std::string_view encoded);
   void check_key(const property &of, const char *at, zu_do_value &given, std::string_view key) const;
   void end_record(uint32_t path);
 
-  const char *text_;
-  size_t length_;
-  size_t capacity_;
+  std::vector<named_text> sources_; // that have been read, and the one that is
+  std::string_view text_;
+  size_t capacity_ = 0;
+  bool classes_only_ = false;
   snapshot &data_;
   value_reader reader_;
   path_list paths_;
   index_builder index_;
   record_log log_;
   std::string scratch_;
-  const char *at_; // what is being read
+  const char *at_ = nullptr; // what is being read
   bool records_wait_ = false;
 
   std::vector<std::unique_ptr<known_pattern>> patterns_;

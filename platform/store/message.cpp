@@ -30,11 +30,15 @@ char *new_text(std::string_view text) {
   return made;
 }
 
-infra::place place_of(std::string_view text, size_t offset) {
+std::string shown_place(const char *name, infra::place at) {
+  return std::string(name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.column);
+}
+
+std::string named_text::place_of(size_t offset) const {
+  if (yaml != nullptr) return shown_place(name, yaml->place_of(offset));
   const std::string_view before = text.substr(0, std::min(offset, text.size()));
-  const size_t line_start = before.rfind('\n') + 1; // 0 when there is none
-  return {1 + static_cast<size_t>(std::count(before.begin(), before.end(), '\n')),
-          before.size() - line_start + 1};
+  const auto breaks = static_cast<size_t>(std::count(before.begin(), before.end(), '\n'));
+  return shown_place(name, {1 + breaks, before.size() - before.rfind('\n')}); // npos + 1 is 0
 }
 
 } // namespace store

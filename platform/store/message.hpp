@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "infra/text.hpp"
+#include "yaml/document.hpp"
 
 namespace store {
 
@@ -15,6 +15,16 @@ std::string in_quotes(std::string_view text);
 // A copy that is freed with qfree_named. Throws std::bad_alloc.
 char *new_text(std::string_view text);
 
-infra::place place_of(std::string_view text, size_t offset);
+// "NAME:LINE:COLUMN"
+std::string shown_place(const char *name, infra::place at);
+
+// A JSON text that is read, and the YAML document that it was made of, or none.
+struct named_text {
+  const char *name;
+  std::string_view text;
+  const zu_yaml::document *yaml;
+
+  std::string place_of(size_t offset) const; // as it is shown
+};
 
 } // namespace store

@@ -34,6 +34,7 @@ public:
   }
   char *end() { return text_ + length_; }
   size_t room() const { return room_ - length_; }
+  void clear() { length_ = 0; }
   void drop() { qfree_named(std::exchange(text_, nullptr)); }
   void extend(size_t length) { length_ += length; }
   void pad() { std::memset(end(), 0, simdjson::SIMDJSON_PADDING); }

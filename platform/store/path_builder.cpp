@@ -18,14 +18,17 @@ uint32_t path_builder::find(std::string_view name, uint32_t expected) const {
   return found == by_name_.end() ? no_id : found->second;
 }
 
-uint32_t path_builder::add(std::string_view name, property::kind order, uint32_t expected,
+uint32_t path_builder::add(std::string_view name, property::place order, uint32_t expected,
                            infra::arena &memory) {
   uint32_t index = find(name, expected);
   if (index == no_id) {
     index = static_cast<uint32_t>(properties_.size());
     const std::string_view kept(memory.copy_text(name), name.size());
     const bool plain = name.find_first_of("\"\\") == std::string_view::npos;
-    properties_.push_back({kept, plain, order, ranks_[order]++, 0, nullptr, false, zuapi::cell_none()});
+    properties_.push_back({kept, plain, order, ranks_[order]++, 0, nullptr});
+    if (name == ZU_DO_NAME_PENDING_ATTRS) {
+      properties_.back().said = std::make_unique<declaration>(declaration{.limited = true});
+    }
     by_name_.emplace(kept, index);
   } else if (order < properties_[index].order) {
     properties_[index].order = order;
@@ -59,8 +62,8 @@ void path_builder::finish(snapshot &data) {
     data.names.push_back(name);
     each->slot = static_cast<uint32_t>(names.size());
     names.push_back(name);
-    template_cells_.push_back(each->default_value);
-    if (each->has_default) zuapi::cell_set_default(template_cells_.back());
+    template_cells_.push_back(each->said != nullptr ? each->said->default_value : zuapi::cell_none());
+    if (each->said != nullptr && each->said->has_default()) zuapi::cell_set_default(template_cells_.back());
   }
   const auto width = static_cast<uint32_t>(names.size());
   form_ = zuapi::shape_new(names.data(), width);
@@ -83,7 +86,7 @@ bool path_list::is_secret(std::string_view path, std::string_view name) const {
   if (found == by_text_.end()) return false;
   path_builder &of = *paths_[found->second];
   const uint32_t index = of.find(name, 0);
-  return index != no_id && zu_json::is_secret_type(of.properties()[index].type);
+  return index != no_id && zu_json::is_secret_type(of.properties()[index].type());
 }
 
 void path_list::finish(snapshot &data) {

@@ -13,18 +13,33 @@
 
 namespace store {
 
+// What classes say of a property.
+struct declaration {
+  enum member : uint8_t { of_type, of_default, of_kind, of_enum, member_count };
+  enum value_kind : uint8_t { any, number, boolean, text, array };
+
+  const char *at[member_count] = {}; // where each is said, or none
+  const char *type = nullptr;        // typedef name, or none
+  value_kind kind = any;             // of all values
+  bool limited = false;              // not every value is good
+  zu_do_value default_value = zuapi::cell_none();
+  zu_do_value allowed = zuapi::cell_none(); // an array of all values, or of arrays' elements
+
+  bool has_default() const { return at[of_default] != nullptr; }
+};
+
 // A property of the records of one path.
 struct property {
-  enum kind : uint8_t { key, declared, other };
+  enum place : uint8_t { key, declared, other };
 
-  std::string_view name; // in the arena
-  bool plain;            // it stands in a file as it is, without escapes
-  kind order;            // keys come first in a shape, then what the class declares
-  uint32_t rank;         // among those of its kind
-  uint32_t slot;         // in the shape, once that is made
-  const char *type;      // the class's typedef name, or none
-  bool has_default;
-  zu_do_value default_value; // of the class
+  std::string_view name;             // in the arena
+  bool plain;                        // it stands in a file as it is, without escapes
+  place order;                       // keys come first in a shape, then what the class declares
+  uint32_t rank;                     // among those of its place
+  uint32_t slot;                     // in the shape, once that is made
+  std::unique_ptr<declaration> said; // none: no class says anything
+
+  const char *type() const { return said != nullptr ? said->type : nullptr; }
 };
 
 // One path. Properties are found by walking along with a record, which mostly gives them in one order.
@@ -37,8 +52,8 @@ public:
 
   // The index of a property, or no_id. `expected` is the index where it is looked for first.
   uint32_t find(std::string_view name, uint32_t expected) const;
-  // The same, added when it is not there, and moved up when it was of a later kind.
-  uint32_t add(std::string_view name, property::kind order, uint32_t expected, infra::arena &memory);
+  // The same, added when it is not there, and moved up when its place was a later one.
+  uint32_t add(std::string_view name, property::place order, uint32_t expected, infra::arena &memory);
 
   // What the URIs of its records have in common: a new pattern, and the first record of it.
   void add_pattern(const zuapi::uri_pattern &pattern, uint32_t record);
@@ -47,7 +62,7 @@ public:
     return {text, form_, {nullptr, 0}, same_keys_, same_locations_, first_located_};
   }
 
-  bool has_class = false;
+  const char *class_in = nullptr; // the text that had a class of it last, or none
   uint32_t record_count = 0;
 
   // The cells that all records take.

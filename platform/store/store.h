@@ -11,12 +11,23 @@
 extern "C" {
 #endif
 
-/* Loads a data file whole, YAML when its name ends in .yaml or .yml, else JSON: one reference on its data
- * interface, freed by the interface's `free`; the snapshot lives until the last reference goes. A bad file
- * gives none and an error object with a message `FILE:LINE:COLUMN: MESSAGE` (`FILE: MESSAGE` when it cannot
- * be read; ZU_CANNOT_OPEN). */
+/* One text of a store. */
+typedef struct zu_store_text {
+  const char *name; /* a path, or what stands for one in messages */
+  const char *text; /* none: the file of that name is read, YAML when it ends in .yaml or .yml, else JSON */
+  size_t length;
+  int yaml; /* `text` is YAML, not JSON */
+} zu_store_text;
+
+/* Loads records whole: one reference on their data interface, freed by the interface's `free`; the snapshot
+ * lives until the last reference goes. `classes` are texts of classes without records, which count beside
+ * those of the data; none is needed. A bad text gives none and an error object with a message
+ * `FILE:LINE:COLUMN: MESSAGE` (`FILE: MESSAGE` when it cannot be read; ZU_CANNOT_OPEN). */
+zu_data_ifc *zu_store_load(const zu_store_text *data, const zu_store_text *classes, size_t class_count,
+                           zu_do_error **error);
+/* The same of a data file alone. */
 zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error);
-/* The same from memory, of JSON and of YAML; `name` stands for the file in messages. */
+/* The same from memory, of JSON and of YAML. */
 zu_data_ifc *zu_store_load_text(const char *name, const char *text, size_t length, zu_do_error **error);
 zu_data_ifc *zu_store_load_yaml(const char *name, const char *text, size_t length, zu_do_error **error);
 /* A YAML document as JSON text, every token on the line on which it stands; freed with qfree_named. None and

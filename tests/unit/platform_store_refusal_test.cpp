@@ -1,4 +1,5 @@
 // Data files that are refused: each with its exact place and reason, nothing half loaded and nothing leaked.
+#include <array>
 #include <vector>
 
 #include "store/store.h"
@@ -8,10 +9,14 @@ namespace {
 
 using rows = std::vector<std::pair<std::string, std::string>>;
 
-// The error of a text that does not load; empty when it loads.
-std::string refusal(std::string_view text) {
+// The error of a text that does not load, or of files of classes "c1", "c2" beside it; empty when all load.
+std::string refusal(std::string_view text, const std::vector<std::string> &classes = {}) {
+  std::vector<zu_store_text> given;
+  const char *const names[] = {"c1", "c2", "c3"};
+  for (const auto &each : classes) given.push_back({names[given.size()], each.data(), each.size(), 0});
+  const zu_store_text file = {"f", text.data(), text.size(), 0};
   zu_do_error *error = nullptr;
-  zu_data_ifc *data = zu_store_load_text("f", text.data(), text.size(), &error);
+  zu_data_ifc *data = zu_store_load(&file, given.data(), given.size(), &error);
   const test::own_error held(error);
   if (data != nullptr) data->ops->free(data);
   EXPECT_EQ(zu_do_error_get_code(error), data != nullptr ? 0 : ZU_FAILED);
@@ -111,6 +116,77 @@ TEST(store_refusal, records) {
   }
 }
 
+TEST(store_refusal, values_that_do_not_fit) {
+  const auto file = [](const std::string &declared, const std::string &record) {
+    return R"({"classes": {"/a": {"x": {)" + declared + "}}},\n\"records\": {" + record + "}}";
+  };
+  const std::string number = R"("kind": "number")", some = R"("enum": ["up", 1, true])";
+  const std::string places = R"("kind": "array", "enum": [1, 2])";
+  for (const auto &[declared, record, message] : std::vector<std::array<std::string, 3>>{
+           {number, R"("/a": {"x": 1}, "/a;k=1": {"x": {"T": 1.5}}, "/a;k=2": {"x": null}, "/a;k=3": {})",
+            ""},
+           {number, R"("/a": {"x": "1"})", "f:2:25: property \"x\" must be a number"},
+           {R"("kind": "boolean")", R"("/a": {"x": 1})", "f:2:25: property \"x\" must be true or false"},
+           {R"("kind": "text")", R"("/a": {"x": [1]})", "f:2:25: property \"x\" must be a string"},
+           {R"("kind": "array")", R"("/a": {"x": {"T": 1}})", "f:2:25: property \"x\" must be an array"},
+           {some, R"("/a": {"x": true}, "/a;k=1": {"x": ["up", null, 1.0]}, "/a;x=up": {})", ""},
+           {some, R"("/a": {"x": "1"})", "f:2:25: property \"x\" must be one of \"up\", 1, true"},
+           {places, R"("/a": {"x": [1, [2]]}, "/a;k=1": {"x": [1, 3]})",
+            "f:2:52: property \"x\" must be one of 1, 2"},
+           // A key is what its text is as a value of that kind.
+           {number, R"("/a;x=0": {}, "/a;x=-1.5": {"x": -1.5}, "/a;x=18446744073709551615": {})", ""},
+           {number, R"("/a;x=010": {})", "f:2:13: key \"x\" must be a number"},
+           {number, R"("/a;x=inf": {})", "f:2:13: key \"x\" must be a number"},
+           {number, R"("/a;x=": {})", "f:2:13: key \"x\" must be a number"},
+           {number, R"("/a;x=1": {"x": "1"})", "f:2:29: property \"x\" must be a number"},
+           {R"("kind": "boolean")", R"("/a;x=true": {}, "/a;x=yes": {})",
+            "f:2:30: key \"x\" must be true or false"},
+           {number + ", " + R"("enum": [1, 2])", R"("/a;x=3": {})", "f:2:13: key \"x\" must be one of 1, 2"},
+           // What a class says must fit itself.
+           {R"("kind": "integer")", "",
+            "f:1:35: the kind of property \"x\" must be \"number\", \"boolean\", \"text\" or \"array\""},
+           {R"("default": "1", )" + number, "", "f:1:38: property \"x\" must be a number"},
+           {R"("default": 2, "enum": [1])", "", "f:1:38: property \"x\" must be one of 1"},
+           {R"("enum": [1, "2"], )" + number, "",
+            "f:1:35: a value in the enum of property \"x\" must be a number"},
+           {R"("enum": [])", "",
+            "f:1:35: the enum of property \"x\" must be an array of numbers, booleans and strings"},
+       }) {
+    EXPECT_EQ(refusal(file(declared, record)), message) << declared << record;
+  }
+}
+
+TEST(store_refusal, classes_in_several_files) {
+  const auto classes = [](const std::string &inner) { return "{\"classes\":\n{\"/a\": {" + inner + "}}}"; };
+  const std::string plain = classes(R"("x": {"kind": "number"}, "y": {})");
+  const std::string data =
+      "{\"classes\": {\"/a\": {\"x\": {\"default\": 1}}}, \"records\": {\"/a\": {\"x\": 2}}}";
+  for (const auto &[files, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{plain, plain, classes(R"("x": {"default": 1.0, "enum": [1, 2]})")}, ""},
+           {{plain, classes(R"("x": {"kind": "text"})")},
+            "c2:2:23: the kind of property \"x\" differs from that at c1:2:23"},
+           {{plain, classes(R"("x": {"default": 2})")},
+            "f:1:38: the default of property \"x\" differs from that at c2:2:26"},
+           {{classes(R"("x": {"default": 1})"), classes(R"("x": {"type": "Text"})")},
+            "c2:2:23: the type of property \"x\" differs from that at c1:2:26"},
+           {{classes(R"("x": {"kind": "text"})")}, "f:1:38: property \"x\" must be a string"},
+           {{classes(R"("x": {"enum": [1]})")}, "f:1:68: property \"x\" must be one of 1"},
+           {{classes(R"("x": {"default": 1})"), classes(R"("x": {"enum": [2]})")},
+            "c2:2:14: property \"x\" must be one of 2"},
+           {{data}, "c1:1:44: unknown member \"records\" of a file of classes"},
+           {{"{}"}, "c1:1:1: the file has no member \"classes\""},
+           {{plain, "["}, "c2:1:1: the file must hold one object"},
+       }) {
+    EXPECT_EQ(refusal(data, files), message) << files.back();
+  }
+  zu_do_error *error = nullptr;
+  const zu_store_text missing = {"/nowhere/c", nullptr, 0, 0}, file = {"f", data.data(), data.size(), 0};
+  EXPECT_EQ(zu_store_load(&file, &missing, 1, &error), nullptr);
+  const test::own_error held(error);
+  EXPECT_EQ(zu_do_error_get_code(error), ZU_CANNOT_OPEN);
+  EXPECT_STREQ(zu_do_error_get_msg(error), "/nowhere/c: No such file or directory");
+}
+
 // Records that each give another property take the square of their number in memory.
 TEST(store_refusal, too_many_values) {
   const auto square = [](const char *path, int count) {
@@ -161,11 +237,14 @@ TEST(store_refusal, secrets) {
 }
 
 TEST(store_refusal, no_memory_is_a_clear_error_and_no_leak) {
+  const std::string_view classes = R"({"classes": {"/a": {"x": {"kind": "array", "enum": [1, 2]}}}})";
+  const zu_store_text also = {"c", classes.data(), classes.size(), 0};
   const std::string_view text = R"({"classes": {"/a": {"x": {"type": "T", "default": [1]}}}, "records":
     {"/a;k=1": {"y": "a\tb"}, "//locations;loc=1/a;k=1": {}, "/b": {}, "/a;k=2": {}}})";
+  const zu_store_text file = {"f", text.data(), text.size(), 0};
   test::fail_each_allocation([&] {
     zu_do_error *error = nullptr;
-    zu_data_ifc *data = zu_store_load_text("f", text.data(), text.size(), &error);
+    zu_data_ifc *data = zu_store_load(&file, &also, 1, &error);
     const test::own_error held(error);
     EXPECT_EQ(zu_do_error_get_code(error), data != nullptr ? ZU_OK : ZU_EXHAUSTED);
     if (data != nullptr) data->ops->free(data);

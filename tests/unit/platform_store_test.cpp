@@ -201,6 +201,16 @@ TEST(store, values_keep_their_types) {
             "_uri=/r;k=%2F%20,k=/ ,t=-,d=5*,p=1:T*,n=*,u=-,z=1:P,a=-,w=-,_pending_attrs=-");
 }
 
+// A key of a kind orders as such a value, and is still found by its text.
+TEST(store, keys_of_a_kind) {
+  store_of store(R"({"classes": {"/v": {"id": {"kind": "number", "type": "Id", "default": 9}}}, "records": {
+    "/v;id=10": {}, "/v;id=9": {}, "/v;id=1.5": {}, "/v;id=9/p": {}}})");
+  EXPECT_EQ(uris(store.coll(), {.uri = "/?v", .order_by = {"id"}}), "/v;id=1.5 /v;id=9 /v;id=10 ");
+  EXPECT_EQ(uris(store.coll(), {.uri = "/v?id=10"}), "/v;id=10 ");
+  EXPECT_EQ(uris(store.coll(), {.uri = "/v;id=9?p"}), "/v;id=9/p ");
+  EXPECT_EQ(get(store.crudx(), "/v;id=9"), "_uri=/v;id=9,id=9:Id*");
+}
+
 TEST(store, collections) {
   store_of store(network);
   const std::string eth0 = "/sys/ifc;n=e0 ", eth1 = "/sys/ifc;n=e1 ";

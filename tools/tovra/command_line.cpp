@@ -41,6 +41,15 @@ constexpr char data_help[] = "Data file (JSON, YAML), - for standard input, or s
 
 void add_data(CLI::App *command, options &asked) {
   command->add_option("--data", asked.data, data_help)->type_name("FILE")->required();
+  add_classes(command, asked.classes);
+}
+
+CLI::Option *add_classes(CLI::App *command, std::vector<std::string> &files) {
+  return command
+      ->add_option("--classes", files,
+                   "A file of classes that count beside those of the data; may be repeated")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
 }
 
 void add_render_options(CLI::App *command, options &asked, std::vector<std::string> *several) {
@@ -50,6 +59,7 @@ void add_render_options(CLI::App *command, options &asked, std::vector<std::stri
   if (several == nullptr) {
     add_data(command, asked);
   } else {
+    add_classes(command, asked.classes);
     command->add_option("--data", *several, std::string(data_help) + "; may be repeated")
         ->type_name("FILE")
         ->required()
@@ -74,6 +84,7 @@ std::vector<std::string> render_arguments(const options &asked) {
   };
   if (asked.templates) give("--templates", *asked.templates);
   give("--data", asked.data);
+  for (const auto &file : asked.classes) give("--classes", file);
   for (const auto &[name, file] : asked.named) give("--named", name + "=" + file);
   if (asked.config) give("--config", *asked.config);
   for (const auto &[name, text] : asked.arguments) give("--arg", name + "=" + text);

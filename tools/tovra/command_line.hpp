@@ -9,6 +9,7 @@ namespace tovra {
 
 void add_templates(CLI::App *command, options &asked);
 void add_data(CLI::App *command, options &asked);
+CLI::Option *add_classes(CLI::App *command, std::vector<std::string> &files);
 // What says what is rendered: NODE, templates, data, configurations, arguments, flags.
 // With `several`, data files are taken there, as many as are given.
 void add_render_options(CLI::App *command, options &asked, std::vector<std::string> *several = nullptr);

@@ -19,6 +19,7 @@ using named_text = std::pair<std::string, std::string>; // NAME=TEXT, split
 struct options {
   std::optional<std::string> templates; // directories; none: the library's own rule
   std::string data;                     // "-" and "yaml:-": standard input
+  std::vector<std::string> classes;     // files of classes for all data
   // render
   std::string node;
   std::optional<std::string> config;

@@ -105,10 +105,31 @@ std::optional<std::string> read_text(const std::string &path) {
   return text;
 }
 
-data_handle load_text(const std::string &path, const std::string &text) {
+struct given_text {
+  std::string path;
+  std::optional<std::string> text; // none: the store reads the file
+};
+
+// Its text, whatever it is; none after a failure, which is said.
+std::optional<std::string> text_of(const std::string &path) {
+  if (!is_database(path)) return read_text(path);
   zu_do_error *error = nullptr;
-  const auto load = is_yaml(path) ? zu_store_load_yaml : zu_store_load_text;
-  zu_data_ifc *data = load(data_name(path).c_str(), text.data(), text.size(), &error);
+  auto text = taken(zu_store_export(path.c_str(), &error));
+  if (!text) or_said(nullptr, error);
+  return text;
+}
+
+data_handle load_texts(const std::vector<given_text> &given) {
+  std::vector<std::string> names;
+  for (const given_text &each : given) names.push_back(data_name(each.path));
+  std::vector<zu_store_text> sources;
+  for (size_t i = 0; i < given.size(); ++i) {
+    const auto &text = given[i].text;
+    sources.push_back({names[i].c_str(), text ? text->data() : nullptr, text ? text->size() : 0,
+                       is_yaml(given[i].path) ? 1 : 0});
+  }
+  zu_do_error *error = nullptr;
+  zu_data_ifc *data = zu_store_load(sources.data(), sources.data() + 1, sources.size() - 1, &error);
   return or_said(data, error);
 }
 
@@ -118,33 +139,46 @@ std::string data_name(const std::string &path) {
   return is_standard_input(path) ? "standard input" : path;
 }
 
-data_handle load_data(const std::string &path) {
+data_handle load_data(const std::string &path, const std::vector<std::string> &classes) {
   const progress shown("loading " + data_name(path));
-  if (!is_regular(path) && !is_database(path)) {
-    const auto text = read_text(path);
-    return text ? load_text(path, *text) : nullptr;
+  if (classes.empty() && is_database(path)) {
+    zu_do_error *error = nullptr;
+    zu_data_ifc *data = zu_store_open(path.c_str(), &error);
+    return or_said(data, error);
   }
-  zu_do_error *error = nullptr;
-  zu_data_ifc *data = zu_store_open(path.c_str(), &error);
-  return or_said(data, error);
+  std::vector<given_text> given = {{path, std::nullopt}};
+  for (const std::string &each : classes) given.push_back({each, std::nullopt});
+  for (given_text &each : given) {
+    if (is_regular(each.path)) continue;
+    each.text = text_of(each.path);
+    if (!each.text) return nullptr;
+  }
+  return load_texts(given);
 }
 
 void say_fault(zu_data_ifc *data) {
   if (const auto why = taken(zu_store_fault(data))) say("  " + *why);
 }
 
-std::optional<std::string> read_good_data(const std::string &path) {
-  // Once, for the store and for who asks: it may be a pipe.
-  zu_do_error *error = nullptr;
-  const bool database = is_database(path);
-  auto read = database ? taken(zu_store_export(path.c_str(), &error)) : read_text(path);
-  if (!read) {
-    if (database) or_said(nullptr, error);
-    return std::nullopt;
+std::optional<std::vector<std::string>> read_good_data(const std::string &path,
+                                                       const std::vector<std::string> &classes) {
+  // Once, for the store and for who asks: they may be pipes.
+  std::vector<given_text> given;
+  given.push_back({path, path.empty() ? std::string(R"({"records": {}})") : text_of(path)});
+  for (const std::string &each : classes) given.push_back({each, text_of(each)});
+  for (const given_text &each : given) {
+    if (!each.text) return std::nullopt;
   }
-  if (!load_text(path, *read)) return std::nullopt;
-  if (!is_yaml(path)) return read;
-  return taken(zu_store_json_of_yaml("", read->data(), read->size(), nullptr));
+  if (!load_texts(given)) return std::nullopt;
+  std::vector<std::string> texts;
+  for (const given_text &each : given) {
+    auto json = is_yaml(each.path)
+                    ? taken(zu_store_json_of_yaml("", each.text->data(), each.text->size(), nullptr))
+                    : each.text;
+    if (!json) return std::nullopt;
+    texts.push_back(std::move(*json));
+  }
+  return texts;
 }
 
 } // namespace tovra

@@ -1,11 +1,11 @@
 // Data as the program reads it: files, of which those that are not regular have a bound; "-" is standard
-// input
-// ("yaml:-" when that is YAML), "sqlite:FILE?device=NAME" a device of a database.
+// input ("yaml:-" when that is YAML), "sqlite:FILE?device=NAME" a device of a database.
 #pragma once
 
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "store/store.h"
 
@@ -18,12 +18,14 @@ using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
 
 // How messages name it: standard input has no path.
 std::string data_name(const std::string &path);
-// Its records; none after a failure, which is said.
-data_handle load_data(const std::string &path);
+// Its records, with what files of classes say too: a device of a database is then read whole. None after a
+// failure, which is said.
+data_handle load_data(const std::string &path, const std::vector<std::string> &classes = {});
 // Says why reading failed, if it did and more is known than a code.
 void say_fault(zu_data_ifc *data);
-// The text of a data file that loads, as JSON, its tokens on the lines of the file; of a device, as it is
-// exported. None after a failure, which is said.
-std::optional<std::string> read_good_data(const std::string &path);
+// The texts of a data file (empty: none is asked for) and of files of classes that load, as JSON, their
+// tokens on the lines of the files; of a device, as it is exported. None after a failure, which is said.
+std::optional<std::vector<std::string>> read_good_data(const std::string &path,
+                                                       const std::vector<std::string> &classes = {});
 
 } // namespace tovra

@@ -83,7 +83,7 @@ int show_paths(zu_data_ifc *data) {
 
 int get(const options &asked) {
   if (asked.uri.empty()) {
-    const data_handle data = load_data(asked.data);
+    const data_handle data = load_data(asked.data, asked.classes);
     return data ? show_paths(data.get()) : failed;
   }
   const char *reason = nullptr;
@@ -93,7 +93,7 @@ int get(const options &asked) {
     say("Run with --help for more information.");
     return wrong_usage;
   }
-  const data_handle data = load_data(asked.data);
+  const data_handle data = load_data(asked.data, asked.classes);
   const int status = data ? show_all(data.get(), uri) : failed;
   zu_do_uri_deref(uri);
   return status;

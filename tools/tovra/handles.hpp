@@ -21,6 +21,7 @@ using handle = std::unique_ptr<T, free_with<Free>>;
 using properties_handle = handle<zu_do_properties, zu_do_properties_deref>;
 using value_handle = handle<zu_do_value, zu_do_value_deref>;
 using iterator_handle = handle<zu_do_iter, zu_do_iter_deref>;
+using uri_handle = handle<zu_do_uri, zu_do_uri_deref>;
 using wrapper_handle = handle<zu_store_wrapper, zu_store_wrapper_free>;
 
 } // namespace tovra

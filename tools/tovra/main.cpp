@@ -56,6 +56,7 @@ CLI::App *add_check(CLI::App &app, options &asked) {
   tovra::add_templates(command, asked);
   command->add_option("--data", asked.data, "Compare with the paths and properties of this data file too")
       ->type_name("FILE");
+  tovra::add_classes(command, asked.classes);
   command->add_flag("--strict", asked.strict, "Let warnings count as errors for the exit status");
   tovra::add_format(command, asked.json, "text, a line each (default), or json, one array");
   return command;

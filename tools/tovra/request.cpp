@@ -159,7 +159,7 @@ bool request::load_templates() {
 }
 
 bool request::take_data(const std::string &name) {
-  all_data_.push_back(load_data(name));
+  all_data_.push_back(load_data(name, asked_.classes));
   return all_data_.back() != nullptr;
 }
 

@@ -12,8 +12,8 @@ int check_templates(const options &asked) {
   const auto directories = template_directories(asked.templates);
   if (!directories) return failed;
   std::optional<check::data_set> data;
-  if (!asked.data.empty()) {
-    data = check::read_data(asked.data);
+  if (!asked.data.empty() || !asked.classes.empty()) {
+    data = check::read_data(asked.data, asked.classes);
     if (!data) return failed;
   }
 

@@ -17,6 +17,19 @@ const char *name(severity weight) {
   return weight == severity::error ? "error" : "warning";
 }
 
+nlohmann::ordered_json json_of(const std::vector<finding> &all) {
+  auto array = nlohmann::ordered_json::array();
+  for (const finding &found : all) {
+    array.push_back({{"file", found.file},
+                     {"line", found.line},
+                     {"severity", name(found.weight)},
+                     {"id", found.id},
+                     {"message", found.message}});
+    if (!found.follows.empty()) array.back()["follows"] = json_of(found.follows);
+  }
+  return array;
+}
+
 } // namespace
 
 void findings::sort(const std::vector<std::string> &files) {
@@ -34,6 +47,27 @@ void findings::sort(const std::vector<std::string> &files) {
   });
 }
 
+void findings::fold(const std::function<const finding *(const finding &)> &cause_of) {
+  std::vector<size_t> causes(all_.size());
+  for (size_t i = 0; i < all_.size(); ++i) {
+    const finding *cause = cause_of(all_[i]);
+    causes[i] = cause != nullptr ? static_cast<size_t>(cause - all_.data()) : i;
+  }
+  for (size_t i = 0; i < all_.size(); ++i) {
+    if (causes[i] == i) continue;
+    size_t first = causes[i]; // a cause may follow from another
+    for (size_t steps = 0; causes[first] != first && steps < all_.size(); ++steps) first = causes[first];
+    finding &cause = all_[first];
+    cause.weight = std::max(cause.weight, all_[i].weight);
+    cause.follows.push_back(all_[i]);
+  }
+  size_t at = 0;
+  std::erase_if(all_, [&](const finding &) {
+    const size_t i = at++;
+    return causes[i] != i;
+  });
+}
+
 bool findings::any_error() const {
   return std::any_of(all_.begin(), all_.end(),
                      [](const finding &found) { return found.weight == severity::error; });
@@ -44,19 +78,17 @@ std::string findings::as_text() const {
   for (const finding &found : all_) {
     const std::string at = found.line > 0 ? found.file + ":" + std::to_string(found.line) : found.file;
     text += visible(at + ": " + name(found.weight) + " [" + found.id + "]: " + found.message) + "\n";
+    for (const finding &each : found.follows) {
+      text += visible("  from this follows " + each.file + ":" + std::to_string(each.line) + " [" + each.id +
+                      "]") +
+              "\n";
+    }
   }
   return text;
 }
 
 std::string findings::as_json() const {
-  auto array = nlohmann::ordered_json::array();
-  for (const finding &found : all_) {
-    array.push_back({{"file", found.file},
-                     {"line", found.line},
-                     {"severity", name(found.weight)},
-                     {"id", found.id},
-                     {"message", found.message}});
-  }
+  const auto array = json_of(all_);
   return array.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 

@@ -8,7 +8,6 @@ inspection inspect(const std::string &directories, const data_set *data, const t
   made.set = load_all(directories, made.found, texts);
   made.ways = follow(made.set);
   run_rules({made.set, made.ways, data}, made.found);
-  made.found.sort(made.set.files);
   return made;
 }
 

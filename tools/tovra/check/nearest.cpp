@@ -42,10 +42,15 @@ nearest_names::nearest_names(std::set<std::string> names) : names_(std::move(nam
   }
 }
 
-const std::string &nearest_names::hint(const std::string &name) {
+const std::string &nearest_names::nearest(const std::string &name) {
   const auto [at, first] = found_.try_emplace(name);
   if (first && !names_.contains(name)) at->second = look_for(name);
   return at->second;
+}
+
+std::string nearest_names::hint(const std::string &name) {
+  const std::string &found = nearest(name);
+  return found.empty() ? "" : ", did you mean " + found + "?";
 }
 
 // Of several that are equally near the first in the order of names.
@@ -67,7 +72,7 @@ std::string nearest_names::look_for(const std::string &name) {
       best = at.name;
     }
   }
-  return best != nullptr ? ", did you mean " + *best + "?" : "";
+  return best != nullptr ? *best : "";
 }
 
 std::string did_you_mean(const std::string &name, const std::set<std::string> &names) {

@@ -23,8 +23,10 @@ public:
   nearest_names(const nearest_names &) = delete;
   nearest_names &operator=(const nearest_names &) = delete;
 
-  // ", did you mean NAME?" with the nearest name; empty when none is near, or the name is one of them.
-  const std::string &hint(const std::string &name);
+  // The nearest name; empty when none is near, or the name is one of them.
+  const std::string &nearest(const std::string &name);
+  // ", did you mean NAME?" with it, or empty.
+  std::string hint(const std::string &name);
 
 private:
   struct entry {

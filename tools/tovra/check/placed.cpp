@@ -9,16 +9,17 @@ namespace tovra::check {
 
 namespace {
 
-std::map<int32_t, zu_do_name *> names_beyond_format(const zu_tvr_props_map &map) {
-  std::map<int32_t, zu_do_name *> names;
-  for (const zu_tvr_extra_prop *extra = map.extra_props; extra != nullptr; extra = extra->next) {
-    names.emplace(extra->slot, extra->name); // the first of a slot counts
-  }
-  return names;
-}
+struct filling {
+  zu_do_name *name = nullptr;
+  int32_t kind = 0;
+};
 
-std::string text_of(zu_do_name *name) {
-  return name != nullptr ? zu_do_name_get_strname(name) : "";
+std::map<int32_t, filling> beyond_format(const zu_tvr_props_map &map) {
+  std::map<int32_t, filling> slots;
+  for (const zu_tvr_extra_prop *extra = map.extra_props; extra != nullptr; extra = extra->next) {
+    slots.emplace(extra->slot, filling{extra->name, extra->kind}); // the first of a slot counts
+  }
+  return slots;
 }
 
 } // namespace
@@ -32,19 +33,24 @@ std::vector<placed_property> placed_properties(const record &record) {
   std::vector<placed_property> placed;
   const zu_tvr_props_map *map = map_of(record);
   if (map == nullptr) return placed;
-  const auto beyond = names_beyond_format(*map);
-  const auto name_in = [&](int32_t slot) {
-    if (slot < map->num_items)
-      return text_of(map->fmt_items[slot] != nullptr ? map->fmt_items[slot]->name : nullptr);
+  const auto beyond = beyond_format(*map);
+  const auto filling_of = [&](int32_t slot) {
+    if (slot < map->num_items) {
+      const zu_tvr_fmt_item *in = map->fmt_items[slot];
+      return in != nullptr ? filling{in->name, in->kind} : filling{};
+    }
     const auto found = beyond.find(slot);
-    return text_of(found != beyond.end() ? found->second : nullptr);
+    return found != beyond.end() ? found->second : filling{};
   };
   const auto lines = record.property_lines();
   const zu_tvr_uri_item *item = map->uri_items;
   for (size_t i = 0; item != nullptr && i < lines.size(); item = item->next, ++i) {
     for (int32_t at = 0; at < item->num_props; ++at) {
       const int32_t slot = item->indices[at];
-      if (slot >= 0) placed.push_back({lines[i], item, slot, name_in(slot)});
+      if (slot < 0) continue;
+      const auto [name, kind] = filling_of(slot);
+      const char *text = name != nullptr ? zu_do_name_get_strname(name) : "";
+      placed.push_back({lines[i], item, slot, kind, text});
     }
   }
   return placed;

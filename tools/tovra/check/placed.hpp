@@ -9,6 +9,7 @@ struct placed_property {
   const line *from;
   const zu_tvr_uri_item *item;
   int32_t slot;
+  int32_t kind;     // TVR_KIND_*
   std::string name; // empty when the map has none there
 };
 

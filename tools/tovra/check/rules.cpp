@@ -26,10 +26,15 @@ static constexpr rule rules[] = {
     {"count", severity::warning, find_counts},
     {"location-scheme", severity::warning, find_location_schemes},
 
+    {"dropped-blank", severity::warning, find_dropped_blanks},
+    {"mid-line", severity::warning, find_blanks_within_lines},
+
     {"cond", severity::error, find_bad_conditions},
     {"cond-name", severity::error, find_unknown_condition_names},
     {"eval-null", severity::warning, find_null_pairs},
     {"eval-beside", severity::warning, find_names_beside_pairs},
+    {"literal", severity::warning, find_literals_of_no_value},
+    {"text-number", severity::warning, find_compared_texts},
 
     {"plain-path", severity::error, find_plain_paths},
     {"single-read", severity::error, find_single_reads_of_lists},
@@ -47,13 +52,22 @@ static constexpr rule rules[] = {
     {"hidden-list", severity::error, find_hidden_lists},
 
     {"unknown-path", severity::warning, find_unknown_paths},
+    {"unknown-path", severity::error, find_paths_without_class},
     {"unknown-property", severity::error, find_unknown_properties},
     {"unread-records", severity::warning, find_unread_records},
     {"unread-property", severity::warning, find_unread_properties},
+
+    {"kind", severity::warning, find_mixed_kinds},
+    {"key-names", severity::warning, find_other_keys},
+    {"no-parent", severity::warning, find_records_without_parent},
+    {"text-number", severity::warning, find_ordered_texts},
+    {"no-array", severity::error, find_scalars_as_arrays},
 };
 
 void run_rules(const subject &subject, findings &found) {
   for (const rule &rule : rules) rule.look(subject, teller(found, rule.id, rule.weight));
+  found.sort(subject.templates.files);
+  fold_consequences(subject, found);
 }
 
 } // namespace tovra::check

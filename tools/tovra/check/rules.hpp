@@ -18,15 +18,18 @@ struct subject {
 class teller {
 public:
   teller(findings &into, const char *id, severity weight) : into_(into), id_(id), weight_(weight) {}
-  void operator()(const std::string &file, int line, const std::string &message) const {
-    into_.add({file, line, weight_, id_, message});
+  void operator()(const std::string &file, int line, const std::string &message,
+                  const std::string &about = "") const {
+    into_.add({file, line, weight_, id_, message, nullptr, about, {}});
   }
-  void operator()(const record &at, int line, const std::string &message) const {
-    (*this)(at.file, line, message);
+  void operator()(const record &at, int line, const std::string &message,
+                  const std::string &about = "") const {
+    into_.add({at.file, line, weight_, id_, message, &at, about, {}});
   }
   // At the last line of that keyword, or else at the "Cmd:" line.
-  void operator()(const record &at, word keyword, const std::string &message) const {
-    (*this)(at.file, at.number_of(keyword), message);
+  void operator()(const record &at, word keyword, const std::string &message,
+                  const std::string &about = "") const {
+    (*this)(at, at.number_of(keyword), message, about);
   }
 
 private:
@@ -41,7 +44,11 @@ struct rule {
   void (*look)(const subject &, const teller &);
 };
 
+// Adds what they find, in order, with what follows from another finding under that one.
 void run_rules(const subject &subject, findings &found);
+
+// Puts findings under those that they follow from.
+void fold_consequences(const subject &subject, findings &found);
 
 // ---- The rules; what each is about stands at its definition ----
 
@@ -67,11 +74,16 @@ void find_formats_without_properties(const subject &, const teller &);
 void find_unused_properties(const subject &, const teller &);
 void find_counts(const subject &, const teller &);
 void find_location_schemes(const subject &, const teller &);
+// how lines join
+void find_dropped_blanks(const subject &, const teller &);
+void find_blanks_within_lines(const subject &, const teller &);
 // conditions
 void find_bad_conditions(const subject &, const teller &);
 void find_unknown_condition_names(const subject &, const teller &);
 void find_null_pairs(const subject &, const teller &);
 void find_names_beside_pairs(const subject &, const teller &);
+void find_literals_of_no_value(const subject &, const teller &);
+void find_compared_texts(const subject &, const teller &);
 // URIs
 void find_plain_paths(const subject &, const teller &);
 void find_single_reads_of_lists(const subject &, const teller &);
@@ -89,8 +101,15 @@ void find_reads_per_instance(const subject &, const teller &);
 void find_hidden_lists(const subject &, const teller &);
 // data
 void find_unknown_paths(const subject &, const teller &);
+void find_paths_without_class(const subject &, const teller &);
 void find_unknown_properties(const subject &, const teller &);
 void find_unread_records(const subject &, const teller &);
 void find_unread_properties(const subject &, const teller &);
+// values
+void find_mixed_kinds(const subject &, const teller &);
+void find_other_keys(const subject &, const teller &);
+void find_records_without_parent(const subject &, const teller &);
+void find_ordered_texts(const subject &, const teller &);
+void find_scalars_as_arrays(const subject &, const teller &);
 
 } // namespace tovra::check

@@ -1,6 +1,9 @@
 // Rules about conditions.
+#include <algorithm>
+
 #include "cli_exec/cli_exec.h"
 #include "cond_text.hpp"
+#include "nearest.hpp"
 #include "placed.hpp"
 #include "rules.hpp"
 #include "zuapi/zuapi.h"
@@ -8,6 +11,8 @@
 namespace tovra::check {
 
 namespace {
+
+using nlohmann::json;
 
 const zu_tvr_print_data *print_with_condition(const record &record) {
   if (record.node == nullptr || record.node->type != TVR_NODE_PRINT) return nullptr;
@@ -33,7 +38,84 @@ std::string list_of_names(const std::set<std::string> &names) {
   return text;
 }
 
+// A comparison of a plain property with a literal, where the data or its classes tell of the property.
+struct known_comparison {
+  comparison of;
+  const placed_property *property;
+  std::string path;
+  const property_data *about;
+};
+
+void for_known_comparisons(const subject &subject, const auto &look) {
+  if (subject.data == nullptr) return;
+  for (const record &record : subject.templates.records) {
+    const auto *data = print_with_condition(record);
+    if (data == nullptr || !record.sound || !refusal_of(data->cond).empty()) continue;
+    const auto placed = placed_properties(record);
+    for (const comparison &each : comparisons_in(data->cond)) {
+      const auto property = std::find_if(placed.begin(), placed.end(), [&each](const placed_property &at) {
+        return "tvr" + std::to_string(at.slot) == each.name;
+      });
+      if (property == placed.end() || property->kind != TVR_KIND_PLAIN) continue;
+      const auto uri = pattern_of(*property->item->uri);
+      const auto *about = uri ? subject.data->find(path_of(*uri), property->name) : nullptr;
+      if (about == nullptr || !about->is_known() || about->may_be(value_kind::array)) continue;
+      look(record, known_comparison{each, &*property, path_of(*uri), about});
+    }
+  }
+}
+
+bool is_order(const std::string &op) {
+  return op != "eq" && op != "ne";
+}
+
+// Whether it orders numbers by their digits, one after the other.
+bool compares_digits(const known_comparison &found) {
+  const json &literal = bare(found.of.literal);
+  const std::string text = literal.is_string() ? literal.get<std::string>() : literal.dump();
+  return is_order(found.of.op) && found.about->is_number_in_text(text.size());
+}
+
 } // namespace
+
+// A value that the property never has.
+void find_literals_of_no_value(const subject &subject, const teller &tell) {
+  for_known_comparisons(subject, [&tell](const record &at, const known_comparison &found) {
+    const json &literal = bare(found.of.literal);
+    const auto kind = kind_of(literal);
+    if (!kind) return;
+    const std::string property = "'" + found.property->name + "' of " + found.path;
+    const std::string effect = is_order(found.of.op) ? " compares texts"
+                               : found.of.op == "ne" ? " always holds"
+                                                     : " never holds";
+    if (!found.about->may_be(*kind)) {
+      if (compares_digits(found)) return; // told as that
+      tell(at, word::cond,
+           property + " is never " + words_of(*kind) + ": " + found.of.text + effect + "; write " +
+               found.about->kinds_in_words());
+      return;
+    }
+    const json allowed = found.about->said.is_object() ? found.about->said.value("enum", json()) : json();
+    const auto same = [&literal](const json &each) { return bare(each) == literal; };
+    if (is_order(found.of.op) || !allowed.is_array() || std::any_of(allowed.begin(), allowed.end(), same))
+      return;
+    std::set<std::string> names;
+    for (const json &each : allowed) names.insert(each.dump());
+    tell(at, word::cond,
+         property + " is never " + literal.dump() + ", which its class does not allow: " + found.of.text +
+             effect + did_you_mean(literal.dump(), names));
+  });
+}
+
+// Numbers that are texts are compared as texts.
+void find_compared_texts(const subject &subject, const teller &tell) {
+  for_known_comparisons(subject, [&tell](const record &at, const known_comparison &found) {
+    if (!compares_digits(found)) return;
+    tell(at, word::cond,
+         "the numbers in '" + found.property->name + "' of " + found.path + " are texts, and " +
+             found.of.text + " compares texts, in which 9 is greater than 10; " + number_advice);
+  });
+}
 
 // A condition that does not parse fails its line, and with it the render.
 void find_bad_conditions(const subject &subject, const teller &tell) {

@@ -87,11 +87,6 @@ bool may_be_known(const data_set &data, const std::string &path) {
   return data.paths.contains(path) || path == "//locations" || path == "/locations" || path.empty();
 }
 
-const path_data *known_path(const data_set &data, const std::string &path) {
-  const auto found = data.paths.find(path);
-  return found != data.paths.end() ? &found->second : nullptr;
-}
-
 std::string unqualified(const std::string &name) {
   return name.substr(name.rfind(':') + 1);
 }
@@ -114,9 +109,10 @@ bool all_are_sound(const template_set &set) {
 
 } // namespace
 
-// A path that neither a record nor a class of the data has.
-void find_unknown_paths(const subject &subject, const teller &tell) {
-  if (subject.data == nullptr) return;
+namespace {
+
+void tell_unknown_paths(const subject &subject, const teller &tell, bool with_schema) {
+  if (subject.data == nullptr || subject.data->has_schema != with_schema) return;
   nearest_names near(paths_of(*subject.data));
   for (const record &record : subject.templates.records) {
     const zu_tvr_uri *uri = uri_of(record);
@@ -124,8 +120,21 @@ void find_unknown_paths(const subject &subject, const teller &tell) {
     if (!text || may_be_known(*subject.data, path_of(*text))) continue;
     tell(record, word::uri,
          "the data has no record and no class " + path_of(*text) + ", and nothing is read" +
-             near.hint(path_of(*text)));
+             near.hint(path_of(*text)),
+         near.nearest(path_of(*text)));
   }
+}
+
+} // namespace
+
+// A path that neither a record nor a class of the data has: other devices may have it.
+void find_unknown_paths(const subject &subject, const teller &tell) {
+  tell_unknown_paths(subject, tell, false);
+}
+
+// The same where files of classes say what paths there are on any device.
+void find_paths_without_class(const subject &subject, const teller &tell) {
+  tell_unknown_paths(subject, tell, true);
 }
 
 // A property that the records of a path do not have.
@@ -133,15 +142,16 @@ void find_unknown_properties(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
   std::map<const path_data *, nearest_names> names;
   for (const use &use : all_uses(subject.templates)) {
-    const path_data *path = known_path(*subject.data, use.path);
+    const path_data *path = subject.data->find(use.path);
     if (path == nullptr) continue;
-    nearest_names &near = names.try_emplace(path, path->properties).first->second;
+    nearest_names &near = names.try_emplace(path, path->names()).first->second;
     for (const std::string &name : use.properties) {
       const bool of_place = use.path == "//locations" && subject.data->location_keys.contains(name);
       if (name.empty() || of_place || name.starts_with('_') || path->properties.contains(unqualified(name)))
         continue;
       tell(*use.by, use.number,
-           "records of " + use.path + " have no property '" + name + "': " + use.effect + near.hint(name));
+           "records of " + use.path + " have no property '" + name + "': " + use.effect + near.hint(name),
+           use.path + " " + near.nearest(name));
     }
   }
 }
@@ -154,7 +164,8 @@ void find_unread_records(const subject &subject, const teller &tell) {
     if (about.records == 0 || read.contains(path)) continue;
     tell(subject.data->file, about.number,
          "no template reads " + path + " (" + std::to_string(about.records) +
-             (about.records == 1 ? " record)" : " records)"));
+             (about.records == 1 ? " record)" : " records)"),
+         path);
   }
 }
 
@@ -168,9 +179,9 @@ void find_unread_properties(const subject &subject, const teller &tell) {
   }
   for (const auto &[path, about] : subject.data->paths) {
     if (!read.contains(path)) continue;
-    for (const std::string &name : about.given) {
-      if (used[path].contains(name)) continue;
-      tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path);
+    for (const auto &[name, property] : about.properties) {
+      if (!property.given || used[path].contains(name)) continue;
+      tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path, path + " " + name);
     }
   }
 }

@@ -16,7 +16,8 @@ void find_orphans(const subject &subject, const teller &tell) {
     if (record.id.empty() || parent.empty() || parent == "ROOT" || set.by_id(parent) != nullptr) continue;
     tell(record, word::parent,
          "no record is '" + parent + "': the templates do not load (Unable to find parent for node: " +
-             record.id + ")" + near.hint(parent));
+             record.id + ")" + near.hint(parent),
+         near.nearest(parent));
   }
 }
 
@@ -28,7 +29,8 @@ void find_unresolved_jumps(const subject &subject, const teller &tell) {
     if (!record.is("push_mode") || record.format == "ROOT" || set.by_id(record.format) != nullptr) continue;
     tell(record, word::dest,
          "no record is '" + record.format + "': the render stops here with error 10002" +
-             near.hint(record.format));
+             near.hint(record.format),
+         near.nearest(record.format));
   }
 }
 
@@ -140,7 +142,8 @@ void find_unreached(const subject &subject, const teller &tell) {
     } else if (is_at_top(*record)) {
       tell(*record, word::cmd,
            "only a render that names this node comes here: write its 'Parent Cmd:', or jump here from a "
-           "push_mode record");
+           "push_mode record",
+           id);
     }
   }
 }

@@ -72,7 +72,8 @@ void find_single_reads_of_lists(const subject &subject, const teller &tell) {
     if (!text || text->find('?') == text->npos) continue;
     tell(record, word::uri,
          "get_one reads one record, and no record is named with '?': nothing is found; "
-         "write get_collection");
+         "write get_collection",
+         path_of(text->substr(0, text->find('?'))));
   }
 }
 

@@ -29,11 +29,12 @@ struct export_options {
 };
 
 int import(const import_options &asked) {
-  const auto text = read_good_data(asked.source);
-  if (!text) return failed;
+  const auto texts = read_good_data(asked.source);
+  if (!texts) return failed;
+  const std::string &text = texts->front();
   const std::string target = asked.target + (asked.device.empty() ? "" : "?device=" + asked.device);
   zu_do_error *error = nullptr;
-  if (zu_store_import(text->data(), text->size(), target.c_str(), &error)) return done;
+  if (zu_store_import(text.data(), text.size(), target.c_str(), &error)) return done;
   say(zu_do_error_get_msg(error));
   zu_do_error_deref(error);
   return failed;
@@ -75,9 +76,9 @@ int write(const export_options &asked, const std::string &text) {
 }
 
 int export_data(const export_options &asked) {
-  const auto text = read_good_data(asked.source);
-  if (!text) return failed;
-  return write(asked, asked.yaml ? as_yaml(*text) : *text);
+  const auto texts = read_good_data(asked.source);
+  if (!texts) return failed;
+  return write(asked, asked.yaml ? as_yaml(texts->front()) : texts->front());
 }
 
 } // namespace

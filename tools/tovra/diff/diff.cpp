@@ -100,6 +100,8 @@ tool add_diff(CLI::App &app) {
             help)
         ->allow_extra_args(false);
   };
+  pass("--classes", "A file of classes that count beside those of the data; may be repeated")
+      ->type_name("FILE");
   pass("--arg", "A walk argument, as a text")->type_name("NAME=TEXT");
   pass("--arg-json", "A walk argument, as a JSON value")->type_name("NAME=TEXT");
   const auto pass_flag = [command, asked](const char *option, const char *help) {

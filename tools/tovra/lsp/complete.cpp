@@ -67,10 +67,9 @@ const check::path_data *data_of(const workspace &in, const std::string &path) {
   return found != in.data()->paths.end() ? &found->second : nullptr;
 }
 
-const std::set<std::string> &properties_of(const workspace &in, const std::string &uri) {
-  static const std::set<std::string> none;
+std::set<std::string> properties_of(const workspace &in, const std::string &uri) {
   const check::path_data *data = data_of(in, path_of(uri));
-  return data != nullptr ? data->properties : none;
+  return data != nullptr ? data->names() : std::set<std::string>();
 }
 
 void add_keywords(const place &at, items &into) {

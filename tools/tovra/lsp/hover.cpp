@@ -192,7 +192,7 @@ void say_uri(marked &out, const workspace &in, const token &at) {
     out.say("**" + path + "** " + std::to_string(data->records) +
             (data->records == 1 ? " record" : " records") + " in the data" +
             (data->first_record.empty() ? "" : ", the first " + code(data->first_record)));
-    if (!data->properties.empty()) out.item("Properties: " + listed(data->properties));
+    if (!data->properties.empty()) out.item("Properties: " + listed(data->names()));
   } else if (!path.empty()) {
     out.say("**" + path + "** is not in the data");
   }

@@ -1,0 +1,34 @@
+// A first file of classes, drawn from data files.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "../check/data_set.hpp"
+
+namespace tovra::schema {
+
+// What several data files have in common: it refuses none of them, and changes nothing that they give.
+class draft {
+public:
+  void add(const check::data_set &data);
+  std::string text() const; // the file
+
+private:
+  struct drawn_property {
+    check::property_data all; // what the records of all files give
+    nlohmann::json said;      // by the classes of every file that has the path
+    // Of any file: those of a kind and a default, and those of allowed values.
+    std::set<check::value_kind> said_kinds, allowed_kinds;
+  };
+  struct drawn_path {
+    std::vector<std::string> keys;
+    std::map<std::string, drawn_property> properties;
+  };
+
+  static std::string declaration(const drawn_property &of, bool may_number_texts);
+
+  std::map<std::string, drawn_path> paths_;
+};
+
+} // namespace tovra::schema

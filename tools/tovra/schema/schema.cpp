@@ -1,0 +1,36 @@
+// `tovra schema`: a first file of classes for the devices whose data files are given.
+#include <memory>
+
+#include "../commands.hpp"
+#include "../output.hpp"
+#include "../tools.hpp"
+#include "draft.hpp"
+
+namespace tovra {
+
+namespace {
+
+int draw_schema(const std::vector<std::string> &files) {
+  schema::draft made;
+  for (const std::string &file : files) {
+    const auto data = check::read_data(file);
+    if (!data) return failed;
+    made.add(*data);
+  }
+  output out;
+  return out.write(made.text()) && out.flush() ? done : failed;
+}
+
+} // namespace
+
+tool add_schema(CLI::App &app) {
+  const auto files = std::make_shared<std::vector<std::string>>();
+  auto *command = app.add_subcommand("schema", "Write a first file of classes, for --classes");
+  command->footer(
+      "Writes the paths and properties of all data files, with the kind of their values where all have\n"
+      "one, and what the classes of all that have a path say alike. None of the files is refused with it.");
+  command->add_option("data", *files, "Data files, - for standard input")->type_name("DATA")->required();
+  return {command, [files] { return draw_schema(*files); }};
+}
+
+} // namespace tovra
