@@ -44,7 +44,7 @@ def kinds(value):
 
 
 def in_data(data):
-    if not isinstance(data["records"], dict):  # a file that is refused
+    if not isinstance(data.get("records"), dict):  # a file that is refused, or has classes only
         return
     for uri, record in data["records"].items():
         for name, about in data.get("classes", {}).get(re.sub(r";[^/]*", "", uri), {}).items():
