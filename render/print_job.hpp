@@ -82,7 +82,7 @@ after_slot render_element_directly(print_job &job, uint32_t slot) noexcept;
 // The location of the record of a URI item, read at the item's first location property.
 class item_location {
 public:
-  item_location() noexcept { fields_.pairs = nullptr; }
+  item_location() noexcept = default;
   ~item_location() {
     if (fields_.pairs != nullptr) locsvcs_free_nvlist(&fields_);
   }
@@ -96,8 +96,8 @@ private:
   bool read(const zu_tvr_uri_item *uri_item, uint32_t scheme, zu_do_value *value) noexcept;
 
   bool done_ = false; // the rest is read
-  tarvo_location location_;
-  locsvcs_nvlist fields_; // of no pairs before it is read
+  tarvo_location location_ = {};
+  locsvcs_nvlist fields_ = {}; // of no pairs before it is read
 };
 
 } // namespace tvr
