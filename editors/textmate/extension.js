@@ -9,6 +9,7 @@ function settings() {
   const given = {};
   if ((all.get('templates') || []).length > 0) given.templates = all.get('templates');
   if (all.get('data')) given.data = all.get('data');
+  if ((all.get('classes') || []).length > 0) given.classes = all.get('classes');
   return given;
 }
 

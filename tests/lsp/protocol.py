@@ -338,7 +338,7 @@ def test_life(program, folder):
     client.initialize(folder, templates=7, speed=1)
     told = [client.wait(lambda message: message.get("method") == "window/showMessage")["params"]["message"] for _ in range(2)]
     check("settings that are none", told, ["tovra: the setting 'templates' is no text or array of texts",
-                                           "tovra: no setting is 'speed': there are templates, data"])
+                                           "tovra: no setting is 'speed': there are templates, data, classes"])
     client.request("shutdown")
     check("after shutdown", str(client.request("workspace/symbol", query="")), "-32600 the server is shut down")
     client.notify("exit")
@@ -368,6 +368,10 @@ def test_folders(program, folder):
     space.client.notify("workspace/didChangeConfiguration",
                         settings={"tovra": {"templates": [str(space.root / "t"), "other"], "data": "data.json"}})
     check("two directories", space.client.findings(space.root / "link/a b.tvr"), ["1 refused"])
+    (space.root / "classes.json").write_text('{"classes": {"/nothing": {"of": {}}}}')
+    space.client.notify("workspace/didChangeConfiguration",
+                        settings={"tovra": {"templates": [str(space.root / "t")], "classes": "classes.json"}})
+    check("classes without data", space.client.findings(space.files["site"]), ["9 unknown-path"])
     check("status", space.client.end(), (0, ""))
 
 

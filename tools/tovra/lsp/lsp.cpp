@@ -22,10 +22,12 @@ using lsp::frame_kind;
 // A render for an editor that waits is given up after that.
 constexpr int render_seconds = 10;
 
-lsp::explained explain_node(const std::string &id, const std::string &directories, const std::string &data) {
+lsp::explained explain_node(const std::string &id, const std::string &directories, const std::string &data,
+                            const std::vector<std::string> &classes) {
   process_request asked;
   asked.arguments = {"explain", "--node=" + id, "--templates=" + directories, "--data=" + data,
                      "--format=json"};
+  for (const std::string &file : classes) asked.arguments.push_back("--classes=" + file);
   asked.seconds = render_seconds;
   process_outcome got = run_self(asked);
   if (got.timed_out) got.error = "it takes longer than " + std::to_string(render_seconds) + " seconds";
@@ -103,7 +105,7 @@ private:
 
 int run_lsp(const options &asked) {
   if (!start_library()) return failed;
-  lsp::server server({asked.templates, asked.data}, write_message, explain_node);
+  lsp::server server({asked.templates, asked.data, asked.classes}, write_message, explain_node);
   return stream(server).serve();
 }
 
@@ -120,6 +122,7 @@ tool add_lsp(CLI::App &app) {
   command
       ->add_option("--data", asked->data, "The data file that templates are compared with and rendered for")
       ->type_name("FILE");
+  add_classes(command, asked->classes);
   return {command, [asked] { return run_lsp(*asked); }};
 }
 

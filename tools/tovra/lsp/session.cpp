@@ -79,12 +79,15 @@ void session::take_settings(const json &given) {
         taken.templates = directories_in(value);
       } else if (name == "data") {
         taken.data = value.get<std::string>();
+      } else if (name == "classes") {
+        taken.classes =
+            value.is_array() ? value.get<std::vector<std::string>>() : std::vector{value.get<std::string>()};
       } else {
-        show(weight_warning, "tovra: no setting is '" + name + "': there are templates, data");
+        show(weight_warning, "tovra: no setting is '" + name + "': there are templates, data, classes");
       }
     } catch (const json::exception &) {
-      show(weight_error, "tovra: the setting '" + name + "' is no text" +
-                             (name == "templates" ? " or array of texts" : ""));
+      show(weight_error,
+           "tovra: the setting '" + name + "' is no text" + (name != "data" ? " or array of texts" : ""));
     }
   }
   asked_ = taken;
@@ -113,11 +116,15 @@ session::group &session::group_of(const std::string &path) {
   group &found = groups_[directories];
   if (!found.of) {
     const std::string &data = asked_.data.empty() ? given_.data : asked_.data;
-    const bool with_data = !data.empty() && (is_configured || configured_.empty());
-    std::string name = with_data ? data : "";
+    const bool is_theirs = is_configured || configured_.empty();
+    std::string name = is_theirs ? data : "";
     const std::string file = data_file_of(name);
-    if (with_data) name.replace(name.find(file), file.size(), absolute(file));
-    found.of = std::make_unique<workspace>(directories, name, files_, explain_);
+    if (!name.empty()) name.replace(name.find(file), file.size(), absolute(file));
+    std::vector<std::string> classes;
+    for (const std::string &each : asked_.classes.empty() ? given_.classes : asked_.classes) {
+      if (is_theirs) classes.push_back(absolute(each));
+    }
+    found.of = std::make_unique<workspace>(directories, name, std::move(classes), files_, explain_);
   }
   return found;
 }

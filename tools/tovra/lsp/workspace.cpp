@@ -19,9 +19,17 @@ std::string data_file_of(const std::string &name) {
   return name.starts_with(scheme) ? name.substr(scheme.size(), name.find('?') - scheme.size()) : name;
 }
 
-workspace::workspace(std::string directories, std::string data, const lsp::files &files, explainer explain)
+workspace::workspace(std::string directories, std::string data, std::vector<std::string> classes,
+                     const lsp::files &files, explainer explain)
     : directories_(std::move(directories)), data_name_(std::move(data)), data_path_(data_file_of(data_name_)),
-      files_(files), explain_(std::move(explain)) {}
+      classes_(std::move(classes)), files_(files), explain_(std::move(explain)) {}
+
+std::vector<file_stamp> workspace::stamps_of_data() const {
+  std::vector<file_stamp> stamps;
+  if (!data_path_.empty()) stamps.push_back(stamp_of(data_path_));
+  for (const std::string &file : classes_) stamps.push_back(stamp_of(file));
+  return stamps;
+}
 
 void workspace::read_data() {
   const kept_lines said; // why it cannot be read
@@ -32,19 +40,19 @@ void workspace::read_data() {
     data_fault_ = data_path_ + ": not a regular file";
     return;
   }
-  data_ = check::read_data(data_name_);
+  data_ = check::read_data(data_name_, classes_);
   if (!data_) data_fault_ = said.text();
 }
 
 bool workspace::refresh() {
   lsp::files::state now = files_.state_of(directories_);
-  const file_stamp data_now = data_path_.empty() ? file_stamp() : stamp_of(data_path_);
-  const bool data_changed = !data_path_.empty() && (!made_ || data_now != data_stamp_);
+  std::vector<file_stamp> data_now = stamps_of_data();
+  const bool data_changed = !data_now.empty() && (!made_ || data_now != data_stamps_);
   if (made_ && !data_changed && now == read_) return false;
   if (data_changed) read_data();
   made_ = std::make_unique<check::inspection>(check::inspect(directories_, data(), files_));
   read_ = std::move(now);
-  data_stamp_ = data_now;
+  data_stamps_ = std::move(data_now);
   rendered_.clear();
   records_.clear();
   for (const record &record : made_->set.records) records_[record.file].push_back(&record);
@@ -142,12 +150,12 @@ static std::string with_plain_names(std::string text, const std::string &directo
 }
 
 std::optional<explained> workspace::render_of(const std::string &id) {
-  if (!data_ || !explain_) return std::nullopt;
+  if (!data_ || data_name_.empty() || !explain_) return std::nullopt;
   if (const auto known = rendered_.find(id); known != rendered_.end()) return known->second;
   explained made;
   try {
     const unsaved_templates templates(directories_, files_);
-    made = explain_(id, templates.directories(), data_name_);
+    made = explain_(id, templates.directories(), data_name_, classes_);
     made.output = with_plain_names(std::move(made.output), templates.directories());
     made.failure = with_plain_names(std::move(made.failure), templates.directories());
   } catch (const fs::filesystem_error &wrong) {

@@ -16,16 +16,17 @@ struct explained {
   std::string output;
   std::string failure;
 };
-using explainer =
-    std::function<explained(const std::string &id, const std::string &directories, const std::string &data)>;
+using explainer = std::function<explained(const std::string &id, const std::string &directories,
+                                          const std::string &data, const std::vector<std::string> &classes)>;
 
 // The file of what holds the data: that of a database stands in "sqlite:FILE?device=NAME".
 std::string data_file_of(const std::string &name);
 
 class workspace {
 public:
-  // The paths are absolute, the data may be none; the files outlive it.
-  workspace(std::string directories, std::string data, const lsp::files &files, explainer explain);
+  // The paths are absolute, data and classes may be none; the files outlive it.
+  workspace(std::string directories, std::string data, std::vector<std::string> classes,
+            const lsp::files &files, explainer explain);
 
   // Checks again when what was read is no longer what is there. True: it was checked again.
   bool refresh();
@@ -52,14 +53,16 @@ public:
 
 private:
   void read_data();
+  std::vector<file_stamp> stamps_of_data() const;
 
   const std::string directories_;
   const std::string data_name_;
   const std::string data_path_;
+  const std::vector<std::string> classes_;
   const lsp::files &files_;
   const explainer explain_;
   lsp::files::state read_;
-  file_stamp data_stamp_;
+  std::vector<file_stamp> data_stamps_; // of the data, and of the classes
   std::optional<check::data_set> data_;
   std::string data_fault_;
   std::unique_ptr<check::inspection> made_;
