@@ -121,8 +121,10 @@ std::optional<std::string> text_of(const std::string &path) {
 
 data_handle load_texts(const std::vector<given_text> &given) {
   std::vector<std::string> names;
+  names.reserve(given.size());
   for (const given_text &each : given) names.push_back(data_name(each.path));
   std::vector<zu_store_text> sources;
+  sources.reserve(given.size());
   for (size_t i = 0; i < given.size(); ++i) {
     const auto &text = given[i].text;
     sources.push_back({names[i].c_str(), text ? text->data() : nullptr, text ? text->size() : 0,

@@ -18,7 +18,7 @@ enum message_weight { weight_error = 1, weight_warning = 2 };
 struct settings {
   std::optional<std::string> templates; // directories, separated by ':'
   std::string data;
-  std::vector<std::string> classes; // files
+  std::vector<std::string> classes = {}; // files
 };
 
 class session {
