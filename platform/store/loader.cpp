@@ -195,8 +195,7 @@ void loader::check_keys(const zu_do_uri *uri) {
   size_t start = absolute ? 2 : 1;
   for (uint32_t i = 0; i < zuapi::uri_segment_count(uri); ++i) {
     const size_t end = std::min(zuapi::uri_text(uri).find('/', start), zuapi::uri_text(uri).size());
-    std::string path(end, '\0');
-    path.resize(path_of(zuapi::uri_text(uri).substr(0, end), absolute, path.data()));
+    const std::string path = path_text(zuapi::uri_text(uri).substr(0, end), absolute);
     auto at = static_cast<uint32_t>(std::min(zuapi::uri_text(uri).find(';', start), end));
     for (zuapi::uri_key key; zuapi::uri_next_key(zuapi::uri_text(uri), at, key);) {
       if (!paths_.is_secret(path, key.name)) continue;

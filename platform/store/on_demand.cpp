@@ -14,12 +14,6 @@ namespace store {
 
 namespace {
 
-std::string path_text(std::string_view uri, bool absolute) {
-  std::string path(uri.size(), '\0');
-  path.resize(path_of(uri, absolute, path.data()));
-  return path;
-}
-
 std::string pattern_of(std::string_view relative) {
   std::string pattern;
   zuapi::uri_pattern::write_text(relative, pattern);

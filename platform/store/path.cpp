@@ -72,6 +72,12 @@ size_t path_of(std::string_view text, bool absolute, char *out) {
   return static_cast<size_t>(out - start);
 }
 
+std::string path_text(std::string_view text, bool absolute) {
+  std::string path(text.size(), '\0');
+  path.resize(path_of(text, absolute, path.data()));
+  return path;
+}
+
 bool keys_match(std::string_view asked, std::string_view stored) {
   segment a(asked), b(stored);
   while (a.next()) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "zuapi/frozen.hpp"
@@ -12,6 +13,7 @@ namespace store {
 // text.size() bytes: its length. "//locations;loc=1/sys/ifc;name=e0" gives "/sys/ifc", and a location record
 // itself, "//locations;loc=1", gives "//locations".
 size_t path_of(std::string_view text, bool absolute, char *out);
+std::string path_text(std::string_view text, bool absolute); // the same as a text of its own
 
 // Whether a record's URI has the key values that a request gives; their paths are equal already. `asked` and
 // `stored` both start at the '/' of a segment. Keys that the request leaves out do not matter.
