@@ -123,21 +123,22 @@ void import(std::string_view text, const database_name &to) {
   copy.append(text);
   load_json(copy, data);
   paths_of paths(data);
+  std::vector<std::string> records; // their properties, in the order of the snapshot's records
+  records.reserve(data.records.size());
   for_each_member(text, [&](bool is_class, const std::string &name, const ordered_json &parsed) {
-    if (is_class) paths.take_class(name, parsed);
+    if (is_class) {
+      paths.take_class(name, parsed);
+    } else {
+      records.push_back(parsed.dump());
+    }
   });
   const auto writer = zu_sqlite::write_device(to.file, to.device);
   for (size_t i = 0; i < data.paths.size(); ++i) writer->add(paths.facts(i));
-  uint32_t id = 0;
-  std::string path;
-  for_each_member(text, [&](bool is_class, const std::string &, const ordered_json &parsed) {
-    if (is_class) return;
-    const zu_do_uri *uri = data.uri_of(id++);
-    const bool absolute = zuapi::uri_is_absolute(uri);
-    path.resize(zuapi::uri_text(uri).size());
-    path.resize(path_of(zuapi::uri_text(uri), absolute, path.data()));
-    writer->add({paths.find(path), zuapi::uri_text(uri), absolute, parsed.dump()});
-  });
+  for (uint32_t id = 0; id < records.size(); ++id) {
+    const std::string_view uri = zuapi::uri_text(data.uri_of(id));
+    const bool absolute = zuapi::uri_is_absolute(data.uri_of(id));
+    writer->add({paths.find(path_text(uri, absolute)), uri, absolute, std::move(records[id])});
+  }
   writer->finish();
 }
 
