@@ -26,10 +26,8 @@ struct coll_object : counted_object<coll_object, zu_coll_ifc> {
 };
 
 // The path of what a collection's URI names, without its keys.
-std::string path_text(const zu_do_uri *uri) {
-  std::string path(zuapi::uri_text(uri).size(), '\0');
-  path.resize(path_of(zuapi::uri_path(uri), zuapi::uri_is_absolute(uri), path.data()));
-  return path;
+std::string path_below(const zu_do_uri *uri) {
+  return path_text(zuapi::uri_path(uri), zuapi::uri_is_absolute(uri));
 }
 
 // Below a list of which few records were asked for, a source gives each collection's own records: with those
@@ -37,7 +35,7 @@ std::string path_text(const zu_do_uri *uri) {
 bool is_below_narrowed(const coll_object &object, const zu_do_uri *uri) {
   if (object.narrowed.empty()) return false;
   try {
-    const std::string path = path_text(uri) + "/";
+    const std::string path = path_below(uri) + "/";
     return std::ranges::any_of(object.narrowed,
                                [&](const std::string &each) { return path.starts_with(each); });
   } catch (const std::bad_alloc &) {
@@ -48,9 +46,12 @@ bool is_below_narrowed(const coll_object &object, const zu_do_uri *uri) {
 // False when memory is exhausted.
 bool note_narrowed(coll_object *object, zu_do_uri *uri) {
   try {
-    std::string path = path_text(uri);
+    std::string path = path_below(uri);
     if (zu_do_uri_get_coll_type(uri) == 1) path.append("/").append(zuapi::uri_query(uri));
-    object->narrowed.push_back(path + "/");
+    path += "/";
+    if (std::ranges::find(object->narrowed, path) == object->narrowed.end()) {
+      object->narrowed.push_back(std::move(path));
+    }
   } catch (const std::bad_alloc &) {
     return false;
   }
