@@ -55,15 +55,17 @@ private:
     return at_ < text_.size();
   }
 
+  std::string_view take_until(size_t end) {
+    const size_t begin = std::exchange(at_, end);
+    return text_.substr(begin, end - begin);
+  }
+
   std::string_view take_word() {
-    const size_t end = std::min(text_.find_first_of(after_name, at_), text_.size());
-    return text_.substr(std::exchange(at_, end), end - at_);
+    return take_until(std::min(text_.find_first_of(after_name, at_), text_.size()));
   }
 
   nlohmann::json take_string() {
-    const size_t end = end_of_string(text_, at_);
-    const std::string_view text = text_.substr(std::exchange(at_, end), end - at_);
-    return nlohmann::json::parse(text, nullptr, false);
+    return nlohmann::json::parse(take_until(end_of_string(text_, at_)), nullptr, false);
   }
 
   operand read_operand() {
