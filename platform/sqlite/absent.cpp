@@ -1,19 +1,7 @@
 // In place of the other files where the platform is built without SQLite.
-#include "sqlite/devices.hpp"
+#include "sqlite/open.hpp"
 #include "zuapi/base.h"
 
-namespace zu_sqlite {
-
-[[noreturn]] static void refuse() {
+std::unique_ptr<store::device_database> zu_sqlite::database_in(std::string) {
   throw store::source_failure{ZU_FAILED, "this program was built without SQLite"};
 }
-
-std::unique_ptr<store::source> open_device(const std::string &, const std::string &) {
-  refuse();
-}
-
-std::unique_ptr<device_writer> write_device(const std::string &, const std::string &) {
-  refuse();
-}
-
-} // namespace zu_sqlite

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "store/source.hpp"
+#include "store/devices.hpp"
 
 namespace zu_sqlite {
 
@@ -56,5 +56,8 @@ private:
   database &in_;
   std::unique_ptr<sqlite3_stmt, finalize> made_;
 };
+
+// Puts a device in the place of what the file has under its name, in one transaction.
+std::unique_ptr<store::device_writer> write_device(const std::string &file, const std::string &device);
 
 } // namespace zu_sqlite

@@ -3,19 +3,39 @@
 #include <optional>
 
 #include "sqlite/database.hpp"
-#include "sqlite/devices.hpp"
+#include "sqlite/open.hpp"
 #include "zuapi/base.h"
 
 namespace zu_sqlite {
 
 namespace {
 
-constexpr size_t names_told = 5;
+std::vector<std::string> names_in(database &data) {
+  statement rows(data, "SELECT name FROM device ORDER BY name");
+  std::vector<std::string> names;
+  while (rows.step()) names.emplace_back(rows.text(0));
+  return names;
+}
+
+// Begins a transaction whose first read fixes what is seen until its end.
+void begin_to_read(database &data) {
+  data.run("BEGIN");
+  const int64_t mark = data.pragma("application_id");
+  const int64_t version = data.pragma("user_version");
+  if (mark != layout_mark) throw store::source_failure{ZU_FAILED, "not a database of devices"};
+  if (version != layout_version) {
+    throw store::source_failure{ZU_FAILED, "its tables are of version " + std::to_string(version) +
+                                               ", this program reads version " +
+                                               std::to_string(layout_version)};
+  }
+}
 
 class device_source : public store::source {
 public:
-  device_source(const std::string &file, const std::string &device)
-      : data_(file, database::access::read), begun_(begin()), device_(find(device)) {}
+  device_source(const std::string &file, const std::string &device) : data_(file, database::access::read) {
+    begin_to_read(data_);
+    device_ = find(device);
+  }
 
   const store::path_facts *facts(const std::string &path) override {
     const known_path &found = find_path(path);
@@ -68,36 +88,12 @@ private:
     }
   }
 
-  // The first read fixes what is seen until the end.
-  bool begin() {
-    data_.run("BEGIN");
-    const int64_t mark = data_.pragma("application_id");
-    const int64_t version = data_.pragma("user_version");
-    if (mark != layout_mark) throw store::source_failure{ZU_FAILED, "not a database of devices"};
-    if (version != layout_version) {
-      throw store::source_failure{ZU_FAILED, "its tables are of version " + std::to_string(version) +
-                                                 ", this program reads version " +
-                                                 std::to_string(layout_version)};
-    }
-    return true;
-  }
-
   int64_t find(const std::string &device) {
-    statement rows(data_, "SELECT id, name FROM device ORDER BY name");
-    std::string names;
-    size_t count = 0;
-    int64_t only = 0;
-    for (; rows.step(); ++count) {
-      only = rows.number(0);
-      if (!device.empty() && rows.text(1) == device) return only;
-      if (count < names_told) names.append(count == 0 ? "" : ", ").append(rows.text(1));
-    }
-    if (device.empty() && count == 1) return only;
-    if (count > names_told) names += ", ...";
-    if (count == 0) throw store::source_failure{ZU_FAILED, "it has no device"};
-    throw store::source_failure{
-        ZU_FAILED,
-        (device.empty() ? "?device=NAME must say which: " : "no device is '" + device + "', but: ") + names};
+    statement row(data_, "SELECT id FROM device WHERE name = ?");
+    if (!device.empty() && row.bind(1, device).step()) return row.number(0);
+    const std::string only = store::only_device(names_in(data_), device);
+    row.bind(1, only).step();
+    return row.number(0);
   }
 
   const known_path &find_path(const std::string &path) {
@@ -118,15 +114,34 @@ private:
   }
 
   database data_;
-  bool begun_;
-  int64_t device_;
+  int64_t device_ = 0;
   std::map<std::string, known_path> paths_;
+};
+
+class devices_of_file : public store::device_database {
+public:
+  explicit devices_of_file(std::string file) : file_(std::move(file)) {}
+
+  std::vector<std::string> devices() override {
+    database data(file_, database::access::read);
+    begin_to_read(data);
+    return names_in(data);
+  }
+  std::unique_ptr<store::source> open(const std::string &device) override {
+    return std::make_unique<device_source>(file_, device);
+  }
+  std::unique_ptr<store::device_writer> write(const std::string &device) override {
+    return write_device(file_, device);
+  }
+
+private:
+  std::string file_;
 };
 
 } // namespace
 
-std::unique_ptr<store::source> open_device(const std::string &file, const std::string &device) {
-  return std::make_unique<device_source>(file, device);
+std::unique_ptr<store::device_database> database_in(std::string file) {
+  return std::make_unique<devices_of_file>(std::move(file));
 }
 
 } // namespace zu_sqlite

@@ -1,6 +1,5 @@
 // Writing a device into a database file.
 #include "sqlite/database.hpp"
-#include "sqlite/devices.hpp"
 #include "store/path.hpp"
 #include "zuapi/base.h"
 
@@ -54,7 +53,7 @@ database opened(const std::string &file) {
   return data;
 }
 
-class file_writer : public device_writer {
+class file_writer : public store::device_writer {
 public:
   file_writer(const std::string &file, const std::string &device)
       : data_(opened(file)),
@@ -67,14 +66,14 @@ public:
     device_ = sqlite3_last_insert_rowid(data_.get());
   }
 
-  void add(const given_path &path) override {
+  void add(const store::given_path &path) override {
     add_path_.bind(1, device_).bind(2, static_cast<int64_t>(path_ids_.size())).bind(3, path.path);
     add_path_.bind(4, path.facts.pattern).bind(5, path.facts.keys).bind(6, path.facts.declared);
     add_path_.bind(7, path.facts.others).run();
     path_ids_.push_back(sqlite3_last_insert_rowid(data_.get()));
   }
 
-  void add(const given_record &record) override {
+  void add(const store::given_record &record) override {
     const store::uri_halves halves(record.uri, record.absolute);
     const size_t last = halves.relative.rfind('/');
     add_record_.bind(1, path_ids_[record.path]).bind(2, position_++).bind(3, halves.location);
@@ -104,7 +103,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<device_writer> write_device(const std::string &file, const std::string &device) {
+std::unique_ptr<store::device_writer> write_device(const std::string &file, const std::string &device) {
   return std::make_unique<file_writer>(file, device);
 }
 

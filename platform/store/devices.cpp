@@ -4,7 +4,8 @@
 #include <set>
 
 #include "infra/text.hpp"
-#include "sqlite/devices.hpp"
+#include "sqlite/open.hpp"
+#include "store/devices.hpp"
 #include "store/interfaces.hpp"
 #include "store/loader.hpp"
 #include "store/path.hpp"
@@ -15,19 +16,28 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// A name of a source, "sqlite:FILE?device=NAME"; no file when it is none.
-struct database_name {
-  explicit database_name(std::string_view text) {
-    constexpr std::string_view prefix = "sqlite:", option = "?device=";
-    if (!text.starts_with(prefix)) return;
-    text.remove_prefix(prefix.size());
-    const size_t split = text.rfind(option);
-    file = text.substr(0, split);
-    if (split != text.npos) device = text.substr(split + option.size());
-  }
-  std::string file;
-  std::string device;
+constexpr size_t names_told = 5;
+
+struct source_name {
+  std::unique_ptr<device_database> in; // none: the name of a data file
+  std::string device;                  // empty: of none in particular
 };
+
+// Reads "sqlite:FILE?device=NAME".
+source_name read_name(std::string_view text) {
+  constexpr std::string_view prefix = "sqlite:", option = "?device=";
+  if (!text.starts_with(prefix)) return {};
+  text.remove_prefix(prefix.size());
+  const size_t split = text.rfind(option);
+  return {zu_sqlite::database_in(std::string(text.substr(0, split))),
+          split == text.npos ? "" : std::string(text.substr(split + option.size()))};
+}
+
+source_name name_of_database(const char *text) {
+  source_name read = read_name(text);
+  if (read.in == nullptr) throw source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME"};
+  return read;
+}
 
 std::string json_of(std::string_view name) {
   return ordered_json(name).dump();
@@ -75,8 +85,8 @@ public:
     for (const auto &[property, declaration] : declared.items()) path.named.emplace(infra::trimmed(property));
   }
   // Once all classes have been taken.
-  zu_sqlite::given_path facts(size_t i) const {
-    zu_sqlite::given_path made = made_[i].known;
+  given_path facts(size_t i) const {
+    given_path made = made_[i].known;
     zu_do_ntlist *columns = zuapi::shape_columns(data_.paths[i].form);
     for (size_t slot = 1; slot < zu_do_ntlist_get_len(columns); ++slot) { // but for `_uri`
       const std::string name =
@@ -89,7 +99,7 @@ public:
 
 private:
   struct about {
-    zu_sqlite::given_path known;
+    given_path known;
     std::set<std::string> named; // keys, and what the class declares
   };
 
@@ -117,7 +127,7 @@ private:
 };
 
 // The text is a data file in JSON. Throws zu_json::refusal, source_failure or std::bad_alloc.
-void import(std::string_view text, const database_name &to) {
+void import(std::string_view text, const source_name &to) {
   snapshot data;
   padded_text copy;
   copy.append(text);
@@ -132,7 +142,7 @@ void import(std::string_view text, const database_name &to) {
       records.push_back(parsed.dump());
     }
   });
-  const auto writer = zu_sqlite::write_device(to.file, to.device);
+  const auto writer = to.in->write(to.device);
   for (size_t i = 0; i < data.paths.size(); ++i) writer->add(paths.facts(i));
   for (uint32_t id = 0; id < records.size(); ++id) {
     const std::string_view uri = zuapi::uri_text(data.uri_of(id));
@@ -185,27 +195,33 @@ bool reported(const char *name, zu_do_error **error, Step &&step) noexcept {
 
 } // namespace
 
+const std::string &only_device(const std::vector<std::string> &names, const std::string &asked) {
+  if (asked.empty() && names.size() == 1) return names.front();
+  if (names.empty()) throw source_failure{ZU_FAILED, "it has no device"};
+  std::string told = asked.empty() ? "?device=NAME must say which: " : "no device is '" + asked + "', but: ";
+  for (size_t i = 0; i < std::min(names.size(), names_told); ++i)
+    told.append(i == 0 ? "" : ", ").append(names[i]);
+  throw source_failure{ZU_FAILED, told + (names.size() > names_told ? ", ..." : "")};
+}
+
 } // namespace store
 
 zu_data_ifc *zu_store_open(const char *name, zu_do_error **error) {
-  if (name == nullptr) name = "";
-  const store::database_name asked(name);
-  if (asked.file.empty()) return zu_store_load_file(name, error);
   zu_data_ifc *opened = nullptr;
-  store::reported(name, error, [&] {
-    auto from = zu_sqlite::open_device(asked.file, asked.device);
-    auto rest = std::make_unique<store::on_demand>(std::move(from), name);
+  const bool done = store::reported(name != nullptr ? name : "", error, [&] {
+    const store::source_name asked = store::read_name(name != nullptr ? name : "");
+    if (asked.in == nullptr) return;
+    auto rest = std::make_unique<store::on_demand>(asked.in->open(asked.device), name);
     store::data_object *made = store::data_object_new();
     made->rest = std::move(rest);
     opened = &made->ifc;
   });
-  return opened;
+  return done && opened == nullptr ? zu_store_load_file(name, error) : opened;
 }
 
 bool zu_store_import(const char *json, size_t length, const char *target, zu_do_error **error) {
   return store::reported(target, error, [&] {
-    const store::database_name to(target);
-    if (to.file.empty()) throw store::source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME"};
+    const store::source_name to = store::name_of_database(target);
     if (to.device.empty())
       throw store::source_failure{ZU_FAILED, "?device=NAME must say which device it becomes"};
     store::import({json, length}, to);
@@ -215,11 +231,17 @@ bool zu_store_import(const char *json, size_t length, const char *target, zu_do_
 char *zu_store_export(const char *name, zu_do_error **error) {
   char *made = nullptr;
   store::reported(name, error, [&] {
-    const store::database_name asked(name);
-    if (asked.file.empty()) throw store::source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME"};
-    made = store::new_text(store::export_text(*zu_sqlite::open_device(asked.file, asked.device)));
+    const store::source_name asked = store::name_of_database(name);
+    made = store::new_text(store::export_text(*asked.in->open(asked.device)));
   });
   return made;
+}
+
+bool zu_store_each_device(const char *name, zu_store_device_fn tell, void *context, zu_do_error **error) {
+  return store::reported(name, error, [&] {
+    for (const std::string &device : store::name_of_database(name).in->devices())
+      tell(context, device.c_str());
+  });
 }
 
 char *zu_store_fault(zu_data_ifc *data) {

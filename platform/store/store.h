@@ -48,6 +48,10 @@ char *zu_store_fault(zu_data_ifc *data);
 bool zu_store_import(const char *json, size_t length, const char *target, zu_do_error **error);
 /* A device of a database as the text of a data file in JSON: freed with qfree_named. */
 char *zu_store_export(const char *name, zu_do_error **error);
+/* Told of a device's name, borrowed for the call. */
+typedef void (*zu_store_device_fn)(void *context, const char *device);
+/* Tells the devices of a database, `sqlite:FILE`, in the order of their names. */
+bool zu_store_each_device(const char *name, zu_store_device_fn tell, void *context, zu_do_error **error);
 
 /* Told of a path: its text, of `length` bytes, and its records as a table, which is borrowed. */
 typedef void (*zu_store_path_fn)(void *context, const char *path, size_t length, zu_do_vtable *records);
