@@ -37,18 +37,23 @@ zu_tvr_tree *take_tree(zu_cli_context *cli_context) noexcept {
   return tree;
 }
 
-// Finds the data of a named configuration. False after a failure, which is reported.
-bool find_config(external_ctx *request, const char *config_name) noexcept {
+// Why a request cannot begin; without a message it can.
+struct refusal {
+  int32_t code = 0;
+  const char *message = nullptr;
+};
+
+// Finds the data of a named configuration.
+refusal find_config(external_ctx *request, const char *config_name) noexcept {
   zu_config_ifc *configs = request->cli_context->config_ifc;
   zu_data_ifc *data = nullptr;
   const int rc = configs->ops->get_config(configs, config_name, 0, &data);
   if (rc != 0 || data == nullptr) {
     TVR_ERROR("Failed to get config: %s", config_name);
-    set_error(request->cli_context, rc != 0 ? rc : ZU_FAILED, "Failed to get config");
-    return false;
+    return {rc != 0 ? rc : ZU_FAILED, "Failed to get config"};
   }
   request->config_data_ifc = data;
-  return true;
+  return {};
 }
 
 // A flag byte of the CLI context, told to the trace.
@@ -57,29 +62,23 @@ bool read_flag(uint8_t flag, const char *on, const char *off) noexcept {
   return flag != 0;
 }
 
-// Gives the request its walk context. False after a failure, which is reported.
-bool prepare_walk(external_ctx *request, zu_do_properties *run_props) noexcept {
+// Gives the request its walk context.
+refusal prepare_walk(external_ctx *request, zu_do_properties *run_props) noexcept {
   zu_cli_context *cli_context = request->cli_context;
   const bool render_defaults = read_flag(cli_context->render_defaults, "Render default commands too",
                                          "Do not render default commands");
   const bool tag_submodes =
       read_flag(cli_context->tag_submodes, "Render submode tagging", "Do not render submode tagging");
   condition_arguments cond_args(zu_tvr_cond_args_new(request));
-  if (cond_args == nullptr) {
-    set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate condition arguments");
-    return false;
-  }
+  if (cond_args == nullptr) return {ZU_EXHAUSTED, "Failed to allocate condition arguments"};
   // A named configuration is read instead of the default data, not beside it.
   zu_data_ifc *data = request->config_data_ifc != nullptr ? request->config_data_ifc : cli_context->data_ifc;
   request->walk_ctx = zu_tvr_walk_ctx_new(data, nullptr, run_props, render_defaults, request_flags,
                                           static_cast<uint32_t>(g_tovra_coll_fetch_count), tag_submodes,
                                           cond_args.get(), request, tovra_report_error, tovra_send_output);
-  if (request->walk_ctx == nullptr) {
-    set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate context object");
-    return false;
-  }
+  if (request->walk_ctx == nullptr) return {ZU_EXHAUSTED, "Failed to allocate context object"};
   (void)cond_args.release(); // the cleanup hook frees them before the walk context
-  return true;
+  return {};
 }
 
 } // namespace
@@ -105,8 +104,14 @@ bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tov
   }
   request->tovra_context = tovra_context;
   request->cli_context = cli_context;
-  if (config_name != nullptr && !find_config(request.get(), config_name)) return false;
-  if (!prepare_walk(request.get(), run_props)) return false;
+  refusal refused;
+  if (config_name != nullptr) refused = find_config(request.get(), config_name);
+  if (refused.message == nullptr) refused = prepare_walk(request.get(), run_props);
+  if (refused.message != nullptr) {
+    request.reset(); // what it holds is given back before the framework is told
+    set_error(cli_context, refused.code, refused.message);
+    return false;
+  }
 
   zu_tvr_walk_ctx *walk_ctx = request->walk_ctx;
   tovra_context->cleanup_ctx = request.release();

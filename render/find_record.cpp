@@ -140,7 +140,9 @@ const found_record &search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcep
     report_exhausted(ctx);
     return none;
   }
-  if (uri->resolve == resolve_uri && finds_again(uri, ctx, *named) && !tracing(7)) return named->found;
+  if (uri->resolve == resolve_uri && resolves_as_compiled(uri) && finds_again(uri, ctx, *named) &&
+      !tracing(7))
+    return named->found;
   named->id = 0;
   named->mark = {};
   named->found = {};

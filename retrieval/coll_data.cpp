@@ -56,7 +56,7 @@ void zu_tvr_coll_scratch_data_delete(zu_tvr_coll_scratch_data *scratch) noexcept
   tvr::drop_field(scratch->coll_uri);
   tvr::coll_close_cursor(scratch);
   tvr::coll_drop_batch(scratch);
-  tvr::drop_field(scratch->all_fields);
+  tvr::drop_field(scratch->cached_for);
 }
 
 namespace tvr {

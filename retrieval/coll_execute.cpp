@@ -17,8 +17,6 @@ constexpr uint64_t collection_read = 0x10;
 
 bool resolve(zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
   drop_field(scratch->coll_uri);
-  scratch->cached = nullptr; // looked up again
-  scratch->cached_mark = 0;
   scratch->coll_uri = data->coll_uri->resolve(data->coll_uri, ctx);
   if (scratch->coll_uri == nullptr) return fail(ctx, ZU_FAILED, "Failed to resolve collection URI");
   const char *coll_text = zu_do_uri_get_uri_str(scratch->coll_uri);
@@ -51,15 +49,15 @@ int32_t open_cursor(const zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scra
   if (ctx->coll_ifc == nullptr) TVR_DEBUG("coll node: allocating new collection interface");
   const int32_t no_interface = get_coll_ifc(ctx);
   if (no_interface != 0) return no_interface;
-  if (scratch->all_fields == nullptr) scratch->all_fields = zu_do_nlist_new();
-  if (scratch->all_fields == nullptr) {
+  const auto all_fields = ref<zu_do_nlist>::adopt(zu_do_nlist_new()); // no field asks for all
+  if (all_fields == nullptr) {
     TVR_ERROR("Failed to allocate name list");
     return ZU_EXHAUSTED;
   }
   TVR_DEBUG("coll node: allocating new cursor for %s", zu_do_uri_get_uri_str(scratch->coll_uri));
   zu_cursor *opened = nullptr;
-  const int error = ctx->coll_ifc->ops->open_cursor(ctx->coll_ifc, scratch->coll_uri, scratch->all_fields,
-                                                    query, data->orderby, flags | collection_read, &opened);
+  const int error = ctx->coll_ifc->ops->open_cursor(ctx->coll_ifc, scratch->coll_uri, all_fields.get(), query,
+                                                    data->orderby, flags | collection_read, &opened);
   cursor_handle cursor(opened);
   if (error == 0 && cursor) {
     scratch->cursor = cursor.release();

@@ -34,6 +34,7 @@ struct zu_tvr_retrieval_memory {
   queue_item *spare_items;
   tvr::kept_entry *last; // added last; or none
   uint32_t additions;    // to mr_cache_cursor
+  uint32_t live;         // of these, those in it; more are a host's
 };
 
 namespace tvr {
@@ -130,6 +131,7 @@ bool add(zu_tvr_walk_ctx *ctx, kept_entry *entry) noexcept {
   TVR_DEBUG("adding to cursor hash %s %p %p", key, address(entry), address(entry->entry.props_list));
   if (htAdd(ctx->mr_cache_cursor, key, entry) == 0) {
     ++ctx->retrieval->additions;
+    ++ctx->retrieval->live;
     ctx->retrieval->last = entry;
     return true;
   }
@@ -165,6 +167,7 @@ bool enqueue(memory *of, cursor_cache_entry *entry, const char *coll_text,
 bool drop(zu_tvr_walk_ctx *ctx, const char *coll_text, cursor_cache_entry *entry) noexcept {
   char *key = nullptr;
   if (htRemove2(ctx->mr_cache_cursor, coll_text, &key) == 0) return false;
+  if (owns(ctx->retrieval, entry)) --ctx->retrieval->live;
   free_unless_owned(ctx->retrieval, key);
   free_entry(ctx->retrieval, entry);
   return true;
@@ -175,15 +178,18 @@ uint32_t additions(const zu_tvr_walk_ctx *ctx) noexcept {
   return (ctx->retrieval != nullptr ? ctx->retrieval->additions : 0) + 1;
 }
 
-// What was found stays right until the entry is removed; that there was none, until one is added. A host's
-// entry is looked up each time.
+// What was found for a URI stays right until the entry is removed; that there was none, until one is added.
+// A host's entry is looked up each time.
 cursor_cache_entry *remember(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx,
                              cursor_cache_entry *found) noexcept {
   const auto *owned = owns(ctx->retrieval, found) ? reinterpret_cast<kept_entry *>(found) : nullptr;
   scratch->cached = owned != nullptr ? found : nullptr;
   scratch->cached_mark = found == nullptr ? additions(ctx) : 0;
   if (owned != nullptr) scratch->cached_mark = owned->serial;
-  scratch->cached_size = htSize(ctx->mr_cache_cursor);
+  if (scratch->cached_for != scratch->coll_uri) {
+    drop_field(scratch->cached_for);
+    scratch->cached_for = share_into_field(scratch->coll_uri);
+  }
   return found;
 }
 
@@ -254,11 +260,11 @@ bool cursor_cache_insert(zu_tvr_walk_ctx *ctx, std::string_view coll_text,
 }
 
 cursor_cache_entry *cursor_cache_find(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
-  auto *kept = reinterpret_cast<kept_entry *>(scratch->cached);
-  if (kept != nullptr && kept->serial == scratch->cached_mark) return scratch->cached;
-  if (kept == nullptr && scratch->cached_mark == additions(ctx) &&
-      htSize(ctx->mr_cache_cursor) <= scratch->cached_size) {
-    return nullptr;
+  if (scratch->cached_for == scratch->coll_uri) {
+    auto *kept = reinterpret_cast<kept_entry *>(scratch->cached);
+    if (kept != nullptr && kept->serial == scratch->cached_mark) return scratch->cached;
+    const bool all_known = ctx->retrieval != nullptr && htSize(ctx->mr_cache_cursor) == ctx->retrieval->live;
+    if (kept == nullptr && all_known && scratch->cached_mark == additions(ctx)) return nullptr;
   }
   const char *coll_text = zu_do_uri_get_uri_str(scratch->coll_uri);
   return remember(scratch, ctx, static_cast<cursor_cache_entry *>(htFind(ctx->mr_cache_cursor, coll_text)));

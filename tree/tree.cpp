@@ -165,8 +165,8 @@ void link_jump(void *, void *value, void *tree) noexcept {
     TVR_ERROR("Unresolved jump link to node: %s", jump->dest_id);
     return;
   }
-  TVR_DEBUG("tree: jump from node %ld to node %ld (%s) resolved", tvr::node_number(node),
-            tvr::node_number(dest), jump->dest_id);
+  TVR_DEBUG("tree: jump from node %ld to node %ld (%s) resolved", tvr::node_address(node),
+            tvr::node_address(dest), jump->dest_id);
   jump->dest = dest;
 }
 

@@ -16,11 +16,11 @@ using node_path = tvr::unique<zu_tvr_stack, delete_path>;
 // Gives the walk its path to the node: the node at the bottom, then its ancestors but for the last, which is
 // the result. None on failure.
 zu_tvr_node *build_path(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  TVR_INFO("tree: partial TOVRA detected, building path to node %ld", tvr::node_number(node));
+  TVR_INFO("tree: partial TOVRA detected, building path to node %ld", tvr::node_address(node));
   node_path path(zu_tvr_stack_new(nullptr));
   if (path == nullptr) return nullptr;
   for (; node->parent != nullptr; node = node->parent) {
-    TVR_DEBUG("tree: adding node %ld to path", tvr::node_number(node));
+    TVR_DEBUG("tree: adding node %ld to path", tvr::node_address(node));
     if (!zu_tvr_stack_push(path.get(), node)) {
       tvr::report(ctx, ZU_FAILED, "Failed to push to node path stack");
       return nullptr;
@@ -46,7 +46,7 @@ bool walk_tree(zu_tvr_tree *tree, const char *id, zu_tvr_walk_ctx *ctx) noexcept
   ctx->starting_node = node;
   if (node != tree->root && node->parent != nullptr) node = build_path(node, ctx);
   if (node == nullptr) return false;
-  TVR_DEBUG("tree: STARTING WALK FROM NODE %ld", node_number(node));
+  TVR_DEBUG("tree: STARTING WALK FROM NODE %ld", node_address(node));
   const bool result = node->walk(node, ctx);
   ctx->node = nullptr;
   return result;

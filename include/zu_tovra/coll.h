@@ -20,11 +20,10 @@ typedef struct zu_tvr_coll_scratch_data {
   zu_do_iter *iter;     /* owned: over the batch; none before its first row */
 
   /* Private. */
-  zu_do_nlist *all_fields;           /* one reference, or none: no field, which asks for all */
   zu_do_properties *last;            /* one reference, or none: the last record of a row, to be used again */
-  struct cursor_cache_entry *cached; /* what mr_cache_cursor has under coll_uri, or none, ... */
+  struct cursor_cache_entry *cached; /* what mr_cache_cursor has, or none, ... */
+  zu_do_uri *cached_for;             /* ... under this (one reference), ... */
   uint32_t cached_mark;              /* ... as long as this holds; 0: not looked up */
-  uint32_t cached_size;
 } zu_tvr_coll_scratch_data;
 
 typedef struct zu_tvr_coll_data zu_tvr_coll_data;

@@ -48,7 +48,7 @@ struct zu_tvr_walk_ctx {
   uint32_t indentation;        /* depth of CLI modes */
   zu_tvr_cond_args *cond_args; /* borrowed; or none */
   void *cb_ctx;                /* first argument of both callbacks */
-  ht_table *scratch_nodes;     /* scratch key text (owned) to scratch node (owned) */
+  ht_table *scratch_nodes; /* scratch key text (owned) to scratch node (owned); of the library: to be read */
   zu_tvr_error_fn error_cb;
   zu_tvr_output_fn output_cb;
 

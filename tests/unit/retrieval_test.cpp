@@ -229,6 +229,25 @@ TEST(retrieval, shares_a_queue) {
   EXPECT_EQ((lines{next(first), next(second), next(first)}), (lines{"/6", "/7", "0"}));
 }
 
+// The node's own step that resolves the URI may be a host's.
+TEST(retrieval, looks_up_what_a_host_resolved) {
+  test::fake_walk ctx;
+  coll_node node({.uri = "/s/i;n=1?u"});
+  node.data->execute = [](auto *data, auto *scratch, auto *walk, uint8_t) {
+    scratch->coll_uri = data->coll_uri->resolve(data->coll_uri, walk);
+    return 0;
+  };
+  tvr::cursor_cache_mark_requested(ctx, "/s/i;n=1?u", tvr::requester::collection_node);
+  for (const char *under : {"/s/i;n=2?u", "/s/i;n=4?u"})
+    tvr::cursor_cache_insert(ctx, under, record_of("/1").get());
+  lines walked = {node.walk(ctx).back()};
+  for (const char *uri : {"/s/i;n=2?u", "/s/i;n=3?u", "/s/i;n=4?u"}) {
+    node.move_to(uri);
+    walked.push_back(node.walk(ctx).back());
+  }
+  EXPECT_EQ(walked, (lines{"execute 0", "/1 of /s/i;n=2?u", "execute 0", "/1 of /s/i;n=4?u"}));
+}
+
 // A host may put records in the tables itself, as blocks of the named allocator.
 TEST(retrieval, takes_what_a_host_kept) {
   test::fake_walk ctx;

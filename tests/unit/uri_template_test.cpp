@@ -258,6 +258,27 @@ TEST(uri_template, calls_what_a_host_put_in_its_place) {
   EXPECT_EQ(tvr::find_record(uri.get(), walk).record, nullptr);
 }
 
+// Templates of one text share what they resolve to, but not with one of which a host replaced an operation.
+TEST(uri_template, shares_nothing_with_what_a_host_replaced) {
+  scope_walk walk({{{"/a;k=1", "/?a", {{"k", "1"}}}, {"/a;k=2", "/?a", {{"k", "2"}}}}, {}});
+  const tvr::unique<zu_tvr_uri_programs, tvr::uri_programs_delete> programs(tvr::uri_programs_new());
+  const uri_template plain(tvr::uri_new_shared("/a;k=$", programs.get()));
+  const uri_template replaced(tvr::uri_new_shared("/a;k=$", programs.get()));
+  ASSERT_EQ(plain->program, replaced->program);
+  const auto found = [&](const uri_template &uri) {
+    return std::string(tvr::find_record(uri.get(), walk).uri);
+  };
+  const std::string top = found(plain);
+  replaced->data.dyn->resolve_keys = [](auto *, uint8_t, auto *, auto *buffer) -> int32_t {
+    return zu_do_strbuf_add_string(buffer, "/a;k=1");
+  };
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(found(replaced), "/a;k=1");
+    EXPECT_EQ(found(plain), top);
+  }
+  EXPECT_EQ(top, "/a;k=2");
+}
+
 // ---- Records named by templates ----
 
 // A template that is made where another one was is another one.
