@@ -1,79 +1,167 @@
-// Options that several commands have.
+// The commands' options.
 #include "command_line.hpp"
 
+#include <CLI/CLI.hpp>
+
 namespace tovra {
+
+option &option::type(const char *name) {
+  of_->type_name(name);
+  return *this;
+}
+
+option &option::required() {
+  of_->required();
+  return *this;
+}
+
+option &option::repeatable() {
+  of_->allow_extra_args(false);
+  return *this;
+}
+
+option &option::separated() {
+  of_->delimiter(',');
+  return repeatable();
+}
+
+option &option::among(const std::vector<std::string> &values) {
+  of_->check(CLI::IsMember(values));
+  return *this;
+}
+
+template <class Number>
+option &option::between(Number least, Number most) {
+  of_->check(CLI::Range(least, most));
+  return *this;
+}
+template option &option::between(int, int);
+template option &option::between(uint64_t, uint64_t);
+template option &option::between(double, double);
+
+option &option::check(const std::function<std::string(const std::string &)> &fault) {
+  of_->check(fault, "");
+  return *this;
+}
+
+option &option::needs(const option &other) {
+  of_->needs(other.of_);
+  return *this;
+}
+
+option &option::excludes(const option &other) {
+  of_->excludes(other.of_);
+  return *this;
+}
+
+command::command(CLI::App &app, const char *name, const char *help) : of_(app.add_subcommand(name, help)) {}
+
+void command::footer(const char *text) {
+  of_->footer(text);
+}
+
+command command::group(const char *name, const char *help) {
+  auto *made = of_->add_option_group(name, help);
+  made->require_option(1);
+  return command(made);
+}
+
+template <class Value>
+option command::add(const char *name, Value &into, const std::string &help) {
+  return option(of_->add_option(name, into, help));
+}
+template option command::add(const char *, int &, const std::string &);
+template option command::add(const char *, unsigned &, const std::string &);
+template option command::add(const char *, uint64_t &, const std::string &);
+template option command::add(const char *, std::string &, const std::string &);
+template option command::add(const char *, std::optional<double> &, const std::string &);
+template option command::add(const char *, std::optional<uint32_t> &, const std::string &);
+template option command::add(const char *, std::optional<std::string> &, const std::string &);
+template option command::add(const char *, std::vector<std::string> &, const std::string &);
+
+option command::flag(const char *name, bool &into, const char *help) {
+  return option(of_->add_flag(name, into, help));
+}
+
+option command::flag(const char *name, const std::function<void()> &seen, const char *help) {
+  return option(of_->add_flag_function(
+      name, [seen](int64_t) { seen(); }, help));
+}
+
+option command::flag(const char *name, std::vector<std::string> &into, const char *help) {
+  return option(of_->add_flag(name, into, help)->take_all());
+}
+
+option command::each(const char *name, const std::function<void(const std::string &)> &take,
+                     const char *help) {
+  return option(of_->add_option_function<std::vector<std::string>>(
+                       name,
+                       [take](const std::vector<std::string> &given) {
+                         for (const auto &text : given) take(text);
+                       },
+                       help)
+                    ->expected(1)
+                    ->take_all());
+}
 
 namespace {
 
 // Splits NAME=TEXT at its first '='.
-void add_named(CLI::App *command, const char *flag, std::vector<named_text> &into, const char *help) {
-  command
-      ->add_option_function<std::vector<std::string>>(
-          flag,
-          [&into, flag](const std::vector<std::string> &given) {
-            for (const auto &text : given) {
-              const auto at = text.find('=');
-              if (at == std::string::npos || at == 0) {
-                throw CLI::ValidationError(flag, "'" + text + "' is not NAME=TEXT");
-              }
-              into.emplace_back(text.substr(0, at), text.substr(at + 1));
-            }
-          },
-          help)
-      ->type_name("NAME=TEXT")
-      ->expected(1)
-      ->take_all();
+void add_named(command &to, const char *flag, std::vector<named_text> &into, const char *help) {
+  const auto take = [&into, flag](const std::string &text) {
+    const auto at = text.find('=');
+    if (at == std::string::npos || at == 0) {
+      throw CLI::ValidationError(flag, "'" + text + "' is not NAME=TEXT");
+    }
+    into.emplace_back(text.substr(0, at), text.substr(at + 1));
+  };
+  to.each(flag, take, help).type("NAME=TEXT");
 }
 
 } // namespace
 
-void add_templates(CLI::App *command, options &asked) {
-  command
-      ->add_option("--templates", asked.templates,
-                   "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
-      ->type_name("DIR[:DIR...]")
-      ->check([](const std::string &given) {
+void add_templates(command &to, options &asked) {
+  to.add("--templates", asked.templates,
+         "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
+      .type("DIR[:DIR...]")
+      .check([](const std::string &given) -> std::string {
         return given.find_first_not_of(':') == given.npos ? "it names no directory" : "";
       });
 }
 
 constexpr char data_help[] = "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME";
 
-void add_data(CLI::App *command, options &asked) {
-  command->add_option("--data", asked.data, data_help)->type_name("FILE")->required();
-  add_classes(command, asked.classes);
+void add_data(command &to, options &asked) {
+  to.add("--data", asked.data, data_help).type("FILE").required();
+  add_classes(to, asked.classes);
 }
 
-CLI::Option *add_classes(CLI::App *command, std::vector<std::string> &files) {
-  return command
-      ->add_option("--classes", files,
-                   "A file of classes that count beside those of the data; may be repeated")
-      ->type_name("FILE")
-      ->allow_extra_args(false);
+option add_classes(command &to, std::vector<std::string> &files) {
+  return to.add("--classes", files, "A file of classes that count beside those of the data; may be repeated")
+      .type("FILE")
+      .repeatable();
 }
 
-void add_render_options(CLI::App *command, options &asked, std::vector<std::string> *several) {
-  command->add_option("node", asked.node, "Render the part under this node (default: everything)")
-      ->type_name("NODE");
-  add_templates(command, asked);
+void add_render_options(command &to, options &asked, std::vector<std::string> *several) {
+  to.add("node", asked.node, "Render the part under this node (default: everything)").type("NODE");
+  add_templates(to, asked);
   if (several == nullptr) {
-    add_data(command, asked);
+    add_data(to, asked);
   } else {
-    add_classes(command, asked.classes);
-    command->add_option("--data", *several, std::string(data_help) + "; may be repeated")
-        ->type_name("FILE")
-        ->required()
-        ->expected(1)
-        ->take_all();
+    add_classes(to, asked.classes);
+    to.add("--data", *several, std::string(data_help) + "; may be repeated")
+        .type("FILE")
+        .required()
+        .repeatable();
   }
-  add_named(command, "--named", asked.named, "Register a data file as a named configuration");
-  command->add_option("--config", asked.config, "Render the configuration of that name")->type_name("NAME");
-  add_named(command, "--arg", asked.arguments, "A walk argument, as a text");
-  add_named(command, "--arg-json", asked.json_arguments, "A walk argument, as a JSON value");
-  command->add_flag("--defaults", asked.defaults, "Render default values too");
-  command->add_flag("--tag-submodes", asked.tag_submodes, "Mark where submodes begin and end");
-  command->add_flag("--show-tech", asked.show_tech, "Leave passwords out");
-  command->add_option("--fetch-count", asked.fetch_count, "Rows a fetch (0: all)")->type_name("N");
+  add_named(to, "--named", asked.named, "Register a data file as a named configuration");
+  to.add("--config", asked.config, "Render the configuration of that name").type("NAME");
+  add_named(to, "--arg", asked.arguments, "A walk argument, as a text");
+  add_named(to, "--arg-json", asked.json_arguments, "A walk argument, as a JSON value");
+  to.flag("--defaults", asked.defaults, "Render default values too");
+  to.flag("--tag-submodes", asked.tag_submodes, "Mark where submodes begin and end");
+  to.flag("--show-tech", asked.show_tech, "Leave passwords out");
+  to.add("--fetch-count", asked.fetch_count, "Rows a fetch (0: all)").type("N");
 }
 
 std::vector<std::string> render_arguments(const options &asked) {
@@ -96,12 +184,12 @@ std::vector<std::string> render_arguments(const options &asked) {
   return made;
 }
 
-CLI::Option *add_format(CLI::App *command, bool &json, const char *help) {
-  return command
-      ->add_option_function<std::string>(
+option add_format(command &to, bool &json, const char *help) {
+  return to
+      .each(
           "--format", [&json](const std::string &format) { json = format == "json"; }, help)
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
+      .type("FORMAT")
+      .among({"text", "json"});
 }
 
 } // namespace tovra

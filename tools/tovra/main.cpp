@@ -29,37 +29,45 @@ void add_color(CLI::App *command) {
       ->check(CLI::IsMember({"auto", "always", "never"}));
 }
 
-CLI::App *add_render(CLI::App &app, options &asked) {
-  auto *command = app.add_subcommand("render", "Render the configuration as CLI text");
-  tovra::add_render_options(command, asked);
-  command
-      ->add_option(
-          "--trace", asked.trace,
-          "Trace to standard error: 3 errors, 4 warnings, 6 information, 7 debugging; levels 6 and 7 show "
-          "configuration text")
-      ->type_name("LEVEL")
-      ->check(CLI::Range(0, 7));
-  command->add_flag("--stats", asked.stats, "Say at the end what the render took");
-  command
-      ->add_option("--output", asked.output,
-                   "Write to a file, whole or not at all: after an error it is as it was")
-      ->type_name("FILE");
-  return command;
+const CLI::App *add_render(CLI::App &app, options &asked) {
+  tovra::command made(app, "render", "Render the configuration as CLI text");
+  tovra::add_render_options(made, asked);
+  made.add("--trace", asked.trace,
+           "Trace to standard error: 3 errors, 4 warnings, 6 information, 7 debugging; levels 6 and 7 show "
+           "configuration text")
+      .type("LEVEL")
+      .between(0, 7);
+  made.flag("--stats", asked.stats, "Say at the end what the render took");
+  made.add("--output", asked.output, "Write to a file, whole or not at all: after an error it is as it was")
+      .type("FILE");
+  return made.get();
 }
 
-CLI::App *add_check(CLI::App &app, options &asked) {
-  auto *command = app.add_subcommand("check", "Find what is wrong with the templates, FILE:LINE");
-  command->footer(
+void add_tree(CLI::App &app, options &asked) {
+  tovra::command made(app, "tree", "Show the template tree: id, op, and destination, URI or format");
+  tovra::add_templates(made, asked);
+  made.flag("--raw", asked.raw, "Show the library's own dump");
+}
+
+const CLI::App *add_check(CLI::App &app, options &asked) {
+  tovra::command made(app, "check", "Find what is wrong with the templates, FILE:LINE");
+  made.footer(
       "Finds what the loader refuses, in all files at once, and what would go wrong at a render: each\n"
       "finding is a line `FILE:LINE: error|warning [ID]: MESSAGE` on standard output. The exit status\n"
       "is 1 when there is an error, else 0. docs/check.md tells each ID.");
-  tovra::add_templates(command, asked);
-  command->add_option("--data", asked.data, "Compare with the paths and properties of this data file too")
-      ->type_name("FILE");
-  tovra::add_classes(command, asked.classes);
-  command->add_flag("--strict", asked.strict, "Let warnings count as errors for the exit status");
-  tovra::add_format(command, asked.json, "text, a line each (default), or json, one array");
-  return command;
+  tovra::add_templates(made, asked);
+  made.add("--data", asked.data, "Compare with the paths and properties of this data file too").type("FILE");
+  tovra::add_classes(made, asked.classes);
+  made.flag("--strict", asked.strict, "Let warnings count as errors for the exit status");
+  tovra::add_format(made, asked.json, "text, a line each (default), or json, one array");
+  return made.get();
+}
+
+const CLI::App *add_get(CLI::App &app, options &asked) {
+  tovra::command made(app, "get", "Show the records that a URI names, as JSON lines");
+  tovra::add_data(made, asked);
+  made.add("uri", asked.uri, "Record or collection URI (default: show what paths there are)").type("URI");
+  return made.get();
 }
 
 int print(const std::string &text) {
@@ -105,14 +113,9 @@ int run(int argc, char **argv) {
   app.set_version_flag("--version", std::string("tovra ") + zu_tvr_version(), "Show the version");
   options asked;
   const auto *render = add_render(app, asked);
-  auto *tree = app.add_subcommand("tree", "Show the template tree: id, op, and destination, URI or format");
-  tovra::add_templates(tree, asked);
-  tree->add_flag("--raw", asked.raw, "Show the library's own dump");
+  add_tree(app, asked);
   const auto *check = add_check(app, asked);
-  auto *get = app.add_subcommand("get", "Show the records that a URI names, as JSON lines");
-  tovra::add_data(get, asked);
-  get->add_option("uri", asked.uri, "Record or collection URI (default: show what paths there are)")
-      ->type_name("URI");
+  const auto *get = add_get(app, asked);
   const std::vector<tovra::tool> tools = tovra::add_tools(app);
   for (auto *command : app.get_subcommands({})) add_color(command);
   std::string topic;
@@ -141,7 +144,7 @@ int run(int argc, char **argv) {
   for (const tovra::tool &tool : tools) {
     if (tool.command->parsed()) return tool.run();
   }
-  return tree->parsed() ? tovra::show_tree(asked) : tovra::get(asked);
+  return get->parsed() ? tovra::get(asked) : tovra::show_tree(asked);
 }
 
 } // namespace

@@ -1,9 +1,10 @@
 // The commands of a template team, each with its own command line.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <vector>
+
+#include "command_line.hpp"
 
 namespace tovra {
 

@@ -1,7 +1,6 @@
 // `tovra coverage`: what renders of data files leave out, of the templates and of the data.
 #include <memory>
 
-#include "../command_line.hpp"
 #include "../output.hpp"
 #include "../parallel.hpp"
 #include "../process.hpp"
@@ -76,21 +75,19 @@ int run_coverage(coverage_options &asked) {
 
 tool add_coverage(CLI::App &app) {
   const auto asked = std::make_shared<coverage_options>();
-  auto *command =
-      app.add_subcommand("coverage", "Show which nodes and which data leave no trace in the text");
-  command->footer(
+  command made(app, "coverage", "Show which nodes and which data leave no trace in the text");
+  made.footer(
       "Renders each data file as `tovra render` does with the same options, and shows which nodes were\n"
       "never walked or wrote no line, and which records and properties no line shows. The exit status\n"
       "is 1 when a render failed, or when less is covered than asked for.");
-  add_render_options(command, asked->render, &asked->data);
-  command
-      ->add_option_function<std::string>(
+  add_render_options(made, asked->render, &asked->data);
+  made.each(
           "--format", [asked](const std::string &name) { asked->form = coverage::forms().at(name); },
           "text (default), json, or lcov, for viewers of code coverage, with templates as sources")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"text", "json", "lcov"}));
-  coverage::add_limits(command, asked->limits);
-  return {command, [asked] { return run_coverage(*asked); }};
+      .type("FORMAT")
+      .among({"text", "json", "lcov"});
+  coverage::add_limits(made, asked->limits);
+  return {made.get(), [asked] { return run_coverage(*asked); }};
 }
 
 } // namespace tovra

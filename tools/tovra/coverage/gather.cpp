@@ -82,12 +82,12 @@ bool gather(request &made, const std::string &data, report &into) {
   return rendered;
 }
 
-void add_limits(CLI::App *command, limits &asked) {
-  const auto add = [command](const char *name, std::optional<double> &into, const char *help) {
-    command->add_option(name, into, help)->type_name("PERCENT")->check(CLI::Range(0.0, 100.0));
+std::vector<option> add_limits(command &to, limits &asked) {
+  const auto add = [&to](const char *name, std::optional<double> &into, const char *help) {
+    return to.add(name, into, help).type("PERCENT").between(0.0, 100.0);
   };
-  add("--fail-under", asked.nodes, "Fail when less of the nodes is covered");
-  add("--fail-under-properties", asked.properties, "Fail when less of the properties is shown");
+  return {add("--fail-under", asked.nodes, "Fail when less of the nodes is covered"),
+          add("--fail-under-properties", asked.properties, "Fail when less of the properties is shown")};
 }
 
 bool is_enough(const report &told, const limits &asked) {

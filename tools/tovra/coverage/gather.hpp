@@ -1,9 +1,9 @@
 // What one render covers, and limits of what it should.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 
+#include "../command_line.hpp"
 #include "../request.hpp"
 #include "report.hpp"
 
@@ -16,7 +16,7 @@ bool gather(request &made, const std::string &data, report &into);
 struct limits {
   std::optional<double> nodes, properties;
 };
-void add_limits(CLI::App *command, limits &asked);
+std::vector<option> add_limits(command &to, limits &asked);
 // False when less is covered, which is said.
 bool is_enough(const report &told, const limits &asked);
 

@@ -84,33 +84,32 @@ int export_data(const export_options &asked) {
 } // namespace
 
 tool add_import(CLI::App &app) {
-  auto *command = app.add_subcommand("import", "Put a device into a database of devices");
-  command->footer(
+  command made(app, "import", "Put a device into a database of devices");
+  made.footer(
       "In the place of what the database has under that name, whole or not at all. It is made when there\n"
       "is none. `--data sqlite:FILE?device=NAME` reads it. docs/data.md has an example.");
   static import_options asked;
-  command->add_option("source", asked.source, "Data file, - for standard input, or a device of a database")
-      ->type_name("SOURCE")
-      ->required();
-  command->add_option("target", asked.target, "The database: sqlite:FILE")->type_name("TARGET")->required();
-  command->add_option("--device", asked.device, "The name of the device in the database")->type_name("NAME");
-  return {command, [] { return import(asked); }};
+  made.add("source", asked.source, "Data file, - for standard input, or a device of a database")
+      .type("SOURCE")
+      .required();
+  made.add("target", asked.target, "The database: sqlite:FILE").type("TARGET").required();
+  made.add("--device", asked.device, "The name of the device in the database").type("NAME");
+  return {made.get(), [] { return import(asked); }};
 }
 
 tool add_export(CLI::App &app) {
-  auto *command = app.add_subcommand("export", "Write a device as a data file");
+  command made(app, "export", "Write a device as a data file");
   static export_options asked;
-  command->add_option("source", asked.source, "Data file, - for standard input, or sqlite:FILE?device=NAME")
-      ->type_name("SOURCE")
-      ->required();
-  command
-      ->add_option_function<std::string>(
+  made.add("source", asked.source, "Data file, - for standard input, or sqlite:FILE?device=NAME")
+      .type("SOURCE")
+      .required();
+  made.each(
           "--format", [](const std::string &format) { asked.yaml = format == "yaml"; },
           "json (default) or yaml")
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember({"json", "yaml"}));
-  command->add_option("--output", asked.output, "Write to a file, whole or not at all")->type_name("FILE");
-  return {command, [] { return export_data(asked); }};
+      .type("FORMAT")
+      .among({"json", "yaml"});
+  made.add("--output", asked.output, "Write to a file, whole or not at all").type("FILE");
+  return {made.get(), [] { return export_data(asked); }};
 }
 
 } // namespace tovra

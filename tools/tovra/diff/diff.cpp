@@ -74,46 +74,40 @@ int run_diff(const diff_options &asked) {
 
 tool add_diff(CLI::App &app) {
   const auto asked = std::make_shared<diff_options>();
-  auto *command = app.add_subcommand("diff", "Show how two configurations differ, section by section");
-  command->footer(
+  command made(app, "diff", "Show how two configurations differ, section by section");
+  made.footer(
       "OLD and NEW are data files, or with --data two sets of template directories. Each change stands\n"
       "below the lines that it belongs to. The exit status is 0 when both texts are equal, 1 when\n"
       "they differ, 2 when one of them cannot be rendered.");
-  command->add_option("old", asked->old_name, "What was")->type_name("OLD")->required();
-  command->add_option("new", asked->new_name, "What is")->type_name("NEW")->required();
-  command->add_option("node", asked->node, "Compare the part under this node (default: everything)")
-      ->type_name("NODE");
-  command
-      ->add_option("--templates", asked->templates,
-                   "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
-      ->type_name("DIR[:DIR...]");
-  command->add_option("--data", asked->data, "Render this data file through the templates OLD and NEW")
-      ->type_name("FILE")
-      ->excludes("--templates");
-  const auto pass = [command, asked](const char *option, const char *help) {
-    return command
-        ->add_option_function<std::vector<std::string>>(
-            option,
-            [asked, option](const std::vector<std::string> &given) {
-              for (const auto &text : given) asked->render.push_back(std::string(option) + "=" + text);
-            },
-            help)
-        ->allow_extra_args(false);
+  made.add("old", asked->old_name, "What was").type("OLD").required();
+  made.add("new", asked->new_name, "What is").type("NEW").required();
+  made.add("node", asked->node, "Compare the part under this node (default: everything)").type("NODE");
+  const option templates =
+      made.add("--templates", asked->templates,
+               "Template directories, separated by ':' (default: ZU_TVR_DIR, or what the library finds)")
+          .type("DIR[:DIR...]");
+  made.add("--data", asked->data, "Render this data file through the templates OLD and NEW")
+      .type("FILE")
+      .excludes(templates);
+  const auto pass = [&made, asked](const char *name, const char *help) {
+    const auto take = [asked, name](const std::string &text) {
+      asked->render.push_back(std::string(name) + "=" + text);
+    };
+    return made.each(name, take, help);
   };
-  pass("--classes", "A file of classes that count beside those of the data; may be repeated")
-      ->type_name("FILE");
-  pass("--arg", "A walk argument, as a text")->type_name("NAME=TEXT");
-  pass("--arg-json", "A walk argument, as a JSON value")->type_name("NAME=TEXT");
-  const auto pass_flag = [command, asked](const char *option, const char *help) {
-    command->add_flag_function(
-        option, [asked, option](int64_t) { asked->render.emplace_back(option); }, help);
+  pass("--classes", "A file of classes that count beside those of the data; may be repeated").type("FILE");
+  pass("--arg", "A walk argument, as a text").type("NAME=TEXT");
+  pass("--arg-json", "A walk argument, as a JSON value").type("NAME=TEXT");
+  const auto pass_flag = [&made, asked](const char *name, const char *help) {
+    made.flag(
+        name, [asked, name] { asked->render.emplace_back(name); }, help);
   };
   pass_flag("--defaults", "Render default values too");
   pass_flag("--show-tech", "Leave passwords out");
-  auto *unified = command->add_flag("--unified", asked->unified, "In the form that patch reads");
-  add_format(command, asked->json, "text (default), or json, an array with an object a change")
-      ->excludes(unified);
-  return {command, [asked] { return run_diff(*asked); }};
+  const option unified = made.flag("--unified", asked->unified, "In the form that patch reads");
+  add_format(made, asked->json, "text (default), or json, an array with an object a change")
+      .excludes(unified);
+  return {made.get(), [asked] { return run_diff(*asked); }};
 }
 
 } // namespace tovra

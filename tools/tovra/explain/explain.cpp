@@ -84,25 +84,22 @@ int run_explain(const explain_options &asked) {
 
 tool add_explain(CLI::App &app) {
   const auto asked = std::make_shared<explain_options>();
-  auto *command = app.add_subcommand("explain", "Show which node wrote a line, or what became of a node");
-  command->footer(
+  command made(app, "explain", "Show which node wrote a line, or what became of a node");
+  made.footer(
       "Renders as `tovra render` does with the same options. For a line: the template that wrote it, the\n"
       "properties and records that it was made of, the condition, the nodes above. For a node: for each\n"
       "record in scope the line, or why there is none.");
-  add_render_options(command, asked->render);
-  auto *which = command->add_option_group("which", "What is explained (one of these)");
-  which->add_option("--line", asked->line, "The line of that number")
-      ->type_name("N")
-      ->check(CLI::Range(uint64_t{1}, std::numeric_limits<uint64_t>::max()));
-  which->add_option("--match", asked->match, "Each line that has this text in it")->type_name("TEXT");
-  which->add_flag("--all", asked->all, "Every line");
-  auto *node = which->add_option("--node", asked->id, "The node of that id")->type_name("ID");
-  which->require_option(1);
-  command->add_option("--record", asked->record, "The node where this record is in scope")
-      ->type_name("URI")
-      ->needs(node);
-  add_format(command, asked->json, "text (default), or json, an object a line");
-  return {command, [asked] { return run_explain(*asked); }};
+  add_render_options(made, asked->render);
+  command which = made.group("which", "What is explained (one of these)");
+  which.add("--line", asked->line, "The line of that number")
+      .type("N")
+      .between(uint64_t{1}, std::numeric_limits<uint64_t>::max());
+  which.add("--match", asked->match, "Each line that has this text in it").type("TEXT");
+  which.flag("--all", asked->all, "Every line");
+  const option node = which.add("--node", asked->id, "The node of that id").type("ID");
+  made.add("--record", asked->record, "The node where this record is in scope").type("URI").needs(node);
+  add_format(made, asked->json, "text (default), or json, an object a line");
+  return {made.get(), [asked] { return run_explain(*asked); }};
 }
 
 } // namespace tovra

@@ -115,15 +115,14 @@ int run_fmt(const fmt_options &asked) {
 
 tool add_fmt(CLI::App &app) {
   const auto asked = std::make_shared<fmt_options>();
-  auto *command = app.add_subcommand("fmt", "Write template files one way");
-  command->footer(
+  command made(app, "fmt", "Write template files one way");
+  made.footer(
       "Files are changed in place, and named; of a folder its templates, however deep. Without a name\n"
       "standard input goes to standard output. A file that does not load is left as it is, told of,\n"
       "and the exit status is 1. docs/tools.md tells what is changed and what is not.");
-  command->add_option("path", asked->paths, "Template files, and folders of them")->type_name("FILE|DIR");
-  command->add_flag("--check", asked->check,
-                    "Change nothing: name what is not formatted, with exit status 1");
-  return {command, [asked] { return run_fmt(*asked); }};
+  made.add("path", asked->paths, "Template files, and folders of them").type("FILE|DIR");
+  made.flag("--check", asked->check, "Change nothing: name what is not formatted, with exit status 1");
+  return {made.get(), [asked] { return run_fmt(*asked); }};
 }
 
 } // namespace tovra

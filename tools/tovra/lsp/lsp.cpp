@@ -113,17 +113,15 @@ int run_lsp(const options &asked) {
 
 tool add_lsp(CLI::App &app) {
   const auto asked = std::make_shared<options>();
-  auto *command =
-      app.add_subcommand("lsp", "Serve an editor: findings, definitions, completion while typing");
-  command->footer(
+  command made(app, "lsp", "Serve an editor: findings, definitions, completion while typing");
+  made.footer(
       "A language server on standard input and output: an editor starts it. What the editor's settings say\n"
       "of templates and data goes before these options. docs/editors.md tells how editors are set up.");
-  add_templates(command, *asked);
-  command
-      ->add_option("--data", asked->data, "The data file that templates are compared with and rendered for")
-      ->type_name("FILE");
-  add_classes(command, asked->classes);
-  return {command, [asked] { return run_lsp(*asked); }};
+  add_templates(made, *asked);
+  made.add("--data", asked->data, "The data file that templates are compared with and rendered for")
+      .type("FILE");
+  add_classes(made, asked->classes);
+  return {made.get(), [asked] { return run_lsp(*asked); }};
 }
 
 } // namespace tovra

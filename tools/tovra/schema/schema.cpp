@@ -25,12 +25,12 @@ int draw_schema(const std::vector<std::string> &files) {
 
 tool add_schema(CLI::App &app) {
   const auto files = std::make_shared<std::vector<std::string>>();
-  auto *command = app.add_subcommand("schema", "Write a first file of classes, for --classes");
-  command->footer(
+  command made(app, "schema", "Write a first file of classes, for --classes");
+  made.footer(
       "Writes the paths and properties of all data files, with the kind of their values where all have\n"
       "one, and what the classes of all that have a path say alike. None of the files is refused with it.");
-  command->add_option("data", *files, "Data files, - for standard input")->type_name("DATA")->required();
-  return {command, [files] { return draw_schema(*files); }};
+  made.add("data", *files, "Data files, - for standard input").type("DATA").required();
+  return {made.get(), [files] { return draw_schema(*files); }};
 }
 
 } // namespace tovra

@@ -211,47 +211,37 @@ int run_tests(test_options &asked) {
 
 tool add_test(CLI::App &app) {
   const auto asked = std::make_shared<test_options>();
-  auto *command =
-      app.add_subcommand("test", "Run golden cases: templates, data, and the text that they must give");
-  command->footer(
+  command made(app, "test", "Run golden cases: templates, data, and the text that they must give");
+  made.footer(
       "A case is a folder with a file 'args': a run of this program a line, 'NAME: ARGUMENTS', and with\n"
       "'NAME[STATUS]: ARGUMENTS' the exit status that it must have. It runs in the folder;\n"
       "expected/NAME.txt is what it must write to standard output, expected/NAME.err to standard\n"
       "error. The exit status is 1 when a run failed. docs/testing.md tells more.");
-  command->add_option("dir", asked->folders, "Folders that are searched for cases")
-      ->type_name("DIR")
-      ->required();
-  command->add_flag("--update", asked->how.update,
-                    "Write what runs give as what they must give, and show the difference");
+  made.add("dir", asked->folders, "Folders that are searched for cases").type("DIR").required();
+  made.flag("--update", asked->how.update,
+            "Write what runs give as what they must give, and show the difference");
   std::vector<std::string> names = test::variation_names();
   names.emplace_back("all");
-  command
-      ->add_option("--vary", asked->vary,
-                   "Repeat renders in ways that must change nothing: again, locale, order (of template "
-                   "files), trace, fetch (counts), yaml, sqlite (as the data), or all")
-      ->type_name("WHAT[,WHAT...]")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->check(CLI::IsMember(names));
-  command->add_option("--jobs", asked->jobs, "Runs at the same time (default: one a processor)")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1024));
-  command->add_option("--junit", asked->junit, "Write the results as JUnit XML too")->type_name("FILE");
-  auto *covered =
-      command
-          ->add_flag("--coverage{text}", asked->coverage,
-                     "Say too what the renders of all cases cover: text (default), json or lcov; repeatable")
-          ->type_name("[=FORMAT[:FILE]]")
-          ->take_all()
-          ->check(fault_of, "");
-  coverage::add_limits(command, asked->limits);
-  for (const char *limit : {"--fail-under", "--fail-under-properties"}) {
-    command->get_option(limit)->needs(covered);
-  }
-  command->add_option("--timeout", asked->how.seconds, "Seconds that a run may take (default: 300)")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(1, 100000));
-  return {command, [asked] { return run_tests(*asked); }};
+  made.add("--vary", asked->vary,
+           "Repeat renders in ways that must change nothing: again, locale, order (of template "
+           "files), trace, fetch (counts), yaml, sqlite (as the data), or all")
+      .type("WHAT[,WHAT...]")
+      .separated()
+      .among(names);
+  made.add("--jobs", asked->jobs, "Runs at the same time (default: one a processor)")
+      .type("N")
+      .between(1, 1024);
+  made.add("--junit", asked->junit, "Write the results as JUnit XML too").type("FILE");
+  option covered =
+      made.flag("--coverage{text}", asked->coverage,
+                "Say too what the renders of all cases cover: text (default), json or lcov; repeatable")
+          .type("[=FORMAT[:FILE]]")
+          .check(fault_of);
+  for (option &limit : coverage::add_limits(made, asked->limits)) limit.needs(covered);
+  made.add("--timeout", asked->how.seconds, "Seconds that a run may take (default: 300)")
+      .type("SECONDS")
+      .between(1, 100000);
+  return {made.get(), [asked] { return run_tests(*asked); }};
 }
 
 } // namespace tovra
