@@ -101,6 +101,7 @@ option command::each(const char *name, const std::function<void(const std::strin
                        },
                        help)
                     ->expected(1)
+                    ->allow_extra_args(false)
                     ->take_all());
 }
 
