@@ -1,4 +1,4 @@
-// Formatted texts.
+// Formatted texts, and texts as strings of JSON.
 #include "infra/text.hpp"
 
 #include <cstdio>
@@ -7,6 +7,20 @@
 #include "qmalloc/qmalloc.h"
 
 namespace infra {
+
+void put_quoted(std::string &json, std::string_view text) {
+  json += '"';
+  for (const char c : text) {
+    if (is_control(c)) {
+      const auto byte = static_cast<unsigned char>(c);
+      json.append("\\u00").append({hex_digits[byte >> 4], hex_digits[byte & 15]});
+    } else {
+      if (c == '"' || c == '\\') json += '\\';
+      json += c;
+    }
+  }
+  json += '"';
+}
 
 int print_new(char **text, const char *format, va_list arguments) {
   constexpr uint32_t callers_area = 0x2800000u;

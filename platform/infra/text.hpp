@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace infra {
@@ -34,6 +35,9 @@ inline char *put_escaped(char *at, char c) {
   for (const char shown : {'\\', 'x', hex_digits[byte >> 4], hex_digits[byte & 15]}) *at++ = shown;
   return at;
 }
+
+// Appends a text as a string of JSON.
+void put_quoted(std::string &json, std::string_view text);
 
 // A new formatted text, charged to the library's area: its length, or a negative result and none in `*text`.
 int print_new(char **text, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));

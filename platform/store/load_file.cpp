@@ -11,6 +11,7 @@
 
 #include "store/interfaces.hpp"
 #include "store/loader.hpp"
+#include "yang/document.hpp"
 
 namespace store {
 
@@ -144,6 +145,10 @@ auto guarded(const char *name, zu_do_error **error, Load &&load_it) noexcept -> 
   }
 }
 
+std::vector<std::string> strings(const char *const *texts, size_t count) {
+  return {texts, texts + count};
+}
+
 zu_store_text named(zu_store_text given) {
   if (given.name == nullptr) given.name = "";
   return given;
@@ -185,5 +190,22 @@ char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, z
     zu_yaml::document made;
     if (!store::convert(name, {text, length}, made, error)) return nullptr;
     return store::new_text(made.json);
+  });
+}
+
+char *zu_store_json_of_yang(const zu_store_yang *schema, const char *name, const char *text, size_t length,
+                            zu_do_error **error) {
+  if (name == nullptr) name = "";
+  return store::guarded(name, error, [&]() -> char * {
+    try {
+      const zu_yang::choice chosen = {store::strings(schema->directories, schema->directory_count),
+                                      store::strings(schema->modules, schema->module_count),
+                                      store::strings(schema->secrets, schema->secret_count)};
+      return store::new_text(text == nullptr ? zu_yang::read_classes(chosen)
+                                             : zu_yang::read_document(chosen, name, {text, length}));
+    } catch (const zu_yang::refusal &refused) {
+      store::report(error, ZU_FAILED, refused.message);
+      return nullptr;
+    }
   });
 }

@@ -34,6 +34,26 @@ zu_data_ifc *zu_store_load_yaml(const char *name, const char *text, size_t lengt
  * an error object when it is no such document. */
 char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, zu_do_error **error);
 
+/* ---- YANG instance data ---- */
+
+/* Modules, and where they are. */
+typedef struct zu_store_yang {
+  const char *const
+      *directories; /* with the modules, and those that they import; looked through to the ground */
+  size_t directory_count;
+  const char *const *modules; /* NAME[@REVISION][:FEATURE...] */
+  size_t module_count;
+  const char *const *secrets; /* names of types, and paths of nodes, whose values are hidden */
+  size_t secret_count;
+} zu_store_yang;
+
+/* An instance document (JSON or XML, without what is no configuration) as the text of a data file in JSON,
+ * its classes with all paths of the modules; none: a file of the classes alone. Freed with qfree_named. None
+ * and an error object, with a line `NAME:LINE: PATH: MESSAGE` for each fault, when it is not valid. The first
+ * call tells libyang to print no messages of its own. */
+char *zu_store_json_of_yang(const zu_store_yang *schema, const char *name, const char *text, size_t length,
+                            zu_do_error **error);
+
 /* ---- Databases of devices: SQLite files with records of many devices ---- */
 
 /* A data interface over `FILE`, which is loaded, or over `sqlite:FILE?device=NAME` (the only device may go

@@ -205,17 +205,9 @@ private:
     return number_of(text);
   }
   static std::string quoted(std::string_view text) {
-    std::string json = "\"";
-    for (const char c : text) {
-      if (infra::is_control(c)) {
-        const auto byte = static_cast<unsigned char>(c);
-        json.append("\\u00").append({infra::hex_digits[byte >> 4], infra::hex_digits[byte & 15]});
-      } else {
-        if (c == '"' || c == '\\') json += '\\';
-        json += c;
-      }
-    }
-    return json += '"';
+    std::string json;
+    infra::put_quoted(json, text);
+    return json;
   }
 
   size_t longest_;

@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "data_file.hpp"
+
 namespace tovra {
 
 option &option::type(const char *name) {
@@ -130,14 +132,28 @@ void add_templates(command &to, options &asked) {
       });
 }
 
-constexpr char data_help[] = "Data file (JSON, YAML), - for standard input, or sqlite:FILE?device=NAME";
+constexpr char data_help[] = "Data file (JSON, YAML), - for standard input, sqlite:FILE?device=NAME, or yang:FILE";
 
 void add_data(command &to, options &asked) {
   to.add("--data", asked.data, data_help).type("FILE").required();
   add_classes(to, asked.classes);
 }
 
+void add_yang(command &to) {
+  yang_modules &all = yang();
+  to.add("--yang-dir", all.directories, "Look for YANG modules there and below; may be repeated")
+      .type("DIR")
+      .repeatable();
+  to.add("--yang-module", all.names, "A module of YANG data, with its features; may be repeated")
+      .type("NAME[:FEATURE...]")
+      .repeatable();
+  to.add("--yang-secret", all.secrets, "Hide YANG values of a type, or at or below a path; may be repeated")
+      .type("TYPE|PATH")
+      .repeatable();
+}
+
 option add_classes(command &to, std::vector<std::string> &files) {
+  add_yang(to);
   return to.add("--classes", files, "A file of classes that count beside those of the data; may be repeated")
       .type("FILE")
       .repeatable();
@@ -174,6 +190,7 @@ std::vector<std::string> render_arguments(const options &asked) {
   if (asked.templates) give("--templates", *asked.templates);
   give("--data", asked.data);
   for (const auto &file : asked.classes) give("--classes", file);
+  for (auto &each : yang_arguments()) made.push_back(std::move(each));
   for (const auto &[name, file] : asked.named) give("--named", name + "=" + file);
   if (asked.config) give("--config", *asked.config);
   for (const auto &[name, text] : asked.arguments) give("--arg", name + "=" + text);

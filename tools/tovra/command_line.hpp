@@ -62,6 +62,9 @@ private:
 
 void add_templates(command &to, options &asked);
 void add_data(command &to, options &asked);
+// The modules of YANG data, for all that the process reads.
+void add_yang(command &to);
+// These too.
 option add_classes(command &to, std::vector<std::string> &files);
 // What says what is rendered: NODE, templates, data, configurations, arguments, flags.
 // With `several`, data files are taken there, as many as are given.

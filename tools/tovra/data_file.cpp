@@ -22,7 +22,13 @@ namespace {
 constexpr size_t most_from_a_stream = size_t{1} << 30;
 
 bool is_standard_input(const std::string &path) {
-  return path == "-" || path == "yaml:-";
+  return path == "-" || path == "yaml:-" || path == "yang:-";
+}
+
+constexpr std::string_view yang_scheme = "yang:";
+
+bool is_yang(const std::string &path) {
+  return path.starts_with(yang_scheme);
 }
 
 bool is_database(const std::string &path) {
@@ -30,7 +36,7 @@ bool is_database(const std::string &path) {
 }
 
 bool is_yaml(const std::string &path) {
-  if (is_database(path)) return false;
+  if (is_database(path) || is_yang(path)) return false;
   return path == "yaml:-" || path.ends_with(".yaml") || path.ends_with(".yml");
 }
 
@@ -81,11 +87,12 @@ bool read_all(const std::string &path, int file, size_t most, std::string &text)
 
 bool is_regular(const std::string &path) {
   struct stat about = {};
-  return !is_standard_input(path) && stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
+  return !is_standard_input(path) && !is_yang(path) && stat(path.c_str(), &about) == 0 &&
+         S_ISREG(about.st_mode);
 }
 
 data_handle or_said(zu_data_ifc *data, zu_do_error *error) {
-  if (data == nullptr) say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
+  if (data == nullptr) say_lines(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
   zu_do_error_deref(error);
   return data_handle(data);
 }
@@ -110,13 +117,49 @@ struct given_text {
   std::optional<std::string> text; // none: the store reads the file
 };
 
+std::vector<const char *> as_strings(const std::vector<std::string> &texts) {
+  std::vector<const char *> strings;
+  strings.reserve(texts.size());
+  for (const std::string &each : texts) strings.push_back(each.c_str());
+  return strings;
+}
+
+// YANG data as a data file; without a text the classes alone. None after a failure, which is said.
+std::optional<std::string> json_of_yang(const std::string &name, const std::optional<std::string> &text) {
+  const auto directories = as_strings(yang().directories);
+  const auto modules = as_strings(yang().names);
+  const auto secrets = as_strings(yang().secrets);
+  const zu_store_yang schema = {directories.data(), directories.size(), modules.data(),
+                                modules.size(),     secrets.data(),     secrets.size()};
+  zu_do_error *error = nullptr;
+  auto made = taken(zu_store_json_of_yang(&schema, name.c_str(), text ? text->data() : nullptr,
+                                          text ? text->size() : 0, &error));
+  if (!made) or_said(nullptr, error);
+  return made;
+}
+
+std::optional<std::string> read_yang(const std::string &path) {
+  const bool is_file = !is_standard_input(path);
+  const std::string file = is_file ? path.substr(yang_scheme.size()) : path;
+  const auto text = read_text(file);
+  return text ? json_of_yang(is_file ? file : data_name(path), text) : std::nullopt;
+}
+
 // Its text, whatever it is; none after a failure, which is said.
 std::optional<std::string> text_of(const std::string &path) {
+  if (is_yang(path)) return read_yang(path);
   if (!is_database(path)) return read_text(path);
   zu_do_error *error = nullptr;
   auto text = taken(zu_store_export(path.c_str(), &error));
   if (!text) or_said(nullptr, error);
   return text;
+}
+
+// Adds the classes of YANG modules beside other data than theirs. False after a failure, which is said.
+bool add_modules(std::vector<given_text> &given) {
+  if (yang().names.empty() || is_yang(given.front().path)) return true;
+  given.push_back({"YANG modules", json_of_yang("YANG modules", std::nullopt)});
+  return given.back().text.has_value();
 }
 
 data_handle load_texts(const std::vector<given_text> &given) {
@@ -137,13 +180,26 @@ data_handle load_texts(const std::vector<given_text> &given) {
 
 } // namespace
 
+yang_modules &yang() {
+  static yang_modules all;
+  return all;
+}
+
+std::vector<std::string> yang_arguments() {
+  std::vector<std::string> made;
+  for (const auto &each : yang().directories) made.push_back("--yang-dir=" + each);
+  for (const auto &each : yang().names) made.push_back("--yang-module=" + each);
+  for (const auto &each : yang().secrets) made.push_back("--yang-secret=" + each);
+  return made;
+}
+
 std::string data_name(const std::string &path) {
   return is_standard_input(path) ? "standard input" : path;
 }
 
 data_handle load_data(const std::string &path, const std::vector<std::string> &classes) {
   const progress shown("loading " + data_name(path));
-  if (classes.empty() && is_database(path)) {
+  if (classes.empty() && yang().names.empty() && is_database(path)) {
     zu_do_error *error = nullptr;
     zu_data_ifc *data = zu_store_open(path.c_str(), &error);
     return or_said(data, error);
@@ -155,6 +211,7 @@ data_handle load_data(const std::string &path, const std::vector<std::string> &c
     each.text = text_of(each.path);
     if (!each.text) return nullptr;
   }
+  if (!add_modules(given)) return nullptr;
   return load_texts(given);
 }
 
@@ -171,6 +228,7 @@ std::optional<std::vector<std::string>> read_good_data(const std::string &path,
   for (const given_text &each : given) {
     if (!each.text) return std::nullopt;
   }
+  if (!add_modules(given)) return std::nullopt;
   if (!load_texts(given)) return std::nullopt;
   std::vector<std::string> texts;
   for (const given_text &each : given) {

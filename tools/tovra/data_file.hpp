@@ -1,5 +1,6 @@
 // Data as the program reads it: files, of which those that are not regular have a bound; "-" is standard
-// input ("yaml:-" when that is YAML), "sqlite:FILE?device=NAME" a device of a database.
+// input ("yaml:-" when that is YAML), "sqlite:FILE?device=NAME" a device of a database, "yang:FILE" YANG
+// data.
 #pragma once
 
 #include <memory>
@@ -15,6 +16,15 @@ struct data_deleter {
   void operator()(zu_data_ifc *data) const { data->ops->free(data); }
 };
 using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
+
+// The modules of YANG data, which are the same for all that the process reads. Without such data they count
+// as a file of classes.
+struct yang_modules {
+  std::vector<std::string> directories, names, secrets;
+};
+yang_modules &yang();
+// What says the same again, for a process of its own.
+std::vector<std::string> yang_arguments();
 
 // How messages name it: standard input has no path.
 std::string data_name(const std::string &path);

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "../commands.hpp"
+#include "../data_file.hpp"
 #include "../output.hpp"
 #include "inspect.hpp"
 
@@ -12,7 +13,7 @@ int check_templates(const options &asked) {
   const auto directories = template_directories(asked.templates);
   if (!directories) return failed;
   std::optional<check::data_set> data;
-  if (!asked.data.empty() || !asked.classes.empty()) {
+  if (!asked.data.empty() || !asked.classes.empty() || !yang().names.empty()) {
     data = check::read_data(asked.data, asked.classes);
     if (!data) return failed;
   }

@@ -305,7 +305,9 @@ const property_data *data_set::find(const std::string &path, const std::string &
 std::optional<data_set> read_data(const std::string &file, const std::vector<std::string> &classes) {
   const auto texts = read_good_data(file, classes);
   if (!texts) return std::nullopt;
-  data_set data{data_name(file), {}, {"loc"}, !classes.empty()};
+  const bool has_modules = !yang().names.empty();
+  const std::string name = file.empty() && has_modules ? "YANG modules" : data_name(file);
+  data_set data{name, {}, {"loc"}, !classes.empty() || has_modules, has_modules};
   for (const std::string &text : *texts) reader(data, text).read();
   return data;
 }

@@ -72,7 +72,8 @@ struct data_set {
   std::string file;
   std::map<std::string, path_data> paths; // "/system/ifc"; "//locations" for locations themselves
   std::set<std::string> location_keys;    // of the locations of all records
-  bool has_schema = false;                // there are files of classes
+  bool has_schema = false;                // there are files of classes, or YANG modules
+  bool has_modules = false;               // all leaves of YANG modules are told that no template uses
 
   const path_data *find(const std::string &path) const; // or none
   // A property by the name that a template has for it.

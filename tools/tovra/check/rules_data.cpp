@@ -160,12 +160,19 @@ void find_unknown_properties(const subject &subject, const teller &tell) {
 void find_unread_records(const subject &subject, const teller &tell) {
   if (subject.data == nullptr || !all_are_sound(subject.templates)) return;
   const auto read = paths_read(subject.templates);
+  const bool modules = subject.data->has_modules;
   for (const auto &[path, about] : subject.data->paths) {
-    if (about.records == 0 || read.contains(path)) continue;
-    tell(subject.data->file, about.number,
-         "no template reads " + path + " (" + std::to_string(about.records) +
-             (about.records == 1 ? " record)" : " records)"),
-         path);
+    if (read.contains(path) || (modules ? about.properties.empty() : about.records == 0)) continue;
+    std::string message = "no template reads " + path;
+    if (about.records != 0) {
+      message += " (" + std::to_string(about.records) + (about.records == 1 ? " record)" : " records)");
+    }
+    const char *before = ": ";
+    for (const std::string &name : modules ? about.names() : std::set<std::string>()) {
+      message += before + name;
+      before = ", ";
+    }
+    tell(subject.data->file, about.number, message, path);
   }
 }
 
@@ -180,7 +187,8 @@ void find_unread_properties(const subject &subject, const teller &tell) {
   for (const auto &[path, about] : subject.data->paths) {
     if (!read.contains(path)) continue;
     for (const auto &[name, property] : about.properties) {
-      if (!property.given || used[path].contains(name)) continue;
+      const bool counts = property.given || (subject.data->has_modules && !property.said.is_null());
+      if (!counts || used[path].contains(name)) continue;
       tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path, path + " " + name);
     }
   }

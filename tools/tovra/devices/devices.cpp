@@ -89,10 +89,11 @@ tool add_import(CLI::App &app) {
       "In the place of what the database has under that name, whole or not at all. It is made when there\n"
       "is none. `--data sqlite:FILE?device=NAME` reads it. docs/data.md has an example.");
   static import_options asked;
-  made.add("source", asked.source, "Data file, - for standard input, or a device of a database")
+  made.add("source", asked.source, "Data file, - for standard input, a device of a database, or yang:FILE")
       .type("SOURCE")
       .required();
   made.add("target", asked.target, "The database: sqlite:FILE").type("TARGET").required();
+  add_yang(made);
   made.add("--device", asked.device, "The name of the device in the database").type("NAME");
   return {made.get(), [] { return import(asked); }};
 }
@@ -100,7 +101,7 @@ tool add_import(CLI::App &app) {
 tool add_export(CLI::App &app) {
   command made(app, "export", "Write a device as a data file");
   static export_options asked;
-  made.add("source", asked.source, "Data file, - for standard input, or sqlite:FILE?device=NAME")
+  made.add("source", asked.source, "Data file, - for standard input, sqlite:FILE?device=NAME, or yang:FILE")
       .type("SOURCE")
       .required();
   made.each(
@@ -108,6 +109,7 @@ tool add_export(CLI::App &app) {
           "json (default) or yaml")
       .type("FORMAT")
       .among({"json", "yaml"});
+  add_yang(made);
   made.add("--output", asked.output, "Write to a file, whole or not at all").type("FILE");
   return {made.get(), [] { return export_data(asked); }};
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "../command_line.hpp"
+#include "../data_file.hpp"
 #include "../commands.hpp"
 #include "../output.hpp"
 #include "../process.hpp"
@@ -35,6 +36,7 @@ process_request render_request(const diff_options &asked, const std::string &nam
   const std::string &templates = asked.data.empty() ? asked.templates : name;
   if (!templates.empty()) made.arguments.push_back("--templates=" + templates);
   made.arguments.push_back("--data=" + (asked.data.empty() ? name : asked.data));
+  for (auto &each : yang_arguments()) made.arguments.push_back(std::move(each));
   made.arguments.insert(made.arguments.end(), asked.render.begin(), asked.render.end());
   return made;
 }
@@ -95,6 +97,7 @@ tool add_diff(CLI::App &app) {
     };
     return made.each(name, take, help);
   };
+  add_yang(made);
   pass("--classes", "A file of classes that count beside those of the data; may be repeated").type("FILE");
   pass("--arg", "A walk argument, as a text").type("NAME=TEXT");
   pass("--arg-json", "A walk argument, as a JSON value").type("NAME=TEXT");

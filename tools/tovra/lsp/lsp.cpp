@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "../command_line.hpp"
+#include "../data_file.hpp"
 #include "../output.hpp"
 #include "../process.hpp"
 #include "../tools.hpp"
@@ -28,6 +29,7 @@ lsp::explained explain_node(const std::string &id, const std::string &directorie
   asked.arguments = {"explain", "--node=" + id, "--templates=" + directories, "--data=" + data,
                      "--format=json"};
   for (const std::string &file : classes) asked.arguments.push_back("--classes=" + file);
+  for (std::string &each : yang_arguments()) asked.arguments.push_back(std::move(each));
   asked.seconds = render_seconds;
   process_outcome got = run_self(asked);
   if (got.timed_out) got.error = "it takes longer than " + std::to_string(render_seconds) + " seconds";

@@ -175,8 +175,13 @@ private:
     if (any) hold(plain, "data from " + kind, make(arguments));
   }
   outcome made_from(const std::string &file, const std::string &made, const std::string &kind) {
-    if (kind == "yaml") return make({"export", file, "--format", kind, "--output", made});
-    return make({"import", file, made, "--device", "d"});
+    std::vector<std::string> words{"import", file, made, "--device", "d"};
+    if (kind == "yaml") words = {"export", file, "--format", kind, "--output", made};
+    for (size_t i = 1; i + 1 < run_.arguments.size(); ++i) {
+      if (!run_.arguments[i].starts_with("--yang-")) continue;
+      words.insert(words.end(), {run_.arguments[i], run_.arguments[i + 1]});
+    }
+    return make(words);
   }
 
   static outcome without_traces(outcome got) {

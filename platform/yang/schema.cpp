@@ -1,0 +1,267 @@
+// Loads YANG modules, and tells what paths and properties they have.
+#include "yang/schema.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+
+#include <libyang/plugins_exts.h>
+
+#include "infra/text.hpp"
+#include "yang/typedefs.hpp"
+
+namespace zu_yang {
+
+namespace {
+
+constexpr uint16_t inner_nodes = LYS_CONTAINER | LYS_LIST;
+constexpr uint16_t term_nodes = LYS_LEAF | LYS_LEAFLIST;
+
+// Its messages are asked for, not printed. They cannot be kept for one thread alone: where it reads unions
+// it sets that back itself.
+void keep_messages() {
+  static std::once_flag once;
+  std::call_once(once, [] { ly_log_options(LY_LOSTORE); });
+}
+
+// The file of a module that may have failed to load; else its name.
+std::string file_of(const ly_ctx *of, const std::string &module) {
+  char *found = nullptr;
+  LYS_INFORMAT format = LYS_IN_UNKNOWN;
+  lys_search_localfile(ly_ctx_get_searchdirs(of), 0, module.c_str(), nullptr, &found, &format);
+  const std::string file = found != nullptr ? found : "YANG module " + module;
+  free(found);
+  return file;
+}
+
+// What stands between the quotes behind some words; empty when they do not stand there.
+std::string quoted_behind(std::string_view text, std::string_view words) {
+  const size_t at = text.rfind(words);
+  if (at == text.npos) return "";
+  text.remove_prefix(at + words.size());
+  const size_t end = std::min(text.find("\", line number"), text.rfind('"'));
+  return std::string(text.substr(0, end));
+}
+
+// The path that libyang tells as "/path", Data location "/path", line number 5. or the like.
+std::string path_in(std::string_view told) {
+  if (told.starts_with('/')) return std::string(told);
+  return quoted_behind(told, "ocation \"");
+}
+
+// The line that it tells, or nothing.
+std::string line_in(std::string_view told) {
+  constexpr std::string_view words = "ine number ";
+  const size_t at = told.rfind(words);
+  if (at == told.npos) return "";
+  told.remove_prefix(at + words.size());
+  return ":" + std::string(told.substr(0, told.find_first_not_of("0123456789")));
+}
+
+std::string message_of(const ly_err_item &item, const std::string &file) {
+  const std::string_view told = item.path != nullptr ? item.path : "";
+  std::string_view words = item.msg != nullptr ? item.msg : "";
+  if (words.ends_with('.')) words.remove_suffix(1);
+  const std::string path = path_in(told);
+  return file + line_in(told) + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
+}
+
+// The file that an error of a module is in: a later one says which module is not parsed, or its path does.
+std::string module_file(const ly_ctx *of, const ly_err_item &item, const std::string &asked) {
+  const std::string_view told = item.path != nullptr ? item.path : "";
+  if (told.starts_with('/')) return file_of(of, std::string(told.substr(1, told.find(':') - 1)));
+  if (line_in(told).empty()) return "YANG module " + asked;
+  for (const ly_err_item *next = item.next; next != nullptr; next = next->next) {
+    const std::string module = quoted_behind(next->msg != nullptr ? next->msg : "", "Parsing module \"");
+    if (!module.empty()) return file_of(of, module);
+  }
+  return "YANG module " + asked;
+}
+
+template <class File>
+[[noreturn]] void refuse_all(const ly_ctx *of, LY_ERR code, const std::string &name, File &&file_of_item) {
+  std::string message;
+  for (const ly_err_item *item = of != nullptr ? ly_err_first(of) : nullptr; item != nullptr;
+       item = item->next) {
+    if (item->no == LY_EMEM) throw std::bad_alloc();
+    if (item->level != LY_LLERR) continue;
+    message += (message.empty() ? "" : "\n") + message_of(*item, file_of_item(*item));
+  }
+  if (code == LY_EMEM) throw std::bad_alloc();
+  if (message.empty()) message = name + ": libyang failed with code " + std::to_string(code);
+  throw refusal{message};
+}
+
+[[noreturn]] void refuse_module(const ly_ctx *of, LY_ERR code, const std::string &module) {
+  refuse_all(of, code, "YANG module " + module,
+             [&](const ly_err_item &item) { return module_file(of, item, module); });
+}
+
+// NETCONF's access control lets nobody read it who is not named.
+bool is_denied(const lysc_node *node) {
+  const auto extensions = items(node->exts);
+  return std::any_of(extensions.begin(), extensions.end(), [](const lysc_ext_instance &each) {
+    return std::string_view(each.def->name) == "default-deny-all" &&
+           std::string_view(each.def->module->name) == "ietf-netconf-acm";
+  });
+}
+
+bool is_record_data(const lysc_node *node) {
+  return (node->nodetype & (inner_nodes | term_nodes)) != 0 && (node->flags & LYS_CONFIG_W) != 0;
+}
+
+std::vector<const lysc_node *> children_of(const lysc_node *parent, const lysc_module *module) {
+  std::vector<const lysc_node *> found;
+  const lysc_node *node = nullptr;
+  while ((node = lys_getnext(node, parent, module, 0)) != nullptr) {
+    if (is_record_data(node)) found.push_back(node);
+  }
+  return found;
+}
+
+} // namespace
+
+void refuse(const ly_ctx *of, LY_ERR code, std::string_view name) {
+  const std::string file(name);
+  refuse_all(of, code, file, [&](const ly_err_item &) { return file; });
+}
+
+std::string path_of(const lysc_node *node) {
+  const std::unique_ptr<char, void (*)(void *)> made(lysc_path(node, LYSC_PATH_DATA, nullptr, 0), free);
+  if (made == nullptr) throw std::bad_alloc();
+  return made.get();
+}
+
+schema::schema(const choice &chosen) : chosen_(chosen), found_(chosen.secrets.size()) {
+  keep_messages();
+  ly_ctx *made = nullptr;
+  constexpr uint16_t options =
+      LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIR_CWD | LY_CTX_SET_PRIV_PARSED | LY_CTX_EXPLICIT_COMPILE;
+  const LY_ERR code = ly_ctx_new(nullptr, options, &made);
+  context_.reset(made);
+  if (code != LY_SUCCESS) refuse(made, code, "YANG modules");
+  for (const std::string &each : chosen.directories) {
+    const LY_ERR failed = ly_ctx_set_searchdir(made, each.c_str());
+    if (failed != LY_SUCCESS && failed != LY_EEXIST) refuse(made, failed, "YANG modules");
+  }
+  if (chosen.modules.empty()) throw refusal{"YANG data need the names of their modules"};
+  for (const std::string &each : chosen.modules) load(each);
+  if (const LY_ERR failed = ly_ctx_compile(made); failed != LY_SUCCESS) {
+    refuse_module(made, failed, chosen.modules.back());
+  }
+  add_places();
+  const auto missed = std::find(found_.begin(), found_.end(), false);
+  if (missed != found_.end()) {
+    throw refusal{"no leaf of the YANG modules is of the type or path \"" +
+                  chosen.secrets[static_cast<size_t>(missed - found_.begin())] + "\", which is to be secret"};
+  }
+}
+
+void schema::load(const std::string &module) {
+  std::vector<std::string> words; // the name, and its features
+  for (size_t at = 0; at <= module.size();) {
+    const size_t end = std::min(module.find(':', at), module.size());
+    words.push_back(module.substr(at, end - at));
+    at = end + 1;
+  }
+  std::vector<const char *> features;
+  for (size_t i = 1; i < words.size(); ++i) features.push_back(words[i].c_str());
+  features.push_back(nullptr);
+  const size_t at = words[0].find('@');
+  const std::string name = words[0].substr(0, at);
+  const std::string revision = at != name.npos ? words[0].substr(at + 1) : "";
+  const lys_module *loaded = ly_ctx_load_module(context_.get(), name.c_str(),
+                                                revision.empty() ? nullptr : revision.c_str(), features.data());
+  if (loaded == nullptr) refuse_module(context_.get(), LY_EINVAL, name);
+}
+
+void schema::add_places() {
+  places_.push_back({nullptr, "", "", {}});
+  secret_places_.push_back(false);
+  std::vector<const lysc_node *> top;
+  uint32_t at = 0;
+  while (const lys_module *module = ly_ctx_get_module_iter(context_.get(), &at)) {
+    if (!module->implemented || module->compiled == nullptr) continue;
+    for (const lysc_node *node : children_of(nullptr, module->compiled)) top.push_back(node);
+  }
+  add_children(0, top);
+}
+
+void schema::add_children(uint32_t parent, const std::vector<const lysc_node *> &children) {
+  std::map<std::string_view, size_t> count;
+  for (const lysc_node *node : children) ++count[node->name];
+  for (const std::string_view own : {"_uri", "_coll_uri", "_pending_attrs"}) ++count[own]; // the store's
+  for (const lysc_node *node : children) {
+    const bool is_inner = (node->nodetype & inner_nodes) != 0;
+    // A ':' ends the name of a property in templates.
+    std::string name = count[node->name] == 1 ? "" : node->module->name;
+    if (!name.empty()) name += is_inner ? ':' : '.';
+    name += node->name;
+    if (!is_inner) {
+      add_leaf(parent, node, std::move(name));
+      continue;
+    }
+    const auto made = static_cast<uint32_t>(places_.size());
+    const std::string path = places_[parent].path + "/" + name;
+    const bool secret = is_named_secret(node, path, nullptr) || secret_places_[parent];
+    indexes_.emplace(node, made);
+    places_.push_back({node, name, path, {}});
+    secret_places_.push_back(secret);
+    add_children(made, children_of(node, nullptr));
+  }
+}
+
+void schema::add_leaf(uint32_t parent, const lysc_node *node, std::string name) {
+  leaf made{node, std::move(name), type_name(node), (node->flags & LYS_KEY) != 0, false, false};
+  made.has_default = made.is_list() ? reinterpret_cast<const lysc_node_leaflist *>(node)->dflts != nullptr
+                                    : reinterpret_cast<const lysc_node_leaf *>(node)->dflt != nullptr;
+  const std::string path = places_[parent].path + "/" + made.name;
+  const bool named = is_named_secret(node, path, &made);
+  if (named && made.key) throw refusal{path + ": a key cannot be secret: it stands in URIs"};
+  made.secret = named || (secret_places_[parent] && !made.key);
+  if (made.secret) made.type = "PasswordString";
+  note_identities(made.value_type());
+  indexes_.emplace(node, static_cast<uint32_t>(places_[parent].leaves.size()));
+  places_[parent].leaves.push_back(std::move(made));
+}
+
+// Whether the modules or who chose them call it secret.
+bool schema::is_named_secret(const lysc_node *node, const std::string &path, const leaf *of) {
+  const std::string own_path = path_of(node);
+  // The extension goes on to all below, which only the one above has to say.
+  const lysc_node *above = lysc_data_parent(node);
+  bool secret = (is_denied(node) && (above == nullptr || !is_denied(above))) ||
+                (of != nullptr && of->type == "PasswordString");
+  for (size_t i = 0; i < chosen_.secrets.size(); ++i) {
+    const std::string &each = chosen_.secrets[i];
+    const bool is_it = each.starts_with('/') ? each == path || each == own_path
+                                             : of != nullptr && is_of_type(node, each);
+    if (!is_it) continue;
+    secret = found_[i] = true;
+  }
+  return secret;
+}
+
+std::string schema::classes() const {
+  std::string json = "{";
+  for (size_t i = 1; i < places_.size(); ++i) {
+    const place &of = places_[i];
+    json += i == 1 ? "\n" : ",\n";
+    infra::put_quoted(json, of.path);
+    json += ":{";
+    for (const leaf &each : of.leaves) {
+      if (&each != of.leaves.data()) json += ',';
+      infra::put_quoted(json, each.name);
+      json += ":" + declaration(each);
+    }
+    json += '}';
+  }
+  return json + "\n}";
+}
+
+std::string read_classes(const choice &chosen) {
+  return "{\"classes\":" + schema(chosen).classes() + "}\n";
+}
+
+} // namespace zu_yang

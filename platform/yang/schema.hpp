@@ -1,0 +1,111 @@
+// What YANG modules say of records: the paths that there are, and the properties of each.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <libyang/libyang.h>
+
+#include "yang/document.hpp"
+
+namespace zu_yang {
+
+struct context_deleter {
+  void operator()(ly_ctx *context) const { ly_ctx_destroy(context); }
+};
+using context = std::unique_ptr<ly_ctx, context_deleter>;
+
+// All errors that libyang has kept, a line each: `NAME:LINE: PATH: MESSAGE`, without what it does not tell.
+// Throws std::bad_alloc when it had no memory.
+[[noreturn]] void refuse(const ly_ctx *of, LY_ERR code, std::string_view name);
+
+// The path of a node in data.
+std::string path_of(const lysc_node *node);
+
+// A leaf or a leaf-list, which is a property of its parent's records.
+struct leaf {
+  const lysc_node *node;
+  std::string name;
+  std::string type; // typedef name, or empty
+  bool key;
+  bool secret;
+  bool has_default;
+
+  bool is_list() const { return node->nodetype == LYS_LEAFLIST; }
+  bool in_order_of_values() const { return is_list() && (node->flags & LYS_ORDBY_USER) == 0; }
+  const lysc_type *value_type() const {
+    return is_list() ? reinterpret_cast<const lysc_node_leaflist *>(node)->type
+                     : reinterpret_cast<const lysc_node_leaf *>(node)->type;
+  }
+};
+
+// A container or a list: a path of records. The first one is what stands above all modules.
+struct place {
+  const lysc_node *node;
+  std::string segment; // the name in URIs
+  std::string path;
+  std::vector<leaf> leaves;
+
+  bool in_order_of_keys() const {
+    return node->nodetype == LYS_LIST && (node->flags & LYS_ORDBY_USER) == 0;
+  }
+};
+
+// How values stand in order: numbers by size, texts by bytes.
+struct order_key {
+  bool is_text;
+  long double number;
+  std::string_view text;
+
+  auto operator<=>(const order_key &) const = default;
+};
+
+class schema {
+public:
+  explicit schema(const choice &chosen); // throws refusal
+
+  ly_ctx *context() const { return context_.get(); }
+  const std::vector<place> &places() const { return places_; }
+  // Of a container or list its place, of a leaf its index there. The node is one of those.
+  uint32_t index_of(const lysc_node *node) const { return indexes_.find(node)->second; }
+  bool has(const lysc_node *node) const { return indexes_.contains(node); }
+
+  // The class of each path, as members of a JSON object, a line each.
+  std::string classes() const;
+  // A value as a text, which stands as it is in JSON when it is no text. It lives as long as the value.
+  struct shown {
+    std::string_view text;
+    bool is_text;
+  };
+  shown show(const leaf &of, const lyd_value &value) const;
+  void put_value(std::string &json, const leaf &of, const lyd_value &value) const;
+  // Several values of a leaf-list, in their order.
+  void put_values(std::string &json, const leaf &of, std::vector<const lyd_value *> values) const;
+  order_key order_of(const lyd_value &value) const;
+
+private:
+  void load(const std::string &module);
+  void add_places();
+  void add_children(uint32_t parent, const std::vector<const lysc_node *> &children);
+  void add_leaf(uint32_t parent, const lysc_node *node, std::string name);
+  bool is_named_secret(const lysc_node *node, const std::string &path, const leaf *of);
+  std::string declaration(const leaf &of) const;
+  std::string_view canonical(const lyd_value &value) const;
+  void note_identities(const lysc_type *type);
+
+  const choice &chosen_;
+  zu_yang::context context_;
+  std::vector<place> places_;
+  std::vector<bool> secret_places_;
+  std::unordered_map<const lysc_node *, uint32_t> indexes_;
+  std::vector<bool> found_; // of the secrets that were chosen
+  // The names of the identities that a type allows.
+  using identity_names = std::map<const lysc_ident *, std::string>;
+  std::unordered_map<const lysc_type *, identity_names> identities_;
+};
+
+} // namespace zu_yang
