@@ -49,6 +49,7 @@ _tovra() {
         [[ $word == *:* ]] && prefix=${word%:*}: word=${word##*:}
         _tovra_files -d
         ;;
+      --yang-dir) _tovra_files -d ;;
       --data | --output | --classes) _tovra_files -f ;;
       --named)
         [[ $word == *=* ]] && prefix=${word%%=*}= word=${word#*=} && _tovra_files -f
@@ -60,7 +61,7 @@ _tovra() {
       --config)
         _tovra_choose < <(grep -oE -e '--named[ =]+[^= ]+=' <<<"$line" | sed -E 's/--named[ =]+(.*)=/\1/')
         ;;
-      --arg | --arg-json | --fetch-count | --fail-under*) COMPREPLY=() ;;
+      --arg | --arg-json | --fetch-count | --yang-* | --fail-under*) COMPREPLY=() ;;
       *)
         if [[ $word == -* ]]; then
           _tovra_choose < <(_tovra_help options "$command")

@@ -47,8 +47,8 @@ function __tovra_after
     contains -- (__tovra_words)[-1] $argv
 end
 
-set -l with_file --templates --data --output --classes --named
-set -l with_value $with_file --config --arg --arg-json --fetch-count --trace --color --format --fail-under --fail-under-properties
+set -l with_file --templates --data --output --classes --named --yang-dir
+set -l with_value $with_file --config --arg --arg-json --fetch-count --yang-module --yang-secret --trace --color --format --fail-under --fail-under-properties
 
 complete -c tovra -f
 complete -c tovra -n 'not __tovra_command >/dev/null' -a '(__tovra_commands)'

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <new>
+#include <utility>
 
 #include "infra/text.hpp"
 #include "yang/schema.hpp"
@@ -42,12 +42,17 @@ void open_json(std::string &text) {
   constexpr std::string_view envelope = "\"ietf-restconf:data\"";
   const size_t brace = text.find_first_not_of(blanks);
   const size_t name = text.find_first_not_of(blanks, brace + 1);
-  if (brace == text.npos || text[brace] != '{' || name == text.npos || !text.substr(name).starts_with(envelope)) return;
+  if (brace == text.npos || text[brace] != '{' || name == text.npos ||
+      !text.substr(name).starts_with(envelope))
+    return;
   const size_t colon = text.find_first_not_of(blanks, name + envelope.size());
+  if (colon == text.npos || text[colon] != ':') return;
+  const size_t inner = text.find_first_not_of(blanks, colon + 1);
   const size_t last = text.find_last_not_of(blanks);
-  if (colon == text.npos || text[colon] != ':' || text[last] != '}') return;
-  blank(text, brace, colon + 1);
-  blank(text, last, last + 1);
+  const size_t inner_last = text.find_last_not_of(blanks, last - 1);
+  if (inner == text.npos || text[inner] != '{' || text[last] != '}' || text[inner_last] != '}') return;
+  blank(text, brace + 1, inner + 1);
+  blank(text, inner_last, inner_last + 1);
 }
 
 // The start of the first element; behind it, unless nothing is there.
@@ -87,9 +92,11 @@ tree parse(ly_ctx *context, std::string_view name, std::string text) {
   if (start == text.npos) refuse_at(name, text, 0, "the document is empty");
   const bool is_xml = text[start] == '<';
   is_xml ? open_xml(text) : open_json(text);
+  if (!is_xml) std::swap(text[0], text[start]); // it counts the lines in front of the first token twice
 
   ly_in *opened = nullptr;
-  if (const LY_ERR code = ly_in_new_memory(text.c_str(), &opened); code != LY_SUCCESS) refuse(context, code, name);
+  if (const LY_ERR code = ly_in_new_memory(text.c_str(), &opened); code != LY_SUCCESS)
+    refuse(context, code, name);
   const input from(opened);
   lyd_node *parsed = nullptr;
   // Validated later: state, which is left out, need not be whole.
@@ -204,7 +211,8 @@ private:
       // The class has the default, which is not in force where the leaf has no place.
       const bool by_class = !is_root && of.has_default;
       if (node == nullptr ? !by_class : by_class && (node->flags & LYD_DEFAULT) != 0) continue;
-      if (of.key && of_.show(of, value_of(node)).is_text) continue; // the URI says it
+      const bool in_uri = of.key && (of.of_one_kind || of_.show(of, value_of(node)).is_text);
+      if (in_uri) continue; // where a number of a union would be taken for a text
       json_ += any ? "," : "";
       any = true;
       infra::put_quoted(json_, of.name);

@@ -171,8 +171,8 @@ void schema::load(const std::string &module) {
   const size_t at = words[0].find('@');
   const std::string name = words[0].substr(0, at);
   const std::string revision = at != name.npos ? words[0].substr(at + 1) : "";
-  const lys_module *loaded = ly_ctx_load_module(context_.get(), name.c_str(),
-                                                revision.empty() ? nullptr : revision.c_str(), features.data());
+  const lys_module *loaded = ly_ctx_load_module(
+      context_.get(), name.c_str(), revision.empty() ? nullptr : revision.c_str(), features.data());
   if (loaded == nullptr) refuse_module(context_.get(), LY_EINVAL, name);
 }
 
@@ -213,7 +213,8 @@ void schema::add_children(uint32_t parent, const std::vector<const lysc_node *> 
 }
 
 void schema::add_leaf(uint32_t parent, const lysc_node *node, std::string name) {
-  leaf made{node, std::move(name), type_name(node), (node->flags & LYS_KEY) != 0, false, false};
+  leaf made{node, std::move(name), type_name(node), (node->flags & LYS_KEY) != 0, false, false, false};
+  made.of_one_kind = is_of_one_kind(made.value_type());
   made.has_default = made.is_list() ? reinterpret_cast<const lysc_node_leaflist *>(node)->dflts != nullptr
                                     : reinterpret_cast<const lysc_node_leaf *>(node)->dflt != nullptr;
   const std::string path = places_[parent].path + "/" + made.name;
@@ -235,8 +236,8 @@ bool schema::is_named_secret(const lysc_node *node, const std::string &path, con
                 (of != nullptr && of->type == "PasswordString");
   for (size_t i = 0; i < chosen_.secrets.size(); ++i) {
     const std::string &each = chosen_.secrets[i];
-    const bool is_it = each.starts_with('/') ? each == path || each == own_path
-                                             : of != nullptr && is_of_type(node, each);
+    const bool is_it =
+        each.starts_with('/') ? each == path || each == own_path : of != nullptr && is_of_type(node, each);
     if (!is_it) continue;
     secret = found_[i] = true;
   }

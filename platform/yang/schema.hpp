@@ -26,12 +26,16 @@ using context = std::unique_ptr<ly_ctx, context_deleter>;
 // The path of a node in data.
 std::string path_of(const lysc_node *node);
 
+// Whether all values of a type are of one kind.
+bool is_of_one_kind(const lysc_type *type);
+
 // A leaf or a leaf-list, which is a property of its parent's records.
 struct leaf {
   const lysc_node *node;
   std::string name;
   std::string type; // typedef name, or empty
   bool key;
+  bool of_one_kind; // which the class says
   bool secret;
   bool has_default;
 
@@ -50,9 +54,7 @@ struct place {
   std::string path;
   std::vector<leaf> leaves;
 
-  bool in_order_of_keys() const {
-    return node->nodetype == LYS_LIST && (node->flags & LYS_ORDBY_USER) == 0;
-  }
+  bool in_order_of_keys() const { return node->nodetype == LYS_LIST && (node->flags & LYS_ORDBY_USER) == 0; }
 };
 
 // How values stand in order: numbers by size, texts by bytes.
@@ -71,8 +73,7 @@ public:
   ly_ctx *context() const { return context_.get(); }
   const std::vector<place> &places() const { return places_; }
   // Of a container or list its place, of a leaf its index there. The node is one of those.
-  uint32_t index_of(const lysc_node *node) const { return indexes_.find(node)->second; }
-  bool has(const lysc_node *node) const { return indexes_.contains(node); }
+  uint32_t index_of(const lysc_node *node) const { return indexes_.at(node); }
 
   // The class of each path, as members of a JSON object, a line each.
   std::string classes() const;

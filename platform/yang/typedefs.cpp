@@ -24,15 +24,15 @@ const lysp_tpdf *find_in(const lysp_module *module, std::string_view name) {
   if (module == nullptr) return nullptr;
   if (const lysp_tpdf *found = find_among(module->typedefs, name)) return found;
   for (const lysp_include &each : items(module->includes)) {
-    const lysp_tpdf *found =
-        each.submodule != nullptr ? find_among(each.submodule->typedefs, name) : nullptr;
+    const lysp_tpdf *found = each.submodule != nullptr ? find_among(each.submodule->typedefs, name) : nullptr;
     if (found != nullptr) return found;
   }
   return nullptr;
 }
 
 std::string_view prefix_of(const lysp_module *module) {
-  return module->is_submod != 0 ? reinterpret_cast<const lysp_submodule *>(module)->prefix : module->mod->prefix;
+  return module->is_submod != 0 ? reinterpret_cast<const lysp_submodule *>(module)->prefix
+                                : module->mod->prefix;
 }
 
 found_typedef find(const lysp_node *scope, const lysp_type &type) {

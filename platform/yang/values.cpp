@@ -34,8 +34,9 @@ kind kind_of(const lysc_type *type) {
   case LY_TYPE_INT64:
     return kind::number;
   case LY_TYPE_DEC64:
-    return reinterpret_cast<const lysc_type_dec *>(type)->fraction_digits <= most_fraction_digits ? kind::number
-                                                                                                  : kind::text;
+    return reinterpret_cast<const lysc_type_dec *>(type)->fraction_digits <= most_fraction_digits
+               ? kind::number
+               : kind::text;
   case LY_TYPE_LEAFREF:
     return kind_of(reinterpret_cast<const lysc_type_leafref *>(type)->realtype);
   case LY_TYPE_UNION: {
@@ -70,6 +71,10 @@ void add_derived(const lysc_ident *base, std::set<const lysc_ident *> &into) {
 }
 
 } // namespace
+
+bool is_of_one_kind(const lysc_type *type) {
+  return kind_of(type) != kind::any;
+}
 
 std::string_view schema::canonical(const lyd_value &value) const {
   const char *text = lyd_value_get_canonical(context(), &value);
@@ -158,10 +163,12 @@ std::string schema::declaration(const leaf &of) const {
   } else if (values != kind::any) {
     infra::put_quoted(member("kind"), kind_names[static_cast<size_t>(values)]);
   }
-  while (type->basetype == LY_TYPE_LEAFREF) type = reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
+  while (type->basetype == LY_TYPE_LEAFREF)
+    type = reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
   std::set<std::string> allowed;
   if (type->basetype == LY_TYPE_ENUM && !of.secret) {
-    for (const auto &each : items(reinterpret_cast<const lysc_type_enum *>(type)->enums)) allowed.insert(each.name);
+    for (const auto &each : items(reinterpret_cast<const lysc_type_enum *>(type)->enums))
+      allowed.insert(each.name);
   } else if (type->basetype == LY_TYPE_IDENT && !of.secret) {
     for (const auto &[identity, name] : identities_.at(type)) allowed.insert(name);
   }

@@ -74,14 +74,15 @@ bool findings::any_error() const {
 }
 
 std::string findings::as_text() const {
+  const auto place = [](const finding &of) {
+    return of.line > 0 ? of.file + ":" + std::to_string(of.line) : of.file;
+  };
   std::string text;
   for (const finding &found : all_) {
-    const std::string at = found.line > 0 ? found.file + ":" + std::to_string(found.line) : found.file;
-    text += visible(at + ": " + name(found.weight) + " [" + found.id + "]: " + found.message) + "\n";
+    text +=
+        visible(place(found) + ": " + name(found.weight) + " [" + found.id + "]: " + found.message) + "\n";
     for (const finding &each : found.follows) {
-      text += visible("  from this follows " + each.file + ":" + std::to_string(each.line) + " [" + each.id +
-                      "]") +
-              "\n";
+      text += visible("  from this follows " + place(each) + " [" + each.id + "]") + "\n";
     }
   }
   return text;

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "../command_line.hpp"
-#include "../data_file.hpp"
 #include "../commands.hpp"
+#include "../data_file.hpp"
 #include "../output.hpp"
 #include "../process.hpp"
 #include "../tools.hpp"
