@@ -38,8 +38,7 @@ char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, z
 
 /* Modules, and where they are. */
 typedef struct zu_store_yang {
-  const char *const
-      *directories; /* with the modules, and those that they import; looked through to the ground */
+  const char *const *directories; /* with the modules and what they import, folders below them too */
   size_t directory_count;
   const char *const *modules; /* NAME[@REVISION][:FEATURE...] */
   size_t module_count;

@@ -86,7 +86,7 @@ void open_xml(std::string &text) {
   }
 }
 
-tree parse(ly_ctx *context, std::string_view name, std::string text) {
+tree parse(const schema &of, std::string_view name, std::string text) {
   if (const size_t nul = text.find('\0'); nul != text.npos) refuse_at(name, text, nul, "a NUL byte");
   const size_t start = text.find_first_not_of(blanks);
   if (start == text.npos) refuse_at(name, text, 0, "the document is empty");
@@ -95,15 +95,14 @@ tree parse(ly_ctx *context, std::string_view name, std::string text) {
   if (!is_xml) std::swap(text[0], text[start]); // it counts the lines in front of the first token twice
 
   ly_in *opened = nullptr;
-  if (const LY_ERR code = ly_in_new_memory(text.c_str(), &opened); code != LY_SUCCESS)
-    refuse(context, code, name);
+  if (const LY_ERR code = ly_in_new_memory(text.c_str(), &opened); code != LY_SUCCESS) of.refuse(code, name);
   const input from(opened);
   lyd_node *parsed = nullptr;
   // Validated later: state, which is left out, need not be whole.
-  const LY_ERR code = lyd_parse_data(context, nullptr, opened, is_xml ? LYD_XML : LYD_JSON,
+  const LY_ERR code = lyd_parse_data(of.context(), nullptr, opened, is_xml ? LYD_XML : LYD_JSON,
                                      LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
   tree made(parsed);
-  if (code != LY_SUCCESS) refuse(context, code, name);
+  if (code != LY_SUCCESS) of.refuse(code, name);
   const size_t behind = text.find_first_not_of(blanks, std::min(ly_in_parsed(opened), text.size()));
   if (!is_xml && behind != text.npos) refuse_at(name, text, behind, "text after the end of the document");
   return made;
@@ -253,12 +252,12 @@ private:
 
 std::string read_document(const choice &chosen, std::string_view name, std::string_view text) {
   const schema of(chosen);
-  tree data = parse(of.context(), name, std::string(text));
+  tree data = parse(of, name, std::string(text));
   data.reset(without_state(data.release()));
   lyd_node *first = data.release();
   const LY_ERR code = lyd_validate_all(&first, of.context(), LYD_VALIDATE_NO_STATE, nullptr);
   data.reset(first); // defaults and containers may stand before it now
-  if (code != LY_SUCCESS) refuse(of.context(), code, name);
+  if (code != LY_SUCCESS) of.refuse(code, name);
   writer to(of);
   try {
     to.write(0, data.get(), true);

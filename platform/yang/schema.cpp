@@ -59,9 +59,27 @@ std::string line_in(std::string_view told) {
   return ":" + std::string(told.substr(0, told.find_first_not_of("0123456789")));
 }
 
-std::string message_of(const ly_err_item &item, const std::string &file) {
+// A path without the keys of entries.
+std::string without_keys(std::string_view path) {
+  std::string plain;
+  for (size_t at = 0; at < path.size(); ++at) {
+    if (path[at] == '[') {
+      const size_t quote = std::min(path.find_first_of("'\"]", at), path.size() - 1);
+      const size_t end = path[quote] == ']' ? quote : path.find(path[quote], quote + 1);
+      at = std::min(path.find(']', end), path.size() - 1);
+    } else {
+      plain += path[at];
+    }
+  }
+  return plain;
+}
+
+using paths = std::set<std::string>;
+
+std::string message_of(const ly_err_item &item, const std::string &file, const paths &secret) {
   const std::string_view told = item.path != nullptr ? item.path : "";
   std::string_view words = item.msg != nullptr ? item.msg : "";
+  if (secret.contains(without_keys(path_in(told)))) words = "the value of a secret is not valid";
   if (words.ends_with('.')) words.remove_suffix(1);
   const std::string path = path_in(told);
   return file + line_in(told) + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
@@ -80,13 +98,14 @@ std::string module_file(const ly_ctx *of, const ly_err_item &item, const std::st
 }
 
 template <class File>
-[[noreturn]] void refuse_all(const ly_ctx *of, LY_ERR code, const std::string &name, File &&file_of_item) {
+[[noreturn]] void refuse_all(const ly_ctx *of, LY_ERR code, const std::string &name, File &&file_of_item,
+                             const paths &secret = {}) {
   std::string message;
   for (const ly_err_item *item = of != nullptr ? ly_err_first(of) : nullptr; item != nullptr;
        item = item->next) {
     if (item->no == LY_EMEM) throw std::bad_alloc();
     if (item->level != LY_LLERR) continue;
-    message += (message.empty() ? "" : "\n") + message_of(*item, file_of_item(*item));
+    message += (message.empty() ? "" : "\n") + message_of(*item, file_of_item(*item), secret);
   }
   if (code == LY_EMEM) throw std::bad_alloc();
   if (message.empty()) message = name + ": libyang failed with code " + std::to_string(code);
@@ -122,9 +141,10 @@ std::vector<const lysc_node *> children_of(const lysc_node *parent, const lysc_m
 
 } // namespace
 
-void refuse(const ly_ctx *of, LY_ERR code, std::string_view name) {
+void schema::refuse(LY_ERR code, std::string_view name) const {
   const std::string file(name);
-  refuse_all(of, code, file, [&](const ly_err_item &) { return file; });
+  const auto file_of_item = [&](const ly_err_item &) { return file; };
+  refuse_all(context(), code, file, file_of_item, secret_paths_);
 }
 
 std::string path_of(const lysc_node *node) {
@@ -140,10 +160,10 @@ schema::schema(const choice &chosen) : chosen_(chosen), found_(chosen.secrets.si
       LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIR_CWD | LY_CTX_SET_PRIV_PARSED | LY_CTX_EXPLICIT_COMPILE;
   const LY_ERR code = ly_ctx_new(nullptr, options, &made);
   context_.reset(made);
-  if (code != LY_SUCCESS) refuse(made, code, "YANG modules");
+  if (code != LY_SUCCESS) refuse(code, "YANG modules");
   for (const std::string &each : chosen.directories) {
     const LY_ERR failed = ly_ctx_set_searchdir(made, each.c_str());
-    if (failed != LY_SUCCESS && failed != LY_EEXIST) refuse(made, failed, "YANG modules");
+    if (failed != LY_SUCCESS && failed != LY_EEXIST) refuse(failed, "YANG modules");
   }
   if (chosen.modules.empty()) throw refusal{"YANG data need the names of their modules"};
   for (const std::string &each : chosen.modules) load(each);
@@ -222,6 +242,7 @@ void schema::add_leaf(uint32_t parent, const lysc_node *node, std::string name) 
   if (named && made.key) throw refusal{path + ": a key cannot be secret: it stands in URIs"};
   made.secret = named || (secret_places_[parent] && !made.key);
   if (made.secret) made.type = "PasswordString";
+  if (made.secret) secret_paths_.insert(path_of(node));
   note_identities(made.value_type());
   indexes_.emplace(node, static_cast<uint32_t>(places_[parent].leaves.size()));
   places_[parent].leaves.push_back(std::move(made));

@@ -3,8 +3,10 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
@@ -18,10 +20,6 @@ struct context_deleter {
   void operator()(ly_ctx *context) const { ly_ctx_destroy(context); }
 };
 using context = std::unique_ptr<ly_ctx, context_deleter>;
-
-// All errors that libyang has kept, a line each: `NAME:LINE: PATH: MESSAGE`, without what it does not tell.
-// Throws std::bad_alloc when it had no memory.
-[[noreturn]] void refuse(const ly_ctx *of, LY_ERR code, std::string_view name);
 
 // The path of a node in data.
 std::string path_of(const lysc_node *node);
@@ -63,12 +61,18 @@ struct order_key {
   long double number;
   std::string_view text;
 
-  auto operator<=>(const order_key &) const = default;
+  bool operator<(const order_key &other) const {
+    return std::tie(is_text, number, text) < std::tie(other.is_text, other.number, other.text);
+  }
 };
 
 class schema {
 public:
   explicit schema(const choice &chosen); // throws refusal
+
+  // Throws all errors that libyang has kept of a document, a line each: `NAME:LINE: PATH: MESSAGE`, without
+  // what it does not tell, and without values that are secret. std::bad_alloc when it had no memory.
+  [[noreturn]] void refuse(LY_ERR code, std::string_view name) const;
 
   ly_ctx *context() const { return context_.get(); }
   const std::vector<place> &places() const { return places_; }
@@ -103,7 +107,8 @@ private:
   std::vector<place> places_;
   std::vector<bool> secret_places_;
   std::unordered_map<const lysc_node *, uint32_t> indexes_;
-  std::vector<bool> found_; // of the secrets that were chosen
+  std::set<std::string> secret_paths_; // of leaves, as libyang tells them
+  std::vector<bool> found_;            // of the secrets that were chosen
   // The names of the identities that a type allows.
   using identity_names = std::map<const lysc_ident *, std::string>;
   std::unordered_map<const lysc_type *, identity_names> identities_;

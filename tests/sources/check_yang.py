@@ -96,7 +96,7 @@ OTHERS = {
 
 BODY = """container c { leaf n { type uint8; } leaf s { type string { pattern "[a-z]*"; } } leaf w { when "../n > 5"; type
   string; } leaf r { type leafref { path "../n"; } } leaf d { type decimal64 { fraction-digits 1; } } anydata any;
-  list l { key k; leaf k { type string; } leaf m { type string; mandatory true; } leaf-list ll { type int8; } } }"""
+  list l { key k; leaf k { type string; } leaf p { nacm:default-deny-all; type string { length 5; } } leaf m { type string; mandatory true; } leaf-list ll { type int8; } } }"""
 REFUSED = (  # a document, and what is said of it
     ('{"m:c": {\n"n": 256}}', 'f:2: /m:c/n: Value "256" is out of type uint8 min/max bounds'),
     ('<c xmlns="urn:m">\n<n>256</n></c>', 'f:2: /m:c/n: Value "256" is out of type uint8 min/max bounds'),
@@ -110,6 +110,7 @@ REFUSED = (  # a document, and what is said of it
     ('{"m:c": {"l": [{"m": "a"}]}}', 'f:1: /m:c/l: List instance is missing its key "k"'),
     ('{"m:c": {"l": [{"k": "a", "m": ""}, {"k": "a", "m": ""}]}}', "f: /m:c/l[k='a']: Duplicate instance of \"l\""),
     ('{"m:c": {"l": [{"k": "a", "m": "", "ll": [1, 2, 1]}]}}', "Duplicate instance of \"ll\""),
+    ('{"m:c": {"l": [{"k": "]\'", "p": "hidden"}]}}', "f:1: /m:c/l[k=\"]'\"]/p: the value of a secret is not valid"),
     ('{"m:c": {"d": "12345678901234.5"}}', "f: /m:c/d: 12345678901234.5 has more digits than a number keeps"),
     ('{"m:c": {"any": {"x": 1}}}', "f: /m:c/any: no record holds the data of anydata"),
     ('{"m:c": {"n": 1}\n', "f:2: "), ('{"m:c": {"n": 1}} \n x', "f:2: text after the end of the document"),
@@ -210,10 +211,12 @@ class Checks:
         for text, words in REFUSED:
             self.write("f", text)
             got = self.export()
+            self.expect(f"{text!r} tells no secret", "hidden" not in got.stderr)
             self.expect(f"{text!r} is refused", got.returncode == 1 and words in got.stderr and got.stdout == "", got)
         self.write("f", "{}")
         for options, words in MODULES:
-            got = self.run("export", "yang:f", "--yang-dir", "mods", *options)
+            folders = ("--yang-dir", "mods", "--yang-dir", "/usr/share/yuma/modules/ietf")
+            got = self.run("export", "yang:f", *folders, *options)
             self.expect(f"{options} are refused", got.returncode == 1 and words in got.stderr, got)
 
     def templates(self):
