@@ -1,0 +1,34 @@
+// Devices in a Redis server, and the names of such servers.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "redis/connection.hpp"
+#include "store/devices.hpp"
+
+namespace zu_redis {
+
+inline constexpr std::string_view host_scheme = "redis://";
+inline constexpr std::string_view socket_scheme = "redis+unix:";
+
+// A server, and what the names of all keys there begin with.
+struct place {
+  address at;
+  std::string prefix = "tovra";
+};
+
+inline bool is_place(std::string_view name) {
+  return name.starts_with(host_scheme) || name.starts_with(socket_scheme);
+}
+// Reads "redis://USER@HOST:PORT/DB?prefix=P" and "redis+unix:SOCKET?db=N&prefix=P". Both may have `password-file=FILE`
+// and `timeout=MS`. Throws source_failure or std::bad_alloc, and so does what follows.
+place read_place(std::string_view name);
+// Refuses what cannot stand in the names of keys.
+void check_name(std::string_view text, const char *what);
+
+// Connects to nothing yet.
+std::unique_ptr<store::device_database> database_at(place where);
+
+} // namespace zu_redis
