@@ -1,5 +1,5 @@
-// A connection to a Redis server. The library connects and knows the protocol; what is sent and received goes by
-// here, so that every wait has an end, and no signal comes of a server that has gone.
+// A connection to a Redis server. The library connects and knows the protocol; what is sent and received goes
+// by here, so that every wait has an end, and no signal comes of a server that has gone.
 #include "redis/connection.hpp"
 
 #include <fcntl.h>
@@ -139,7 +139,8 @@ std::string shown(const command &asked) {
 void expect(const command &asked, const value &told, value::kind wanted) {
   if (told.is(wanted)) return;
   const bool is_error = told.is(value::kind::error);
-  refuse(ZU_FAILED, shown(asked) + ": " + (is_error ? std::string(told.text()) : "an answer of another type"));
+  refuse(ZU_FAILED,
+         shown(asked) + ": " + (is_error ? std::string(told.text()) : "an answer of another type"));
 }
 
 connection::connection(address to) : to_(std::move(to)), password_(read_password(to_)) {
@@ -150,7 +151,8 @@ connection::~connection() = default;
 
 void connection::fail(const command &asked, const std::string &why) {
   context_.reset();
-  refuse(ZU_FAILED, shown(asked) + ": " + why);
+  lost_ = shown(asked) + ": " + why;
+  refuse(ZU_FAILED, lost_);
 }
 
 void connection::open() {
@@ -161,9 +163,9 @@ void connection::open() {
   if (context_ == nullptr) throw std::bad_alloc();
   const std::string where = to_.socket.empty() ? to_.host + ":" + std::to_string(to_.port) : to_.socket;
   if (context_->err != 0) {
-    const std::string why = context_->errstr;
+    lost_ = "connecting to " + where + ": " + context_->errstr;
     context_.reset();
-    refuse(ZU_CANNOT_OPEN, "connecting to " + where + ": " + why);
+    refuse(ZU_CANNOT_OPEN, lost_);
   }
   const int flags = fcntl(context_->fd, F_GETFL);
   if (flags < 0 || fcntl(context_->fd, F_SETFL, flags | O_NONBLOCK) != 0 ||
@@ -219,7 +221,7 @@ void connection::exchange(const std::vector<command> &asked, const std::vector<s
     append(asked[i], text);
   }
   if (which.empty()) return;
-  if (context_ == nullptr) refuse(ZU_FAILED, shown(asked[which[0]]) + ": the connection has been lost");
+  if (context_ == nullptr) refuse(ZU_FAILED, lost_);
   if (context_->reader->pos < context_->reader->len) fail(asked[which[0]], "an answer came before it");
   std::string_view rest = text;
   for (const size_t i : which) {
@@ -244,8 +246,8 @@ void connection::append(const command &asked, std::string &text) {
   text.append(made, static_cast<size_t>(length));
 }
 
-// An answer may be read while commands behind it are still to be sent: a server need not take them all before it
-// answers the first.
+// An answer may be read while commands behind it are still to be sent: a server need not take them all before
+// it answers the first.
 reply connection::receive(const command &asked, std::string_view &rest) {
   auto until = clock::now() + to_.to_answer;
   size_t read = 0;
@@ -279,7 +281,8 @@ size_t connection::read_part(const command &asked) {
   const ssize_t length = recv(context_->fd, bytes, sizeof bytes, 0);
   if (length < 0 && (errno == EAGAIN || errno == EINTR)) return 0;
   if (length <= 0) fail(asked, length < 0 ? system_words(errno) : "the server closed the connection");
-  if (redisReaderFeed(context_->reader, bytes, static_cast<size_t>(length)) != REDIS_OK) throw std::bad_alloc();
+  if (redisReaderFeed(context_->reader, bytes, static_cast<size_t>(length)) != REDIS_OK)
+    throw std::bad_alloc();
   return static_cast<size_t>(length);
 }
 

@@ -57,8 +57,9 @@ private:
 
 using command = std::vector<std::string>; // its name and what follows
 
-// Used by one thread at a time. All functions throw store::source_failure, whose words say which command failed, or
-// std::bad_alloc. What a failure leaves behind is a connection that can only be closed, unless the server answered.
+// Used by one thread at a time. All functions throw store::source_failure, whose words say which command
+// failed, or std::bad_alloc. What a failure leaves behind is a connection that can only be closed, unless the
+// server answered.
 class connection {
 public:
   explicit connection(address to);
@@ -68,8 +69,8 @@ public:
 
   // The answer; one that is an error is thrown.
   reply ask(const command &asked);
-  // The answers, in the order of the commands, which are sent at once: one round trip. Errors of the server are
-  // answers as others. A command whose keys are elsewhere in the cluster is sent there.
+  // The answers, in the order of the commands, which are sent at once: one round trip. Errors of the server
+  // are answers as others. A command whose keys are elsewhere in the cluster is sent there.
   std::vector<reply> ask_all(const std::vector<command> &asked);
 
   // How long an answer may take, for commands that wait themselves (XREADGROUP with BLOCK).
@@ -92,7 +93,8 @@ private:
   };
   address to_;
   std::string password_;
-  std::unique_ptr<redisContext, drop> context_; // none: nothing can be asked any more
+  std::unique_ptr<redisContext, drop> context_; // none: nothing can be asked any more, and why
+  std::string lost_;
 };
 
 // What a message shows of a command: its name and its key.

@@ -48,6 +48,8 @@ void read_option(std::string_view name, std::string_view given, place &made) {
   constexpr int longest = 3600000;
   if (name == "prefix") {
     made.prefix = given;
+  } else if (name == "device") {
+    made.device = given;
   } else if (name == "db" && !made.at.socket.empty()) {
     made.at.database = number_in(given, "db", 1 << 20);
   } else if (name == "user" && !made.at.socket.empty()) {
@@ -87,9 +89,23 @@ place read_place(std::string_view name) {
   return made;
 }
 
+std::string without_password(std::string_view name) {
+  std::string shown(name);
+  const size_t options = std::min(shown.find('?'), shown.size());
+  const size_t user = shown.rfind('@', options);
+  if (const size_t colon = shown.find(':', host_scheme.size()); user != shown.npos && colon < user)
+    shown.replace(colon, user - colon, ":***");
+  constexpr std::string_view given = "password=";
+  for (size_t at = shown.find(given); at != shown.npos; at = shown.find(given, at + 1)) {
+    const size_t start = at + given.size();
+    shown.replace(start, std::min(shown.find('&', start), shown.size()) - start, "***");
+  }
+  return shown;
+}
+
 void check_name(std::string_view text, const char *what) {
-  if (text.empty() || text.find_first_of("{}") != text.npos)
-    refuse(std::string("a ") + what + " has one character or more, and no '{' or '}'");
+  if (text.empty() || text.find_first_of("{}&") != text.npos)
+    refuse(std::string("a ") + what + " has one character or more, and no '{', '}' or '&'");
 }
 
 } // namespace zu_redis

@@ -17,14 +17,18 @@ inline constexpr std::string_view socket_scheme = "redis+unix:";
 struct place {
   address at;
   std::string prefix = "tovra";
+  std::string device; // empty: of none in particular
 };
 
 inline bool is_place(std::string_view name) {
   return name.starts_with(host_scheme) || name.starts_with(socket_scheme);
 }
-// Reads "redis://USER@HOST:PORT/DB?prefix=P" and "redis+unix:SOCKET?db=N&prefix=P". Both may have `password-file=FILE`
-// and `timeout=MS`. Throws source_failure or std::bad_alloc, and so does what follows.
+// Reads "redis://USER@HOST:PORT/DB?prefix=P&device=NAME" and
+// "redis+unix:SOCKET?user=USER&db=N&prefix=P&device=NAME". Both may have `password-file=FILE` and
+// `timeout=MS`. Throws source_failure or std::bad_alloc, and so does what follows.
 place read_place(std::string_view name);
+// A name as messages show it: with a password in it, which is refused, it is cut.
+std::string without_password(std::string_view name);
 // Refuses what cannot stand in the names of keys.
 void check_name(std::string_view text, const char *what);
 

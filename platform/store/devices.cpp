@@ -4,6 +4,7 @@
 #include <set>
 
 #include "infra/text.hpp"
+#include "redis/open.hpp"
 #include "sqlite/open.hpp"
 #include "store/devices.hpp"
 #include "store/interfaces.hpp"
@@ -23,8 +24,13 @@ struct source_name {
   std::string device;                  // empty: of none in particular
 };
 
-// Reads "sqlite:FILE?device=NAME".
+// Reads "sqlite:FILE?device=NAME", and names of servers.
 source_name read_name(std::string_view text) {
+  if (zu_redis::is_place(text)) {
+    zu_redis::place where = zu_redis::read_place(text);
+    std::string device = std::move(where.device);
+    return {zu_redis::database_at(std::move(where)), std::move(device)};
+  }
   constexpr std::string_view prefix = "sqlite:", option = "?device=";
   if (!text.starts_with(prefix)) return {};
   text.remove_prefix(prefix.size());
@@ -33,9 +39,15 @@ source_name read_name(std::string_view text) {
           split == text.npos ? "" : std::string(text.substr(split + option.size()))};
 }
 
+// As messages show it.
+std::string shown_name(const char *name) {
+  return zu_redis::is_place(name) ? zu_redis::without_password(name) : name;
+}
+
 source_name name_of_database(const char *text) {
   source_name read = read_name(text);
-  if (read.in == nullptr) throw source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME"};
+  if (read.in == nullptr)
+    throw source_failure{ZU_FAILED, "not a name sqlite:FILE?device=NAME or redis://HOST?device=NAME"};
   return read;
 }
 
@@ -182,10 +194,10 @@ bool reported(const char *name, zu_do_error **error, Step &&step) noexcept {
       return true;
     } catch (const source_failure &failure) {
       code = failure.code;
-      words = name + (": " + failure.message);
+      words = shown_name(name) + ": " + failure.message;
     } catch (const zu_json::refusal &refused) {
       code = ZU_FAILED;
-      words = name + (": " + refused.message);
+      words = shown_name(name) + ": " + refused.message;
     }
   } catch (...) {
   }
@@ -232,7 +244,13 @@ char *zu_store_export(const char *name, zu_do_error **error) {
   char *made = nullptr;
   store::reported(name, error, [&] {
     const store::source_name asked = store::name_of_database(name);
-    made = store::new_text(store::export_text(*asked.in->open(asked.device)));
+    for (int tries = 1; made == nullptr; ++tries) {
+      try {
+        made = store::new_text(store::export_text(*asked.in->open(asked.device)));
+      } catch (const store::source_failure &failure) {
+        if (!failure.moved || tries == ZU_STORE_TRIES) throw;
+      }
+    }
   });
   return made;
 }
@@ -242,6 +260,16 @@ bool zu_store_each_device(const char *name, zu_store_device_fn tell, void *conte
     for (const std::string &device : store::name_of_database(name).in->devices())
       tell(context, device.c_str());
   });
+}
+
+bool zu_store_may_move(zu_data_ifc *data) {
+  store::on_demand *rest = store::source_behind(data);
+  return rest != nullptr && rest->may_move();
+}
+
+bool zu_store_moved(zu_data_ifc *data) {
+  store::on_demand *rest = store::source_behind(data);
+  return rest != nullptr && rest->moved();
 }
 
 char *zu_store_fault(zu_data_ifc *data) {

@@ -69,6 +69,7 @@ int on_demand::guarded(Step &&step) noexcept {
     return step();
   } catch (const source_failure &failure) {
     fault_ = name_ + ": " + failure.message;
+    moved_ = moved_ || failure.moved;
     return failure.code;
   } catch (...) {
     return ZU_EXHAUSTED;
@@ -98,6 +99,11 @@ int on_demand::each_path(const std::function<int(const path_entry &)> &tell) noe
 std::string on_demand::fault() {
   const std::lock_guard alone(one_at_a_time_);
   return fault_;
+}
+
+bool on_demand::moved() {
+  const std::lock_guard alone(one_at_a_time_);
+  return moved_;
 }
 
 selection on_demand::select(zu_do_uri *uri, need what, zu_do_nvlist *query) {

@@ -31,6 +31,8 @@ public:
   int each_path(const std::function<int(const path_entry &)> &tell) noexcept;
   // The words of the last failure; empty before the first.
   std::string fault();
+  bool may_move() const { return from_->may_move(); }
+  bool moved(); // a failure was that others changed the device
 
 private:
   selection select(zu_do_uri *uri, need what, zu_do_nvlist *query);
@@ -46,6 +48,7 @@ private:
   std::map<std::string, std::unique_ptr<snapshot>> parts_;
   std::map<std::string, uint32_t> small_parts_; // of a path
   std::string fault_;
+  bool moved_ = false;
 };
 
 } // namespace store

@@ -12,6 +12,7 @@ namespace store {
 struct source_failure {
   int code; // of zuapi/base.h
   std::string message;
+  bool moved = false; // others changed the device meanwhile: opened again it can be read
 };
 
 // What a source knows of a path that it has: what the records of the path are made of, whichever of them are
@@ -47,6 +48,8 @@ public:
   // All paths, and all records, likewise.
   virtual std::vector<std::string> paths() = 0;
   virtual void read_all(const take_record &take) = 0;
+  // Whether reading may fail because others changed the device.
+  virtual bool may_move() const { return false; }
 };
 
 } // namespace store

@@ -53,23 +53,30 @@ typedef struct zu_store_yang {
 char *zu_store_json_of_yang(const zu_store_yang *schema, const char *name, const char *text, size_t length,
                             zu_do_error **error);
 
-/* ---- Databases of devices: SQLite files with records of many devices ---- */
+/* ---- Databases of devices: SQLite files and Redis servers with records of many devices ---- */
 
-/* A data interface over `FILE`, which is loaded, or over `sqlite:FILE?device=NAME` (the only device may go
- * without a name): the device as it is now, whatever others write meanwhile, read when it is asked for. Any
- * number of threads may share it. None and an error object when it cannot be opened. */
+/* A data interface over `FILE`, which is loaded, or over a device of a database, `sqlite:FILE?device=NAME` or
+ * `redis://HOST:PORT/DB?prefix=P&device=NAME` (the only device may go without a name): the device as it is
+ * now, whatever others write meanwhile, read when it is asked for. Any number of threads may share it. None
+ * and an error object when it cannot be opened. */
 zu_data_ifc *zu_store_open(const char *name, zu_do_error **error);
 /* Why a call of an interface or cursor of it failed last: freed with qfree_named; none when none did, and for
  * other data interfaces. */
 char *zu_store_fault(zu_data_ifc *data);
-/* Puts a data file's text in JSON in the place of what `sqlite:FILE?device=NAME` has, whole or not at all;
- * makes the file when there is none. */
+/* Whether a call may fail because others changed the device since it was opened, as one of a Redis server: a
+ * text is whole when its render has ended well. And whether a call failed so: opened again, the device can be
+ * read. It should be tried ZU_STORE_TRIES times at most. */
+#define ZU_STORE_TRIES 5
+bool zu_store_may_move(zu_data_ifc *data);
+bool zu_store_moved(zu_data_ifc *data);
+/* Puts a data file's text in JSON in the place of what such a device has, whole or not at all; makes a file
+ * when there is none. */
 bool zu_store_import(const char *json, size_t length, const char *target, zu_do_error **error);
 /* A device of a database as the text of a data file in JSON: freed with qfree_named. */
 char *zu_store_export(const char *name, zu_do_error **error);
 /* Told of a device's name, borrowed for the call. */
 typedef void (*zu_store_device_fn)(void *context, const char *device);
-/* Tells the devices of a database, `sqlite:FILE`, in the order of their names. */
+/* Tells the devices of a database, a name without the device, in the order of their names. */
 bool zu_store_each_device(const char *name, zu_store_device_fn tell, void *context, zu_do_error **error);
 
 /* Told of a path: its text, of `length` bytes, and its records as a table, which is borrowed. */

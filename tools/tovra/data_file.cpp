@@ -31,8 +31,12 @@ bool is_yang(const std::string &path) {
   return path.starts_with(yang_scheme);
 }
 
+bool is_server(const std::string &path) {
+  return path.starts_with("redis://") || path.starts_with("redis+unix:");
+}
+
 bool is_database(const std::string &path) {
-  return path.starts_with("sqlite:");
+  return path.starts_with("sqlite:") || is_server(path);
 }
 
 bool is_yaml(const std::string &path) {
@@ -195,6 +199,12 @@ std::vector<std::string> yang_arguments() {
 
 std::string data_name(const std::string &path) {
   return is_standard_input(path) ? "standard input" : path;
+}
+
+std::string device_in(const std::string &database, const std::string &device) {
+  if (device.empty()) return database;
+  return database + (is_server(database) && database.find('?') != database.npos ? "&" : "?") +
+         "device=" + device;
 }
 
 data_handle load_data(const std::string &path, const std::vector<std::string> &classes) {

@@ -1,6 +1,6 @@
 // Data as the program reads it: files, of which those that are not regular have a bound; "-" is standard
-// input ("yaml:-" when that is YAML), "sqlite:FILE?device=NAME" a device of a database, "yang:FILE" YANG
-// data.
+// input ("yaml:-" when that is YAML), "yang:FILE" YANG data, "sqlite:FILE?device=NAME" and
+// "redis://HOST/DB?prefix=P&device=NAME" a device of a database.
 #pragma once
 
 #include <memory>
@@ -28,6 +28,8 @@ std::vector<std::string> yang_arguments();
 
 // How messages name it: standard input has no path.
 std::string data_name(const std::string &path);
+// The name of a device in a database; empty: the database's own.
+std::string device_in(const std::string &database, const std::string &device);
 // Its records, with what files of classes say too: a device of a database is then read whole. None after a
 // failure, which is said.
 data_handle load_data(const std::string &path, const std::vector<std::string> &classes = {});

@@ -32,7 +32,7 @@ int import(const import_options &asked) {
   const auto texts = read_good_data(asked.source);
   if (!texts) return failed;
   const std::string &text = texts->front();
-  const std::string target = asked.target + (asked.device.empty() ? "" : "?device=" + asked.device);
+  const std::string target = device_in(asked.target, asked.device);
   zu_do_error *error = nullptr;
   if (zu_store_import(text.data(), text.size(), target.c_str(), &error)) return done;
   say(zu_do_error_get_msg(error));

@@ -1,0 +1,262 @@
+// The records of one device of a Redis server.
+//
+// The keys of a version of the device are written before it becomes the device's, and never changed. So what
+// is read is good when the version is still there after it; when it has gone, reading begins again.
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <optional>
+
+#include "redis/layout.hpp"
+#include "store/message.hpp"
+#include "zuapi/base.h"
+
+namespace zu_redis {
+
+namespace {
+
+using enum value::kind;
+
+constexpr uint64_t chunk = 1000; // records of one answer
+
+[[noreturn]] void refuse(const command &asked, const std::string &why) {
+  throw store::source_failure{ZU_FAILED, shown(asked) + ": " + why};
+}
+
+[[noreturn]] void refuse_moved() {
+  throw store::source_failure{ZU_FAILED, "others changed the device while it was read", true};
+}
+
+std::optional<uint64_t> number_in(std::string_view text) {
+  uint64_t read = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), read);
+  if (failure != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return read;
+}
+
+// In the order of their names. Those are left out that nobody has finished to write.
+std::vector<std::string> names_at(connection &server, const std::string &prefix) {
+  const command listed = {"SMEMBERS", devices_key(prefix)};
+  const reply members = server.ask(listed);
+  expect(listed, members, list);
+  std::vector<std::string> names;
+  for (size_t i = 0; i < members.size(); ++i) names.emplace_back(members[i].text());
+  std::sort(names.begin(), names.end());
+  std::vector<command> asked;
+  for (const std::string &name : names) asked.push_back({"HEXISTS", head_key(prefix, name), "version"});
+  const std::vector<reply> there = server.ask_all(asked);
+  std::vector<std::string> finished;
+  for (size_t i = 0; i < names.size(); ++i) {
+    expect(asked[i], there[i], number);
+    if (there[i].number() != 0) finished.push_back(std::move(names[i]));
+  }
+  return finished;
+}
+
+// A record as a member of a path's sorted set: "RELATIVE LOCATION POSITION PROPERTIES".
+struct member {
+  std::string_view relative, location, properties;
+  uint64_t position = 0;
+};
+
+member read_member(const command &asked, const value &told) {
+  std::string_view rest = told.text();
+  const auto next = [&rest] {
+    const std::string_view word = rest.substr(0, rest.find(' '));
+    rest.remove_prefix(std::min(rest.size(), word.size() + 1));
+    return word;
+  };
+  member read;
+  read.relative = next();
+  read.location = next();
+  const auto position = number_in(next());
+  read.properties = rest;
+  if (!told.is(text) || !position) refuse(asked, "a member is no record: " + store::in_quotes(told.text()));
+  read.position = *position;
+  return read;
+}
+
+class device_source : public store::source {
+public:
+  device_source(const place &where, const std::string &device) : server_(where.at) {
+    const std::string name =
+        device.empty() ? store::only_device(names_at(server_, where.prefix), device) : device;
+    check_name(name, "device's name");
+    const std::string head = head_key(where.prefix, name);
+    constexpr int most_tries = 5;
+    for (int tries = 0; tries < most_tries; ++tries) {
+      const command asked = {"HMGET", head, "layout", "version"};
+      const reply told = server_.ask(asked);
+      expect(asked, told, list);
+      if (told.size() != 2) refuse(asked, "an answer of another type");
+      if (told[1].is(none)) {
+        store::only_device(names_at(server_, where.prefix), name);
+        refuse(asked, "it has no version");
+      }
+      if (told[0].text() != layout_version)
+        refuse(asked, "its layout is " + store::in_quotes(told[0].text()) + ", this program reads \"" +
+                          std::string(layout_version) + "\"");
+      if (read_facts(facts_key(head, told[1].text()))) return;
+    }
+    refuse_moved();
+  }
+
+  bool may_move() const override { return true; }
+
+  const store::path_facts *facts(const std::string &path) override {
+    const auto found = paths_.find(path);
+    return found != paths_.end() ? &found->second.facts : nullptr;
+  }
+
+  void read(const store::selection &wanted, const take_record &take) override {
+    using enum store::selection::kind;
+    std::vector<command> asked;
+    uint64_t expected = 0;
+    for (const std::string &each : wanted.paths) {
+      const auto found = paths_.find(each);
+      if (found == paths_.end() || found->second.records == 0) continue;
+      if (wanted.of == path) {
+        ask_for_all(found->first, found->second.records, asked);
+        expected += found->second.records;
+        continue;
+      }
+      // All that begins so: the smallest text that does, and the smallest behind those.
+      const std::string begin = wanted.of == record  ? wanted.text + " "
+                                : wanted.text == "/" ? wanted.text
+                                                     : wanted.text + "/";
+      std::string end = begin;
+      ++end.back();
+      asked.push_back({"ZRANGEBYLEX", records_key(facts_, each), "[" + begin, "(" + end});
+    }
+    tell(asked, wanted.of == path ? std::optional(expected) : std::nullopt, take);
+  }
+
+  std::vector<std::string> paths() override {
+    std::vector<std::pair<uint64_t, std::string>> placed;
+    for (const auto &[path, known] : paths_) placed.emplace_back(known.position, path);
+    std::sort(placed.begin(), placed.end());
+    std::vector<std::string> found;
+    for (auto &[position, path] : placed) found.push_back(std::move(path));
+    return found;
+  }
+
+  void read_all(const take_record &take) override {
+    std::vector<command> asked;
+    for (const auto &[path, known] : paths_) ask_for_all(path, known.records, asked);
+    tell(asked, records_, take);
+  }
+
+private:
+  struct known_path {
+    store::path_facts facts;
+    uint64_t position = 0;
+    uint64_t records = 0;
+  };
+
+  // Reads "records", and of each path "records PATH", "pattern PATH" and so on. False: the version has gone.
+  bool read_facts(const std::string &key) {
+    facts_ = key;
+    const command asked = {"HGETALL", key};
+    const reply told = server_.ask(asked);
+    expect(asked, told, list);
+    if (told.size() == 0) return false;
+    const auto number_of = [&](std::string_view field, std::string_view given) {
+      const auto read = number_in(given);
+      if (!read) refuse(asked, "field " + store::in_quotes(field) + " is no number");
+      return *read;
+    };
+    uint64_t counted = 0;
+    for (size_t i = 0; i + 1 < told.size(); i += 2) {
+      const std::string_view field = told[i].text();
+      const std::string_view given = told[i + 1].text();
+      const size_t split = std::min(field.find(' '), field.size());
+      const std::string_view what = field.substr(0, split);
+      if (split == field.size()) {
+        if (what == "records") records_ = number_of(field, given);
+        continue;
+      }
+      known_path &path = paths_[std::string(field.substr(split + 1))];
+      if (what == "position") path.position = number_of(field, given);
+      if (what == "records") counted += path.records = number_of(field, given);
+      if (what == "pattern") path.facts.pattern = given;
+      if (what == "keys") path.facts.keys = given;
+      if (what == "declared") path.facts.declared = given;
+      if (what == "others") path.facts.others = given;
+    }
+    if (counted != records_) refuse(asked, "its paths do not have as many records as it tells");
+    return true;
+  }
+
+  void ask_for_all(const std::string &path, uint64_t records, std::vector<command> &asked) const {
+    for (uint64_t at = 0; at < records; at += chunk)
+      asked.push_back(
+          {"ZRANGE", records_key(facts_, path), std::to_string(at), std::to_string(at + chunk - 1)});
+  }
+
+  // Tells what those commands find, in store order: so many records, when that is known. One round trip.
+  void tell(std::vector<command> asked, std::optional<uint64_t> expected, const take_record &take) {
+    if (asked.empty()) return;
+    const size_t ranges = asked.size();
+    // A key that another hand removed looks like an empty one.
+    for (size_t i = 0; i < ranges; ++i) {
+      if (i == 0 || asked[i][1] != asked[i - 1][1]) asked.push_back({"EXISTS", asked[i][1]});
+    }
+    asked.push_back({"EXISTS", facts_});
+    const std::vector<reply> told = server_.ask_all(asked);
+    expect(asked.back(), told.back(), number);
+    if (told.back().number() == 0) refuse_moved();
+    for (size_t i = ranges; i < told.size(); ++i) {
+      expect(asked[i], told[i], number);
+      if (told[i].number() == 0) refuse(asked[i], "the key is missing");
+    }
+    std::vector<member> found;
+    for (size_t i = 0; i < ranges; ++i) {
+      expect(asked[i], told[i], list);
+      for (size_t k = 0; k < told[i].size(); ++k) found.push_back(read_member(asked[i], told[i][k]));
+    }
+    if (expected && found.size() != *expected) {
+      refuse(asked[0],
+             std::to_string(found.size()) + " records, where " + std::to_string(*expected) + " are expected");
+    }
+    std::sort(found.begin(), found.end(),
+              [](const member &a, const member &b) { return a.position < b.position; });
+    std::string uri;
+    for (const member &each : found) {
+      uri = each.location;
+      uri += each.relative;
+      take(uri, each.properties);
+    }
+  }
+
+  connection server_;
+  std::string facts_; // the key of the version's facts
+  std::map<std::string, known_path> paths_;
+  uint64_t records_ = 0;
+};
+
+class devices_at : public store::device_database {
+public:
+  explicit devices_at(place where) : where_(std::move(where)) {}
+
+  std::vector<std::string> devices() override {
+    connection server(where_.at);
+    return names_at(server, where_.prefix);
+  }
+  std::unique_ptr<store::source> open(const std::string &device) override {
+    return std::make_unique<device_source>(where_, device);
+  }
+  std::unique_ptr<store::device_writer> write(const std::string &device) override {
+    return write_device(where_, device);
+  }
+
+private:
+  place where_;
+};
+
+} // namespace
+
+std::unique_ptr<store::device_database> database_at(place where) {
+  return std::make_unique<devices_at>(std::move(where));
+}
+
+} // namespace zu_redis
