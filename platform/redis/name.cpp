@@ -91,6 +91,7 @@ place read_place(std::string_view name) {
 
 std::string without_password(std::string_view name) {
   std::string shown(name);
+  if (!is_place(name)) return shown;
   const size_t options = std::min(shown.find('?'), shown.size());
   const size_t user = shown.rfind('@', options);
   if (const size_t colon = shown.find(':', host_scheme.size()); user != shown.npos && colon < user)

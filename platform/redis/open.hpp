@@ -27,7 +27,7 @@ inline bool is_place(std::string_view name) {
 // "redis+unix:SOCKET?user=USER&db=N&prefix=P&device=NAME". Both may have `password-file=FILE` and
 // `timeout=MS`. Throws source_failure or std::bad_alloc, and so does what follows.
 place read_place(std::string_view name);
-// A name as messages show it: with a password in it, which is refused, it is cut.
+// A name as messages show it: a password in it, which is refused, is left out. Other texts are as they were.
 std::string without_password(std::string_view name);
 // Refuses what cannot stand in the names of keys.
 void check_name(std::string_view text, const char *what);

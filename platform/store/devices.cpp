@@ -39,11 +39,6 @@ source_name read_name(std::string_view text) {
           split == text.npos ? "" : std::string(text.substr(split + option.size()))};
 }
 
-// As messages show it.
-std::string shown_name(const char *name) {
-  return zu_redis::is_place(name) ? zu_redis::without_password(name) : name;
-}
-
 source_name name_of_database(const char *text) {
   source_name read = read_name(text);
   if (read.in == nullptr)
@@ -194,10 +189,10 @@ bool reported(const char *name, zu_do_error **error, Step &&step) noexcept {
       return true;
     } catch (const source_failure &failure) {
       code = failure.code;
-      words = shown_name(name) + ": " + failure.message;
+      words = zu_redis::without_password(name) + ": " + failure.message;
     } catch (const zu_json::refusal &refused) {
       code = ZU_FAILED;
-      words = shown_name(name) + ": " + refused.message;
+      words = zu_redis::without_password(name) + ": " + refused.message;
     }
   } catch (...) {
   }

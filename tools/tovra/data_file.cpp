@@ -1,6 +1,7 @@
 // Data files as the program reads them.
 #include "data_file.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -9,9 +10,11 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "commands.hpp"
 #include "output.hpp"
 #include "progress.hpp"
 #include "qmalloc/qmalloc.h"
+#include "redis/open.hpp"
 #include "zuapi/zuapi.h"
 
 namespace tovra {
@@ -31,12 +34,8 @@ bool is_yang(const std::string &path) {
   return path.starts_with(yang_scheme);
 }
 
-bool is_server(const std::string &path) {
-  return path.starts_with("redis://") || path.starts_with("redis+unix:");
-}
-
 bool is_database(const std::string &path) {
-  return path.starts_with("sqlite:") || is_server(path);
+  return path.starts_with("sqlite:") || zu_redis::is_place(path);
 }
 
 bool is_yaml(const std::string &path) {
@@ -198,12 +197,12 @@ std::vector<std::string> yang_arguments() {
 }
 
 std::string data_name(const std::string &path) {
-  return is_standard_input(path) ? "standard input" : path;
+  return is_standard_input(path) ? "standard input" : zu_redis::without_password(path);
 }
 
 std::string device_in(const std::string &database, const std::string &device) {
   if (device.empty()) return database;
-  return database + (is_server(database) && database.find('?') != database.npos ? "&" : "?") +
+  return database + (zu_redis::is_place(database) && database.find('?') != database.npos ? "&" : "?") +
          "device=" + device;
 }
 
@@ -223,6 +222,37 @@ data_handle load_data(const std::string &path, const std::vector<std::string> &c
   }
   if (!add_modules(given)) return nullptr;
   return load_texts(given);
+}
+
+int in_one_state(std::vector<loaded_data> &all, output *out, const std::function<int()> &step) {
+  const auto any = [&all](auto &&is_so) {
+    return std::any_of(all.begin(), all.end(),
+                       [&](const loaded_data &each) { return is_so(each.data.get()); });
+  };
+  if (!any(zu_store_may_move)) return step();
+  if (out != nullptr) out->hold();
+  for (int tries = 1;; ++tries) {
+    std::string said;
+    int status = failed;
+    {
+      const kept_lines kept;
+      status = step();
+      said = kept.text();
+    }
+    const bool again = any(zu_store_moved) && tries < ZU_STORE_TRIES;
+    const bool lost = any([](zu_data_ifc *data) { return taken(zu_store_fault(data)).has_value(); });
+    if (out != nullptr && lost) out->drop();
+    if (!again && any(zu_store_moved))
+      said += "\ntovra: others changed the data each of " + std::to_string(tries) + " times that it was read";
+    if (!again) {
+      if (out != nullptr && !out->release()) status = failed;
+      say_lines(said);
+      return status;
+    }
+    for (loaded_data &each : all) {
+      if (zu_store_moved(each.data.get()) && !each.load()) return failed;
+    }
+  }
 }
 
 void say_fault(zu_data_ifc *data) {

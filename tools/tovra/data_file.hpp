@@ -3,6 +3,7 @@
 // "redis://HOST/DB?prefix=P&device=NAME" a device of a database.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,8 @@ struct data_deleter {
   void operator()(zu_data_ifc *data) const { data->ops->free(data); }
 };
 using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
+
+class output;
 
 // The modules of YANG data, which are the same for all that the process reads. Without such data they count
 // as a file of classes.
@@ -33,6 +36,18 @@ std::string device_in(const std::string &database, const std::string &device);
 // Its records, with what files of classes say too: a device of a database is then read whole. None after a
 // failure, which is said.
 data_handle load_data(const std::string &path, const std::vector<std::string> &classes = {});
+// Data that can be loaded again.
+struct loaded_data {
+  std::string name;
+  const std::vector<std::string> &classes;
+  data_handle data;
+
+  bool load() { return (data = load_data(name, classes)) != nullptr; }
+};
+// Runs a step that reads the data, and once more, on the data as it is then, each time that others changed it
+// meanwhile: what the step wrote to `out` (or none) and said is dropped then. No text remains of data that
+// could not be read. The step's exit status.
+int in_one_state(std::vector<loaded_data> &all, output *out, const std::function<int()> &step);
 // Says why reading failed, if it did and more is known than a code.
 void say_fault(zu_data_ifc *data);
 // The texts of a data file (empty: none is asked for) and of files of classes that load, as JSON, their

@@ -45,7 +45,7 @@ int read_all(zu_data_ifc *data, zu_do_uri *uri, zu_do_vtable *table) {
   return rc;
 }
 
-int show_all(zu_data_ifc *data, zu_do_uri *uri) {
+int show_all(zu_data_ifc *data, zu_do_uri *uri, output &out) {
   const std::unique_ptr<zu_do_vtable, decltype(&zu_do_vtable_deref)> table(zu_do_vtable_new(),
                                                                            zu_do_vtable_deref);
   if (const int rc = read_all(data, uri, table.get()); rc != 0) {
@@ -54,7 +54,6 @@ int show_all(zu_data_ifc *data, zu_do_uri *uri) {
     return failed;
   }
   zu_do_ntlist *columns = zu_do_vtable_get_ntlist(table.get());
-  output out;
   for (size_t i = 0; i < zu_do_vtable_get_len(table.get()); ++i) {
     if (!show(out, columns, zu_do_vtable_get(table.get(), i))) return failed;
   }
@@ -62,7 +61,7 @@ int show_all(zu_data_ifc *data, zu_do_uri *uri) {
 }
 
 // What can be asked for: each path of the data, and how many records it has.
-int show_paths(zu_data_ifc *data) {
+int show_paths(zu_data_ifc *data, output &out) {
   std::map<std::string, size_t> counts;
   const auto take = [](void *into, const char *path, size_t length, zu_do_vtable *records) {
     (*static_cast<std::map<std::string, size_t> *>(into))[{path, length}] = zu_do_vtable_get_len(records);
@@ -72,20 +71,23 @@ int show_paths(zu_data_ifc *data) {
     say_fault(data);
     return failed;
   }
-  output out;
   for (const auto &[path, count] : counts) {
     if (!out.write(visible(path) + " " + std::to_string(count) + "\n")) return failed;
   }
   return out.flush() ? done : failed;
 }
 
+int show_one_state(const options &asked, const std::function<int(zu_data_ifc *data, output &out)> &show) {
+  std::vector<loaded_data> all;
+  if (!all.emplace_back(loaded_data{asked.data, asked.classes, nullptr}).load()) return failed;
+  output out;
+  return in_one_state(all, &out, [&] { return show(all[0].data.get(), out); });
+}
+
 } // namespace
 
 int get(const options &asked) {
-  if (asked.uri.empty()) {
-    const data_handle data = load_data(asked.data, asked.classes);
-    return data ? show_paths(data.get()) : failed;
-  }
+  if (asked.uri.empty()) return show_one_state(asked, show_paths);
   const char *reason = nullptr;
   zu_do_uri *uri = zu_do_uri_parse(asked.uri.data(), asked.uri.size(), &reason);
   if (uri == nullptr) {
@@ -93,8 +95,8 @@ int get(const options &asked) {
     say("Run with --help for more information.");
     return wrong_usage;
   }
-  const data_handle data = load_data(asked.data, asked.classes);
-  const int status = data ? show_all(data.get(), uri) : failed;
+  const int status =
+      show_one_state(asked, [uri](zu_data_ifc *data, output &out) { return show_all(data, uri, out); });
   zu_do_uri_deref(uri);
   return status;
 }

@@ -84,6 +84,7 @@ bool output::write(std::string_view text) {
 }
 
 bool output::flush() {
+  if (held_) return true;
   if (!broken_ && !write_all(file_, buffer_)) {
     broken_ = true;
     // A reader that has seen enough is no failure worth a word.
@@ -92,6 +93,18 @@ bool output::flush() {
   }
   buffer_.clear();
   return !broken_;
+}
+
+void output::drop() {
+  buffer_.clear();
+  first_ = true;
+  any_ = false;
+  lines_ = bytes_ = 0;
+}
+
+bool output::release() {
+  held_ = false;
+  return flush();
 }
 
 bool output::finish() {

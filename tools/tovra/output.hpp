@@ -18,6 +18,11 @@ public:
   bool flush();
   bool finish(); // ends the text and flushes
 
+  // Keeps all text back until it is released, for who may have to drop it and begin again.
+  void hold() { held_ = true; }
+  void drop();
+  bool release(); // and flushes
+
   bool terminal() const { return terminal_; }
   uint64_t lines() const { return lines_; }
   uint64_t bytes() const { return bytes_; }
@@ -27,6 +32,7 @@ private:
   std::string name_;
   std::string buffer_;
   bool terminal_;
+  bool held_ = false;
   bool first_ = true;
   bool any_ = false;
   bool broken_ = false;

@@ -15,16 +15,15 @@ namespace {
 // Text goes on as it comes, errors to standard error behind it.
 class written : public receiver {
 public:
-  explicit written(output to) : text_(std::move(to)) {}
+  explicit written(output &to) : text_(to) {}
   bool take_text(std::string_view piece) override { return text_.write(piece); }
   void take_error(const zu_tovra::error &error) override {
     text_.flush();
     say_error(error);
   }
-  output &text() { return text_; }
 
 private:
-  output text_;
+  output &text_;
 };
 
 void say_stats(const output &text, zu_store_wrapper *wrapper, const request::timings &took) {
@@ -50,16 +49,20 @@ int render(const options &asked) {
   request made(asked);
   if (const int status = made.load(); status != done) return status;
   made.drop_tree();
-  written to(asked.output ? output(file.number(), *asked.output) : output());
-  bool whole = false;
-  {
-    std::optional<progress> shown;
-    if (!to.text().terminal()) shown.emplace("rendering");
-    whole = made.render(to);
-  }
-  whole = to.text().finish() && whole;
-  if (made.wrapper() != nullptr) say_stats(to.text(), made.wrapper(), made.took());
-  if (!whole) return failed;
+  output text = asked.output ? output(file.number(), *asked.output) : output();
+  const int status = made.attempt(&text, [&] {
+    written to(text);
+    bool whole = false;
+    {
+      std::optional<progress> shown;
+      if (!text.terminal()) shown.emplace("rendering");
+      whole = made.render(to);
+    }
+    whole = text.finish() && whole;
+    if (made.wrapper() != nullptr) say_stats(text, made.wrapper(), made.took());
+    return whole ? done : failed;
+  });
+  if (status != done) return status;
   return !asked.output || file.put_in_place() ? done : failed;
 }
 

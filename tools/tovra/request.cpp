@@ -159,22 +159,29 @@ bool request::load_templates() {
 }
 
 bool request::take_data(const std::string &name) {
-  all_data_.push_back(load_data(name, asked_.classes));
-  return all_data_.back() != nullptr;
+  return all_data_.emplace_back(loaded_data{name, asked_.classes, nullptr}).load();
 }
 
 bool request::load_configurations() {
   const auto start = clock::now();
   if (!take_data(asked_.data)) return false;
-  zu_data_ifc *data = all_data_.front().get();
-  if (asked_.stats) wrapper_.reset(zu_store_wrapper_new(data));
-  renderer_.emplace(wrapper_ ? zu_store_wrapper_ifc(wrapper_.get()) : data);
   for (const auto &[name, path] : asked_.named) {
     if (!take_data(path)) return false;
-    renderer_->add_config(name.c_str(), all_data_.back().get());
   }
   took_.data = seconds_since(start);
   return true;
+}
+
+int request::attempt(output *out, const std::function<int()> &step) {
+  return in_one_state(all_data_, out, [&] {
+    zu_data_ifc *data = all_data_.front().data.get();
+    renderer_.reset();
+    if (asked_.stats) wrapper_.reset(zu_store_wrapper_new(data));
+    renderer_.emplace(wrapper_ ? zu_store_wrapper_ifc(wrapper_.get()) : data);
+    for (size_t i = 0; i < asked_.named.size(); ++i)
+      renderer_->add_config(asked_.named[i].first.c_str(), all_data_[i + 1].data.get());
+    return step();
+  });
 }
 
 int request::load() {
@@ -186,9 +193,10 @@ int request::load() {
 }
 
 zu_data_ifc *request::store() const {
-  zu_data_ifc *found = asked_.config ? nullptr : all_data_.front().get();
+  zu_data_ifc *found = asked_.config ? nullptr : all_data_.front().data.get();
   for (size_t i = 0; i < asked_.named.size(); ++i) {
-    if (asked_.config == asked_.named[i].first) found = all_data_[i + 1].get(); // the last of a name counts
+    if (asked_.config == asked_.named[i].first)
+      found = all_data_[i + 1].data.get(); // the last of a name counts
   }
   return found;
 }
@@ -218,7 +226,7 @@ bool request::render(receiver &to, const zu_tvr_observer *observer) {
   for (const std::string &why : {no_node_, unknown_configuration(asked_)}) {
     if (!why.empty()) say("  " + why);
   }
-  for (const data_handle &each : all_data_) say_fault(each.get());
+  for (const loaded_data &each : all_data_) say_fault(each.data.get());
   return false;
 }
 

@@ -41,7 +41,9 @@ public:
   // Loads templates, data and arguments. Done, or the exit status; what is wrong has been said, and what is
   // odd is said too.
   int load();
-  // False after a failure, of which at least one error was told, or when text was refused.
+  // Runs a step that renders, on data of one state (see data_file.hpp).
+  int attempt(output *out, const std::function<int()> &step);
+  // In such a step. False after a failure, of which at least one error was told, or when text was refused.
   bool render(receiver &to, const zu_tvr_observer *observer = nullptr);
 
   // The templates as they were checked, for who asks before the render; the library has its own.
@@ -70,7 +72,7 @@ private:
   std::optional<template_stamp> checked_; // what the tree was loaded from
   tree_handle tree_;
   properties_handle arguments_;
-  std::vector<data_handle> all_data_; // the default first, then the named configurations
+  std::vector<loaded_data> all_data_; // the default first, then the named configurations
   wrapper_handle wrapper_;
   std::optional<zu_tovra::renderer> renderer_;
   std::string no_node_; // why the node cannot be rendered, or empty

@@ -1,6 +1,7 @@
 // `tovra coverage`: what renders of data files leave out, of the templates and of the data.
 #include <memory>
 
+#include "../data_file.hpp"
 #include "../output.hpp"
 #include "../parallel.hpp"
 #include "../process.hpp"
@@ -30,7 +31,10 @@ std::string rendered_file(const options &asked) {
 int cover_one(const options &asked, coverage::report &into) {
   request made(asked);
   if (const int status = made.load(); status != done) return status;
-  return coverage::gather(made, data_name(rendered_file(asked)), into) ? done : failed;
+  return made.attempt(nullptr, [&] {
+    into = {};
+    return coverage::gather(made, data_name(rendered_file(asked)), into) ? done : failed;
+  });
 }
 
 process_outcome cover_apart(options asked, const std::string &data) {
@@ -54,7 +58,8 @@ int cover_all(const coverage_options &asked, coverage::report &into) {
     say_lines(outcome.error);
     if (outcome.status != done) status = outcome.status == wrong_usage ? wrong_usage : failed;
     const bool ended = outcome.started && outcome.status <= wrong_usage;
-    if (!ended) say("tovra: " + asked.data[at] + " is not covered: its render did not come to an end");
+    if (!ended)
+      say("tovra: " + data_name(asked.data[at]) + " is not covered: its render did not come to an end");
     if (!ended) status = failed;
     if (ended && !outcome.output.empty()) into.add(coverage::from_json(outcome.output));
   }

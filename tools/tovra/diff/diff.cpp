@@ -46,7 +46,7 @@ process_request render_request(const diff_options &asked, const std::string &nam
 bool is_whole(const std::string &name, const process_outcome &rendered, const std::string &said_before) {
   const bool whole = rendered.started && rendered.status == done;
   if (!whole || rendered.error != said_before) say_lines(rendered.error);
-  if (!whole) say("tovra: " + name + " is not rendered");
+  if (!whole) say("tovra: " + data_name(name) + " is not rendered");
   return whole;
 }
 

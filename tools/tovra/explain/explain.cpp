@@ -27,8 +27,7 @@ std::string json_line(const nlohmann::ordered_json &made) {
   return made.dump(-1, ' ', false, replace_bad_utf8) + "\n";
 }
 
-int explain_lines(const explain_options &asked, request &made) {
-  output out;
+int explain_lines(const explain_options &asked, request &made, output &out) {
   uint64_t told = 0;
   const auto is_wanted = [&](uint64_t number) { return asked.line == 0 || number == asked.line; };
   const auto take = [&](const explain::explained_line &line) {
@@ -45,13 +44,12 @@ int explain_lines(const explain_options &asked, request &made) {
   return rendered && (told != 0 || asked.all) ? done : failed;
 }
 
-int explain_node(const explain_options &asked, request &made) {
+int explain_node(const explain_options &asked, request &made, output &out) {
   const zu_tvr_node *node = find_node(made.tree(), asked.id);
   if (node == nullptr) {
     say("tovra: " + unknown_node(made.tree(), asked.id));
     return failed;
   }
-  output out;
   bool told = false;
   const std::string heading = place_of(*node) + "\n";
   const auto take = [&](const explain::visit &visit) {
@@ -77,7 +75,10 @@ int explain_node(const explain_options &asked, request &made) {
 int run_explain(const explain_options &asked) {
   request made(asked.render);
   if (const int status = made.load(); status != done) return status;
-  return asked.id.empty() ? explain_lines(asked, made) : explain_node(asked, made);
+  output out;
+  return made.attempt(&out, [&] {
+    return asked.id.empty() ? explain_lines(asked, made, out) : explain_node(asked, made, out);
+  });
 }
 
 } // namespace
