@@ -28,6 +28,8 @@ using std::chrono::milliseconds;
 
 constexpr size_t part = size_t{64} << 10;
 constexpr size_t most_of_an_answer = size_t{1} << 30;
+constexpr int most_elements =
+    1 << 20; // of a list: the library makes room for all as soon as it is told of them
 constexpr int most_redirections = 5;
 constexpr const char *password_variable = "ZU_TVR_REDIS_PASSWORD";
 
@@ -47,6 +49,21 @@ std::string read_password(const address &to) {
   if (password.empty() && !to.user.empty())
     refuse(ZU_FAILED, std::string("the user has no password: give a password-file, or ") + password_variable);
   return password;
+}
+
+// The library's own way to keep answers, but that a list which is too long is not kept.
+redisReplyObjectFunctions *bounded(const redisReader *reader) {
+  static const redisReplyObjectFunctions usual = *reader->fn;
+  static redisReplyObjectFunctions made = [] {
+    redisReplyObjectFunctions changed = usual;
+    changed.createArray = [](const redisReadTask *task, int elements) {
+      bool &too_long = *static_cast<bool *>(task->privdata);
+      too_long = elements > most_elements;
+      return too_long ? nullptr : usual.createArray(task, elements);
+    };
+    return changed;
+  }();
+  return &made;
 }
 
 timeval as_timeval(milliseconds time) {
@@ -171,6 +188,8 @@ void connection::open() {
   if (flags < 0 || fcntl(context_->fd, F_SETFL, flags | O_NONBLOCK) != 0 ||
       fcntl(context_->fd, F_SETFD, FD_CLOEXEC) != 0)
     fail({"connecting to " + where}, system_words(errno));
+  context_->reader->fn = bounded(context_->reader);
+  context_->reader->privdata = &too_long_;
   std::vector<command> first;
   if (!password_.empty())
     first.push_back(to_.user.empty() ? command{"AUTH", password_} : command{"AUTH", to_.user, password_});
@@ -255,6 +274,7 @@ reply connection::receive(const command &asked, std::string_view &rest) {
     void *told = nullptr;
     redisReader *reader = context_->reader;
     if (redisReaderGetReply(reader, &told) != REDIS_OK) {
+      if (too_long_) fail(asked, "a list that is too long");
       if (reader->err == REDIS_ERR_OOM) throw std::bad_alloc();
       fail(asked, std::string("a garbled answer (") + reader->errstr + ")");
     }

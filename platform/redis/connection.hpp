@@ -95,6 +95,7 @@ private:
   std::string password_;
   std::unique_ptr<redisContext, drop> context_; // none: nothing can be asked any more, and why
   std::string lost_;
+  bool too_long_ = false; // a list of the answer that is being read
 };
 
 // What a message shows of a command: its name and its key.

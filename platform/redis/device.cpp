@@ -43,6 +43,7 @@ std::vector<std::string> names_at(connection &server, const std::string &prefix)
   for (size_t i = 0; i < members.size(); ++i) names.emplace_back(members[i].text());
   std::sort(names.begin(), names.end());
   std::vector<command> asked;
+  asked.reserve(names.size());
   for (const std::string &name : names) asked.push_back({"HEXISTS", head_key(prefix, name), "version"});
   const std::vector<reply> there = server.ask_all(asked);
   std::vector<std::string> finished;
@@ -110,14 +111,13 @@ public:
 
   void read(const store::selection &wanted, const take_record &take) override {
     using enum store::selection::kind;
-    std::vector<command> asked;
-    uint64_t expected = 0;
+    request all;
     for (const std::string &each : wanted.paths) {
       const auto found = paths_.find(each);
       if (found == paths_.end() || found->second.records == 0) continue;
+      all.counts.emplace_back(records_key(facts_, each), found->second.records);
       if (wanted.of == path) {
-        ask_for_all(found->first, found->second.records, asked);
-        expected += found->second.records;
+        ask_for_all(all);
         continue;
       }
       // All that begins so: the smallest text that does, and the smallest behind those.
@@ -126,9 +126,9 @@ public:
                                                      : wanted.text + "/";
       std::string end = begin;
       ++end.back();
-      asked.push_back({"ZRANGEBYLEX", records_key(facts_, each), "[" + begin, "(" + end});
+      all.ranges.push_back({"ZRANGEBYLEX", all.counts.back().first, "[" + begin, "(" + end});
     }
-    tell(asked, wanted.of == path ? std::optional(expected) : std::nullopt, take);
+    tell(all, take);
   }
 
   std::vector<std::string> paths() override {
@@ -136,14 +136,19 @@ public:
     for (const auto &[path, known] : paths_) placed.emplace_back(known.position, path);
     std::sort(placed.begin(), placed.end());
     std::vector<std::string> found;
+    found.reserve(placed.size());
     for (auto &[position, path] : placed) found.push_back(std::move(path));
     return found;
   }
 
   void read_all(const take_record &take) override {
-    std::vector<command> asked;
-    for (const auto &[path, known] : paths_) ask_for_all(path, known.records, asked);
-    tell(asked, records_, take);
+    request all;
+    for (const auto &[path, known] : paths_) {
+      if (known.records == 0) continue;
+      all.counts.emplace_back(records_key(facts_, path), known.records);
+      ask_for_all(all);
+    }
+    tell(all, take);
   }
 
 private:
@@ -166,12 +171,14 @@ private:
       return *read;
     };
     uint64_t counted = 0;
+    bool complete = false;
     for (size_t i = 0; i + 1 < told.size(); i += 2) {
       const std::string_view field = told[i].text();
       const std::string_view given = told[i + 1].text();
       const size_t split = std::min(field.find(' '), field.size());
       const std::string_view what = field.substr(0, split);
       if (split == field.size()) {
+        complete = complete || what == "records";
         if (what == "records") records_ = number_of(field, given);
         continue;
       }
@@ -183,40 +190,47 @@ private:
       if (what == "declared") path.facts.declared = given;
       if (what == "others") path.facts.others = given;
     }
+    if (!complete) refuse(asked, "field \"records\" is missing");
     if (counted != records_) refuse(asked, "its paths do not have as many records as it tells");
     return true;
   }
 
-  void ask_for_all(const std::string &path, uint64_t records, std::vector<command> &asked) const {
+  // What is read in one round trip: of which keys, how many records each of them has, and which ranges.
+  struct request {
+    std::vector<std::pair<std::string, uint64_t>> counts;
+    std::vector<command> ranges;
+  };
+
+  // For all of the last key.
+  static void ask_for_all(request &all) {
+    const auto &[key, records] = all.counts.back();
     for (uint64_t at = 0; at < records; at += chunk)
-      asked.push_back(
-          {"ZRANGE", records_key(facts_, path), std::to_string(at), std::to_string(at + chunk - 1)});
+      all.ranges.push_back({"ZRANGE", key, std::to_string(at), std::to_string(at + chunk - 1)});
   }
 
-  // Tells what those commands find, in store order: so many records, when that is known. One round trip.
-  void tell(std::vector<command> asked, std::optional<uint64_t> expected, const take_record &take) {
-    if (asked.empty()) return;
-    const size_t ranges = asked.size();
-    // A key that another hand removed looks like an empty one.
-    for (size_t i = 0; i < ranges; ++i) {
-      if (i == 0 || asked[i][1] != asked[i - 1][1]) asked.push_back({"EXISTS", asked[i][1]});
-    }
+  // Tells what was asked for, in store order.
+  void tell(const request &all, const take_record &take) {
+    if (all.ranges.empty()) return;
+    const size_t ranges = all.ranges.size();
+    std::vector<command> asked = all.ranges;
+    // Where another hand removed records, a range looks whole.
+    for (const auto &[key, records] : all.counts) asked.push_back({"ZCARD", key});
     asked.push_back({"EXISTS", facts_});
     const std::vector<reply> told = server_.ask_all(asked);
     expect(asked.back(), told.back(), number);
     if (told.back().number() == 0) refuse_moved();
-    for (size_t i = ranges; i < told.size(); ++i) {
-      expect(asked[i], told[i], number);
-      if (told[i].number() == 0) refuse(asked[i], "the key is missing");
+    for (size_t i = 0; i < all.counts.size(); ++i) {
+      expect(asked[ranges + i], told[ranges + i], number);
+      const auto has = static_cast<uint64_t>(told[ranges + i].number());
+      const uint64_t expected = all.counts[i].second;
+      if (has == expected) continue;
+      refuse(asked[ranges + i],
+             std::to_string(has) + " records, where " + std::to_string(expected) + " are expected");
     }
     std::vector<member> found;
     for (size_t i = 0; i < ranges; ++i) {
       expect(asked[i], told[i], list);
       for (size_t k = 0; k < told[i].size(); ++k) found.push_back(read_member(asked[i], told[i][k]));
-    }
-    if (expected && found.size() != *expected) {
-      refuse(asked[0],
-             std::to_string(found.size()) + " records, where " + std::to_string(*expected) + " are expected");
     }
     std::sort(found.begin(), found.end(),
               [](const member &a, const member &b) { return a.position < b.position; });

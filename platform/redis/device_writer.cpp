@@ -50,6 +50,14 @@ if known[3] and known[3] ~= '' then each_key(known[3], function(key) redis.call(
 if known[2] then each_key(known[2], function(key, seconds) redis.call('EXPIRE', key, seconds) end) end
 return redis.status_reply('OK'))";
 
+// KEYS and the first of ARGV likewise, of a script that may have run or not: 1 when it has, else it never
+// will.
+constexpr const char *abandon_script = R"(
+local known = redis.call('HMGET', KEYS[1], 'version', 'before')
+if known[1] == ARGV[1] or known[2] == ARGV[1] then return 1 end
+for i = 2, #KEYS do redis.call('UNLINK', KEYS[i]) end
+return 0)";
+
 std::string new_version() {
   static constexpr char digits[] = "0123456789abcdef";
   std::random_device random;
@@ -61,7 +69,7 @@ std::string new_version() {
 class key_writer : public store::device_writer {
 public:
   key_writer(const place &where, const std::string &device)
-      : server_(where.at), devices_(devices_key(where.prefix)), device_(device),
+      : at_(where.at), server_(where.at), devices_(devices_key(where.prefix)), device_(device),
         head_(head_key(where.prefix, device)), version_(new_version()), facts_(facts_key(head_, version_)) {}
 
   void add(const store::given_path &path) override {
@@ -92,18 +100,22 @@ public:
     done.insert(done.end(), {version_, std::string(layout_version), facts_seconds, records_seconds});
     done.insert(done.end(), {"records", std::to_string(records_)});
     for (size_t i = 0; i < paths_.size(); ++i) {
-      const auto &[given, key, waiting, written] = paths_[i];
+      const store::given_path &path = paths_[i].given;
       const auto add_field = [&](const char *what, const std::string &told) {
-        done.insert(done.end(), {what + (" " + given.path), told});
+        done.insert(done.end(), {what + (" " + path.path), told});
       };
       add_field("position", std::to_string(i));
-      add_field("records", std::to_string(written));
-      add_field("pattern", given.facts.pattern);
-      add_field("keys", given.facts.keys);
-      add_field("declared", given.facts.declared);
-      add_field("others", given.facts.others);
+      add_field("records", std::to_string(paths_[i].written));
+      add_field("pattern", path.facts.pattern);
+      add_field("keys", path.facts.keys);
+      add_field("declared", path.facts.declared);
+      add_field("others", path.facts.others);
     }
-    expect(done, server_.ask(done), value::kind::status);
+    try {
+      expect(done, server_.ask(done), value::kind::status);
+    } catch (...) {
+      if (!was_done()) throw;
+    }
   }
 
 private:
@@ -113,6 +125,20 @@ private:
     std::vector<std::string> waiting;
     uint64_t written;
   };
+
+  // When the answer was lost.
+  bool was_done() {
+    command asked = {"EVAL", abandon_script, "", head_, facts_};
+    for (const written_path &path : paths_) asked.push_back(path.key);
+    asked[2] = std::to_string(asked.size() - 3);
+    asked.push_back(version_);
+    try {
+      return connection(at_).ask(asked).number() == 1;
+    } catch (const store::source_failure &failure) {
+      throw store::source_failure{failure.code,
+                                  "it is not known whether the device was changed: " + failure.message};
+    }
+  }
 
   void write_waiting() {
     constexpr size_t most_members = 500;
@@ -146,6 +172,7 @@ private:
     }
   }
 
+  address at_;
   connection server_;
   std::string devices_, device_;
   std::string head_, version_, facts_;

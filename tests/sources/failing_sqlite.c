@@ -1,37 +1,7 @@
-/* Loaded before SQLite: the call of it whose number stands in FAIL_SQLITE fails; the calls are counted into
- * the file that COUNT_SQLITE names. */
-#define _GNU_SOURCE
-#include <dlfcn.h>
+#define NAME "SQLITE"
+#include "failing.h"
+
 #include <sqlite3.h>
-#include <stdio.h>
-#include <stdlib.h>
-
-static long calls;
-static int depth; /* calls that SQLite makes of itself do not count */
-
-__attribute__((destructor)) static void tell(void) {
-  const char *name = getenv("COUNT_SQLITE");
-  FILE *file = name != NULL ? fopen(name, "w") : NULL;
-  if (file == NULL) return;
-  fprintf(file, "%ld", calls);
-  fclose(file);
-}
-
-static int fails(void) {
-  const char *wanted = getenv("FAIL_SQLITE");
-  return ++calls == (wanted != NULL ? atol(wanted) : 0);
-}
-
-#define FORWARD(type, name, parameters, arguments, failure) \
-  type name parameters {                                    \
-    type(*next) parameters;                                 \
-    *(void **)&next = dlsym(RTLD_NEXT, #name);              \
-    if (depth == 0 && fails()) return failure;              \
-    ++depth;                                                \
-    type result = next arguments;                           \
-    --depth;                                                \
-    return result;                                          \
-  }
 
 FORWARD(int, sqlite3_prepare_v2,
         (sqlite3 * db, const char *sql, int length, sqlite3_stmt **made, const char **rest),

@@ -68,10 +68,14 @@ own_data given(zu_data_ifc *data, zu_do_error *error) {
   return own_data(data);
 }
 
-// The records of a text, imported into a database and read from there.
+// The records of a text, imported into a database and read from there: of the server that STORE_SOURCE names,
+// or a new file.
 own_data load_from_database(std::string_view text) {
+  static int number = 0;
+  const char *source = std::getenv("STORE_SOURCE");
+  const bool is_server = source != nullptr && std::string_view(source) != "sqlite";
   const std::string file = testing::TempDir() + "store_test." + std::to_string(getpid());
-  const std::string name = "sqlite:" + file + "?device=d";
+  const std::string name = (is_server ? source : "sqlite:" + file) + "?device=d" + std::to_string(++number);
   zu_do_error *error = nullptr;
   const bool imported = zu_store_import(text.data(), text.size(), name.c_str(), &error);
   zu_data_ifc *data = imported ? zu_store_open(name.c_str(), &error) : nullptr;
@@ -80,12 +84,15 @@ own_data load_from_database(std::string_view text) {
   return given(data, error);
 }
 
-// From a file's text, or with STORE_SOURCE=sqlite from a database: all that is tested here holds for both.
-own_data load(std::string_view text) {
-  if (std::getenv("STORE_SOURCE") != nullptr) return load_from_database(text);
+own_data load_from_file(std::string_view text) {
   zu_do_error *error = nullptr;
   zu_data_ifc *data = zu_store_load_text("data", text.data(), text.size(), &error);
   return given(data, error);
+}
+
+// From a file's text, or from a database with STORE_SOURCE: all that is tested here holds for each.
+own_data load(std::string_view text) {
+  return std::getenv("STORE_SOURCE") != nullptr ? load_from_database(text) : load_from_file(text);
 }
 
 struct store_of {
@@ -350,7 +357,7 @@ TEST(store, a_database_answers_as_a_file) {
     const std::string text = R"({"classes": {"/a": {"z": {"default": 5}}, "/a/c": {"k": {"type": "Key"}}},
                                  "records": {)" +
                              records + "}}";
-    const own_data file = load(text), database = load_from_database(text);
+    const own_data file = load_from_file(text), database = load_from_database(text);
     const readers from_file(file.get()), from_database(database.get());
     for (int i = 0; i < 300; ++i) {
       request asked{.uri = record_uri() + pick("", "?c", "?d", "?k=1", "?x=1"),

@@ -94,7 +94,8 @@ std::set<std::string> read_without(const std::filesystem::path &file, int number
 } // namespace
 
 const std::vector<std::string> &variation_names() {
-  static const std::vector<std::string> names{"again", "locale", "order", "trace", "fetch", "yaml", "sqlite"};
+  static const std::vector<std::string> names{"again", "locale", "order",  "trace",
+                                              "fetch", "yaml",   "sqlite", "redis"};
   return names;
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -147,7 +148,7 @@ private:
     if (wanted("trace") && !has("--trace")) {
       hold(plain, "with every trace", without_traces(make(with({"--trace", "7"}))));
     }
-    for (const char *kind : {"yaml", "sqlite"}) {
+    for (const char *kind : {"yaml", "sqlite", "redis"}) {
       if (wanted(kind) && !has("--stats")) vary_data(plain, kind);
     }
     for (const char *count : {"1", "2", "3"}) {
@@ -166,13 +167,20 @@ private:
       if (!named && arguments[i - 1] != "--data") continue;
       const size_t start = named ? arguments[i].find('=') + 1 : 0;
       const std::string file = arguments[i].substr(start);
-      std::string made = (scratch.path / std::to_string(i)).string();
-      made = kind == "yaml" ? made + ".yaml" : "sqlite:" + made;
+      const std::string made = place_of(kind, scratch.path / std::to_string(i));
       const bool done = file != "-" && made_from(file, made, kind).status == 0;
       if (done) arguments[i].replace(start, file.npos, made);
       any = any || done;
     }
     if (any) hold(plain, "data from " + kind, make(arguments));
+  }
+  // What is made of a data file; `fresh` is the path of a file that is not there.
+  static std::string place_of(const std::string &kind, const fs::path &fresh) {
+    if (kind == "yaml") return fresh.string() + ".yaml";
+    if (kind == "sqlite") return "sqlite:" + fresh.string();
+    const std::string server = std::getenv(test_server);
+    return server + (server.find('?') == server.npos ? "?" : "&") +
+           "prefix=" + fresh.parent_path().filename().string() + "." + fresh.filename().string();
   }
   outcome made_from(const std::string &file, const std::string &made, const std::string &kind) {
     std::vector<std::string> words{"import", file, made, "--device", "d"};

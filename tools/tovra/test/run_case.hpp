@@ -5,6 +5,9 @@
 
 namespace tovra::test {
 
+// Of the environment: a server where devices are put to be rendered from there. They stay.
+inline constexpr const char *test_server = "ZU_TVR_TEST_REDIS";
+
 struct how {
   std::set<std::string> vary; // names of variations
   bool update = false;

@@ -1,6 +1,7 @@
 // `tovra test`: the golden cases of a template team.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -176,6 +177,10 @@ int run_tests(test_options &asked) {
     const auto &names = test::variation_names();
     if (name == "all") {
       asked.how.vary.insert(names.begin(), names.end());
+      if (std::getenv(test::test_server) == nullptr) asked.how.vary.erase("redis");
+    } else if (name == "redis" && std::getenv(test::test_server) == nullptr) {
+      say(std::string("tovra: --vary redis: ") + test::test_server + " must name a server, redis://HOST/DB");
+      return failed;
     } else {
       asked.how.vary.insert(name);
     }
@@ -224,7 +229,7 @@ tool add_test(CLI::App &app) {
   names.emplace_back("all");
   made.add("--vary", asked->vary,
            "Repeat renders in ways that must change nothing: again, locale, order (of template "
-           "files), trace, fetch (counts), yaml, sqlite (as the data), or all")
+           "files), trace, fetch (counts), yaml, sqlite, redis (as the data), or all")
       .type("WHAT[,WHAT...]")
       .separated()
       .among(names);

@@ -1,0 +1,402 @@
+#!/usr/bin/env python3
+"""check_redis.py TOVRA [--failing LIBRARY] [--unit PROGRAM] [--golden FOLDER]... [--renders N]: devices in Redis, over
+servers of its own: that they give the texts of files, what is refused, servers that are paused, killed and answer
+garbage in the middle, a cluster, writers beside renders, and every call of hiredis failing once."""
+import argparse
+import json
+import os
+import select
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+from pathlib import Path
+
+import devices
+
+SHORT = 600  # milliseconds: long enough for a busy machine, and tests wait for it
+
+
+def free_port():
+    """Of one whose cluster bus port, 10000 above, is a port too."""
+    while True:
+        with socket.socket() as asked:
+            asked.bind(("127.0.0.1", 0))
+            if (port := asked.getsockname()[1]) < 55000:
+                return port
+
+
+class Server:
+    def __init__(self, folder, *options):
+        self.folder, self.socket, self.options = folder, f"{folder}/redis.sock", options
+        folder.mkdir()
+        for _ in range(5):  # others may take a port that was free
+            self.port = free_port()
+            if self.start():
+                return
+        sys.exit("redis-server does not start")
+
+    def start(self):
+        self.process = subprocess.Popen(
+            ["redis-server", "--bind", "127.0.0.1", "--port", str(self.port), "--unixsocket", self.socket, "--dir",
+             str(self.folder), "--save", "", "--appendonly", "no", *self.options], stdout=subprocess.DEVNULL)
+        while self.process.poll() is None:
+            if "PONG" in self.cli("ping") or "NOAUTH" in self.cli("ping"):
+                return True
+            time.sleep(0.01)
+        return False
+
+    def cli(self, *words, to="-s"):
+        where = [to, self.socket if to == "-s" else str(self.port)]
+        got = subprocess.run(["redis-cli", *where, *words], capture_output=True, text=True)
+        return got.stdout.strip() + got.stderr
+
+    def name(self, options="", device=""):
+        options = "&".join(filter(None, (options, device and f"device={device}")))
+        return f"redis+unix:{self.socket}{options and '?'}{options}"
+
+    def kill(self, how=signal.SIGKILL):
+        self.process.send_signal(how)
+        if how == signal.SIGKILL:
+            self.process.wait()
+
+
+class Between:
+    """Stands between a client and a server. `act` is told the number of each round trip before it is forwarded; what it
+    gives is answered instead, and then the connection is closed. After `cut` bytes of answers it is closed too."""
+
+    def __init__(self, server, act=None, cut=None):
+        self.server, self.act, self.cut, self.trips = server, act, cut, 0
+        self.path = f"{server.folder}/between.sock"
+        Path(self.path).unlink(missing_ok=True)
+        self.listening = socket.socket(socket.AF_UNIX)
+        self.listening.bind(self.path)
+        self.listening.listen()
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.listening.close()
+
+    def name(self, options=f"timeout={SHORT}"):
+        return f"redis+unix:{self.path}?{options}"
+
+    def serve(self):
+        try:
+            while True:
+                client, _ = self.listening.accept()
+                threading.Thread(target=self.forward, args=(client,), daemon=True).start()
+        except OSError:
+            pass
+
+    def forward(self, client):
+        server, asking = socket.socket(socket.AF_UNIX), False
+        try:
+            server.connect(self.server.socket)
+            while True:
+                for ready in select.select([client, server], [], [])[0]:
+                    text = ready.recv(1 << 16)
+                    if not text:
+                        return
+                    if ready is server:
+                        asking = False
+                        client.sendall(text if self.cut is None else text[:self.cut])
+                        if self.cut is not None:
+                            self.cut = max(0, self.cut - len(text))
+                            if self.cut == 0:
+                                return
+                        continue
+                    if not asking:
+                        asking, self.trips = True, self.trips + 1
+                        if (instead := self.act and self.act(self.trips)) is not None:
+                            for part in instead if isinstance(instead, list) else [instead]:
+                                client.sendall(part)
+                                time.sleep(0.1 if isinstance(instead, list) else 0)
+                            return
+                    server.sendall(text)
+        except OSError:
+            pass
+        finally:
+            client.close()
+            server.close()
+
+
+class Checks(devices.Checks):
+    def __init__(self, program, folder):
+        super().__init__(program, folder)
+        self.server = Server(self.folder / "one")
+        self.servers = [self.server]
+
+    def end(self):
+        for server in self.servers:
+            server.kill(signal.SIGCONT)
+            server.kill()
+
+    def refused(self, what, words, source, **env):
+        got = self.render_from(source, **env)
+        self.expect_refused(what, words, got)
+        self.expect(f"{what}: no text, no password", got.stdout == "" and "geheim" not in got.stderr, got)
+
+    def refusals(self):
+        """What is no good name, and what does not stand as it should in the keys of a device."""
+        server, source = self.server, self.server.name(f"timeout={SHORT}")
+        for name, words in (("redis://", "no host"), ("redis://h:x", "port 'x'"), ("redis://h/x", "DB 'x'"),
+                            ("redis://[::1", "]"), ("redis+unix:?", "no socket"), ("redis://h/?what=1", "no option 'what'"),
+                            ("redis://h?prefix=", "prefix"), ("redis://h?prefix={a", "prefix"),
+                            ("redis://u:geheim@h", "a password stands in"), ("redis://h?password=geheim", "no option"),
+                            (f"redis://127.0.0.1:{free_port()}", "Connection refused"),
+                            (f"redis+unix:{self.folder}/none", "No such file"),
+                            ("redis://127.0.0.1/?password-file=/none", "/none"),
+                            (server.name("db=99"), "SELECT 99"), (server.name(), "it has no device")):
+            self.refused(name, words, name)
+        version, port = "", 'record "/sys/port;n=1"'
+        head, ports = "tovra:{d}", "/sys/port"
+        member = "/sys/port;n=1  2 "  # the third record
+        change = ["ZADD", "PORTS", "0"]
+        for words, *bad in (
+                ("HEXISTS tovra:{d}: WRONGTYPE", ["DEL", head], ["SET", head, "x"]),
+                ('layout is "2"', ["HSET", head, "layout", "2"]), ("no device", ["HDEL", head, "version"]),
+                ("others changed the device", ["DEL", "FACTS"]), ("WRONGTYPE", ["DEL", "FACTS"], ["SET", "FACTS", "x"]),
+                ("no number", ["HSET", "FACTS", f"records {ports}", "many"]),
+                ("as many records", ["HSET", "FACTS", f"records {ports}", "3"]),
+                ("PORTS: 0 records", ["DEL", "PORTS"]), ("3 records, where 4", ["ZREMRANGEBYRANK", "PORTS", "1", "1"]), ("WRONGTYPE", ["DEL", "PORTS"], ["SET", "PORTS", "x"]),
+                ("5 records, where 4", [*change, member.replace("1", "9") + "{}"]),
+                ("no record", ["ZREMRANGEBYRANK", "PORTS", "0", "0"], [*change, "/sys/port;n=0"]),
+                (port, ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, member + "[1]"]),
+                (port, ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, member + "{" * 1000]),
+                ("a record holds several", ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, member + '{}, "/x": {}']),
+                ("bad URI", ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, "/sys/port;n=%zz  2 {}"]),
+                ("kept as one of the path", ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, "/sys/other;n=1  2 {}"]),
+                ('class "/sys/port"', ["HSET", "FACTS", f"declared {ports}", "}"])):
+            server.cli("flushall")
+            self.put(1, server.name())
+            version = server.cli("hget", head, "version")
+
+            def named(word):
+                return word.replace("PORTS", f"{head}:{version}:{ports}").replace("FACTS", f"{head}:{version}")
+
+            for command in bad:
+                server.cli(*map(named, command))
+            self.refused(f"{bad}", named(words), source)
+        locked = Server(self.folder / "locked", "--requirepass", "geheim")
+        self.servers.append(locked)
+        (self.folder / "password").write_text("geheim\n")
+        variable = "ZU_TVR_REDIS_PASSWORD"
+        self.refused("no password", "NOAUTH", locked.name())
+        self.refused("a wrong password", "AUTH: WRONGPASS", locked.name(), **{variable: "geheim2"})
+        self.refused("a password that is not wanted", "AUTH: ERR", server.name(), **{variable: "geheim"})
+        from_file = locked.name("password-file=password")
+        self.put(1, from_file)
+        for source, env in ((from_file, {}), (locked.name("user=default"), {variable: "geheim"})):
+            got = self.render_from(source, **env)
+            self.expect("a password from a file and the environment", got.stdout == devices.text_of(1), got)
+        locked.cli("-a", "geheim", "config", "set", "maxmemory", "1")
+        got = self.load_into(2, from_file)
+        self.expect_refused("a server that is full", "OOM", got)
+        self.expect("what it had is there", self.render_from(from_file).stdout == devices.text_of(1))
+
+    def whole_or_none(self, what, got):
+        whole = got.returncode == 0 and got.stdout == devices.text_of(1)
+        self.expect(what, whole or (got.returncode == 1 and got.stdout == "" and got.stderr != ""), got)
+
+    def garbage(self):
+        """Answers that are none, and answers that end early, at each round trip."""
+        self.put(1, self.server.name())
+        with Between(self.server) as between:
+            got = self.render_from(between.name())
+            self.expect("a render through another's hands", got.stdout == devices.text_of(1), got)
+            trips = between.trips
+        self.expect("enough round trips", trips > 3)
+        for answer in (b"HTTP/1.1 400 Bad Request\r\n", b"$-7\r\n", b"*2147483647\r\n:1\r\n", b"$99999999999\r\n",
+                       b"+OK\r\n" * 9, b":0\r\n" * 9, b"$-1\r\n" * 9, b"*0\r\n" * 9, b"*-1\r\n", b"*2\r\n+a\r\n+b\r\n" * 9,
+                       b"-MOVED 1 127.0.0.1:x\r\n" * 9, b"-ASK\r\n" * 9, b"*1\r\n" * 99, b"\0" * 99, [b"+", b"O"] * 9):
+            for trip in (2, 3, 4, trips):
+                with Between(self.server, lambda n: answer if n == trip else None) as between:
+                    self.whole_or_none(f"{answer[:20]} at {trip}", self.render_from(between.name()))
+        for cut in range(0, 1200, 37):
+            with Between(self.server, cut=cut) as between:
+                self.whole_or_none(f"an answer cut after {cut} bytes", self.render_from(between.name()))
+
+    def lost(self):
+        """A server that is paused, killed or restarted in the middle of a render; then all is well again."""
+        server = self.server
+        for what, words, act in (("paused", "no answer in", lambda: server.kill(signal.SIGSTOP)),
+                                 ("killed", ": ", server.kill),
+                                 ("restarted", ": ", lambda: (server.kill(), server.start()))):
+            for trip in (1, 3, 4):
+                self.put(1, server.name())
+                started = time.monotonic()
+                with Between(server, lambda n: act() and None if n == trip else None) as between:
+                    self.refused(f"a server that is {what} at {trip}", words, between.name())
+                self.expect(f"{what}: the wait has an end", time.monotonic() - started < 5)
+                if what == "paused":
+                    self.refused("a server that is paused", f"no answer in {SHORT} ms", server.name(f"timeout={SHORT}"))
+                server.kill(signal.SIGCONT)
+                if server.process.poll() is not None:
+                    server.start()
+                self.put(2, server.name())
+                got = self.render_from(server.name())
+                self.expect(f"after it was {what}", got.stdout == devices.text_of(2), got)
+
+    def moved(self):
+        """What others change in the middle is rendered again, five times at most; text of a version is all of one."""
+        server = self.server
+        for command in (["render", "--templates", "t"], ["get", "/sys?port"], ["coverage", "--templates", "t"],
+                        ["explain", "--all", "--templates", "t"], ["export"]):
+            wanted = {}
+            for version in (1, 2):
+                self.put(version, server.name())
+                arguments = [*command, server.name()] if command[0] == "export" else [*command, "--data", server.name()]
+                wanted[version] = self.run(*arguments).stdout
+            last = len(arguments) - 1
+
+            def change(times):
+                def act(trip):
+                    if trip >= 5 and act.left > 0:
+                        act.left -= 1
+                        self.put(1, server.name())
+                        self.put(2, server.name())
+                act.left = times
+                self.put(1, server.name())
+                return act
+
+            for times, status in ((1, 0), (99, 1)):
+                with Between(server, change(times)) as between:
+                    got = self.run(*arguments[:last], between.name("timeout=9000"))
+                    text = got.stdout.replace(between.name("timeout=9000"), server.name())
+                    good = text == wanted[2] if status == 0 else "others changed" in got.stderr
+                    if status == 1 and command[0] in ("render", "get"):
+                        good = good and text == ""
+                    self.expect(f"{command[0]}, changed {times} times", got.returncode == status and good, got)
+        # One change alone: a render that has begun goes on with what it began with.
+        with Between(server, lambda n: self.put(2, server.name()) and None if n == 5 else None) as between:
+            self.put(1, server.name())
+            got = self.render_from(between.name("timeout=9000"))
+            self.expect("a render goes on with its version", got.stdout == devices.text_of(1), got)
+
+    def left_behind(self):
+        """An import that dies leaves the old version, and nothing that stays."""
+        server, trip, done = self.server, 0, False
+        (self.folder / "big.json").write_text(devices.device(2, 20000))
+        while not done:
+            trip += 1
+            server.cli("flushall")
+            self.put(1, server.name())
+            good = set(server.cli("keys", "*").split())
+            with Between(server, lambda n: b"" if n >= trip else None) as between:
+                got = self.run("import", "big.json", between.name("timeout=9000"), "--device", "d")
+            done = got.returncode == 0
+            others = set(server.cli("keys", "*").split()) - good
+            expire = done or all(int(server.cli("ttl", key)) > 0 for key in others)
+            now = self.render_from(server.name())
+            self.expect(f"an import ended at {trip}: the old version, and what it left expires",
+                        expire and now.stdout == devices.text_of(2 if done else 1, 20000 if done else 4), got)
+        self.expect("it ended at several places", trip > 4)
+        for _ in range(3):
+            self.put(2, server.name())
+        keys = server.cli("keys", "tovra:{d}:*").split()
+        self.expect("two versions are kept", len({key.split(":")[2] for key in keys}) == 2)
+
+    def round_trips(self):
+        """They depend on what the templates ask for, not on how many records there are."""
+        counts = []
+        for ports in (10, 3000):
+            (self.folder / "1.json").write_text(devices.device(1, ports))
+            self.put(1, self.server.name())
+            with Between(self.server) as between:
+                got = self.run("render", "ports", "--templates", "t", "--data", between.name("timeout=9000"))
+                self.expect("a part is rendered", got.returncode == 0 and got.stdout.count("port") == ports, None)
+                counts.append(between.trips)
+        (self.folder / "1.json").write_text(devices.device(1))
+        # Beyond 200 parents all of a path is read.
+        self.expect(f"round trips {counts}", counts[1] <= 2 + 1 + 201)
+
+    def cluster(self):
+        nodes = [Server(self.folder / f"node{i}", "--cluster-enabled", "yes") for i in range(3)]
+        self.servers += nodes
+        where = [f"127.0.0.1:{node.port}" for node in nodes]
+        made = subprocess.run(["redis-cli", "--cluster", "create", *where, "--cluster-yes"], capture_output=True, text=True)
+        self.expect("a cluster is made", made.returncode == 0 and "All 16384 slots covered" in made.stdout)
+        for _ in range(600):  # nodes know of each other before they serve
+            if all("cluster_state:ok" in node.cli("cluster", "info") for node in nodes):
+                break
+            time.sleep(0.05)
+        names = ["a", "b", "d", "e"]
+        owners = {name: next(i for i, node in enumerate(nodes) if "MOVED" not in node.cli("exists", f"tovra:{{{name}}}"))
+                  for name in names}
+        self.expect("devices on several nodes", len(set(owners.values())) > 1)
+        for i, name in enumerate(names):
+            got = self.run("import", "1.json", f"redis://{where[i % 3]}?device={name}")
+            self.expect(f"{name} is imported", got.returncode == 0, got)
+        for node in where:
+            for name in names:
+                got = self.render_from(f"redis://{node}?device={name}")
+                self.expect(f"{name} from {node}", got.stdout == devices.text_of(1), got)
+            self.refused("a device of several", "a, b, d, e", f"redis://{node}")
+        # A slot on its way to another node: what is there already is asked for there.
+        source, target = nodes[owners["d"]], nodes[(owners["d"] + 1) % 3]
+        slot = source.cli("cluster", "keyslot", "tovra:{d}")
+        target.cli("cluster", "setslot", slot, "importing", source.cli("cluster", "myid"))
+        source.cli("cluster", "setslot", slot, "migrating", target.cli("cluster", "myid"))
+        keys = source.cli("cluster", "getkeysinslot", slot, "100").split()
+        for key in keys[::2]:
+            source.cli("migrate", "127.0.0.1", str(target.port), key, "0", "5000")
+        for node in where:
+            got = self.render_from(f"redis://{node}?device=d")
+            self.expect("a device that is half moved", got.stdout == devices.text_of(1), got)
+        source.kill()
+        self.refused("a node that is gone", ": ", f"redis://{where[(owners['d'] + 2) % 3]}?device=d&timeout={SHORT}")
+
+    def same_texts(self, unit, folders):
+        env = {"ZU_TVR_TEST_REDIS": self.server.name(), "STORE_SOURCE": self.server.name()}
+        if folders:
+            got = self.run("test", "--vary", "redis", *folders, **env)
+            self.expect("the texts of files", got.returncode == 0, got)
+            self.expect("they were read from there", len(self.server.cli("keys", "*:devices").split()) > 80)
+        if unit:
+            got = subprocess.run([unit, "--gtest_brief=1"], env={**os.environ, **env}, capture_output=True, text=True)
+            self.expect("the answers of files", got.returncode == 0 and self.server.cli("exists", "tovra:{d20}") == "1", got)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("program")
+    parser.add_argument("--failing")
+    parser.add_argument("--unit")
+    parser.add_argument("--golden", action="append", default=[])
+    parser.add_argument("--renders", type=int, default=1000)
+    parser.add_argument("--only")
+    args = parser.parse_args()
+    with tempfile.TemporaryDirectory() as folder:
+        checks = Checks(args.program, folder)
+
+        def failures():
+            if args.failing:
+                name = checks.server.name("timeout=2000")
+                renders, imports = checks.failing_calls(name, name, args.failing, "HIREDIS")
+                checks.expect(f"enough calls failed: {renders}, {imports}", renders > 40 and imports > 20)
+
+        steps = {"same": lambda: checks.same_texts(args.unit, args.golden), "failures": failures,
+                 "writers": lambda: checks.beside_writers(checks.server.name(), checks.server.name(), args.renders)}
+        for step in (checks.refusals, checks.garbage, checks.lost, checks.moved, checks.left_behind, checks.round_trips,
+                     checks.cluster):
+            steps[step.__name__] = step
+        try:
+            for name, step in steps.items():
+                if args.only in (None, name):
+                    started = time.monotonic()
+                    checks.server.cli("flushall")
+                    step()
+                    print(f"{name}: {time.monotonic() - started:.1f} s")
+        finally:
+            checks.end()
+    sys.exit(1 if checks.faults else 0)
+
+
+main()
