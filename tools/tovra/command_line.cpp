@@ -132,8 +132,8 @@ void add_templates(command &to, options &asked) {
       });
 }
 
-constexpr char data_help[] =
-    "Data file (JSON, YAML), - for standard input, sqlite:FILE?device=NAME, or yang:FILE";
+constexpr char data_help[] = "Data file (JSON, YAML), - for standard input, sqlite:FILE?device=NAME, "
+                             "redis://HOST?device=NAME, or yang:FILE";
 
 void add_data(command &to, options &asked) {
   to.add("--data", asked.data, data_help).type("FILE").required();

@@ -92,7 +92,7 @@ tool add_import(CLI::App &app) {
   made.add("source", asked.source, "Data file, - for standard input, a device of a database, or yang:FILE")
       .type("SOURCE")
       .required();
-  made.add("target", asked.target, "The database: sqlite:FILE").type("TARGET").required();
+  made.add("target", asked.target, "The database: sqlite:FILE or redis://HOST").type("TARGET").required();
   add_yang(made);
   made.add("--device", asked.device, "The name of the device in the database").type("NAME");
   return {made.get(), [] { return import(asked); }};
@@ -101,7 +101,7 @@ tool add_import(CLI::App &app) {
 tool add_export(CLI::App &app) {
   command made(app, "export", "Write a device as a data file");
   static export_options asked;
-  made.add("source", asked.source, "Data file, - for standard input, sqlite:FILE?device=NAME, or yang:FILE")
+  made.add("source", asked.source, "Data file, - for standard input, a device of a database, or yang:FILE")
       .type("SOURCE")
       .required();
   made.each(
