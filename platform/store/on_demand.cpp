@@ -72,6 +72,7 @@ int on_demand::guarded(Step &&step) noexcept {
     moved_ = moved_ || failure.moved;
     return failure.code;
   } catch (...) {
+    exhausted_ = true;
     return ZU_EXHAUSTED;
   }
 }
@@ -98,7 +99,7 @@ int on_demand::each_path(const std::function<int(const path_entry &)> &tell) noe
 
 std::string on_demand::fault() {
   const std::lock_guard alone(one_at_a_time_);
-  return fault_;
+  return fault_.empty() && exhausted_ ? name_ + ": out of memory" : fault_;
 }
 
 bool on_demand::moved() {

@@ -48,6 +48,7 @@ private:
   std::map<std::string, std::unique_ptr<snapshot>> parts_;
   std::map<std::string, uint32_t> small_parts_; // of a path
   std::string fault_;
+  bool exhausted_ = false; // memory, at a failure: without words, which take some
   bool moved_ = false;
 };
 

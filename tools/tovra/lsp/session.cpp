@@ -119,7 +119,7 @@ session::group &session::group_of(const std::string &path) {
     const bool is_theirs = is_configured || configured_.empty();
     std::string name = is_theirs ? data : "";
     const std::string file = data_file_of(name);
-    if (!name.empty()) name.replace(name.find(file), file.size(), absolute(file));
+    if (!file.empty()) name.replace(name.find(file), file.size(), absolute(file));
     std::vector<std::string> classes;
     for (const std::string &each : asked_.classes.empty() ? given_.classes : asked_.classes) {
       if (is_theirs) classes.push_back(absolute(each));

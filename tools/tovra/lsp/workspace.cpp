@@ -9,12 +9,14 @@
 
 #include "../output.hpp"
 #include "../write_file.hpp"
+#include "redis/open.hpp"
 
 namespace tovra::lsp {
 
 namespace fs = std::filesystem;
 
 std::string data_file_of(const std::string &name) {
+  if (zu_redis::is_place(name)) return "";
   constexpr std::string_view scheme = "sqlite:", yang = "yang:";
   if (name.starts_with(yang)) return name.substr(yang.size());
   return name.starts_with(scheme) ? name.substr(scheme.size(), name.find('?') - scheme.size()) : name;
@@ -27,7 +29,7 @@ workspace::workspace(std::string directories, std::string data, std::vector<std:
 
 std::vector<file_stamp> workspace::stamps_of_data() const {
   std::vector<file_stamp> stamps;
-  if (!data_path_.empty()) stamps.push_back(stamp_of(data_path_));
+  if (!data_name_.empty()) stamps.push_back(stamp_of(data_path_));
   for (const std::string &file : classes_) stamps.push_back(stamp_of(file));
   return stamps;
 }

@@ -19,7 +19,7 @@ struct explained {
 using explainer = std::function<explained(const std::string &id, const std::string &directories,
                                           const std::string &data, const std::vector<std::string> &classes)>;
 
-// The file of what holds the data: that of a database stands in "sqlite:FILE?device=NAME".
+// The file of what holds the data: that of a database stands in "sqlite:FILE?device=NAME"; a server has none.
 std::string data_file_of(const std::string &name);
 
 class workspace {
