@@ -42,9 +42,7 @@ void open_json(std::string &text) {
   constexpr std::string_view envelope = "\"ietf-restconf:data\"";
   const size_t brace = text.find_first_not_of(blanks);
   const size_t name = text.find_first_not_of(blanks, brace + 1);
-  if (brace == text.npos || text[brace] != '{' || name == text.npos ||
-      !text.substr(name).starts_with(envelope))
-    return;
+  if (name == text.npos || text[brace] != '{' || text.compare(name, envelope.size(), envelope) != 0) return;
   const size_t colon = text.find_first_not_of(blanks, name + envelope.size());
   if (colon == text.npos || text[colon] != ':') return;
   const size_t inner = text.find_first_not_of(blanks, colon + 1);
@@ -76,13 +74,22 @@ void open_xml(std::string &text) {
     const std::string tag = text.substr(start, end - start);
     const std::string name = tag.substr(1, tag.find_first_of(" \t\r\n/", 1) - 1);
     const std::string local = name.substr(name.find(':') + 1); // npos + 1 is 0
-    const bool theirs = opened || tag.find("\"urn:ietf:params:xml:ns:netconf:base:1.0\"") != tag.npos ||
-                        tag.find("\"urn:ietf:params:xml:ns:yang:ietf-restconf\"") != tag.npos;
+    const bool theirs = (opened && tag.find("xmlns") == tag.npos) ||
+                        tag.find("urn:ietf:params:xml:ns:netconf:base:1.0") != tag.npos ||
+                        tag.find("urn:ietf:params:xml:ns:yang:ietf-restconf") != tag.npos;
     if (!theirs || (local != "data" && local != "config" && local != "rpc-reply")) return;
-    const size_t last = tag.ends_with('/') ? end : text.rfind("</" + name);
-    if (last == text.npos || last < end) return;
+    const size_t last = text.rfind("</" + name);
+    const bool is_empty = tag.ends_with('/');
+    // Nothing may stand behind it: that would be lost.
+    if (!is_empty) {
+      const size_t behind = last == text.npos ? last : text.find_first_not_of(blanks, last + 2 + name.size());
+      if (behind == text.npos || last < end || text[behind] != '>' ||
+          behind != text.find_last_not_of(blanks)) {
+        return;
+      }
+      blank(text, last, behind + 1);
+    }
     blank(text, start, end + 1);
-    blank(text, last, text.find_last_not_of(blanks) + 1);
   }
 }
 

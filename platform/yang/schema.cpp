@@ -30,7 +30,7 @@ std::string file_of(const ly_ctx *of, const std::string &module) {
   char *found = nullptr;
   LYS_INFORMAT format = LYS_IN_UNKNOWN;
   lys_search_localfile(ly_ctx_get_searchdirs(of), 0, module.c_str(), nullptr, &found, &format);
-  const std::string file = found != nullptr ? found : "YANG module " + module;
+  std::string file = found != nullptr ? found : "YANG module " + module;
   free(found);
   return file;
 }
@@ -143,7 +143,7 @@ std::vector<const lysc_node *> children_of(const lysc_node *parent, const lysc_m
 
 void schema::refuse(LY_ERR code, std::string_view name) const {
   const std::string file(name);
-  const auto file_of_item = [&](const ly_err_item &) { return file; };
+  const auto file_of_item = [&](const ly_err_item &) -> const std::string & { return file; };
   refuse_all(context(), code, file, file_of_item, secret_paths_);
 }
 

@@ -200,8 +200,13 @@ class Checks:
             self.write("f", text)
             got = self.export()
             self.expect(text, '"/c":{"n":1}' in got.stdout, got)
+        self.write("f", f"<data {base.replace(chr(34), chr(39))}/>")
+        self.expect("no data at all", '"/c":{}' in self.export().stdout)
         for text, line in ((f'<data {base}>\n\n<c xmlns="urn:m"><n>x</n></c></data>', 3),
-                           ('{"ietf-restconf:data":\n {"m:c": {"n": "x"}}}', 2), (f"<data {base}>\n{inner}", None)):
+                           ('{"ietf-restconf:data":\n {"m:c": {"n": "x"}}}', 2), (f"<data {base}>\n{inner}", None),
+                           (f"<data {base}>{inner}</data>\n{inner}", 1), (f"<data {base}>{inner}</data>x", 1),
+                           (f'<rpc-reply {base}>\n<data xmlns="urn:x">{inner}</data></rpc-reply>', 2),
+                           ('{"ietf-restconf:data": {"m:c": {}},\n"m:c": {"n": 1}}', 1)):
             self.write("f", text)
             got = self.export()
             self.expect(text, got.returncode == 1 and got.stderr.startswith(f"f:{line or ''}"), got)
