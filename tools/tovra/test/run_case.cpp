@@ -178,7 +178,8 @@ private:
   static std::string place_of(const std::string &kind, const fs::path &fresh) {
     if (kind == "yaml") return fresh.string() + ".yaml";
     if (kind == "sqlite") return "sqlite:" + fresh.string();
-    const std::string server = std::getenv(test_server);
+    const char *given = std::getenv(test_server); // which has been seen to be there
+    const std::string server = given != nullptr ? given : "";
     return server + (server.find('?') == server.npos ? "?" : "&") +
            "prefix=" + fresh.parent_path().filename().string() + "." + fresh.filename().string();
   }
