@@ -95,7 +95,7 @@ std::string unknown_command(const CLI::App &app, int argc, char **argv) {
 // also in the middle of a call from the library, which no exception may leave.
 void end_without_memory() {
   constexpr std::string_view message = "tovra: out of memory\n";
-  tovra::drop_output_file();
+  tovra::drop_output_files();
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, message.data(), message.size());
   _exit(tovra::failed);
 }

@@ -1,12 +1,14 @@
 // A file that is written whole or not at all.
 #include "output_file.hpp"
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -18,21 +20,40 @@ namespace tovra {
 
 namespace {
 
-char unfinished[PATH_MAX] = ""; // the new file's path, here so that a signal handler can remove it
-
-bool refuse(const std::string &path, const std::string &why) {
-  say("tovra: --output " + path + ": " + why);
-  return false;
-}
-
-bool refuse(const std::string &path, int failure) {
-  return refuse(path, std::generic_category().message(failure));
-}
+// The paths of new files, here so that a signal handler can remove them. An empty one is free.
+char unfinished[output_file::most_at_once][PATH_MAX];
+std::mutex taking;
 
 void end_by_signal(int number) {
-  drop_output_file();
+  drop_output_files();
   std::signal(number, SIG_DFL);
   raise(number);
+}
+
+// A signal that the program ignores or handles otherwise is left alone.
+void remove_at_signals() {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction now = {};
+    if (sigaction(number, nullptr, &now) == 0 && now.sa_handler == SIG_DFL) {
+      std::signal(number, end_by_signal);
+    }
+  }
+}
+
+// A free place with that path in it; none when there is none.
+char *take_place(const std::string &path) {
+  const std::lock_guard alone(taking);
+  for (char *place : unfinished) {
+    if (place[0] != '\0') continue;
+    std::memcpy(place, path.c_str(), path.size() + 1);
+    return place;
+  }
+  return nullptr;
+}
+
+void give_back(char *place) {
+  const std::lock_guard alone(taking);
+  place[0] = '\0';
 }
 
 std::string folder_of(const std::string &path) {
@@ -48,50 +69,84 @@ void settle_folder(const std::string &path) {
   close(folder);
 }
 
+// The rights of a new file. The mask can only be read by setting it, which reaches all threads: once.
+mode_t new_mode() {
+  static const mode_t mask = [] {
+    const mode_t now = umask(0);
+    umask(now);
+    return now;
+  }();
+  return 0666 & ~mask;
+}
+
 } // namespace
 
-void drop_output_file() {
-  if (unfinished[0] != '\0') unlink(unfinished);
-  unfinished[0] = '\0';
+void drop_output_files() {
+  for (char *place : unfinished) {
+    if (place[0] != '\0') unlink(place);
+  }
+}
+
+bool output_file::refuse(const std::string &reason) {
+  why_ = asked_ + ": " + reason;
+  return false;
+}
+
+bool output_file::refuse(int failure) {
+  return refuse(std::generic_category().message(failure));
 }
 
 output_file::~output_file() {
   if (number_ >= 0) close(number_);
-  drop_output_file();
+  if (unfinished_ == nullptr) return;
+  unlink(unfinished_);
+  give_back(unfinished_);
 }
 
 bool output_file::open(const std::string &path) {
-  path_ = path;
+  asked_ = path_ = path;
   struct stat about = {};
   mode_t mode = 0;
   if (stat(path.c_str(), &about) == 0) {
     // A device or a pipe would be replaced, not written.
-    if (!S_ISREG(about.st_mode)) return refuse(path, "not a regular file");
+    if (!S_ISREG(about.st_mode)) return refuse("not a regular file");
     char real[PATH_MAX];
-    if (realpath(path.c_str(), real) == nullptr) return refuse(path, errno);
+    if (realpath(path.c_str(), real) == nullptr) return refuse(errno);
     path_ = real;
     mode = about.st_mode & 07777;
   } else {
-    const mode_t mask = umask(0);
-    umask(mask);
-    mode = 0666 & ~mask;
+    mode = new_mode();
   }
-  std::string beside = path_ + ".XXXXXX";
-  if (beside.size() >= sizeof unfinished) return refuse(path, ENAMETOOLONG);
-  number_ = mkostemp(beside.data(), O_CLOEXEC);
-  if (number_ < 0) return refuse(path, errno);
-  std::memcpy(unfinished, beside.c_str(), beside.size() + 1);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, end_by_signal);
-  return fchmod(number_, mode) == 0 || refuse(path, errno);
+  const std::string beside = path_ + ".XXXXXX";
+  if (beside.size() >= PATH_MAX) return refuse(ENAMETOOLONG);
+  remove_at_signals();
+  unfinished_ = take_place(beside);
+  if (unfinished_ == nullptr) return refuse(EMFILE);
+  number_ = mkostemp(unfinished_, O_CLOEXEC);
+  if (number_ < 0) {
+    const int failure = errno;
+    give_back(std::exchange(unfinished_, nullptr));
+    return refuse(failure);
+  }
+  return fchmod(number_, mode) == 0 || refuse(errno);
+}
+
+bool output_file::write(std::string_view text) {
+  return write_all(number_, text) || refuse(errno);
 }
 
 bool output_file::put_in_place() {
-  if (fsync(number_) != 0) return refuse(path_, errno);
-  if (close(std::exchange(number_, -1)) != 0) return refuse(path_, errno);
-  if (rename(unfinished, path_.c_str()) != 0) return refuse(path_, errno);
-  unfinished[0] = '\0';
+  if (fsync(number_) != 0) return refuse(errno);
+  if (close(std::exchange(number_, -1)) != 0) return refuse(errno);
+  if (rename(unfinished_, path_.c_str()) != 0) return refuse(errno);
+  give_back(std::exchange(unfinished_, nullptr));
   settle_folder(path_);
   return true;
+}
+
+std::string write_file(const std::string &path, std::string_view text) {
+  output_file file;
+  return file.open(path) && file.write(text) && file.put_in_place() ? "" : file.why();
 }
 
 } // namespace tovra

@@ -45,7 +45,11 @@ void say_stats(const output &text, zu_store_wrapper *wrapper, const request::tim
 
 int render(const options &asked) {
   output_file file; // opened first: one that cannot be written is told before anything is read
-  if (asked.output && !file.open(*asked.output)) return failed;
+  const auto refuse = [&file] {
+    say("tovra: --output " + file.why());
+    return failed;
+  };
+  if (asked.output && !file.open(*asked.output)) return refuse();
   request made(asked);
   if (const int status = made.load(); status != done) return status;
   made.drop_tree();
@@ -63,7 +67,7 @@ int render(const options &asked) {
     return whole ? done : failed;
   });
   if (status != done) return status;
-  return !asked.output || file.put_in_place() ? done : failed;
+  return !asked.output || file.put_in_place() ? done : refuse();
 }
 
 } // namespace tovra

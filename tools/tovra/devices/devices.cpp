@@ -69,10 +69,14 @@ std::string as_yaml(const std::string &json) {
 
 int write(const export_options &asked, const std::string &text) {
   output_file file;
-  if (asked.output && !file.open(*asked.output)) return failed;
+  const auto refuse = [&file] {
+    say("tovra: --output " + file.why());
+    return failed;
+  };
+  if (asked.output && !file.open(*asked.output)) return refuse();
   output to = asked.output ? output(file.number(), *asked.output) : output();
   if (!to.write(text) || !to.flush()) return failed;
-  return !asked.output || file.put_in_place() ? done : failed;
+  return !asked.output || file.put_in_place() ? done : refuse();
 }
 
 int export_data(const export_options &asked) {

@@ -8,9 +8,9 @@
 #include "../check/read_file.hpp"
 #include "../commands.hpp"
 #include "../output.hpp"
+#include "../output_file.hpp"
 #include "../templates.hpp"
 #include "../tools.hpp"
-#include "../write_file.hpp"
 #include "nodes.hpp"
 
 namespace tovra {
@@ -62,8 +62,10 @@ outcome format_file(const fs::path &path, bool check_only) {
   const auto made = format(path, text);
   if (!made) return outcome::failed;
   if (*made == text) return outcome::as_it_was;
-  if (!check_only) write_file(path, *made);
-  return outcome::changed;
+  if (check_only) return outcome::changed;
+  const std::string why = write_file(path, *made);
+  if (!why.empty()) say(why);
+  return why.empty() ? outcome::changed : outcome::failed;
 }
 
 int format_input() {

@@ -5,10 +5,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 
 #include "../output.hpp"
-#include "../write_file.hpp"
 #include "redis/open.hpp"
 
 namespace tovra::lsp {
@@ -17,8 +17,7 @@ namespace fs = std::filesystem;
 
 std::string data_file_of(const std::string &name) {
   if (zu_redis::is_place(name)) return "";
-  constexpr std::string_view scheme = "sqlite:", yang = "yang:";
-  if (name.starts_with(yang)) return name.substr(yang.size());
+  constexpr std::string_view scheme = "sqlite:";
   return name.starts_with(scheme) ? name.substr(scheme.size(), name.find('?') - scheme.size()) : name;
 }
 
@@ -114,6 +113,13 @@ public:
   std::string directories() const { return folder_.empty() ? given_ : made_; }
 
 private:
+  static void write_new(const std::string &path, const std::string &text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file) throw fs::filesystem_error("write", path, std::make_error_code(std::errc::io_error));
+  }
+
   void fill(const std::string &directory, const files &all) {
     const std::string folder = folder_ + "/" + std::to_string(folders_);
     fs::create_directory(folder);
@@ -125,7 +131,7 @@ private:
       if (open == all.documents().end()) {
         fs::create_symlink(path, folder + "/" + name);
       } else {
-        write_file(folder + "/" + name, open->second.text.bytes());
+        write_new(folder + "/" + name, open->second.text.bytes());
       }
     }
     made_ += (made_.empty() ? "" : ":") + folder;

@@ -9,12 +9,13 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <stdexcept>
 #include <unistd.h>
 
 #include "../diff/text_diff.hpp"
 #include "../output.hpp"
+#include "../output_file.hpp"
 #include "../process.hpp"
-#include "../write_file.hpp"
 
 namespace tovra::test {
 
@@ -85,7 +86,7 @@ void keep(const fs::path &path, const std::string &text) {
     return;
   }
   fs::create_directories(path.parent_path());
-  write_file(path, text);
+  if (const auto why = write_file(path, text); !why.empty()) throw std::runtime_error(why);
 }
 
 class one_run {
