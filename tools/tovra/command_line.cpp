@@ -174,6 +174,10 @@ void add_render_options(command &to, options &asked, std::vector<std::string> *s
   }
   add_named(to, "--named", asked.named, "Register a data file as a named configuration");
   to.add("--config", asked.config, "Render the configuration of that name").type("NAME");
+  add_walk_options(to, asked);
+}
+
+void add_walk_options(command &to, options &asked) {
   add_named(to, "--arg", asked.arguments, "A walk argument, as a text");
   add_named(to, "--arg-json", asked.json_arguments, "A walk argument, as a JSON value");
   to.flag("--defaults", asked.defaults, "Render default values too");

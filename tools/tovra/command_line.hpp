@@ -69,6 +69,8 @@ option add_classes(command &to, std::vector<std::string> &files);
 // What says what is rendered: NODE, templates, data, configurations, arguments, flags.
 // With `several`, data files are taken there, as many as are given.
 void add_render_options(command &to, options &asked, std::vector<std::string> *several = nullptr);
+// Of these what goes for any data: arguments and flags.
+void add_walk_options(command &to, options &asked);
 // What says the same again, for a process of its own.
 std::vector<std::string> render_arguments(const options &asked);
 option add_format(command &to, bool &json, const char *help);

@@ -19,7 +19,7 @@ constexpr size_t buffer_size = size_t{64} * 1024;
 color chosen = color::automatic;
 std::mutex saying;
 bool status_shown = false;
-kept_lines *keeping = nullptr;
+thread_local kept_lines *keeping = nullptr;
 
 void clear_status() {
   if (status_shown) write_all(STDERR_FILENO, "\r\x1b[K");
@@ -128,12 +128,10 @@ std::string visible(std::string_view text) {
 }
 
 kept_lines::kept_lines() : before_(keeping) {
-  const std::lock_guard alone(saying);
   keeping = this;
 }
 
 kept_lines::~kept_lines() {
-  const std::lock_guard alone(saying);
   keeping = before_;
 }
 
@@ -142,17 +140,17 @@ void kept_lines::take(std::string_view line) {
 }
 
 void say(std::string_view line) {
+  if (keeping != nullptr) return keeping->take(visible(line));
   const std::string text = painted_line(visible(line)) + '\n';
   const std::lock_guard alone(saying);
-  if (keeping != nullptr) return keeping->take(visible(line));
   clear_status();
   write_all(STDERR_FILENO, text);
 }
 
-void say_lines(std::string_view text) {
+void say_lines(std::string_view text, const std::string &before) {
   while (!text.empty()) {
     const size_t end = std::min(text.find('\n'), text.size());
-    say(text.substr(0, end));
+    say(before + std::string(text.substr(0, end)));
     text.remove_prefix(std::min(end + 1, text.size()));
   }
 }

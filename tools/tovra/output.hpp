@@ -48,9 +48,9 @@ bool write_all(int file, std::string_view text);
 std::string visible(std::string_view text);
 // Writes one line to standard error, made visible.
 void say(std::string_view line);
-void say_lines(std::string_view text); // a line each
+void say_lines(std::string_view text, const std::string &before = ""); // a line each
 
-// What is said while it lives, for who tells it in another way: it does not go to standard error.
+// What its thread says while it lives, for who tells it in another way: it does not go to standard error.
 class kept_lines {
 public:
   kept_lines();

@@ -1,6 +1,7 @@
 // What a person at a terminal sees while something takes long.
 #include "progress.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <system_error>
 #include <unistd.h>
@@ -9,12 +10,16 @@
 
 namespace tovra {
 
-progress::progress(std::string doing) : doing_(std::move(doing)) {
-  if (isatty(STDERR_FILENO) != 1) return;
+static std::atomic<bool> shown = false; // one at a time
+
+progress::progress(std::string doing) : progress([doing = std::move(doing)] { return doing; }) {}
+
+progress::progress(std::function<std::string()> doing) : doing_(std::move(doing)) {
+  if (isatty(STDERR_FILENO) != 1 || shown.exchange(true)) return;
   try {
     thread_ = std::thread([this] { run(); });
   } catch (const std::system_error &) {
-    // Without a thread the work goes on unseen.
+    shown = false; // without a thread the work goes on unseen
   }
 }
 
@@ -27,12 +32,13 @@ progress::~progress() {
   ended_.notify_one();
   thread_.join();
   show_status("");
+  shown = false;
 }
 
 void progress::run() {
   std::unique_lock ours(lock_);
   for (int seconds = 1; !ended_.wait_for(ours, std::chrono::seconds(1), [this] { return end_; }); ++seconds) {
-    show_status(doing_ + " ... " + std::to_string(seconds) + " s");
+    show_status(doing_() + " ... " + std::to_string(seconds) + " s");
   }
 }
 

@@ -21,27 +21,6 @@ double seconds_since(clock::time_point start) {
   return std::chrono::duration<double>(clock::now() - start).count();
 }
 
-// The walk arguments; none after wrong usage, which is said.
-properties_handle walk_arguments(const options &asked) {
-  properties_handle arguments(zu_do_properties_new());
-  for (const auto &[name, text] : asked.arguments) {
-    zu_do_properties_set_string(arguments.get(), name.c_str(), text.c_str());
-  }
-  for (const auto &[name, text] : asked.json_arguments) {
-    zu_do_error *error = nullptr;
-    const value_handle value(zu_do_value_from_json(text.data(), text.size(), &error));
-    if (!value) {
-      say("tovra: --arg-json " + name + ": " + (error != nullptr ? zu_do_error_get_msg(error) : "no value"));
-      say("Run with --help for more information.");
-      zu_do_error_deref(error);
-      return nullptr;
-    }
-    zu_do_properties_set_value(arguments.get(), name.c_str(), value.get());
-  }
-  if (asked.show_tech) zu_do_properties_set_int(arguments.get(), "_in_show_tech", 1);
-  return arguments;
-}
-
 // Below a node that repeats its children, a partial render narrows the first instance only.
 void warn_below_repeating(const zu_tvr_tree &tree, const std::string &id) {
   const zu_tvr_node *node = find_node(tree, id);
@@ -97,18 +76,23 @@ std::string unknown_configuration(const options &asked) {
          check::did_you_mean(*asked.config, known);
 }
 
-// Lets the library load the templates, which have been loaded once before: to the same tree, or it is said.
-bool load_again(const std::string &directories, const template_stamp &checked) {
-  zu_do_error *error = render_tovra_reload_func();
-  const std::string told = error != nullptr ? zu_do_error_get_msg(error) : "";
-  zu_do_error_deref(error);
-  const std::string changed = checked.difference(template_stamp(directories));
-  if (changed.empty() && error == nullptr) return true;
-  say(changed.empty() ? "tovra: " + told : changed + ": changed while it was read");
-  return false;
+} // namespace
+
+bool gathered::take_text(std::string_view piece) {
+  if (piece.empty()) return true;
+  if (!any_ && piece.front() == '\n') piece.remove_prefix(1);
+  any_ = true;
+  text_ += piece;
+  return true;
 }
 
-} // namespace
+void gathered::take_error(const zu_tovra::error &error) {
+  say_error(error);
+}
+
+std::string gathered::take() {
+  return std::move(text_) + (any_ ? "\n" : "");
+}
 
 std::string unknown_node(const zu_tvr_tree &tree, const std::string &asked) {
   const std::string id = asked.empty() ? "config" : asked;
@@ -132,16 +116,27 @@ void say_error(const zu_tovra::error &error) {
   say(place);
 }
 
-request::~request() {
-  zu_tovra_stop();
+properties_handle preparation::arguments() const {
+  properties_handle arguments(zu_do_properties_new());
+  for (const auto &[name, text] : asked_.arguments) {
+    zu_do_properties_set_string(arguments.get(), name.c_str(), text.c_str());
+  }
+  for (const auto &[name, text] : asked_.json_arguments) {
+    zu_do_error *error = nullptr;
+    const value_handle value(zu_do_value_from_json(text.data(), text.size(), &error));
+    if (!value) {
+      say("tovra: --arg-json " + name + ": " + (error != nullptr ? zu_do_error_get_msg(error) : "no value"));
+      say("Run with --help for more information.");
+      zu_do_error_deref(error);
+      return nullptr;
+    }
+    zu_do_properties_set_value(arguments.get(), name.c_str(), value.get());
+  }
+  if (asked_.show_tech) zu_do_properties_set_int(arguments.get(), "_in_show_tech", 1);
+  return arguments;
 }
 
-bool request::load_arguments() {
-  arguments_ = walk_arguments(asked_);
-  return arguments_ != nullptr;
-}
-
-bool request::load_templates() {
+bool preparation::load_templates() {
   directories_ = template_directories(asked_.templates);
   if (!directories_) return false;
   checked_.emplace(*directories_);
@@ -151,11 +146,29 @@ bool request::load_templates() {
     tree_ = tovra::load_templates(asked_.templates);
   }
   if (!tree_) return false;
-  took_.templates = seconds_since(start);
+  seconds_ = seconds_since(start);
   if (!asked_.node.empty()) warn_below_repeating(*tree_, asked_.node);
   warn_unused_arguments(*tree_, asked_);
   no_node_ = unknown_node(*tree_, asked_.node);
   return true;
+}
+
+int preparation::load() {
+  if (!start_library()) return failed;
+  if (asked_.templates) setenv("ZU_TVR_DIR", asked_.templates->c_str(), 1);
+  if (asked_.fetch_count) setenv("ZU_TVR_COLL_FETCH_COUNT", std::to_string(*asked_.fetch_count).c_str(), 1);
+  if (!arguments()) return wrong_usage;
+  return load_templates() ? done : failed;
+}
+
+bool preparation::put_in_use() {
+  zu_do_error *error = render_tovra_reload_func();
+  const std::string told = error != nullptr ? zu_do_error_get_msg(error) : "";
+  zu_do_error_deref(error);
+  const std::string changed = checked_->difference(template_stamp(*directories_));
+  if (changed.empty() && error == nullptr) return true;
+  say(changed.empty() ? "tovra: " + told : changed + ": changed while it was read");
+  return false;
 }
 
 bool request::take_data(const std::string &name) {
@@ -185,11 +198,12 @@ int request::attempt(output *out, const std::function<int()> &step) {
 }
 
 int request::load() {
-  if (!start_library()) return failed;
-  if (asked_.templates) setenv("ZU_TVR_DIR", asked_.templates->c_str(), 1);
-  if (asked_.fetch_count) setenv("ZU_TVR_COLL_FETCH_COUNT", std::to_string(*asked_.fetch_count).c_str(), 1);
-  if (!load_arguments()) return wrong_usage;
-  return load_templates() && load_configurations() ? done : failed;
+  if (own_) {
+    if (const int status = own_->load(); status != done) return status;
+    took_.templates = own_->seconds();
+  }
+  arguments_ = prepared_.arguments();
+  return load_configurations() ? done : failed;
 }
 
 zu_data_ifc *request::store() const {
@@ -204,7 +218,7 @@ zu_data_ifc *request::store() const {
 bool request::render(receiver &to, const zu_tvr_observer *observer) {
   qtrace_set_level(asked_.trace);
   const auto start = clock::now();
-  if (!load_again(*directories_, *checked_)) return false;
+  if (own_ && !own_->put_in_use()) return false;
   bool refused = false;
   bool told = false;
   const bool whole = renderer_->render(
@@ -223,7 +237,7 @@ bool request::render(receiver &to, const zu_tvr_observer *observer) {
   qtrace_set_level(0);
   if (whole) return true;
   if (!told && !refused) to.take_error({.code = ZU_FAILED, .message = "render failed, see --trace 3"});
-  for (const std::string &why : {no_node_, unknown_configuration(asked_)}) {
+  for (const std::string &why : {prepared_.no_node(), unknown_configuration(asked_)}) {
     if (!why.empty()) say("  " + why);
   }
   for (const loaded_data &each : all_data_) say_fault(each.data.get());

@@ -24,6 +24,18 @@ public:
   virtual void take_error(const zu_tovra::error &error) = 0;
 };
 
+// The whole text as `render` writes it. What is wrong is said.
+class gathered : public receiver {
+public:
+  bool take_text(std::string_view piece) override;
+  void take_error(const zu_tovra::error &error) override;
+  std::string take(); // once the render is over
+
+private:
+  std::string text_;
+  bool any_ = false;
+};
+
 // Why no render can begin at a node of that id (empty: at "config"): the nearest id is named. Empty when one
 // can.
 std::string unknown_node(const zu_tvr_tree &tree, const std::string &id);
@@ -31,10 +43,42 @@ std::string unknown_node(const zu_tvr_tree &tree, const std::string &id);
 // Says an error of a render, and on a line below it where it was found.
 void say_error(const zu_tovra::error &error);
 
+// What does not depend on the data: the templates, checked, and the arguments.
+class preparation {
+public:
+  explicit preparation(const options &asked) : asked_(asked) {}
+  preparation(const preparation &) = delete;
+  preparation &operator=(const preparation &) = delete;
+
+  // Done, or the exit status; what is wrong has been said, and what is odd is said too.
+  int load();
+  // Lets the library load the templates, in the place of what it has: to the same tree, or it is said.
+  bool put_in_use();
+
+  const zu_tvr_tree &tree() const { return *tree_; }
+  void drop_tree() { tree_.reset(); }
+  const std::string &no_node() const { return no_node_; } // why the node cannot be rendered, or empty
+  properties_handle arguments() const;                    // none after wrong usage, which is said
+  double seconds() const { return seconds_; }
+
+private:
+  bool load_templates();
+
+  const options &asked_;
+  std::optional<std::string> directories_;
+  std::optional<template_stamp> checked_; // what the tree was loaded from
+  tree_handle tree_;
+  std::string no_node_;
+  double seconds_ = 0;
+};
+
+// Any number may follow one another, each with the templates as they are then. On several threads at once
+// they share one preparation.
 class request {
 public:
-  explicit request(const options &asked) : asked_(asked) {}
-  ~request(); // stops the library: one request in a process
+  explicit request(const options &asked) : asked_(asked), own_(std::in_place, asked), prepared_(*own_) {}
+  // Renders by templates that are in use.
+  request(const options &asked, preparation &prepared) : asked_(asked), prepared_(prepared) {}
   request(const request &) = delete;
   request &operator=(const request &) = delete;
 
@@ -47,8 +91,8 @@ public:
   bool render(receiver &to, const zu_tvr_observer *observer = nullptr);
 
   // The templates as they were checked, for who asks before the render; the library has its own.
-  const zu_tvr_tree &tree() const { return *tree_; }
-  void drop_tree() { tree_.reset(); }
+  const zu_tvr_tree &tree() const { return prepared_.tree(); }
+  void drop_tree() { prepared_.drop_tree(); }
   // The store that is rendered: of the data file, or of the configuration that was asked for; none when there
   // is none of its name.
   zu_data_ifc *store() const;
@@ -62,20 +106,16 @@ public:
   const timings &took() const { return took_; }
 
 private:
-  bool load_arguments();
-  bool load_templates();
   bool load_configurations();
   bool take_data(const std::string &name);
 
   const options &asked_;
-  std::optional<std::string> directories_;
-  std::optional<template_stamp> checked_; // what the tree was loaded from
-  tree_handle tree_;
+  std::optional<preparation> own_;
+  preparation &prepared_;
   properties_handle arguments_;
   std::vector<loaded_data> all_data_; // the default first, then the named configurations
   wrapper_handle wrapper_;
   std::optional<zu_tovra::renderer> renderer_;
-  std::string no_node_; // why the node cannot be rendered, or empty
   timings took_;
 };
 

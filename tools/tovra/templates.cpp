@@ -44,6 +44,10 @@ bool keep_first(void *into, const zu_tvr_diagnostic *fault) {
 } // namespace
 
 bool start_library() {
+  struct stops_at_end {
+    ~stops_at_end() { zu_tovra_stop(); } // which cannot be started again
+  };
+  static const stops_at_end running;
   if (zu_tovra_init() && zu_tovra_trace_init() == 0) return true;
   say("tovra: the library cannot be initialised");
   return false;

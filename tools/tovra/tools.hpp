@@ -22,10 +22,11 @@ tool add_import(CLI::App &app);
 tool add_export(CLI::App &app);
 tool add_lsp(CLI::App &app);
 tool add_schema(CLI::App &app);
+tool add_fleet(CLI::App &app);
 
 inline std::vector<tool> add_tools(CLI::App &app) {
-  return {add_diff(app),   add_explain(app), add_test(app), add_fmt(app),   add_coverage(app),
-          add_import(app), add_export(app),  add_lsp(app),  add_schema(app)};
+  return {add_diff(app),   add_explain(app), add_test(app), add_fmt(app),    add_coverage(app),
+          add_import(app), add_export(app),  add_lsp(app),  add_schema(app), add_fleet(app)};
 }
 
 } // namespace tovra

@@ -1,0 +1,149 @@
+// The devices of a source, and the files of their texts.
+#include "devices.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <tuple>
+
+#include "../output.hpp"
+#include "store/store.h"
+#include "zuapi/zuapi.h"
+
+namespace tovra::fleet {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view text_suffix = ".txt";
+
+std::optional<std::vector<device>> refuse(const std::string &source, const std::string &why) {
+  say("tovra: " + source + ": " + why);
+  return std::nullopt;
+}
+
+std::optional<std::vector<device>> of_database(const std::string &source) {
+  std::vector<std::string> names;
+  const auto take = [](void *into, const char *name) {
+    static_cast<std::vector<std::string> *>(into)->emplace_back(name);
+  };
+  zu_do_error *error = nullptr;
+  if (!zu_store_each_device(source.c_str(), take, &names, &error)) {
+    say(error != nullptr ? zu_do_error_get_msg(error) : "tovra: out of memory");
+    zu_do_error_deref(error);
+    return std::nullopt;
+  }
+  std::vector<device> found;
+  for (std::string &name : names) {
+    if (name.empty()) return refuse(source, "a device has no name");
+    std::string data = source + "?device=" + name;
+    found.push_back({std::move(name), std::move(data)});
+  }
+  return found;
+}
+
+bool is_among(const fs::path &file, const std::vector<std::string> &files) {
+  std::error_code none;
+  return std::any_of(files.begin(), files.end(),
+                     [&](const std::string &other) { return fs::equivalent(file, other, none); });
+}
+
+// Files that are hidden belong to editors.
+std::optional<std::vector<device>> of_folder(const std::string &source, const std::vector<std::string> &classes) {
+  std::vector<device> found;
+  std::error_code failure;
+  fs::directory_iterator entry(source, failure);
+  for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+    const fs::path &path = entry->path();
+    const std::string kind = path.extension().string();
+    if (kind != ".json" && kind != ".yaml" && kind != ".yml") continue;
+    if (path.filename().string().starts_with('.') || is_among(path, classes)) continue;
+    found.push_back({path.stem().string(), path.string()});
+  }
+  if (failure) return refuse(source, failure.message());
+  return found;
+}
+
+bool is_escaped(std::string_view name, size_t at) {
+  const auto byte = static_cast<unsigned char>(name[at]);
+  return byte < 0x20 || byte == 0x7f || byte == '/' || byte == '%' || (byte == '.' && at == 0);
+}
+
+int digit_value(char digit) {
+  const size_t at = std::string_view("0123456789ABCDEF").find(digit);
+  return at == std::string_view::npos ? -1 : static_cast<int>(at);
+}
+
+// The name of which that is the file; none when no name gives it.
+std::optional<std::string> device_of_file(std::string_view file) {
+  if (!file.ends_with(text_suffix)) return std::nullopt;
+  const std::string_view coded = file.substr(0, file.size() - text_suffix.size());
+  std::string name;
+  for (size_t at = 0; at < coded.size(); ++at) {
+    if (coded[at] != '%') {
+      name += coded[at];
+    } else {
+      const int high = at + 2 < coded.size() ? digit_value(coded[at + 1]) : -1;
+      const int low = at + 2 < coded.size() ? digit_value(coded[at + 2]) : -1;
+      if (high < 0 || low < 0) return std::nullopt;
+      name += static_cast<char>(high * 16 + low);
+      at += 2;
+    }
+  }
+  return file_name_of(name) == file ? std::optional(name) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<std::vector<device>> devices_of(const std::string &source,
+                                              const std::vector<std::string> &classes) {
+  std::error_code none;
+  const bool is_folder = fs::is_directory(source, none);
+  if (!is_folder && (fs::exists(source, none) || source.find("?device=") != source.npos || source == "-")) {
+    return refuse(source, "one device; a fleet is a folder of data files or a database of devices");
+  }
+  auto found = is_folder || source.find(':') == source.npos ? of_folder(source, classes) : of_database(source);
+  if (!found) return std::nullopt;
+  if (found->empty()) {
+    return refuse(source, is_folder ? "no data file, *.json, *.yaml or *.yml" : "it has no device");
+  }
+  const auto by_name = [](const device &one, const device &other) {
+    return std::tie(one.name, one.data) < std::tie(other.name, other.data);
+  };
+  std::sort(found->begin(), found->end(), by_name);
+  const auto twice =
+      std::adjacent_find(found->begin(), found->end(),
+                         [](const device &one, const device &other) { return one.name == other.name; });
+  if (twice != found->end()) {
+    return refuse(twice->data, "the device has another one, " + std::next(twice)->data);
+  }
+  return found;
+}
+
+std::string file_name_of(const std::string &device) {
+  static constexpr char digits[] = "0123456789ABCDEF";
+  std::string name;
+  for (size_t at = 0; at < device.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(device[at]);
+    if (is_escaped(device, at)) {
+      name += {'%', digits[byte >> 4], digits[byte & 15]};
+    } else {
+      name += device[at];
+    }
+  }
+  return name.append(text_suffix);
+}
+
+std::vector<std::string> devices_in(const std::string &folder) {
+  std::vector<std::string> names;
+  std::error_code failure;
+  for (fs::directory_iterator entry(folder, failure), last; !failure && entry != last;
+       entry.increment(failure)) {
+    if (auto name = device_of_file(entry->path().filename().string())) names.push_back(std::move(*name));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+} // namespace tovra::fleet
