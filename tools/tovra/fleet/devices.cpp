@@ -50,7 +50,8 @@ bool is_among(const fs::path &file, const std::vector<std::string> &files) {
 }
 
 // Files that are hidden belong to editors.
-std::optional<std::vector<device>> of_folder(const std::string &source, const std::vector<std::string> &classes) {
+std::optional<std::vector<device>> of_folder(const std::string &source,
+                                             const std::vector<std::string> &classes) {
   std::vector<device> found;
   std::error_code failure;
   fs::directory_iterator entry(source, failure);
@@ -103,7 +104,8 @@ std::optional<std::vector<device>> devices_of(const std::string &source,
   if (!is_folder && (fs::exists(source, none) || source.find("?device=") != source.npos || source == "-")) {
     return refuse(source, "one device; a fleet is a folder of data files or a database of devices");
   }
-  auto found = is_folder || source.find(':') == source.npos ? of_folder(source, classes) : of_database(source);
+  auto found =
+      is_folder || source.find(':') == source.npos ? of_folder(source, classes) : of_database(source);
   if (!found) return std::nullopt;
   if (found->empty()) {
     return refuse(source, is_folder ? "no data file, *.json, *.yaml or *.yml" : "it has no device");

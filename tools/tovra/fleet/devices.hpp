@@ -14,7 +14,8 @@ struct device {
 
 // By name: of a database of devices, or of a folder with a data file each, but for those files of classes.
 // None after a failure, which is said; no two have one name.
-std::optional<std::vector<device>> devices_of(const std::string &source, const std::vector<std::string> &classes);
+std::optional<std::vector<device>> devices_of(const std::string &source,
+                                              const std::vector<std::string> &classes);
 
 // The name of a device's file, which no other name gives: what could lead out of the folder, hide the file or
 // break a line is written as %HH.

@@ -83,9 +83,8 @@ std::vector<std::string> find_gone(const std::vector<device> &all, const fleet_o
   std::set<std::string> names;
   for (const device &one : all) names.insert(one.name);
   std::vector<std::string> gone = fleet::devices_in(asked.folder);
-  std::erase_if(gone, [&](const std::string &name) {
-    return names.contains(name) || !is_asked(name, asked.patterns);
-  });
+  std::erase_if(
+      gone, [&](const std::string &name) { return names.contains(name) || !is_asked(name, asked.patterns); });
   return gone;
 }
 
@@ -111,17 +110,16 @@ std::string as_text(const report &all) {
   list(all.removed ? "removed" : "gone", all.gone);
   text += std::to_string(all.devices) + " devices: " + std::to_string(all.changed.size()) + " changed, " +
           std::to_string(all.unchanged) + " unchanged, " + std::to_string(all.failed.size()) + " failed";
-  if (!all.gone.empty()) text += ", " + std::to_string(all.gone.size()) + (all.removed ? " removed" : " gone");
+  if (!all.gone.empty())
+    text += ", " + std::to_string(all.gone.size()) + (all.removed ? " removed" : " gone");
   return text + "\n";
 }
 
 std::string as_json(const report &all) {
-  const nlohmann::ordered_json made = {{"devices", all.devices},
-                                       {"rendered", all.changed.size() + all.unchanged},
-                                       {"unchanged", all.unchanged},
-                                       {"changed", all.changed},
-                                       {"failed", all.failed},
-                                       {all.removed ? "removed" : "gone", all.gone}};
+  const nlohmann::ordered_json made = {
+      {"devices", all.devices},     {"rendered", all.changed.size() + all.unchanged},
+      {"unchanged", all.unchanged}, {"changed", all.changed},
+      {"failed", all.failed},       {all.removed ? "removed" : "gone", all.gone}};
   return made.dump(2, ' ', false, replace_bad_utf8) + "\n";
 }
 

@@ -11,21 +11,6 @@ namespace tovra::fleet {
 
 namespace {
 
-constexpr size_t most_errors = 10; // told of a device: thousands say no more than the first ones
-
-class device_text : public gathered {
-public:
-  void take_error(const zu_tovra::error &error) override {
-    if (++errors_ <= most_errors) gathered::take_error(error);
-  }
-  void say_rest() const {
-    if (errors_ > most_errors) say(std::to_string(errors_ - most_errors) + " more errors");
-  }
-
-private:
-  size_t errors_ = 0;
-};
-
 outcome put(const std::string &file, const std::string &text) {
   std::string old;
   if (check::read_file(file, old) == 0 && old == text) return outcome::unchanged;
@@ -37,9 +22,8 @@ outcome put(const std::string &file, const std::string &text) {
 outcome render(const device &one, options asked, preparation &prepared, const std::string &folder) {
   asked.data = one.data;
   request made(asked, prepared);
-  device_text text;
+  gathered text;
   const bool whole = made.load() == done && made.render(text);
-  text.say_rest();
   return whole ? put(folder + "/" + file_name_of(one.name), text.take()) : outcome::failed;
 }
 

@@ -10,8 +10,8 @@ namespace tovra::fleet {
 
 enum class outcome { waiting, changed, unchanged, failed };
 
-// Renders a device by templates that are in use, and writes its file in the folder, unless that is its text. A
-// failure is said, each line behind the device's name. Any thread.
+// Renders a device by templates that are in use, and writes its file in the folder, unless that is its text.
+// A failure is said, each line behind the device's name. Any thread.
 outcome render_device(const device &one, const options &asked, preparation &prepared,
                       const std::string &folder);
 
