@@ -6,6 +6,7 @@
 #include <system_error>
 #include <tuple>
 
+#include "../data_file.hpp"
 #include "../output.hpp"
 #include "store/store.h"
 #include "zuapi/zuapi.h"
@@ -19,7 +20,7 @@ namespace fs = std::filesystem;
 constexpr std::string_view text_suffix = ".txt";
 
 std::optional<std::vector<device>> refuse(const std::string &source, const std::string &why) {
-  say("tovra: " + source + ": " + why);
+  say("tovra: " + data_name(source) + ": " + why);
   return std::nullopt;
 }
 
@@ -37,7 +38,7 @@ std::optional<std::vector<device>> of_database(const std::string &source) {
   std::vector<device> found;
   for (std::string &name : names) {
     if (name.empty()) return refuse(source, "a device has no name");
-    std::string data = source + "?device=" + name;
+    std::string data = device_in(source, name);
     found.push_back({std::move(name), std::move(data)});
   }
   return found;
@@ -101,7 +102,7 @@ std::optional<std::vector<device>> devices_of(const std::string &source,
                                               const std::vector<std::string> &classes) {
   std::error_code none;
   const bool is_folder = fs::is_directory(source, none);
-  if (!is_folder && (fs::exists(source, none) || source.find("?device=") != source.npos || source == "-")) {
+  if (!is_folder && (fs::exists(source, none) || source.find("device=") != source.npos || source == "-")) {
     return refuse(source, "one device; a fleet is a folder of data files or a database of devices");
   }
   auto found =

@@ -22,9 +22,15 @@ outcome put(const std::string &file, const std::string &text) {
 outcome render(const device &one, options asked, preparation &prepared, const std::string &folder) {
   asked.data = one.data;
   request made(asked, prepared);
-  gathered text;
-  const bool whole = made.load() == done && made.render(text);
-  return whole ? put(folder + "/" + file_name_of(one.name), text.take()) : outcome::failed;
+  if (made.load() != done) return outcome::failed;
+  std::string whole;
+  const int status = made.attempt(nullptr, [&] {
+    gathered text;
+    const bool good = made.render(text);
+    whole = text.take();
+    return good ? done : failed;
+  });
+  return status == done ? put(folder + "/" + file_name_of(one.name), whole) : outcome::failed;
 }
 
 } // namespace

@@ -17,7 +17,8 @@ namespace fs = std::filesystem;
 
 std::string data_file_of(const std::string &name) {
   if (zu_redis::is_place(name)) return "";
-  constexpr std::string_view scheme = "sqlite:";
+  constexpr std::string_view scheme = "sqlite:", yang = "yang:";
+  if (name.starts_with(yang)) return name.substr(yang.size());
   return name.starts_with(scheme) ? name.substr(scheme.size(), name.find('?') - scheme.size()) : name;
 }
 
