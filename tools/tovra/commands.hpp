@@ -33,6 +33,7 @@ struct options {
   int trace = 0;
   bool stats = false;
   std::optional<std::string> output; // a file; none: standard output
+  bool watch = false;
   // tree
   bool raw = false;
   // get
@@ -44,6 +45,7 @@ struct options {
 
 // Each gives the exit status. Text goes to standard output, everything else to standard error.
 int render(const options &asked);
+int render_watched(const options &asked);
 int show_tree(const options &asked);
 int get(const options &asked);
 int check_templates(const options &asked);

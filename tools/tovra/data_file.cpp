@@ -206,6 +206,15 @@ std::string device_in(const std::string &database, const std::string &device) {
          "device=" + device;
 }
 
+std::vector<std::string> data_files(const std::string &path) {
+  if (is_standard_input(path) || zu_redis::is_place(path)) return {};
+  if (is_yang(path)) return {path.substr(yang_scheme.size())};
+  if (!is_database(path)) return {path};
+  const size_t start = path.find(':') + 1;
+  const std::string file = path.substr(start, path.rfind("?device=") - start);
+  return {file, file + "-wal"};
+}
+
 data_handle load_data(const std::string &path, const std::vector<std::string> &classes) {
   const progress shown("loading " + data_name(path));
   if (classes.empty() && yang().names.empty() && is_database(path)) {

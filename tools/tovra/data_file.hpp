@@ -33,6 +33,8 @@ std::vector<std::string> yang_arguments();
 std::string data_name(const std::string &path);
 // The name of a device in a database; empty: the database's own.
 std::string device_in(const std::string &database, const std::string &device);
+// The files that it is read from; of what cannot be looked at again, none.
+std::vector<std::string> data_files(const std::string &path);
 // Its records, with what files of classes say too: a device of a database is then read whole. None after a
 // failure, which is said.
 data_handle load_data(const std::string &path, const std::vector<std::string> &classes = {});

@@ -37,9 +37,12 @@ const CLI::App *add_render(CLI::App &app, options &asked) {
            "configuration text")
       .type("LEVEL")
       .between(0, 7);
-  made.flag("--stats", asked.stats, "Say at the end what the render took");
+  const tovra::option stats = made.flag("--stats", asked.stats, "Say at the end what the render took");
   made.add("--output", asked.output, "Write to a file, whole or not at all: after an error it is as it was")
       .type("FILE");
+  made.flag("--watch", asked.watch,
+            "Render again when templates or data change, and show what changes in the text")
+      .excludes(stats);
   return made.get();
 }
 
@@ -139,7 +142,7 @@ int run(int argc, char **argv) {
     if (const auto why = unknown_command(app, 2, words); !why.empty()) return misused(why);
     return print(app.get_subcommand(topic)->help("tovra"));
   }
-  if (render->parsed()) return tovra::render(asked);
+  if (render->parsed()) return asked.watch ? tovra::render_watched(asked) : tovra::render(asked);
   if (check->parsed()) return tovra::check_templates(asked);
   for (const tovra::tool &tool : tools) {
     if (tool.command->parsed()) return tool.run();

@@ -24,11 +24,11 @@ uint64_t sum(std::string_view text) {
 
 } // namespace
 
-template_stamp::file template_stamp::look_at(const std::string &path) {
+template_stamp::file template_stamp::look_at(const std::string &path, bool read) {
   struct stat about = {};
   if (stat(path.c_str(), &about) != 0 || !S_ISREG(about.st_mode)) return {};
   std::string text;
-  check::read_file(path, text);
+  if (read) check::read_file(path, text);
   return {about.st_size, nanoseconds(about.st_mtim), nanoseconds(about.st_ctim), sum(text)};
 }
 
@@ -41,9 +41,20 @@ template_stamp::template_stamp(const std::string &directories) {
     for (std::filesystem::directory_iterator entry(directory, failure), last; !failure && entry != last;
          entry.increment(failure)) {
       const std::string path = entry->path().string();
-      if (path.ends_with(".tvr")) files_[path] = look_at(path);
+      if (path.ends_with(".tvr")) files_[path] = look_at(path, true);
     }
   }
+}
+
+void template_stamp::add(const std::string &path) {
+  const file now = look_at(path, false);
+  files_[path] = now.size > 0 ? now : file(); // an empty one says no more than none
+}
+
+std::vector<std::string> template_stamp::paths() const {
+  std::vector<std::string> all;
+  for (const auto &[path, told] : files_) all.push_back(path);
+  return all;
 }
 
 std::string template_stamp::difference(const template_stamp &other) const {

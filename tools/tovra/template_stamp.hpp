@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace tovra {
 
@@ -12,6 +13,8 @@ namespace tovra {
 class template_stamp {
 public:
   explicit template_stamp(const std::string &directories); // separated by ':'
+  void add(const std::string &path);                       // another file, by its size and times
+  std::vector<std::string> paths() const;
   // A file of which the other one says something else; empty: none.
   std::string difference(const template_stamp &other) const;
 
@@ -21,7 +24,7 @@ private:
     uint64_t content = 0;
     bool operator==(const file &) const = default;
   };
-  static file look_at(const std::string &path);
+  static file look_at(const std::string &path, bool read);
 
   std::map<std::string, file> files_;
 };
