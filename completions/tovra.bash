@@ -51,6 +51,7 @@ _tovra() {
         ;;
       --yang-dir) _tovra_files -d ;;
       --data | --output | --classes) _tovra_files -f ;;
+      --out) _tovra_files -d ;;
       --named)
         [[ $word == *=* ]] && prefix=${word%%=*}= word=${word#*=} && _tovra_files -f
         ;;
@@ -61,7 +62,7 @@ _tovra() {
       --config)
         _tovra_choose < <(grep -oE -e '--named[ =]+[^= ]+=' <<<"$line" | sed -E 's/--named[ =]+(.*)=/\1/')
         ;;
-      --arg | --arg-json | --fetch-count | --yang-* | --fail-under*) COMPREPLY=() ;;
+      --arg | --arg-json | --fetch-count | --yang-* | --fail-under* | --devices | --jobs) COMPREPLY=() ;;
       *)
         if [[ $word == -* ]]; then
           _tovra_choose < <(_tovra_help options "$command")
@@ -69,7 +70,7 @@ _tovra() {
           _tovra_choose < <(_tovra_help commands)
         elif [[ $command == get ]]; then
           _tovra_choose < <(_tovra_paths)
-        elif [[ $command =~ ^(render|explain|coverage)$ ]]; then
+        elif [[ $command =~ ^(render|explain|coverage|fleet)$ ]]; then
           _tovra_choose < <(_tovra_nodes)
         else
           _tovra_files -f

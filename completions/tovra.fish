@@ -47,8 +47,8 @@ function __tovra_after
     contains -- (__tovra_words)[-1] $argv
 end
 
-set -l with_file --templates --data --output --classes --named --yang-dir
-set -l with_value $with_file --config --arg --arg-json --fetch-count --yang-module --yang-secret --trace --color --format --fail-under --fail-under-properties
+set -l with_file --templates --data --output --out --classes --named --yang-dir
+set -l with_value $with_file --config --arg --arg-json --fetch-count --yang-module --yang-secret --trace --color --format --fail-under --fail-under-properties --devices --jobs
 
 complete -c tovra -f
 complete -c tovra -n 'not __tovra_command >/dev/null' -a '(__tovra_commands)'
@@ -61,5 +61,5 @@ complete -c tovra -n '__tovra_after --format; and test (__tovra_command) = cover
 complete -c tovra -n '__tovra_after --trace' -a '3 4 6 7'
 complete -c tovra -n "contains -- (__tovra_command) help; and not __tovra_after $with_value" -a '(__tovra_commands)'
 complete -c tovra -n "contains -- (__tovra_command) get; and not __tovra_after $with_value" -a '(__tovra_paths)'
-complete -c tovra -n "contains -- (__tovra_command) render explain coverage; and not __tovra_after $with_value" -a '(__tovra_nodes)'
-complete -c tovra -n "__tovra_command >/dev/null; and not contains -- (__tovra_command) help get render explain coverage; and not __tovra_after $with_value" -F
+complete -c tovra -n "contains -- (__tovra_command) render explain coverage fleet; and not __tovra_after $with_value" -a '(__tovra_nodes)'
+complete -c tovra -n "__tovra_command >/dev/null; and not contains -- (__tovra_command) help get render explain coverage fleet; and not __tovra_after $with_value" -F

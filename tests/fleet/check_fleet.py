@@ -144,7 +144,7 @@ class Fleet(unittest.TestCase):
             self.assertEqual((len(told["changed"]), told["unchanged"], told["gone"]), (changed, left, []))
         self.assertEqual(self.texts(), {file: text(1) for file in names.values()})
         done = self.run_fleet("--devices", "n*", "--delete", source="sqlite:db")
-        self.assertEqual(done.stdout, "1 devices: 0 changed, 1 unchanged, 0 failed\n")
+        self.assertEqual(done.stdout, "1 device: 0 changed, 1 unchanged, 0 failed\n")
 
     def test_gives_the_examples_from_many_threads(self):
         for example in ("edge-router", "chassis", "campus-switch"):

@@ -108,7 +108,7 @@ std::string as_text(const report &all) {
   list("changed", all.changed);
   list("failed", all.failed);
   list(all.removed ? "removed" : "gone", all.gone);
-  text += std::to_string(all.devices) + " devices: " + std::to_string(all.changed.size()) + " changed, " +
+  text += std::to_string(all.devices) + (all.devices == 1 ? " device: " : " devices: ") + std::to_string(all.changed.size()) + " changed, " +
           std::to_string(all.unchanged) + " unchanged, " + std::to_string(all.failed.size()) + " failed";
   if (!all.gone.empty())
     text += ", " + std::to_string(all.gone.size()) + (all.removed ? " removed" : " gone");
