@@ -62,7 +62,7 @@ _tovra() {
       --config)
         _tovra_choose < <(grep -oE -e '--named[ =]+[^= ]+=' <<<"$line" | sed -E 's/--named[ =]+(.*)=/\1/')
         ;;
-      --arg | --arg-json | --fetch-count | --yang-* | --fail-under* | --devices | --jobs) COMPREPLY=() ;;
+      --arg | --arg-json | --fetch-count | --yang-* | --fail-under* | --devices | --jobs | --queue | --idle) COMPREPLY=() ;;
       *)
         if [[ $word == -* ]]; then
           _tovra_choose < <(_tovra_help options "$command")

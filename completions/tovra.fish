@@ -48,7 +48,7 @@ function __tovra_after
 end
 
 set -l with_file --templates --data --output --out --classes --named --yang-dir
-set -l with_value $with_file --config --arg --arg-json --fetch-count --yang-module --yang-secret --trace --color --format --fail-under --fail-under-properties --devices --jobs
+set -l with_value $with_file --config --arg --arg-json --fetch-count --yang-module --yang-secret --trace --color --format --fail-under --fail-under-properties --devices --jobs --queue --idle
 
 complete -c tovra -f
 complete -c tovra -n 'not __tovra_command >/dev/null' -a '(__tovra_commands)'

@@ -7,7 +7,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-TOVRA, EXAMPLES, SQLITE = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve(), sys.argv[-1] == "1"
+TOVRA, EXAMPLES, SQLITE = Path(sys.argv[1]).resolve(), Path(sys.argv[-2]).resolve(), sys.argv[-1] == "1"
 
 TEMPLATES = """Cmd: config
 

@@ -94,8 +94,8 @@ bool file_watch::watch_folder(const std::string &folder) {
 }
 
 // The folders of all files, of what links lead to, and those above, which may be put in the place of others;
-// of a folder that is not there, the nearest one that is. Done again after each change, which may have brought
-// new ones.
+// of a folder that is not there, the nearest one that is. Done again after each change, which may have
+// brought new ones.
 void file_watch::watch_folders() {
   std::set<fs::path> folders;
   const auto add = [&folders](const fs::path &folder) {
@@ -118,7 +118,8 @@ void file_watch::watch_folders() {
   events_ = fresh;
   for (fs::path folder : folders) {
     if (folder.empty()) continue;
-    while (good() && !watch_folder(folder.string()) && folder != folder_of(folder)) folder = folder_of(folder);
+    while (good() && !watch_folder(folder.string()) && folder != folder_of(folder))
+      folder = folder_of(folder);
   }
 }
 

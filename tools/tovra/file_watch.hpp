@@ -9,8 +9,8 @@
 
 namespace tovra {
 
-// Templates and other files, from when this is made. Their folders are watched, for editors put new files in the
-// place of old ones; the files' stamps say whether one of them is meant.
+// Templates and other files, from when this is made. Their folders are watched, for editors put new files in
+// the place of old ones; the files' stamps say whether one of them is meant.
 class file_watch {
 public:
   file_watch(std::string directories, std::vector<std::string> files); // of templates, separated by ':'

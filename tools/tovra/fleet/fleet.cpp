@@ -3,18 +3,24 @@
 #include <atomic>
 #include <filesystem>
 #include <fnmatch.h>
+#include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <unistd.h>
 
 #include "../check/nearest.hpp"
 #include "../command_line.hpp"
+#include "../data_file.hpp"
 #include "../output.hpp"
 #include "../output_file.hpp"
 #include "../parallel.hpp"
 #include "../progress.hpp"
 #include "../tools.hpp"
 #include "../value_json.hpp"
+#include "queue.hpp"
 #include "render_device.hpp"
 
 namespace tovra {
@@ -32,6 +38,8 @@ struct fleet_options {
   unsigned jobs = 0;
   bool remove = false;
   bool json = false;
+  std::string queue; // empty: all work is this program's
+  int idle = 60;     // seconds after which a worker of the queue is taken for dead
 };
 
 bool is_asked(const std::string &name, const std::vector<std::string> &patterns) {
@@ -62,21 +70,128 @@ struct report {
   std::vector<std::string> changed, failed;
   std::vector<std::string> gone; // have a text, and are in the source no longer
   bool removed = false;          // so that they have none any more
+  bool part = false;             // of a run that another worker ended
+
+  void add(const std::string &device, outcome made) {
+    ++devices;
+    if (made == outcome::unchanged) ++unchanged;
+    if (made == outcome::changed) changed.push_back(device);
+    if (made == outcome::failed) failed.push_back(device);
+  }
 };
 
-std::vector<outcome> render_all(const std::vector<device> &devices, const fleet_options &asked,
-                                preparation &prepared) {
-  std::vector<outcome> outcomes(devices.size(), outcome::waiting);
+unsigned jobs_of(const fleet_options &asked) {
+  return asked.jobs > 0 ? asked.jobs : processors();
+}
+
+report render_all(const std::vector<device> &devices, const fleet_options &asked, preparation &prepared) {
+  std::vector<outcome> outcomes(devices.size(), outcome::failed);
   std::atomic<size_t> ended = 0;
   const progress shown([&] {
     return "rendering: " + std::to_string(ended) + " of " + std::to_string(devices.size()) + " devices";
   });
-  in_parallel(devices.size(), asked.jobs > 0 ? asked.jobs : processors(), [&](size_t at) {
+  in_parallel(devices.size(), jobs_of(asked), [&](size_t at) {
     outcomes[at] = fleet::render_device(devices[at], asked.render, prepared, asked.folder);
     ++ended;
   });
-  return outcomes;
+  report made;
+  for (size_t i = 0; i < devices.size(); ++i) made.add(devices[i].name, outcomes[i]);
+  return made;
 }
+
+// A worker of a queue: takes devices from it until the run is over, on each thread.
+class shared_work {
+public:
+  shared_work(const std::vector<device> &devices, const fleet_options &asked, preparation &prepared)
+      : asked_(asked), prepared_(prepared) {
+    std::string command = asked.folder;
+    for (const auto &word : render_arguments(asked.render)) command += "\n" + word;
+    for (const auto &pattern : asked.patterns) command += "\n--devices=" + pattern;
+    run_ = std::to_string(std::hash<std::string>()(command));
+    for (const device &one : devices) devices_.emplace(one.name, one);
+  }
+
+  // None after a failure of the queue, which is said.
+  std::optional<report> render() {
+    std::string id;
+    const bool begun = guarded([&] {
+      std::vector<std::string> names;
+      for (const auto &[name, one] : devices_) names.push_back(name);
+      id = queue_of("begin").begin(names);
+    });
+    if (!begun) return std::nullopt;
+    std::atomic<bool> lost = false;
+    {
+      const progress shown([&] {
+        const std::lock_guard alone(lock_);
+        return "rendering: " + std::to_string(made_.devices) + " devices here";
+      });
+      in_parallel(jobs_of(asked_), jobs_of(asked_), [&](size_t thread) {
+        if (!guarded([&] { work(id, thread); })) lost = true;
+      });
+    }
+    if (all_) return report_of(*all_);
+    made_.part = true;
+    return lost ? std::nullopt : std::optional(made_);
+  }
+
+private:
+  fleet::queue queue_of(const std::string &thread) const {
+    char host[256] = "";
+    gethostname(host, sizeof host - 1);
+    return {asked_.queue, run_, std::chrono::seconds(asked_.idle),
+            std::string(host) + ":" + std::to_string(getpid()) + ":" + thread};
+  }
+
+  template <class Step>
+  bool guarded(Step &&step) const {
+    try {
+      step();
+      return true;
+    } catch (const store::source_failure &failure) {
+      say("tovra: --queue " + data_name(asked_.queue) + ": " + failure.message);
+    }
+    return false;
+  }
+
+  void work(const std::string &id, size_t thread) {
+    fleet::queue tasks = queue_of(std::to_string(thread));
+    while (const auto task = tasks.take(id)) {
+      const outcome made = render_one(task->device);
+      auto all = tasks.finish(*task, words[static_cast<size_t>(made)]);
+      const std::lock_guard alone(lock_);
+      made_.add(task->device, made);
+      if (all) all_ = std::move(all);
+    }
+  }
+
+  outcome render_one(const std::string &name) {
+    const auto found = devices_.find(name);
+    if (found != devices_.end())
+      return fleet::render_device(found->second, asked_.render, prepared_, asked_.folder);
+    say(name + ": the queue has this device, but the source here does not");
+    return outcome::failed;
+  }
+
+  static report report_of(const fleet::queue::results &all) {
+    report made;
+    for (const auto &[name, result] : all) {
+      const auto *found = std::find(std::begin(words), std::end(words), result);
+      made.add(name, found == std::end(words) ? outcome::failed : static_cast<outcome>(found - words));
+    }
+    return made;
+  }
+
+  static constexpr std::string_view words[] = {"changed", "unchanged", "failed"}; // as outcome has them
+
+  const fleet_options &asked_;
+  preparation &prepared_;
+  std::string run_;
+  std::map<std::string, device> devices_;
+  std::mutex lock_;
+  report made_;                              // by this worker
+  std::optional<fleet::queue::results> all_; // when it did the last one
+};
 
 // Texts of devices that are asked for, and which the source does not have.
 std::vector<std::string> find_gone(const std::vector<device> &all, const fleet_options &asked) {
@@ -108,18 +223,20 @@ std::string as_text(const report &all) {
   list("changed", all.changed);
   list("failed", all.failed);
   list(all.removed ? "removed" : "gone", all.gone);
-  text += std::to_string(all.devices) + (all.devices == 1 ? " device: " : " devices: ") + std::to_string(all.changed.size()) + " changed, " +
-          std::to_string(all.unchanged) + " unchanged, " + std::to_string(all.failed.size()) + " failed";
+  text += std::to_string(all.devices) + (all.devices == 1 ? " device: " : " devices: ") +
+          std::to_string(all.changed.size()) + " changed, " + std::to_string(all.unchanged) + " unchanged, " +
+          std::to_string(all.failed.size()) + " failed";
   if (!all.gone.empty())
     text += ", " + std::to_string(all.gone.size()) + (all.removed ? " removed" : " gone");
-  return text + "\n";
+  return text + (all.part ? ", of a run that another worker ended\n" : "\n");
 }
 
 std::string as_json(const report &all) {
-  const nlohmann::ordered_json made = {
+  nlohmann::ordered_json made = {
       {"devices", all.devices},     {"rendered", all.changed.size() + all.unchanged},
       {"unchanged", all.unchanged}, {"changed", all.changed},
       {"failed", all.failed},       {all.removed ? "removed" : "gone", all.gone}};
+  if (all.part) made["part"] = true;
   return made.dump(2, ' ', false, replace_bad_utf8) + "\n";
 }
 
@@ -141,20 +258,15 @@ int run_fleet(const fleet_options &asked) {
     return failed;
   }
 
-  const std::vector<outcome> outcomes = render_all(*chosen, asked, prepared);
-  report told;
-  told.devices = chosen->size();
-  for (size_t i = 0; i < outcomes.size(); ++i) {
-    if (outcomes[i] == outcome::unchanged) ++told.unchanged;
-    if (outcomes[i] == outcome::changed) told.changed.push_back((*chosen)[i].name);
-    if (outcomes[i] == outcome::failed) told.failed.push_back((*chosen)[i].name);
-  }
-  told.gone = find_gone(*all, asked);
-  told.removed = asked.remove;
-  const bool good = !asked.remove || remove_texts(told.gone, asked.folder);
+  auto told = asked.queue.empty() ? std::optional(render_all(*chosen, asked, prepared))
+                                  : shared_work(*chosen, asked, prepared).render();
+  if (!told) return failed;
+  if (!told->part) told->gone = find_gone(*all, asked);
+  told->removed = asked.remove;
+  const bool good = !asked.remove || remove_texts(told->gone, asked.folder);
   output out;
-  if (!out.write(asked.json ? as_json(told) : as_text(told)) || !out.flush()) return failed;
-  return good && told.failed.empty() ? done : failed;
+  if (!out.write(asked.json ? as_json(*told) : as_text(*told)) || !out.flush()) return failed;
+  return good && told->failed.empty() ? done : failed;
 }
 
 } // namespace
@@ -170,7 +282,8 @@ tool add_fleet(CLI::App &app) {
   add_templates(made, asked->render);
   add_classes(made, asked->render.classes);
   made.add("--data", asked->render.data,
-           "The devices: a folder of data files (JSON, YAML), each named as its device, or sqlite:FILE")
+           "The devices: a folder of data files (JSON, YAML), each named as its device, sqlite:FILE or "
+           "redis://HOST:PORT/DB?prefix=P")
       .type("SOURCE")
       .required();
   made.add("--out", asked->folder, "The folder of the texts; it is made when there is none")
@@ -182,6 +295,14 @@ tool add_fleet(CLI::App &app) {
   made.add("--jobs", asked->jobs, "Devices at the same time (default: one a processor)")
       .type("N")
       .between(1, static_cast<int>(output_file::most_at_once));
+  const option queue = made.add("--queue", asked->queue,
+                                "Share the work with all that run the same command over this Redis server")
+                           .type("redis://HOST:PORT/DB?prefix=P");
+  made.add("--idle", asked->idle,
+           "Seconds after which a device of a worker that says nothing is given to another (default: 60)")
+      .type("SECONDS")
+      .between(1, 86400)
+      .needs(queue);
   made.flag("--delete", asked->remove, "Delete the texts of devices that the source does not have");
   add_format(made, asked->json, "text (default) or json, of the summary");
   add_walk_options(made, asked->render);

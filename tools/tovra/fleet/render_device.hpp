@@ -8,7 +8,7 @@
 
 namespace tovra::fleet {
 
-enum class outcome { waiting, changed, unchanged, failed };
+enum class outcome { changed, unchanged, failed };
 
 // Renders a device by templates that are in use, and writes its file in the folder, unless that is its text.
 // A failure is said, each line behind the device's name. Any thread.

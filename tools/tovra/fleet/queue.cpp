@@ -1,0 +1,103 @@
+// The work of a fleet in Redis: what the server does by itself is left to it.
+#include "queue.hpp"
+
+#include "zuapi/base.h"
+
+namespace tovra::fleet {
+
+namespace {
+
+constexpr char wait_for_work[] = "200"; // milliseconds, after which what others left is looked for
+// A run on which nobody works goes away after this time, so that the next one begins anew.
+constexpr char forgotten_after[] = "3600"; // seconds
+
+// Scripts, as the server runs each alone. KEYS: the stream, the results, the run that ended last.
+constexpr char begin_script[] = R"(
+if redis.call('EXISTS', KEYS[1]) == 0 then
+  for i = 2, #ARGV do redis.call('XADD', KEYS[1], '*', 'device', ARGV[i]) end
+  redis.call('XGROUP', 'CREATE', KEYS[1], 'fleet', '0')
+  redis.call('DEL', KEYS[2])
+  redis.call('EXPIRE', KEYS[1], ARGV[1])
+end
+return redis.call('XRANGE', KEYS[1], '-', '+', 'COUNT', 1)[1][1])";
+// An entry that another worker acknowledged before, maybe in a run that is over, has its result.
+constexpr char finish_script[] = R"(
+if redis.call('XACK', KEYS[1], 'fleet', ARGV[2]) == 0 then return false end
+redis.call('HSET', KEYS[2], ARGV[3], ARGV[4])
+redis.call('EXPIRE', KEYS[1], ARGV[1])
+redis.call('EXPIRE', KEYS[2], ARGV[1])
+if redis.call('HLEN', KEYS[2]) < redis.call('XLEN', KEYS[1]) then return false end
+redis.call('SET', KEYS[3], redis.call('XRANGE', KEYS[1], '-', '+', 'COUNT', 1)[1][1], 'EX', ARGV[1])
+local all = redis.call('HGETALL', KEYS[2])
+redis.call('DEL', KEYS[1], KEYS[2])
+return all)";
+
+std::string key(const std::string &place, const std::string &run, const char *what) {
+  return zu_redis::read_place(place).prefix + ":{fleet-" + run + "}:" + what;
+}
+
+zu_redis::address address_of(const std::string &place) {
+  if (!zu_redis::is_place(place)) throw store::source_failure{ZU_FAILED, "not a name redis://HOST:PORT/DB"};
+  return zu_redis::read_place(place).at;
+}
+
+// Of `[[id, [field, value]]]`.
+std::optional<queue::task> first_task(zu_redis::value entries) {
+  if (entries.size() == 0 || entries[0].size() != 2 || entries[0][1].size() != 2) return std::nullopt;
+  return queue::task{std::string(entries[0][0].text()), std::string(entries[0][1][1].text())};
+}
+
+} // namespace
+
+queue::queue(const std::string &place, const std::string &run, std::chrono::seconds idle, std::string worker)
+    : to_(address_of(place)), work_(key(place, run, "work")), results_(key(place, run, "results")),
+      ended_(key(place, run, "ended")),
+      idle_(std::to_string(std::chrono::milliseconds(idle).count())), worker_(std::move(worker)) {}
+
+std::string queue::begin(const std::vector<std::string> &devices) {
+  zu_redis::command asked = {"EVAL", begin_script, "3", work_, results_, ended_, forgotten_after};
+  asked.insert(asked.end(), devices.begin(), devices.end());
+  const zu_redis::reply told = to_.ask(asked);
+  zu_redis::expect(asked, told, zu_redis::value::kind::text);
+  return std::string(told.text());
+}
+
+// Whether it came to its end; throws when it is gone without that.
+bool queue::is_over(const std::string &run) {
+  if (to_.ask({"EXISTS", work_}).number() != 0) return false;
+  if (to_.ask({"GET", ended_}).text() == run) return true;
+  throw store::source_failure{ZU_FAILED, "the run is gone, which was not at its end"};
+}
+
+std::optional<queue::task> queue::take(const std::string &run) {
+  const zu_redis::command next = {"XREADGROUP", "GROUP", "fleet", worker_,   "COUNT", "1",
+                                  "BLOCK",      wait_for_work,    "STREAMS", work_,   ">"};
+  const zu_redis::command left = {"XAUTOCLAIM", work_, "fleet", worker_, idle_, "0-0", "COUNT", "1"};
+  for (;;) {
+    for (const zu_redis::command *asked : {&next, &left}) {
+      const auto told = to_.ask_all({*asked});
+      const zu_redis::value answer = told.front();
+      if (answer.is(zu_redis::value::kind::error)) {
+        if (is_over(run)) return std::nullopt; // there is no such stream
+        throw store::source_failure{ZU_FAILED, std::string(answer.text())};
+      }
+      const auto found = asked == &left ? first_task(answer[1])
+                         : answer.size() > 0 ? first_task(answer[0][1])
+                                             : std::nullopt;
+      if (found) return found;
+    }
+  }
+}
+
+std::optional<queue::results> queue::finish(const task &of, std::string_view result) {
+  const zu_redis::reply told = to_.ask({"EVAL", finish_script, "3", work_, results_, ended_, forgotten_after,
+                                        of.id, of.device, std::string(result)});
+  if (!told.is(zu_redis::value::kind::list)) return std::nullopt;
+  results all;
+  for (size_t i = 0; i + 1 < told.size(); i += 2) {
+    all.emplace(std::string(told[i].text()), std::string(told[i + 1].text()));
+  }
+  return all;
+}
+
+} // namespace tovra::fleet
