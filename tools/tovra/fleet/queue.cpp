@@ -81,7 +81,7 @@ std::optional<queue::task> queue::take(const std::string &run) {
         if (is_over(run)) return std::nullopt; // there is no such stream
         throw store::source_failure{ZU_FAILED, std::string(answer.text())};
       }
-      const auto found = asked == &left ? first_task(answer[1])
+      auto found = asked == &left ? first_task(answer[1])
                          : answer.size() > 0 ? first_task(answer[0][1])
                                              : std::nullopt;
       if (found) return found;
