@@ -100,7 +100,8 @@ void file_watch::watch_folders() {
   std::set<fs::path> folders;
   const auto add = [&folders](const fs::path &folder) {
     folders.insert(folder);
-    folders.insert(folder_of(fs::absolute(folder).lexically_normal()));
+    const fs::path normal = fs::absolute(folder).lexically_normal();
+    folders.insert(folder_of(normal.has_filename() ? normal : folder_of(normal)));
     std::error_code none;
     const fs::path real = fs::canonical(folder, none);
     if (!none) folders.insert(real);

@@ -47,7 +47,7 @@ process_outcome cover_apart(options asked, const std::string &data) {
   return run_self(made);
 }
 
-// Each in a process of its own, as one process renders once.
+// Each in a process of its own, so that none reaches into another.
 int cover_all(const coverage_options &asked, coverage::report &into) {
   std::vector<process_outcome> outcomes(asked.data.size());
   in_parallel(outcomes.size(), processors(),

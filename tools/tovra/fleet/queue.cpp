@@ -51,8 +51,8 @@ std::optional<queue::task> first_task(zu_redis::value entries) {
 
 queue::queue(const std::string &place, const std::string &run, std::chrono::seconds idle, std::string worker)
     : to_(address_of(place)), work_(key(place, run, "work")), results_(key(place, run, "results")),
-      ended_(key(place, run, "ended")),
-      idle_(std::to_string(std::chrono::milliseconds(idle).count())), worker_(std::move(worker)) {}
+      ended_(key(place, run, "ended")), idle_(std::to_string(std::chrono::milliseconds(idle).count())),
+      worker_(std::move(worker)) {}
 
 std::string queue::begin(const std::vector<std::string> &devices) {
   zu_redis::command asked = {"EVAL", begin_script, "3", work_, results_, ended_, forgotten_after};
@@ -70,8 +70,8 @@ bool queue::is_over(const std::string &run) {
 }
 
 std::optional<queue::task> queue::take(const std::string &run) {
-  const zu_redis::command next = {"XREADGROUP", "GROUP", "fleet", worker_,   "COUNT", "1",
-                                  "BLOCK",      wait_for_work,    "STREAMS", work_,   ">"};
+  const zu_redis::command next = {"XREADGROUP", "GROUP",       "fleet",   worker_, "COUNT", "1",
+                                  "BLOCK",      wait_for_work, "STREAMS", work_,   ">"};
   const zu_redis::command left = {"XAUTOCLAIM", work_, "fleet", worker_, idle_, "0-0", "COUNT", "1"};
   for (;;) {
     for (const zu_redis::command *asked : {&next, &left}) {
@@ -81,9 +81,9 @@ std::optional<queue::task> queue::take(const std::string &run) {
         if (is_over(run)) return std::nullopt; // there is no such stream
         throw store::source_failure{ZU_FAILED, std::string(answer.text())};
       }
-      auto found = asked == &left ? first_task(answer[1])
-                         : answer.size() > 0 ? first_task(answer[0][1])
-                                             : std::nullopt;
+      auto found = asked == &left      ? first_task(answer[1])
+                   : answer.size() > 0 ? first_task(answer[0][1])
+                                       : std::nullopt;
       if (found) return found;
     }
   }

@@ -11,9 +11,9 @@
 
 namespace tovra::fleet {
 
-// A run is a stream in Redis with an entry a device, and its consumer group hands the entries out: each to one
-// worker, again to another one when that worker says nothing for too long, until it is acknowledged. Results
-// stand in a hash beside it. The run begins with the stream and ends with it, once all has a result.
+// A run is a stream in Redis with an entry a device, and its consumer group hands the entries out: each to
+// one worker, again to another one when that worker says nothing for too long, until it is acknowledged.
+// Results stand in a hash beside it. The run begins with the stream and ends with it, once all has a result.
 // Each thread has a queue of its own. All functions throw store::source_failure or std::bad_alloc.
 class queue {
 public:
