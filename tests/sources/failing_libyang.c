@@ -1,37 +1,7 @@
-/* Loaded before libyang: the call of it whose number stands in FAIL_LIBYANG fails; the calls are counted into
- * the file that COUNT_LIBYANG names. */
-#define _GNU_SOURCE
-#include <dlfcn.h>
+#define NAME "LIBYANG"
+#include "failing.h"
+
 #include <libyang/libyang.h>
-#include <stdio.h>
-#include <stdlib.h>
-
-static long calls;
-static int depth; /* calls that libyang makes of itself do not count */
-
-__attribute__((destructor)) static void tell(void) {
-  const char *name = getenv("COUNT_LIBYANG");
-  FILE *file = name != NULL ? fopen(name, "w") : NULL;
-  if (file == NULL) return;
-  fprintf(file, "%ld", calls);
-  fclose(file);
-}
-
-static int fails(void) {
-  const char *wanted = getenv("FAIL_LIBYANG");
-  return ++calls == (wanted != NULL ? atol(wanted) : 0);
-}
-
-#define FORWARD(type, name, parameters, arguments, failure) \
-  type name parameters {                                    \
-    type(*next) parameters;                                 \
-    *(void **)&next = dlsym(RTLD_NEXT, #name);              \
-    if (depth == 0 && fails()) return failure;              \
-    ++depth;                                                \
-    type result = next arguments;                           \
-    --depth;                                                \
-    return result;                                          \
-  }
 
 FORWARD(LY_ERR, ly_ctx_new, (const char *directory, uint16_t options, struct ly_ctx **made),
         (directory, options, made), LY_EMEM)
