@@ -121,7 +121,8 @@ schema::shown schema::show(const leaf &of, const lyd_value &given) const {
   if (kind_of(value.realtype) == kind::text) return {text, true};
   if (base != LY_TYPE_DEC64) return {text, false};
   if (text.size() > most_digits) {
-    throw refusal{path_of(of.node) + ": " + std::string(text) + " has more digits than a number keeps"};
+    throw refusal{path_of(of.node) + ": " + (of.secret ? "a secret" : std::string(text)) +
+                  " has more digits than a number keeps"};
   }
   return {text.ends_with(".0") ? text.substr(0, text.size() - 2) : text, false};
 }

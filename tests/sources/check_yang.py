@@ -96,6 +96,7 @@ OTHERS = {
 
 BODY = """container c { leaf n { type uint8; } leaf s { type string { pattern "[a-z]*"; } } leaf w { when "../n > 5"; type
   string; } leaf r { type leafref { path "../n"; } } leaf d { type decimal64 { fraction-digits 1; } } anydata any;
+  leaf h { nacm:default-deny-all; type decimal64 { fraction-digits 1; } }
   list l { key k; leaf k { type string; } leaf p { nacm:default-deny-all; type string { length 5; } } leaf m { type string; mandatory true; } leaf-list ll { type int8; } } }"""
 REFUSED = (  # a document, and what is said of it
     ('{"m:c": {\n"n": 256}}', 'f:2: /m:c/n: Value "256" is out of type uint8 min/max bounds'),
@@ -112,6 +113,7 @@ REFUSED = (  # a document, and what is said of it
     ('{"m:c": {"l": [{"k": "a", "m": "", "ll": [1, 2, 1]}]}}', "Duplicate instance of \"ll\""),
     ('{"m:c": {"l": [{"k": "]\'", "p": "hidden"}]}}', "f:1: /m:c/l[k=\"]'\"]/p: the value of a secret is not valid"),
     ('{"m:c": {"d": "12345678901234.5"}}', "f: /m:c/d: 12345678901234.5 has more digits than a number keeps"),
+    ('{"m:c": {"h": "12345678901234.5"}}', "f: /m:c/h: a secret has more digits than a number keeps"),
     ('{"m:c": {"any": {"x": 1}}}', "f: /m:c/any: no record holds the data of anydata"),
     ('{"m:c": {"n": 1}\n', "f:2: "), ('{"m:c": {"n": 1}} \n x', "f:2: text after the end of the document"),
     ('<c xmlns="urn:m"><n>1</n>', "f:1: "), ('<c xmlns="urn:m"/>\nx', "f:2: "), ("", "f:1: the document is empty"),
