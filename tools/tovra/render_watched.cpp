@@ -21,14 +21,8 @@ std::optional<std::string> render_once(const options &asked) {
   request made(asked);
   if (made.load() != done) return std::nullopt;
   made.drop_tree();
-  std::string whole;
-  const int status = made.attempt(nullptr, [&] {
-    text_until_end text;
-    const bool good = made.render(text);
-    whole = text.take();
-    return good ? done : failed;
-  });
-  return status == done ? std::optional(std::move(whole)) : std::nullopt;
+  text_until_end text;
+  return made.whole_text(text);
 }
 
 bool tell(const std::string &text) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "check/nearest.hpp"
 #include "output.hpp"
@@ -91,7 +92,7 @@ void gathered::take_error(const zu_tovra::error &error) {
 }
 
 std::string gathered::take() {
-  return std::move(text_) + (any_ ? "\n" : "");
+  return std::exchange(text_, {}) + (std::exchange(any_, false) ? "\n" : "");
 }
 
 std::string unknown_node(const zu_tvr_tree &tree, const std::string &asked) {
@@ -195,6 +196,16 @@ int request::attempt(output *out, const std::function<int()> &step) {
       renderer_->add_config(asked_.named[i].first.c_str(), all_data_[i + 1].data.get());
     return step();
   });
+}
+
+std::optional<std::string> request::whole_text(gathered &into) {
+  std::string whole;
+  const int status = attempt(nullptr, [&] {
+    const bool good = render(into);
+    whole = into.take();
+    return good ? done : failed;
+  });
+  return status == done ? std::optional(std::move(whole)) : std::nullopt;
 }
 
 int request::load() {

@@ -29,7 +29,7 @@ class gathered : public receiver {
 public:
   bool take_text(std::string_view piece) override;
   void take_error(const zu_tovra::error &error) override;
-  std::string take(); // once the render is over
+  std::string take(); // once the render is over; the next one may follow
 
 private:
   std::string text_;
@@ -89,6 +89,9 @@ public:
   int attempt(output *out, const std::function<int()> &step);
   // In such a step. False after a failure, of which at least one error was told, or when text was refused.
   bool render(receiver &to, const zu_tvr_observer *observer = nullptr);
+
+  // Such a step for the text alone; none after a failure.
+  std::optional<std::string> whole_text(gathered &into);
 
   // The templates as they were checked, for who asks before the render; the library has its own.
   const zu_tvr_tree &tree() const { return prepared_.tree(); }

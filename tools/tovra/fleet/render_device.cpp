@@ -23,14 +23,9 @@ outcome render(const device &one, options asked, preparation &prepared, const st
   asked.data = one.data;
   request made(asked, prepared);
   if (made.load() != done) return outcome::failed;
-  std::string whole;
-  const int status = made.attempt(nullptr, [&] {
-    gathered text;
-    const bool good = made.render(text);
-    whole = text.take();
-    return good ? done : failed;
-  });
-  return status == done ? put(folder + "/" + file_name_of(one.name), whole) : outcome::failed;
+  gathered text;
+  const auto whole = made.whole_text(text);
+  return whole ? put(folder + "/" + file_name_of(one.name), *whole) : outcome::failed;
 }
 
 } // namespace
