@@ -85,14 +85,16 @@ std::string message_of(const ly_err_item &item, const std::string &file, const p
   return file + line_in(told) + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
 }
 
-// The file that an error of a module is in: a later one says which module is not parsed, or its path does.
+// The file that an error of a module is in: a later one says what is not parsed, or its path does.
 std::string module_file(const ly_ctx *of, const ly_err_item &item, const std::string &asked) {
   const std::string_view told = item.path != nullptr ? item.path : "";
   if (told.starts_with('/')) return file_of(of, std::string(told.substr(1, told.find(':') - 1)));
   if (line_in(told).empty()) return "YANG module " + asked;
   for (const ly_err_item *next = item.next; next != nullptr; next = next->next) {
-    const std::string module = quoted_behind(next->msg != nullptr ? next->msg : "", "Parsing module \"");
-    if (!module.empty()) return file_of(of, module);
+    for (const char *words : {"Parsing module \"", "Including \""}) { // a module, a submodule
+      const std::string module = quoted_behind(next->msg != nullptr ? next->msg : "", words);
+      if (!module.empty()) return file_of(of, module.substr(0, module.find('"')));
+    }
   }
   return "YANG module " + asked;
 }

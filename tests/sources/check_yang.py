@@ -91,7 +91,8 @@ OTHERS = {
       identity same { base thing; } }""",
     "p": """module p { yang-version 1.1; namespace "urn:p"; prefix p; import m { prefix m; } revision 2026-01-01;
       augment "/m:c" { leaf a { type string; } container d; } }""",
-    "bad": "module bad {\n prefix }",
+    "bad": "module bad {\n prefix }", "part": "submodule part {\n prefix }",
+    "parted": 'module parted { namespace "urn:w"; prefix w; include part; }',
     "worse": 'module worse { namespace "urn:w"; prefix w; leaf x { type no; } }'}
 
 BODY = """container c { leaf n { type uint8; } leaf s { type string { pattern "[a-z]*"; } } leaf w { when "../n > 5"; type
@@ -125,6 +126,7 @@ MODULES = (  # options, and what is said of them
     (("--yang-module", "m:no"), 'Feature "no" not found in module "m"'),
     (("--yang-module", "m", "--yang-dir", "none"), 'Unable to use search directory "none"'),
     (("--yang-module", "bad"), "bad.yang:2: Invalid character sequence"),
+    (("--yang-module", "parted"), "part.yang:2: Invalid keyword"),
     (("--yang-module", "worse"), 'worse.yang: /worse:x: Referenced type "no" not found'),
     (("--yang-module", "m", "--yang-secret", "wrod"), 'of the type or path "wrod", which is to be secret'),
     (("--yang-module", "m", "--yang-secret", "/c/l/k"), "/c/l/k: a key cannot be secret: it stands in URIs"),
