@@ -1,5 +1,5 @@
 // In place of the other files where the platform is built without Redis.
-#include "redis/open.hpp"
+#include "redis/watch.hpp"
 #include "zuapi/base.h"
 
 namespace zu_redis {
@@ -49,6 +49,15 @@ reply connection::ask(const command &) {
   refuse();
 }
 std::vector<reply> connection::ask_all(const std::vector<command> &) {
+  refuse();
+}
+int connection::file() const {
+  return -1;
+}
+std::optional<reply> connection::arrived() {
+  refuse();
+}
+device_watch::news device_watch::look() {
   refuse();
 }
 void expect(const command &, const value &, value::kind) {

@@ -13,8 +13,8 @@
 #include <climits>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <numeric>
-#include <optional>
 #include <system_error>
 
 #include "zuapi/base.h"
@@ -28,6 +28,7 @@ using std::chrono::milliseconds;
 
 constexpr size_t part = size_t{64} << 10;
 constexpr size_t most_of_an_answer = size_t{1} << 30;
+constexpr size_t most_of_a_message = size_t{1} << 20;
 constexpr int most_elements =
     1 << 20; // of a list: the library makes room for all as soon as it is told of them
 constexpr int most_redirections = 5;
@@ -265,26 +266,49 @@ void connection::append(const command &asked, std::string &text) {
   text.append(made, static_cast<size_t>(length));
 }
 
+redisReply *connection::parse(const command &asked) {
+  void *told = nullptr;
+  redisReader *reader = context_->reader;
+  if (redisReaderGetReply(reader, &told) != REDIS_OK) {
+    if (too_long_) fail(asked, "a list that is too long");
+    if (reader->err == REDIS_ERR_OOM) throw std::bad_alloc();
+    fail(asked, std::string("a garbled answer (") + reader->errstr + ")");
+  }
+  return static_cast<redisReply *>(told);
+}
+
+int connection::file() const {
+  return context_ != nullptr ? context_->fd : -1;
+}
+
+std::optional<reply> connection::arrived() {
+  static const command asked = {"SUBSCRIBE"};
+  if (context_ == nullptr) refuse(ZU_FAILED, lost_);
+  for (;;) {
+    if (redisReply *told = parse(asked)) return reply(told);
+    if (context_->reader->len - context_->reader->pos > most_of_a_message)
+      fail(asked, "one that is too long");
+    if (read_part(asked) == 0) return std::nullopt;
+  }
+}
+
 // An answer may be read while commands behind it are still to be sent: a server need not take them all before
 // it answers the first.
 reply connection::receive(const command &asked, std::string_view &rest) {
   auto until = clock::now() + to_.to_answer;
   size_t read = 0;
   for (;;) {
-    void *told = nullptr;
-    redisReader *reader = context_->reader;
-    if (redisReaderGetReply(reader, &told) != REDIS_OK) {
-      if (too_long_) fail(asked, "a list that is too long");
-      if (reader->err == REDIS_ERR_OOM) throw std::bad_alloc();
-      fail(asked, std::string("a garbled answer (") + reader->errstr + ")");
-    }
-    if (told != nullptr) return reply(static_cast<redisReply *>(told));
+    if (redisReply *told = parse(asked)) return reply(told);
     const auto left = std::chrono::ceil<milliseconds>(until - clock::now()).count();
-    pollfd at = {context_->fd, static_cast<short>(rest.empty() ? POLLIN : POLLIN | POLLOUT), 0};
-    const int ready = left <= 0 ? 0 : poll(&at, 1, static_cast<int>(std::min<int64_t>(left, INT_MAX)));
+    pollfd both[] = {{context_->fd, static_cast<short>(rest.empty() ? POLLIN : POLLIN | POLLOUT), 0},
+                     {to_.until, POLLIN, 0}};
+    const pollfd &at = both[0];
+    const int most = static_cast<int>(std::min<int64_t>(left, INT_MAX));
+    const int ready = left <= 0 ? 0 : poll(both, std::size(both), most);
     if (ready < 0 && errno != EINTR) fail(asked, system_words(errno));
     if (ready == 0) fail(asked, "no answer in " + std::to_string(to_.to_answer.count()) + " ms");
     if (ready < 0) continue;
+    if (both[1].revents != 0) fail(asked, "no longer waited for");
     if ((at.revents & POLLOUT) != 0) {
       const ssize_t sent = send(at.fd, rest.data(), rest.size(), MSG_NOSIGNAL);
       if (sent < 0 && errno != EAGAIN && errno != EINTR) fail(asked, system_words(errno));

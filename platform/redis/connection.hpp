@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,7 @@ struct address {
   std::string password_file;
   std::chrono::milliseconds to_connect{5000};
   std::chrono::milliseconds to_answer{10000}; // for each answer, and for a part of the commands to be taken
+  int until = -1; // a descriptor: once it can be read, nothing is waited for any more
 };
 
 // An answer, or an element of one, which is borrowed from it.
@@ -75,16 +77,23 @@ public:
 
   // How long an answer may take, for commands that wait themselves (XREADGROUP with BLOCK).
   void set_time_to_answer(std::chrono::milliseconds most) { to_.to_answer = most; }
+  // Of the node that answered last.
+  const address &at() const { return to_; }
+
+  // What comes without being asked for, as the messages of SUBSCRIBE: where it is waited for, and the next
+  // one that has come.
+  int file() const;
+  std::optional<reply> arrived();
 
 private:
   void open();
-  void close();
   // Adds the answers of those commands, sent at once, to the places of them in `told`.
   void exchange(const std::vector<command> &asked, const std::vector<size_t> &which, bool asking,
                 std::vector<reply> &told);
   static void append(const command &asked, std::string &text);
   // `rest` is what has not been sent yet.
   reply receive(const command &asked, std::string_view &rest);
+  redisReply *parse(const command &asked); // none: it has not come whole yet
   size_t read_part(const command &asked);
   [[noreturn]] void fail(const command &asked, const std::string &why);
 

@@ -34,26 +34,6 @@ std::optional<uint64_t> number_in(std::string_view text) {
   return read;
 }
 
-// In the order of their names. Those are left out that nobody has finished to write.
-std::vector<std::string> names_at(connection &server, const std::string &prefix) {
-  const command listed = {"SMEMBERS", devices_key(prefix)};
-  const reply members = server.ask(listed);
-  expect(listed, members, list);
-  std::vector<std::string> names;
-  for (size_t i = 0; i < members.size(); ++i) names.emplace_back(members[i].text());
-  std::sort(names.begin(), names.end());
-  std::vector<command> asked;
-  asked.reserve(names.size());
-  for (const std::string &name : names) asked.push_back({"HEXISTS", head_key(prefix, name), "version"});
-  const std::vector<reply> there = server.ask_all(asked);
-  std::vector<std::string> finished;
-  for (size_t i = 0; i < names.size(); ++i) {
-    expect(asked[i], there[i], number);
-    if (there[i].number() != 0) finished.push_back(std::move(names[i]));
-  }
-  return finished;
-}
-
 // A record as a member of a path's sorted set: "RELATIVE LOCATION POSITION PROPERTIES".
 struct member {
   std::string_view relative, location, properties;
@@ -268,6 +248,26 @@ private:
 };
 
 } // namespace
+
+// Those are left out that nobody has finished to write.
+std::vector<std::string> names_at(connection &server, const std::string &prefix) {
+  const command listed = {"SMEMBERS", devices_key(prefix)};
+  const reply members = server.ask(listed);
+  expect(listed, members, list);
+  std::vector<std::string> names;
+  for (size_t i = 0; i < members.size(); ++i) names.emplace_back(members[i].text());
+  std::sort(names.begin(), names.end());
+  std::vector<command> asked;
+  asked.reserve(names.size());
+  for (const std::string &name : names) asked.push_back({"HEXISTS", head_key(prefix, name), "version"});
+  const std::vector<reply> there = server.ask_all(asked);
+  std::vector<std::string> finished;
+  for (size_t i = 0; i < names.size(); ++i) {
+    expect(asked[i], there[i], number);
+    if (there[i].number() != 0) finished.push_back(std::move(names[i]));
+  }
+  return finished;
+}
 
 std::unique_ptr<store::device_database> database_at(place where) {
   return std::make_unique<devices_at>(std::move(where));

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "redis/open.hpp"
 
@@ -25,6 +26,8 @@ inline std::string records_key(const std::string &facts, std::string_view path) 
   return facts + ":" + std::string(path);
 }
 
+// The devices, in the order of their names.
+std::vector<std::string> names_at(connection &server, const std::string &prefix);
 // Puts a device in the place of what the server has under its name.
 std::unique_ptr<store::device_writer> write_device(const place &where, const std::string &device);
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""check_watch.py TOVRA SQLITE: `tovra render --watch` while files change, over a database too when SQLITE is 1."""
+"""check_watch.py TOVRA SQLITE YANG: `tovra render --watch` while files change, of databases and YANG data too when
+SQLITE and YANG are 1."""
 import os
 import select
 import shutil
@@ -13,10 +14,14 @@ from pathlib import Path
 
 from check_fleet import TEMPLATES, data, text
 
-TOVRA, SQLITE = Path(sys.argv[1]).resolve(), sys.argv[2] == "1"
+TOVRA, SQLITE, YANG = Path(sys.argv[1]).resolve(), sys.argv[2] == "1", sys.argv[3] == "1"
 
 
-class Watch(unittest.TestCase):
+def change(before, after):
+    return "".join(f"{sign} port {n} speed {speed}\n" for sign, speed in (("-", before), ("+", after)) for n in range(2))
+
+
+class Watched(unittest.TestCase):
     def setUp(self):
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
@@ -58,15 +63,16 @@ class Watch(unittest.TestCase):
         (self.folder / "new").write_text(content)
         os.rename(self.folder / "new", self.folder / name)
 
+
+class Watch(Watched):
     def test_shows_what_changes_however_files_are_written(self):
         self.start()
-        change = "- port 0 speed {}\n- port 1 speed {}\n+ port 0 speed {}\n+ port 1 speed {}\n"
         (self.folder / "d.json").write_text(data(2))
         self.hear("-- d.json changed")
-        self.see(change.format(1, 1, 2, 2))
+        self.see(change(1, 2))
         self.put("d.json", data(3))
         self.hear("-- d.json changed")
-        self.see(change.format(2, 2, 3, 3))
+        self.see(change(2, 3))
         (self.folder / "other.json").write_text("{}")
         (self.folder / "t/notes.txt").write_text("no template")
         os.utime(self.folder / "d.json")
@@ -111,7 +117,7 @@ class Watch(unittest.TestCase):
             time.sleep(0.01)
         self.put("far/d.json", data(2))
         self.hear("-- d.json changed")
-        self.see("- port 0 speed 1\n- port 1 speed 1\n+ port 0 speed 2\n+ port 1 speed 2\n")
+        self.see(change(1, 2))
         self.put("far/a.tvr", TEMPLATES.replace("speed %s", "rate %s"))
         self.hear("-- t/a.tvr changed")
         self.see("- port 0 speed 2\n- port 1 speed 2\n+ port 0 rate 2\n+ port 1 rate 2\n")
@@ -127,7 +133,7 @@ class Watch(unittest.TestCase):
     def test_refuses_what_is_no_file(self):
         done = subprocess.run([TOVRA, "render", "--watch", "--templates", "t", "--data", "-"], cwd=self.folder,
                               stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=20)
-        self.assertEqual((done.returncode, done.stderr), (2, "tovra: --watch: standard input cannot be watched\n"))
+        self.assertEqual((done.returncode, done.stderr), (2, "tovra: --watch: standard input: cannot be watched\n"))
 
     def test_sees_what_is_imported(self):
         if not SQLITE:
@@ -137,13 +143,36 @@ class Watch(unittest.TestCase):
         self.start(source="sqlite:db?device=a")
         (self.folder / "d.json").write_text(data(2))
         subprocess.run(load, cwd=self.folder, check=True)
-        self.see("- port 0 speed 1\n- port 1 speed 1\n+ port 0 speed 2\n+ port 1 speed 2\n")
+        self.see(change(1, 2))
         time.sleep(0.3)
         self.job.send_signal(signal.SIGTERM)
         self.assertEqual(self.job.wait(20), 0)
         told = self.job.stderr.read().decode().splitlines()
         self.assertIn(told[0], ("-- db changed", "-- db-wal changed"))
         self.assertLessEqual(len(told), 3)  # its own reading changes nothing
+
+    def test_sees_changes_of_yang_data_and_their_modules(self):
+        if not YANG:
+            self.skipTest("built without YANG")
+        module = ("module m { namespace urn:m; prefix m; include s; container sys { list port { key n; leaf n { type uint8; } "
+                  "leaf speed { type uint8; default 1; } } } }")
+        (self.folder / "y/below").mkdir(parents=True)
+        (self.folder / "far").mkdir()
+        (self.folder / "y/link").symlink_to("../far")
+        (self.folder / "y/m.yang").write_text(module)
+        (self.folder / "far/s.yang").write_text("submodule s { belongs-to m { prefix m; } }")
+        (self.folder / "f.json").write_text('{"m:sys": {"port": [{"n": 0}, {"n": 1}]}}')
+        self.start("--yang-dir", "y", "--yang-module", "m", source="yang:f.json")
+        self.put("f.json", '{"m:sys": {"port": [{"n": 0}, {"n": 1, "speed": 7}]}}')
+        self.hear("-- f.json changed")
+        self.see("- port 1 speed 1\n+ port 1 speed 7\n")
+        self.put("y/m.yang", module.replace("default 1", "default 2"))
+        self.hear("-- y/m.yang changed")
+        self.see("- port 0 speed 1\n+ port 0 speed 2\n")
+        for name in ("far/s.yang", "y/below/other.yin"):
+            (self.folder / name).write_text("submodule s { belongs-to m { prefix n; } }")
+            self.hear(f"-- {name.replace('far', 'y/link')} changed", "-- the text is the same")
+        self.end()
 
 
 if __name__ == "__main__":

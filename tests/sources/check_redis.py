@@ -6,7 +6,6 @@ import argparse
 import json
 import os
 import select
-import shutil
 import signal
 import socket
 import subprocess
@@ -17,52 +16,9 @@ import time
 from pathlib import Path
 
 import devices
+from redis_servers import Server, cluster_of, end_all, free_port, move_slot
 
 SHORT = 600  # milliseconds: long enough for a busy machine, and tests wait for it
-
-
-def free_port():
-    """Of one whose cluster bus port, 10000 above, is a port too."""
-    while True:
-        with socket.socket() as asked:
-            asked.bind(("127.0.0.1", 0))
-            if (port := asked.getsockname()[1]) < 55000:
-                return port
-
-
-class Server:
-    def __init__(self, folder, *options):
-        self.folder, self.socket, self.options = folder, f"{folder}/redis.sock", options
-        folder.mkdir()
-        for _ in range(5):  # others may take a port that was free
-            self.port = free_port()
-            if self.start():
-                return
-        sys.exit("redis-server does not start")
-
-    def start(self):
-        self.process = subprocess.Popen(
-            ["redis-server", "--bind", "127.0.0.1", "--port", str(self.port), "--unixsocket", self.socket, "--dir",
-             str(self.folder), "--save", "", "--appendonly", "no", *self.options], stdout=subprocess.DEVNULL)
-        while self.process.poll() is None:
-            if "PONG" in self.cli("ping") or "NOAUTH" in self.cli("ping"):
-                return True
-            time.sleep(0.01)
-        return False
-
-    def cli(self, *words, to="-s"):
-        where = [to, self.socket if to == "-s" else str(self.port)]
-        got = subprocess.run(["redis-cli", *where, *words], capture_output=True, text=True)
-        return got.stdout.strip() + got.stderr
-
-    def name(self, options="", device=""):
-        options = "&".join(filter(None, (options, device and f"device={device}")))
-        return f"redis+unix:{self.socket}{options and '?'}{options}"
-
-    def kill(self, how=signal.SIGKILL):
-        self.process.send_signal(how)
-        if how == signal.SIGKILL:
-            self.process.wait()
 
 
 class Between:
@@ -131,12 +87,6 @@ class Checks(devices.Checks):
     def __init__(self, program, folder):
         super().__init__(program, folder)
         self.server = Server(self.folder / "one")
-        self.servers = [self.server]
-
-    def end(self):
-        for server in self.servers:
-            server.kill(signal.SIGCONT)
-            server.kill()
 
     def refused(self, what, words, source, **env):
         got = self.render_from(source, **env)
@@ -185,7 +135,6 @@ class Checks(devices.Checks):
                 server.cli(*map(named, command))
             self.refused(f"{bad}", named(words), source)
         locked = Server(self.folder / "locked", "--requirepass", "geheim")
-        self.servers.append(locked)
         (self.folder / "password").write_text("geheim\n")
         variable = "ZU_TVR_REDIS_PASSWORD"
         self.refused("no password", "NOAUTH", locked.name())
@@ -318,18 +267,10 @@ class Checks(devices.Checks):
         self.expect(f"round trips {counts}", counts[1] <= 2 + 1 + 201)
 
     def cluster(self):
-        nodes = [Server(self.folder / f"node{i}", "--cluster-enabled", "yes") for i in range(3)]
-        self.servers += nodes
+        nodes, owner = cluster_of(3, self.folder)
         where = [f"127.0.0.1:{node.port}" for node in nodes]
-        made = subprocess.run(["redis-cli", "--cluster", "create", *where, "--cluster-yes"], capture_output=True, text=True)
-        self.expect("a cluster is made", made.returncode == 0 and "All 16384 slots covered" in made.stdout)
-        for _ in range(600):  # nodes know of each other before they serve
-            if all("cluster_state:ok" in node.cli("cluster", "info") for node in nodes):
-                break
-            time.sleep(0.05)
         names = ["a", "b", "d", "e"]
-        owners = {name: next(i for i, node in enumerate(nodes) if "MOVED" not in node.cli("exists", f"tovra:{{{name}}}"))
-                  for name in names}
+        owners = {name: nodes.index(owner(name)) for name in names}
         self.expect("devices on several nodes", len(set(owners.values())) > 1)
         for i, name in enumerate(names):
             got = self.run("import", "1.json", f"redis://{where[i % 3]}?device={name}")
@@ -340,13 +281,8 @@ class Checks(devices.Checks):
                 self.expect(f"{name} from {node}", got.stdout == devices.text_of(1), got)
             self.refused("a device of several", "a, b, d, e", f"redis://{node}")
         # A slot on its way to another node: what is there already is asked for there.
-        source, target = nodes[owners["d"]], nodes[(owners["d"] + 1) % 3]
-        slot = source.cli("cluster", "keyslot", "tovra:{d}")
-        target.cli("cluster", "setslot", slot, "importing", source.cli("cluster", "myid"))
-        source.cli("cluster", "setslot", slot, "migrating", target.cli("cluster", "myid"))
-        keys = source.cli("cluster", "getkeysinslot", slot, "100").split()
-        for key in keys[::2]:
-            source.cli("migrate", "127.0.0.1", str(target.port), key, "0", "5000")
+        source = nodes[owners["d"]]
+        move_slot("d", source, nodes[(owners["d"] + 1) % 3], half=True)
         for node in where:
             got = self.render_from(f"redis://{node}?device=d")
             self.expect("a device that is half moved", got.stdout == devices.text_of(1), got)
@@ -362,6 +298,47 @@ class Checks(devices.Checks):
         if unit:
             got = subprocess.run([unit, "--gtest_brief=1"], env={**os.environ, **env}, capture_output=True, text=True)
             self.expect("the answers of files", got.returncode == 0 and self.server.cli("exists", "tovra:{d20}") == "1", got)
+
+
+    def failing_watch(self, library):
+        """Each call of hiredis fails once while a device is watched: it is rendered again all the same."""
+        server, source, calls = self.server, self.server.name("timeout=2000", "d"), self.folder / "watched"
+        server.cli("config", "set", "notify-keyspace-events", "Kh")
+        env = {**os.environ, "LD_PRELOAD": library, "COUNT_HIREDIS": str(calls)}
+
+        def watch(n):
+            out = self.folder / f"out{n}"
+            job = subprocess.Popen([self.program, "render", "--watch", "--templates", "t", "--data", source, "--output", out],
+                                   cwd=self.folder, env={**env, "FAIL_HIREDIS": str(n)}, text=True, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.PIPE)
+            return out, job
+
+        def until(version, jobs):
+            end = time.monotonic() + 30
+            while time.monotonic() < end:
+                if all(job.poll() is not None or out.exists() and out.read_text() == devices.text_of(version)
+                       for out, job in jobs):
+                    return
+                time.sleep(0.01)
+
+        def over(first, count):
+            self.put(1, source.split("&device")[0])
+            jobs = [watch(n) for n in range(first, first + count)]
+            for version in (1, 2):
+                self.put(version, source.split("&device")[0])
+                until(version, jobs)
+            for out, job in jobs:
+                job.terminate()
+                _, said = job.communicate(timeout=20)
+                good = out.exists() and out.read_text() == devices.text_of(2) and job.returncode == 0
+                self.expect(f"call {out.name[3:]} of a watch fails", good,
+                            subprocess.CompletedProcess(source, job.returncode, out.exists() and out.read_text(), said))
+
+        over(0, 1)
+        count = int(calls.read_text())
+        for first in range(1, count + 1, 20):
+            over(first, min(20, count + 1 - first))
+        self.expect(f"enough of {count} calls failed", count > 40)
 
 
 def main():
@@ -381,6 +358,7 @@ def main():
                 name = checks.server.name("timeout=2000")
                 renders, imports = checks.failing_calls(name, name, args.failing, "HIREDIS")
                 checks.expect(f"enough calls failed: {renders}, {imports}", renders > 40 and imports > 20)
+                checks.failing_watch(args.failing)
 
         steps = {"same": lambda: checks.same_texts(args.unit, args.golden), "failures": failures,
                  "writers": lambda: checks.beside_writers(checks.server.name(), checks.server.name(), args.renders)}
@@ -395,7 +373,7 @@ def main():
                     step()
                     print(f"{name}: {time.monotonic() - started:.1f} s")
         finally:
-            checks.end()
+            end_all()
     sys.exit(1 if checks.faults else 0)
 
 

@@ -1,8 +1,10 @@
 // `tovra render --watch`: renders again whenever what it reads has changed.
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 
+#include "change_watch.hpp"
 #include "diff/text_diff.hpp"
-#include "file_watch.hpp"
 #include "output.hpp"
 #include "output_file.hpp"
 #include "request.hpp"
@@ -32,86 +34,113 @@ bool tell(const std::string &text) {
   return false;
 }
 
-// The files that a render reads beside the templates; none when one is no file that can be watched, which is
-// said.
-std::optional<std::vector<std::string>> files_of(const options &asked) {
+// What a render reads beside the templates; none when something cannot be watched, which is said.
+std::optional<watched_sources> sources_of(const options &asked) {
   std::vector<std::string> sources = asked.classes;
   sources.push_back(asked.data);
   for (const auto &[name, data] : asked.named) sources.push_back(data);
-  std::vector<std::string> files;
+  watched_sources all;
+  if (!yang().names.empty()) all.modules = yang().directories;
   for (const std::string &source : sources) {
     const auto found = data_files(source);
-    files.insert(files.end(), found.begin(), found.end());
+    all.files.insert(all.files.end(), found.begin(), found.end());
     if (!found.empty()) continue;
-    say("tovra: --watch: " + data_name(source) + " cannot be watched");
+    std::string why = "cannot be watched";
+    try {
+      if (zu_redis::is_place(source)) {
+        all.devices.emplace_back(data_name(source), zu_redis::read_place(source));
+        continue;
+      }
+    } catch (const store::source_failure &failure) {
+      why = failure.message;
+    }
+    say("tovra: --watch: " + data_name(source) + ": " + why);
     return std::nullopt;
   }
-  return files;
+  return all;
 }
 
 class watched_render {
 public:
   explicit watched_render(const options &asked) : asked_(asked) {}
 
-  bool whole() const { return whole_; }
-  // False: standard output is taken no longer.
-  bool render_first() {
-    auto text = render_once(asked_);
-    whole_ = text.has_value();
-    return !text || take_first(std::move(*text));
+  bool rendered() const { return rendered_; }
+  bool whole() const { return rendered_ && written_; } // the last text, also in its file
+  // These are false when standard output is taken no longer.
+  bool render_first() { return render(false); }
+  bool render_again(const std::string &happened) {
+    say("-- " + happened);
+    return render(false);
   }
-  bool render_again(const std::string &changed) {
-    say("-- " + changed + " changed");
-    auto text = render_once(asked_);
-    whole_ = text.has_value();
-    if (!text) return true;
-    if (!last_) return take_first(std::move(*text));
-    if (*text == *last_) {
-      say("-- the text is the same");
-      return true;
+  // What failed, once more: what was said of it is not said again.
+  bool try_again() { return render(true); }
+
+private:
+  bool render(bool again) {
+    std::optional<std::string> text;
+    std::string said;
+    {
+      const kept_lines kept;
+      text = render_once(asked_);
+      said = kept.text();
     }
-    const auto changes = diff::sections_changed(*last_, *text);
-    const bool told = tell(diff::by_section(changes, {is_colored(STDOUT_FILENO)}));
-    write(*text);
+    rendered_ = text.has_value();
+    if (again && !text && said == said_) return true;
+    if (again) say("-- tried again");
+    say_lines(said);
+    said_ = std::move(said);
+    return !text || take(std::move(*text));
+  }
+  bool take(std::string text) {
+    bool told = true;
+    if (!last_ && !asked_.output) {
+      told = tell(text);
+    } else if (last_ == text) {
+      say("-- the text is the same");
+    } else if (last_) {
+      const auto changes = diff::sections_changed(*last_, text);
+      told = tell(diff::by_section(changes, {is_colored(STDOUT_FILENO)}));
+    }
+    if (asked_.output && (!written_ || last_ != text)) write(text);
     last_ = std::move(text);
     return told;
   }
-
-private:
-  bool take_first(std::string text) {
-    last_ = std::move(text);
-    if (!asked_.output) return tell(*last_);
-    write(*last_);
-    return true;
-  }
   void write(const std::string &text) {
-    if (!asked_.output) return;
     const std::string why = write_file(*asked_.output, text);
-    if (why.empty()) return;
-    say("tovra: --output " + why);
-    whole_ = false;
+    written_ = why.empty();
+    if (!written_) say("tovra: --output " + why);
   }
 
   const options &asked_;
   std::optional<std::string> last_; // the last whole text
-  bool whole_ = false;
+  std::string said_;
+  bool rendered_ = false;
+  bool written_ = true;
 };
 
 } // namespace
 
 int render_watched(const options &asked) {
-  const auto files = files_of(asked);
-  if (!files) return wrong_usage;
+  auto sources = sources_of(asked);
+  if (!sources) return wrong_usage;
   if (!start_library()) return failed;
   const auto directories = template_directories(asked.templates);
   if (!directories) return failed;
-  file_watch watch(*directories, *files);
+  sources->templates = *directories;
+  const bool of_servers = !sources->devices.empty();
+  change_watch watch(std::move(*sources));
   watched_render made(asked);
   bool told = watch.good() && made.render_first();
+  // A server may fail one render and answer the next one.
+  constexpr std::chrono::seconds first_pause(1), longest_pause(60);
+  std::chrono::seconds pause = first_pause;
   while (told && !end_is_asked()) {
-    const auto changed = watch.next();
-    if (!changed) break;
-    told = made.render_again(*changed);
+    const bool again = of_servers && !made.rendered();
+    const auto happened = watch.next(again ? std::optional(pause) : std::nullopt);
+    if (!happened) break;
+    const bool changed = !happened->empty();
+    pause = changed ? first_pause : std::min(2 * pause, longest_pause);
+    told = changed ? made.render_again(*happened) : made.try_again();
   }
   return told && end_is_asked() && made.whole() ? done : failed;
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 #include <string_view>
 #include <sys/stat.h>
 
@@ -11,6 +12,8 @@
 namespace tovra {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 int64_t nanoseconds(const timespec &time) {
   return int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
@@ -22,7 +25,30 @@ uint64_t sum(std::string_view text) {
   return hash;
 }
 
+template <class Take>
+void for_each_entry(const std::string &folder, Take &&take) {
+  std::error_code failure;
+  for (fs::directory_iterator entry(folder, failure), last; !failure && entry != last;
+       entry.increment(failure)) {
+    take(*entry);
+  }
+}
+
 } // namespace
+
+std::vector<std::string> folders_below(const std::string &folder) {
+  std::vector<std::string> all = {folder};
+  std::set<fs::path> seen; // links may lead in circles
+  for (size_t i = 0; i < all.size(); ++i) {
+    std::error_code none;
+    if (!seen.insert(fs::canonical(all[i], none)).second) continue;
+    for_each_entry(std::string(all[i]), [&all](const fs::directory_entry &entry) {
+      std::error_code no_folder;
+      if (entry.is_directory(no_folder)) all.push_back(entry.path().string());
+    });
+  }
+  return all;
+}
 
 template_stamp::file template_stamp::look_at(const std::string &path, bool read) {
   struct stat about = {};
@@ -37,13 +63,18 @@ template_stamp::template_stamp(const std::string &directories) {
     const size_t end = std::min(directories.find(':', at), directories.size());
     const std::string directory = directories.substr(at, end - at);
     at = end + 1;
-    std::error_code failure;
-    for (std::filesystem::directory_iterator entry(directory, failure), last; !failure && entry != last;
-         entry.increment(failure)) {
-      const std::string path = entry->path().string();
+    for_each_entry(directory, [this](const fs::directory_entry &entry) {
+      const std::string path = entry.path().string();
       if (path.ends_with(".tvr")) files_[path] = look_at(path, true);
-    }
+    });
   }
+}
+
+void template_stamp::add_modules(const std::string &folder) {
+  for_each_entry(folder, [this](const fs::directory_entry &entry) {
+    const std::string path = entry.path().string();
+    if (path.ends_with(".yang") || path.ends_with(".yin")) add(path);
+  });
 }
 
 void template_stamp::add(const std::string &path) {

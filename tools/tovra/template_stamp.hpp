@@ -14,6 +14,7 @@ class template_stamp {
 public:
   explicit template_stamp(const std::string &directories); // separated by ':'
   void add(const std::string &path);                       // another file, by its size and times
+  void add_modules(const std::string &folder);             // the YANG modules that are in it
   std::vector<std::string> paths() const;
   // A file of which the other one says something else; empty: none.
   std::string difference(const template_stamp &other) const;
@@ -28,5 +29,8 @@ private:
 
   std::map<std::string, file> files_;
 };
+
+// A folder and those below, also behind links.
+std::vector<std::string> folders_below(const std::string &folder);
 
 } // namespace tovra

@@ -1,8 +1,10 @@
-// Waiting until files change: inotify tells when to look, stamps tell what is new.
-#include "file_watch.hpp"
+// Waiting for changes: inotify tells when to look at files, and stamps what is new; servers tell themselves.
+#include "change_watch.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <poll.h>
@@ -23,6 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using clock = std::chrono::steady_clock;
 
+constexpr auto forever = clock::time_point::max();
 constexpr int quiet_milliseconds = 40;
 constexpr auto longest_gathering = std::chrono::seconds(1); // for files that never rest
 constexpr uint32_t watched_events = IN_CREATE | IN_DELETE | IN_MODIFY | IN_ATTRIB | IN_MOVED_FROM |
@@ -68,24 +71,39 @@ bool end_is_asked() {
   return asked_to_end != 0;
 }
 
-file_watch::file_watch(std::string directories, std::vector<std::string> files)
-    : directories_(std::move(directories)), files_(std::move(files)), seen_("") {
+change_watch::change_watch(watched_sources all) : all_(std::move(all)), seen_("") {
   take_signals();
   watch_folders();
   seen_ = look();
+  for (const auto &[name, place] : all_.devices) {
+    zu_redis::place at = place;
+    at.at.until = end_signal;
+    devices_.push_back({name, std::make_unique<zu_redis::device_watch>(std::move(at))});
+    look_at(devices_.back());
+  }
 }
 
-file_watch::~file_watch() {
+change_watch::~change_watch() {
   if (events_ >= 0) close(events_);
 }
 
-template_stamp file_watch::look() const {
-  template_stamp now(directories_);
-  for (const std::string &file : files_) now.add(file);
+template_stamp change_watch::look() const {
+  template_stamp now(all_.templates);
+  for (const std::string &file : all_.files) now.add(file);
+  for (const std::string &folder : all_.modules) {
+    for (const std::string &each : folders_below(folder)) now.add_modules(each);
+  }
   return now;
 }
 
-bool file_watch::watch_folder(const std::string &folder) {
+// What has happened, or nothing. Why it cannot be watched is said.
+std::string change_watch::look_at(const device &one) {
+  const auto news = one.watch->look();
+  if (!news.words.empty() && !end_is_asked()) say("-- " + one.name + ": " + news.words);
+  return news.back ? one.name + " is back" : news.changed ? one.name + " changed" : "";
+}
+
+bool change_watch::watch_folder(const std::string &folder) {
   if (inotify_add_watch(events_, folder.c_str(), watched_events) >= 0) return true;
   if (errno != ENOSPC && errno != ENOMEM) return false;
   say("tovra: " + folder + " cannot be watched: " + std::generic_category().message(errno));
@@ -96,7 +114,7 @@ bool file_watch::watch_folder(const std::string &folder) {
 // The folders of all files, of what links lead to, and those above, which may be put in the place of others;
 // of a folder that is not there, the nearest one that is. Done again after each change, which may have
 // brought new ones.
-void file_watch::watch_folders() {
+void change_watch::watch_folders() {
   std::set<fs::path> folders;
   const auto add = [&folders](const fs::path &folder) {
     folders.insert(folder);
@@ -106,8 +124,11 @@ void file_watch::watch_folders() {
     const fs::path real = fs::canonical(folder, none);
     if (!none) folders.insert(real);
   };
-  std::istringstream list(directories_);
+  std::istringstream list(all_.templates);
   for (std::string directory; std::getline(list, directory, ':');) add(directory);
+  for (const std::string &folder : all_.modules) {
+    for (const std::string &each : folders_below(folder)) add(each);
+  }
   for (const std::string &path : look().paths()) {
     add(folder_of(path));
     std::error_code none;
@@ -124,14 +145,28 @@ void file_watch::watch_folders() {
   }
 }
 
-bool file_watch::wait() {
-  pollfd until[] = {{events_, POLLIN, 0}, {end_signal, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
-  while (poll(until, std::size(until), -1) < 0 && errno == EINTR) {
+change_watch::woken change_watch::wait(clock::time_point until) {
+  std::vector<pollfd> at = {{events_, POLLIN, 0}, {end_signal, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+  auto due = until;
+  for (const device &each : devices_) {
+    at.push_back({each.watch->file(), POLLIN, 0});
+    due = std::min(due, each.watch->due());
   }
-  return until[1].revents == 0 && until[2].revents == 0;
+  int ready = 0;
+  do {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - clock::now()).count();
+    ready = poll(at.data(), at.size(),
+                 due == forever ? -1 : static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX)));
+  } while (ready < 0 && errno == EINTR);
+  const auto now = clock::now();
+  woken made = {at[1].revents != 0 || at[2].revents != 0, at[0].revents != 0, until <= now, {}};
+  for (size_t i = 0; i < devices_.size(); ++i) {
+    if (at[3 + i].revents != 0 || devices_[i].watch->due() <= now) made.by.push_back(&devices_[i]);
+  }
+  return made;
 }
 
-void file_watch::gather() {
+void change_watch::gather() {
   const auto end = clock::now() + longest_gathering;
   pollfd more = {events_, POLLIN, 0};
   do {
@@ -139,14 +174,24 @@ void file_watch::gather() {
   } while (clock::now() < end && poll(&more, 1, quiet_milliseconds) > 0);
 }
 
-std::optional<std::string> file_watch::next() {
-  while (good() && wait()) {
-    gather();
-    watch_folders();
-    const template_stamp now = look();
-    const std::string changed = now.difference(seen_);
-    seen_ = now;
-    if (!changed.empty()) return changed;
+std::optional<std::string> change_watch::next(std::optional<std::chrono::seconds> longest) {
+  const auto until = longest ? clock::now() + *longest : forever;
+  while (good()) {
+    const woken by = wait(until);
+    if (by.to_end) break;
+    std::string happened;
+    if (by.by_files) {
+      gather();
+      watch_folders();
+      const template_stamp now = look();
+      if (const std::string path = now.difference(seen_); !path.empty()) happened = path + " changed";
+      seen_ = now;
+    }
+    for (const device *each : by.by) {
+      const std::string news = look_at(*each);
+      if (happened.empty()) happened = news;
+    }
+    if (!happened.empty() || by.by_time) return happened;
   }
   return std::nullopt;
 }
