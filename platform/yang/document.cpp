@@ -93,25 +93,33 @@ void open_xml(std::string &text) {
   }
 }
 
-tree parse(const schema &of, std::string_view name, std::string text) {
+// The data alone, each on its line.
+std::string opened(std::string_view name, std::string text) {
   if (const size_t nul = text.find('\0'); nul != text.npos) refuse_at(name, text, nul, "a NUL byte");
   const size_t start = text.find_first_not_of(blanks);
   if (start == text.npos) refuse_at(name, text, 0, "the document is empty");
   const bool is_xml = text[start] == '<';
   is_xml ? open_xml(text) : open_json(text);
+  return text;
+}
+
+tree parse(const schema &of, std::string_view name, std::string &text) {
+  const size_t start = text.find_first_not_of(blanks);
+  const bool is_xml = start == text.npos || text[start] == '<'; // blank: of what was no more than an envelope
   if (!is_xml) std::swap(text[0], text[start]); // it counts the lines in front of the first token twice
 
-  ly_in *opened = nullptr;
-  if (const LY_ERR code = ly_in_new_memory(text.c_str(), &opened); code != LY_SUCCESS) of.refuse(code, name);
-  const input from(opened);
+  ly_in *made_in = nullptr;
+  if (const LY_ERR code = ly_in_new_memory(text.c_str(), &made_in); code != LY_SUCCESS) of.refuse(code, name);
+  const input from(made_in);
   lyd_node *parsed = nullptr;
   // Validated later: state, which is left out, need not be whole.
-  const LY_ERR code = lyd_parse_data(of.context(), nullptr, opened, is_xml ? LYD_XML : LYD_JSON,
+  const LY_ERR code = lyd_parse_data(of.context(), nullptr, made_in, is_xml ? LYD_XML : LYD_JSON,
                                      LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
   tree made(parsed);
   if (code != LY_SUCCESS) of.refuse(code, name);
-  const size_t behind = text.find_first_not_of(blanks, std::min(ly_in_parsed(opened), text.size()));
+  const size_t behind = text.find_first_not_of(blanks, std::min(ly_in_parsed(made_in), text.size()));
   if (!is_xml && behind != text.npos) refuse_at(name, text, behind, "text after the end of the document");
+  if (!is_xml) std::swap(text[0], text[start]);
   return made;
 }
 
@@ -259,12 +267,15 @@ private:
 
 std::string read_document(const choice &chosen, std::string_view name, std::string_view text) {
   const schema of(chosen);
-  tree data = parse(of, name, std::string(text));
+  std::string own = opened(name, std::string(text));
+  tree data = parse(of, name, own);
   data.reset(without_state(data.release()));
   lyd_node *first = data.release();
   const LY_ERR code = lyd_validate_all(&first, of.context(), LYD_VALIDATE_NO_STATE, nullptr);
   data.reset(first); // defaults and containers may stand before it now
-  if (code != LY_SUCCESS) of.refuse(code, name);
+  if (code != LY_SUCCESS) {
+    of.refuse(code, name, [&](const std::string &path) { return find_position(data.get(), own, path); });
+  }
   writer to(of);
   try {
     to.write(0, data.get(), true);

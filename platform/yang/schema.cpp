@@ -76,13 +76,21 @@ std::string without_keys(std::string_view path) {
 
 using paths = std::set<std::string>;
 
-std::string message_of(const ly_err_item &item, const std::string &file, const paths &secret) {
+std::string message_of(const ly_err_item &item, const std::string &file, const paths &secret,
+                       const schema::finder &find) {
   const std::string_view told = item.path != nullptr ? item.path : "";
   std::string_view words = item.msg != nullptr ? item.msg : "";
   if (secret.contains(without_keys(path_in(told)))) words = "the value of a secret is not valid";
+  if (words == "Unexpected character \"") words = "Unexpected end-of-input"; // the character is none
   if (words.ends_with('.')) words.remove_suffix(1);
-  const std::string path = path_in(told);
-  return file + line_in(told) + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
+  std::string path = path_in(told);
+  std::string line = line_in(told);
+  if (find && line.empty() && !path.empty()) {
+    position at = find(path);
+    path = std::move(at.path);
+    if (at.line != 0) line = ":" + std::to_string(at.line);
+  }
+  return file + line + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
 }
 
 // The file that an error of a module is in: a later one says what is not parsed, or its path does.
@@ -101,13 +109,15 @@ std::string module_file(const ly_ctx *of, const ly_err_item &item, const std::st
 
 template <class File>
 [[noreturn]] void refuse_all(const ly_ctx *of, LY_ERR code, const std::string &name, File &&file_of_item,
-                             const paths &secret = {}) {
+                             const paths &secret = {}, const schema::finder &find = nullptr) {
   std::string message;
-  for (const ly_err_item *item = of != nullptr ? ly_err_first(of) : nullptr; item != nullptr;
-       item = item->next) {
+  // Looking for something may add others.
+  const ly_err_item *last = of != nullptr ? ly_err_last(of) : nullptr;
+  for (const ly_err_item *item = last != nullptr ? ly_err_first(of) : nullptr; item != nullptr;
+       item = item == last ? nullptr : item->next) {
     if (item->no == LY_EMEM) throw std::bad_alloc();
     if (item->level != LY_LLERR) continue;
-    message += (message.empty() ? "" : "\n") + message_of(*item, file_of_item(*item), secret);
+    message += (message.empty() ? "" : "\n") + message_of(*item, file_of_item(*item), secret, find);
   }
   if (code == LY_EMEM) throw std::bad_alloc();
   if (message.empty()) message = name + ": libyang failed with code " + std::to_string(code);
@@ -143,10 +153,10 @@ std::vector<const lysc_node *> children_of(const lysc_node *parent, const lysc_m
 
 } // namespace
 
-void schema::refuse(LY_ERR code, std::string_view name) const {
+void schema::refuse(LY_ERR code, std::string_view name, const finder &find) const {
   const std::string file(name);
   const auto file_of_item = [&](const ly_err_item &) -> const std::string & { return file; };
-  refuse_all(context(), code, file, file_of_item, secret_paths_);
+  refuse_all(context(), code, file, file_of_item, secret_paths_, find);
 }
 
 std::string path_of(const lysc_node *node) {

@@ -1,6 +1,7 @@
 // What YANG modules say of records: the paths that there are, and the properties of each.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -13,6 +14,7 @@
 #include <libyang/libyang.h>
 
 #include "yang/document.hpp"
+#include "yang/position.hpp"
 
 namespace zu_yang {
 
@@ -72,7 +74,9 @@ public:
 
   // Throws all errors that libyang has kept of a document, a line each: `NAME:LINE: PATH: MESSAGE`, without
   // what it does not tell, and without values that are secret. std::bad_alloc when it had no memory.
-  [[noreturn]] void refuse(LY_ERR code, std::string_view name) const;
+  // `find` tells where the data of a path stand, for errors without a line.
+  using finder = std::function<position(const std::string &path)>;
+  [[noreturn]] void refuse(LY_ERR code, std::string_view name, const finder &find = nullptr) const;
 
   ly_ctx *context() const { return context_.get(); }
   const std::vector<place> &places() const { return places_; }

@@ -97,8 +97,10 @@ OTHERS = {
 
 BODY = """container c { leaf n { type uint8; } leaf s { type string { pattern "[a-z]*"; } } leaf w { when "../n > 5"; type
   string; } leaf r { type leafref { path "../n"; } } leaf d { type decimal64 { fraction-digits 1; } } anydata any;
-  leaf h { nacm:default-deny-all; type decimal64 { fraction-digits 1; } }
-  list l { key k; leaf k { type string; } leaf p { nacm:default-deny-all; type string { length 5; } } leaf m { type string; mandatory true; } leaf-list ll { type int8; } } }"""
+  leaf h { nacm:default-deny-all; type decimal64 { fraction-digits 1; } } leaf-list sl { nacm:default-deny-all; type string; }
+  list l { key k; leaf k { type string; } leaf p { nacm:default-deny-all; type string { length 5; } } leaf m { type string; mandatory true; } leaf-list ll { type int8; }
+  container in { presence ""; leaf-list few { type int8; min-elements 2; max-elements 3; } choice w { mandatory true;
+  leaf x { type int8; } } } } }"""
 REFUSED = (  # a document, and what is said of it
     ('{"m:c": {\n"n": 256}}', 'f:2: /m:c/n: Value "256" is out of type uint8 min/max bounds'),
     ('<c xmlns="urn:m">\n<n>256</n></c>', 'f:2: /m:c/n: Value "256" is out of type uint8 min/max bounds'),
@@ -106,12 +108,20 @@ REFUSED = (  # a document, and what is said of it
     (' \n\n{"m:c": {"x": 1}}', 'f:3: /m:c: Node "x" not found as a child of "c" node'),
     ('{"x:c": {}}', 'f:1: No module named "x" in the context'),
     ('<c xmlns="urn:x"/>', 'f:1: No module with namespace "urn:x" in the context'),
-    ('{"m:c": {"n": 1, "w": "x"}}', 'f: /m:c/w: When condition "../n > 5" not satisfied'),
-    ('{"m:c": {"n": 1, "r": 2}}', 'f: /m:c/r: Invalid leafref value "2" - no target instance "../n"'),
-    ('{"m:c": {"l": [{"k": "a"}]}}', 'f: /m:c/l/m: Mandatory node "m" instance does not exist'),
+    ('{"m:c": {"n": 1,\n"w": "x"}}', 'f:2: /m:c/w: When condition "../n > 5" not satisfied'),
+    ('{"ietf-restconf:data":\n{"m:c": {"n": 1,\n"r": 2}}}', 'f:3: /m:c/r: Invalid leafref value "2" - no target instance "../n"'),
+    ('{"m:c": {"l": [{"k": "z", "m": ""},\n{"k": "a"}]}}', 'f:2: /m:c/l[k=\'a\']/m: Mandatory node "m" instance does'),
+    ('{"m:c": {"l": [{"k": "z", "m": "", "in": {"x": 1, "few": [1, 2]}},\n{"k": "a", "m": "", "in": {"few": [1]}}]}}', "f:2: /m:c/l[k='a']/in/few: Too few"),
+    ('{"m:c": {"l": [{"k": "z", "m": "", "in": {"x": 1, "few": [1, 2]}},\n{"k": "a", "m": "", "in": {"x": 1, "few": [1, 2, 3, 4]}}]}}',
+     "f:2: /m:c/l[k='a']/in/few[.='4']: Too many"),
+    ('{"m:c": {"l": [{"k": "z", "m": "", "in": {"x": 1, "few": [1, 2]}},\n{"k": "a", "m": "", "in": {"few": [1, 2]}}]}}', "f:2: /m:c/l[k='a']/in/w: Mandatory choice"),
+    ('<!--<c>--><c xmlns="urn:m"><?l <l>?>\n<l><k>z</k><m><![CDATA[<l>]]></m></l>\n<l><k>y</k><m/></l>\n<l><k>a</k></l></c>',
+     "f:4: /m:c/l[k='a']/m: Mandatory"),
+    ('<data xmlns="urn:ietf:params:xml:ns:netconf:base:1.0">\n<c xmlns="urn:m">\n<l>\n<k>z</k><m/>\n<ll>1</ll><ll>2</ll>\n<ll>1</ll></l></c></data>',
+     "f:6: /m:c/l[k='z']/ll[.='1']: Duplicate"),
     ('{"m:c": {"l": [{"m": "a"}]}}', 'f:1: /m:c/l: List instance is missing its key "k"'),
-    ('{"m:c": {"l": [{"k": "a", "m": ""}, {"k": "a", "m": ""}]}}', "f: /m:c/l[k='a']: Duplicate instance of \"l\""),
-    ('{"m:c": {"l": [{"k": "a", "m": "", "ll": [1, 2, 1]}]}}', "Duplicate instance of \"ll\""),
+    ('{"m:c": {"l": [{"k": "a", "m": ""}, {"k": "0", "m": ""},\n{"k": "a", "m": ""}]}}', "f:2: /m:c/l[k='a']: Duplicate instance of \"l\""),
+    ('{"m:c": {"l": [{"k": "a", "m": "", "ll": [1,\n2, 1\n]}]}}', "f:2: /m:c/l[k='a']/ll[.='1']: Duplicate instance of \"ll\""),
     ('{"m:c": {"l": [{"k": "]\'", "p": "hidden"}]}}', "f:1: /m:c/l[k=\"]'\"]/p: the value of a secret is not valid"),
     ('{"m:c": {"d": "12345678901234.5"}}', "f: /m:c/d: 12345678901234.5 has more digits than a number keeps"),
     ('{"m:c": {"h": "12345678901234.5"}}', "f: /m:c/h: a secret has more digits than a number keeps"),
