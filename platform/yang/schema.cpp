@@ -80,7 +80,8 @@ std::string message_of(const ly_err_item &item, const std::string &file, const p
                        const schema::finder &find) {
   const std::string_view told = item.path != nullptr ? item.path : "";
   std::string_view words = item.msg != nullptr ? item.msg : "";
-  if (secret.contains(without_keys(path_in(told)))) words = "the value of a secret is not valid";
+  const bool is_secret = secret.contains(without_keys(path_in(told)));
+  if (is_secret) words = "the value of a secret is not valid";
   if (words == "Unexpected character \"") words = "Unexpected end-of-input"; // the character is none
   if (words.ends_with('.')) words.remove_suffix(1);
   std::string path = path_in(told);
@@ -90,6 +91,7 @@ std::string message_of(const ly_err_item &item, const std::string &file, const p
     path = std::move(at.path);
     if (at.line != 0) line = ":" + std::to_string(at.line);
   }
+  if (is_secret) path.resize(std::min(path.find("[.="), path.size())); // the value of a leaf-list
   return file + line + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
 }
 

@@ -123,6 +123,7 @@ REFUSED = (  # a document, and what is said of it
     ('{"m:c": {"l": [{"k": "a", "m": ""}, {"k": "0", "m": ""},\n{"k": "a", "m": ""}]}}', "f:2: /m:c/l[k='a']: Duplicate instance of \"l\""),
     ('{"m:c": {"l": [{"k": "a", "m": "", "ll": [1,\n2, 1\n]}]}}', "f:2: /m:c/l[k='a']/ll[.='1']: Duplicate instance of \"ll\""),
     ('{"m:c": {"l": [{"k": "]\'", "p": "hidden"}]}}', "f:1: /m:c/l[k=\"]'\"]/p: the value of a secret is not valid"),
+    ('{"m:c": {"sl": ["hidden",\n"hidden"]}}', "f:2: /m:c/sl: the value of a secret is not valid"),
     ('{"m:c": {"d": "12345678901234.5"}}', "f: /m:c/d: 12345678901234.5 has more digits than a number keeps"),
     ('{"m:c": {"h": "12345678901234.5"}}', "f: /m:c/h: a secret has more digits than a number keeps"),
     ('{"m:c": {"any": {"x": 1}}}', "f: /m:c/any: no record holds the data of anydata"),
