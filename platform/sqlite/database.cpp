@@ -1,6 +1,7 @@
 // What every use of a database file needs.
 #include "sqlite/database.hpp"
 
+#include "store/message.hpp"
 #include "zuapi/base.h"
 
 namespace zu_sqlite {
@@ -67,11 +68,15 @@ void statement::reset() {
   sqlite3_reset(made_.get()); // a failure was told by the step
 }
 
-std::string_view statement::text(int column) const {
-  if (sqlite3_column_type(made_.get(), column) != SQLITE_TEXT) {
-    throw store::source_failure{ZU_FAILED, std::string("column ") + sqlite3_column_name(made_.get(), column) +
-                                               ": a row has no text there"};
-  }
+void statement::refuse(int column, const char *wanted, std::string_view record) const {
+  const char *name = sqlite3_column_name(made_.get(), column);
+  if (name == nullptr) throw std::bad_alloc();
+  const std::string of = record.empty() ? "" : "record " + store::in_quotes(record) + ": ";
+  throw store::source_failure{ZU_FAILED, of + "column " + name + ": a row has no " + wanted + " there"};
+}
+
+std::string_view statement::text(int column, std::string_view record) const {
+  if (sqlite3_column_type(made_.get(), column) != SQLITE_TEXT) refuse(column, "text", record);
   const unsigned char *start = sqlite3_column_text(made_.get(), column);
   if (start == nullptr) throw std::bad_alloc();
   return {reinterpret_cast<const char *>(start),
@@ -79,10 +84,7 @@ std::string_view statement::text(int column) const {
 }
 
 int64_t statement::number(int column) const {
-  if (sqlite3_column_type(made_.get(), column) != SQLITE_INTEGER) {
-    throw store::source_failure{ZU_FAILED, std::string("column ") + sqlite3_column_name(made_.get(), column) +
-                                               ": a row has no whole number there"};
-  }
+  if (sqlite3_column_type(made_.get(), column) != SQLITE_INTEGER) refuse(column, "whole number", {});
   return sqlite3_column_int64(made_.get(), column);
 }
 

@@ -45,11 +45,13 @@ public:
   void run() { step(), reset(); }
   void reset();
 
-  // Of the row; a column of another type is refused. Columns count from 0.
-  std::string_view text(int column) const;
+  // Of the row; a column of another type is refused. Columns count from 0. `record` is the row's, if known.
+  std::string_view text(int column, std::string_view record = {}) const;
   int64_t number(int column) const;
 
 private:
+  [[noreturn]] void refuse(int column, const char *wanted, std::string_view record) const;
+
   struct finalize {
     void operator()(sqlite3_stmt *made) const { sqlite3_finalize(made); }
   };

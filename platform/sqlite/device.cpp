@@ -84,7 +84,7 @@ private:
     while (rows.step()) {
       uri = rows.text(0);
       uri += rows.text(1);
-      take(uri, rows.text(2));
+      take(uri, rows.text(2, uri));
     }
   }
 

@@ -183,7 +183,8 @@ position find_position(const lyd_node *data, std::string_view text, const std::s
   const bool is_xml = text.find_first_not_of(" \t\r\n") == text.find('<');
   if (way.empty()) return made;
   const size_t at = is_xml ? follow_xml(text, way) : follow_json(text, way);
-  made.line = 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n'));
+  made.line =
+      1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n'));
   return made;
 }
 

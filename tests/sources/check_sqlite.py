@@ -33,7 +33,7 @@ class Checks(devices.Checks):
     def refusals(self):
         port = 'record "/sys/port;n=1"'
         change = "UPDATE record SET properties = ? WHERE relative = '/sys/port;n=1'"
-        for value, words in ((b"{}", "column properties"), (5, port), ("", port), ("[1]", port),
+        for value, words in ((b"{}", port + ": column properties"), (5, port), ("", port), ("[1]", port),
                              ("{\"speed\": nul}", port), ('{"speed": 1}, "/evil": {}', "a record holds several"),
                              ('{"speed": [{"PasswordString": "s"}]}', port), ("{" * 1000, port),
                              ('{"speed": 1e99999}', port), ('{"n": "2"}', port)):

@@ -3,6 +3,8 @@
 
 #include <sqlite3.h>
 
+FORWARD(int, sqlite3_open_v2, (const char *file, sqlite3 **made, int flags, const char *system),
+        (file, made, flags, system), (next(file, made, flags, system), SQLITE_CANTOPEN))
 FORWARD(int, sqlite3_prepare_v2,
         (sqlite3 * db, const char *sql, int length, sqlite3_stmt **made, const char **rest),
         (db, sql, length, made, rest), SQLITE_IOERR)
