@@ -287,7 +287,7 @@ std::optional<reply> connection::arrived() {
   for (;;) {
     if (redisReply *told = parse(asked)) return reply(told);
     if (context_->reader->len - context_->reader->pos > most_of_a_message)
-      fail(asked, "one that is too long");
+      fail(asked, "an answer that is too long");
     if (read_part(asked) == 0) return std::nullopt;
   }
 }
