@@ -170,7 +170,9 @@ position find_position(const lyd_node *data, std::string_view text, const std::s
     for (const lyd_node *each = exact->next; each != nullptr; each = each->next) { // what stands twice
       if (each->schema == exact->schema && lyd_compare_single(each, exact, 0) == LY_SUCCESS) node = each;
     }
-  } else if (const lysc_node *part = part_at(LYD_CTX(data), told)) {
+  } else if (told.find('[') == told.npos) { // it does not say of which entry
+    const lysc_node *part = part_at(LYD_CTX(data), told);
+    if (part == nullptr) return made;
     owner of(part);
     of.search(data);
     node = of.found();

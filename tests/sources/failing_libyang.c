@@ -19,6 +19,19 @@ FORWARD(LY_ERR, lyd_parse_data,
 FORWARD(LY_ERR, lyd_validate_all,
         (struct lyd_node * *tree, const struct ly_ctx *context, uint32_t options, struct lyd_node **changes),
         (tree, context, options, changes), LY_EINT)
+/* What is looked for to say what is wrong. */
+FORWARD(LY_ERR, lyd_find_path,
+        (const struct lyd_node *data, const char *path, ly_bool output, struct lyd_node **found),
+        (data, path, output, found), LY_EMEM)
+FORWARD(const struct lysc_node *, lys_find_path,
+        (const struct ly_ctx *context, const struct lysc_node *node, const char *path, ly_bool output),
+        (context, node, path, output), NULL)
+FORWARD(char *, lyd_path, (const struct lyd_node *node, LYD_PATH_TYPE type, char *room, size_t length),
+        (node, type, room, length), NULL)
+FORWARD(LY_ERR, lys_search_localfile,
+        (const char *const *folders, ly_bool working, const char *name, const char *revision, char **found,
+         LYS_INFORMAT *format),
+        (folders, working, name, revision, found, format), LY_EMEM)
 FORWARD(const char *, lyd_value_get_canonical, (const struct ly_ctx *context, const struct lyd_value *value),
         (context, value), NULL)
 FORWARD(char *, lysc_path, (const struct lysc_node *node, LYSC_PATH_TYPE type, char *room, size_t length),
