@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""check_watch_redis.py TOVRA 0 0: `tovra render --watch` over devices in Redis servers of its own, which tell of changes or do
-not, are paused, killed and started again, and over a cluster."""
+"""check_watch_redis.py TOVRA 0 0: `tovra render --watch` over devices in Redis servers of its own, which tell of changes or
+do not, are paused, killed and started again, and over a cluster."""
 import re
 import signal
 import subprocess
@@ -31,7 +31,8 @@ class Redis(Watched):
 
     def load(self, speed, device="a", server=None):
         (self.folder / "new.json").write_text(data(speed))
-        subprocess.run([TOVRA, "import", "new.json", server or self.server.name(), "--device", device], cwd=self.folder, check=True)
+        subprocess.run([TOVRA, "import", "new.json", server or self.server.name(), "--device", device], cwd=self.folder,
+                       check=True)
 
     def watch(self, options="", device="a", **more):
         self.name = self.server.name(options, device)
@@ -69,12 +70,14 @@ class Redis(Watched):
         self.serve()
         (self.folder / "pw").write_text("pw")
         self.server.cli("acl", "setuser", "w", "on", ">pw", "~*", "resetchannels")
-        for options, right, why in (("", "-@all", OFF), ("user=w&password-file=pw", "-config", "no keyspace events: CONFIG GET: NOPERM "),
-                             ("user=w&password-file=pw", "+config", "no keyspace events: SUBSCRIBE __keyspace@0__:tovra:{a}: NOPERM ")):
+        user = "user=w&password-file=pw"
+        for options, right, why in (("", "-@all", "its keyspace events (K, and h or A) are off"),
+                                    (user, "-config", "no keyspace events: CONFIG GET: NOPERM "),
+                                    (user, "+config", "no keyspace events: SUBSCRIBE __keyspace@0__:tovra:{a}: NOPERM ")):
             self.load(1)
             self.server.cli("acl", "setuser", "w", "+@all", right)
             self.watch(options)
-            self.assertRegex(self.job.stderr.readline().decode(), re.escape(f"-- {self.name}: {why.removesuffix(ASKED)}") + ".*" + ASKED)
+            self.assertRegex(self.job.stderr.readline().decode(), re.escape(f"-- {self.name}: {why}") + ".*" + ASKED)
             self.load(2)
             self.said()
             self.see(change(1, 2))
