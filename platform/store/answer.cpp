@@ -31,8 +31,8 @@ struct path_part {
   std::string_view location; // "/name;key=value", or empty
   std::string_view below;    // "/...", or empty
 
-  explicit path_part(const zu_do_uri *uri) : absolute(zuapi::uri_is_absolute(uri)) {
-    const std::string_view text = zuapi::uri_path(uri);
+  explicit path_part(const zu_do_uri *uri) : absolute(uri->is_absolute()) {
+    const std::string_view text = uri->path();
     if (!absolute) {
       below = text;
       return;
@@ -56,7 +56,7 @@ bool gives_all_keys(const snapshot &data, const path_entry &path, const path_par
 int look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
   if (zu_do_uri_get_coll_type(uri) != 0) uri = zu_do_uri_get_parent_uri(uri);
   if (uri == nullptr) return ZU_EXHAUSTED;
-  if (!zuapi::uri_is_absolute(uri)) {
+  if (!uri->is_absolute()) {
     bool good = true;
     data.find_all_relative(uri, [&](uint32_t id) { good = good && found.add(data.records[id]); });
     return good ? ZU_OK : ZU_EXHAUSTED;
@@ -76,7 +76,7 @@ int scan(const path_entry &path, const path_part &asked, answer &found) {
 }
 
 int keep_query(zu_do_uri *uri, answer &found) {
-  const std::string_view query = zuapi::uri_query(uri);
+  const std::string_view query = uri->query();
   const size_t split = query.find('=');
   const std::string_view encoded = query.substr(split + 1);
   scratch_text text(encoded.size());
@@ -118,9 +118,9 @@ int select_rows(const snapshot &data, zu_do_uri *uri, answer &found) {
     found = answer::of_run(collection->records, form);
     return ZU_OK;
   }
-  scratch_text text(zuapi::uri_text(uri).size());
+  scratch_text text(uri->view().size());
   if (text.data() == nullptr) return ZU_EXHAUSTED;
-  const size_t length = path_of(zuapi::uri_path(uri), zuapi::uri_is_absolute(uri), text.data());
+  const size_t length = path_of(uri->path(), uri->is_absolute(), text.data());
   const path_entry *path = data.find_path({text.data(), length});
   if (path == nullptr) return ZU_OK;
   found = answer::picked(path->form);

@@ -85,10 +85,10 @@ uint32_t loader::path_of_class(std::string_view text, const char *at) {
   const char *reason = nullptr;
   zu_do_uri *uri = zuapi::uri_frozen_of(text, data_.memory, &reason);
   if (reason != nullptr) refuse(at, "bad path " + in_quotes(text) + " of a class: " + reason);
-  const std::string_view path = zuapi::uri_text(uri);
-  const uint32_t segments = zuapi::uri_segment_count(uri);
+  const std::string_view path = uri->view();
+  const uint32_t segments = uri->segment_count;
   const bool is_path = path.find_first_of(";?") == path.npos && segments != 0;
-  if (!is_path || (zuapi::uri_is_absolute(uri) && segments != 1)) {
+  if (!is_path || (uri->is_absolute() && segments != 1)) {
     refuse(at, "bad path " + in_quotes(text) + " of a class: a path has names only, without a location");
   }
   return paths_.find_or_add(path);

@@ -27,7 +27,7 @@ struct coll_object : counted_object<coll_object, zu_coll_ifc> {
 
 // The path of what a collection's URI names, without its keys.
 std::string path_below(const zu_do_uri *uri) {
-  return path_text(zuapi::uri_path(uri), zuapi::uri_is_absolute(uri));
+  return path_text(uri->path(), uri->is_absolute());
 }
 
 // Below a list of which few records were asked for, a source gives each collection's own records: with those
@@ -47,7 +47,7 @@ bool is_below_narrowed(const coll_object &object, const zu_do_uri *uri) {
 bool note_narrowed(coll_object *object, zu_do_uri *uri) {
   try {
     std::string path = path_below(uri);
-    if (zu_do_uri_get_coll_type(uri) == 1) path.append("/").append(zuapi::uri_query(uri));
+    if (zu_do_uri_get_coll_type(uri) == 1) path.append("/").append(uri->query());
     path += "/";
     if (std::ranges::find(object->narrowed, path) == object->narrowed.end()) {
       object->narrowed.push_back(std::move(path));

@@ -86,7 +86,7 @@ public:
     infra::arena memory;
     const char *reason = nullptr;
     zu_do_uri *uri = zuapi::uri_frozen_of(name, memory, &reason);
-    about &path = made_[find(zuapi::uri_text(uri))];
+    about &path = made_[find(uri->view())];
     zuapi::uri_drop(uri);
     path.known.facts.declared = members_of(declared);
     for (const auto &[property, declaration] : declared.items()) path.named.emplace(infra::trimmed(property));
@@ -117,8 +117,7 @@ private:
     for (uint32_t k = 0; k < records.count; ++k) {
       const zu_do_uri *uri = zuapi::row_uri(records.rows[k]);
       std::string pattern;
-      zuapi::uri_pattern::write_text(uri_halves(zuapi::uri_text(uri), zuapi::uri_is_absolute(uri)).relative,
-                                     pattern);
+      zuapi::uri_pattern::write_text(uri_halves(uri->view(), uri->is_absolute()).relative, pattern);
       if (!patterns.insert(pattern).second) continue;
       auto at = static_cast<uint32_t>(std::min(pattern.find(';', pattern.rfind('/')), pattern.size()));
       for (zuapi::uri_key key; zuapi::uri_next_key(pattern, at, key);) {
@@ -152,8 +151,8 @@ void import(std::string_view text, const source_name &to) {
   const auto writer = to.in->write(to.device);
   for (size_t i = 0; i < data.paths.size(); ++i) writer->add(paths.facts(i));
   for (uint32_t id = 0; id < records.size(); ++id) {
-    const std::string_view uri = zuapi::uri_text(data.uri_of(id));
-    const bool absolute = zuapi::uri_is_absolute(data.uri_of(id));
+    const std::string_view uri = data.uri_of(id)->view();
+    const bool absolute = data.uri_of(id)->is_absolute();
     writer->add({paths.find(path_text(uri, absolute)), uri, absolute, std::move(records[id])});
   }
   writer->finish();

@@ -10,19 +10,17 @@ snapshot::~snapshot() {
 }
 
 uint32_t snapshot::find_own(const zu_do_uri *uri) const {
-  return by_text.find(zuapi::uri_hash(uri),
-                      [&](uint32_t id) { return zuapi::uri_text(uri_of(id)) == zuapi::uri_text(uri); });
+  return by_text.find(uri->hash, [&](uint32_t id) { return uri_of(id)->view() == uri->view(); });
 }
 
 uint32_t snapshot::find_first_located(const zu_do_uri *uri) const {
-  return by_relative_text.find(zuapi::uri_hash(uri), [&](uint32_t id) {
-    return zuapi::uri_relative_text(uri_of(id)) == zuapi::uri_text(uri);
-  });
+  return by_relative_text.find(uri->hash,
+                               [&](uint32_t id) { return uri_of(id)->relative_text() == uri->view(); });
 }
 
 uint32_t snapshot::find(const zu_do_uri *uri) const {
   const uint32_t own = find_own(uri);
-  if (zuapi::uri_is_absolute(uri)) return own;
+  if (uri->is_absolute()) return own;
   const uint32_t located = find_first_located(uri);
   return own < located ? own : located;
 }
@@ -34,9 +32,9 @@ const path_entry *snapshot::find_path(std::string_view path) const {
 }
 
 const collection_entry *snapshot::find_collection(const zu_do_uri *uri) const {
-  const bool absolute = zuapi::uri_is_absolute(uri);
+  const bool absolute = uri->is_absolute();
   const collection_table &table = absolute ? own_collections : any_collections;
-  const collection_key key = {zuapi::uri_path(uri), zuapi::uri_query(uri)};
+  const collection_key key = {uri->path(), uri->query()};
   const uint32_t found = table.by_key.find(key.hash(), [&](uint32_t i) {
     const zu_do_uri *sample = zuapi::row_uri(table.entries[i].records.rows[0]);
     return (absolute ? own_key(sample) : any_key(sample)) == key;

@@ -7,7 +7,7 @@ namespace {
 
 // A record in a location; a location record itself is in none.
 bool is_located(const zu_do_uri *uri) {
-  return zuapi::uri_is_absolute(uri) && zuapi::uri_segment_count(uri) > 1;
+  return uri->is_absolute() && uri->segment_count > 1;
 }
 
 // Adds a row to a run that has rows of its own: those are in no array of the snapshot's.
@@ -18,14 +18,14 @@ void append(run &rows, zu_do_vlist *row) {
 } // namespace
 
 collection_key own_key(const zu_do_uri *uri) {
-  return {zuapi::uri_parent_text(uri), zuapi::uri_last_name(uri)};
+  return {uri->parent_text(), uri->last_name()};
 }
 
 collection_key any_key(const zu_do_uri *uri) {
   collection_key key = own_key(uri);
-  if (!zuapi::uri_is_absolute(uri)) return key;
-  const size_t relative = zuapi::uri_text(uri).size() - zuapi::uri_relative_text(uri).size();
-  const bool located = zuapi::uri_segment_count(uri) > 1 && relative < key.parent.size();
+  if (!uri->is_absolute()) return key;
+  const size_t relative = uri->view().size() - uri->relative_text().size();
+  const bool located = uri->segment_count > 1 && relative < key.parent.size();
   key.parent = located ? key.parent.substr(relative) : "/";
   return key;
 }
@@ -77,23 +77,23 @@ void collections_builder::place(snapshot &data) {
 }
 
 void index_builder::prepare(const zu_do_uri *uri, uint32_t path) {
-  data_.by_text.prefetch(zuapi::uri_hash(uri));
-  if (zuapi::uri_segment_count(uri) == 0) return;
+  data_.by_text.prefetch(uri->hash);
+  if (uri->segment_count == 0) return;
   any_.prepare(uri, path);
-  if (zuapi::uri_is_absolute(uri)) own_.prepare(uri, path);
+  if (uri->is_absolute()) own_.prepare(uri, path);
 }
 
 bool index_builder::add(zu_do_uri *uri, uint32_t path) {
   const uint32_t id = count();
-  const auto is_same = [&](uint32_t i) { return zuapi::uri_text(uris_[i]) == zuapi::uri_text(uri); };
-  if (data_.by_text.find(zuapi::uri_hash(uri), is_same) != no_id) return false;
-  data_.by_text.insert(zuapi::uri_hash(uri), id);
+  const auto is_same = [&](uint32_t i) { return uris_[i]->view() == uri->view(); };
+  if (data_.by_text.find(uri->hash, is_same) != no_id) return false;
+  data_.by_text.insert(uri->hash, id);
   uris_.push_back(uri);
   paths_.push_back(path);
-  any_absolute_ = any_absolute_ || zuapi::uri_is_absolute(uri);
-  if (zuapi::uri_segment_count(uri) == 0) return true;
+  any_absolute_ = any_absolute_ || uri->is_absolute();
+  if (uri->segment_count == 0) return true;
   any_.add(uri, id, path);
-  if (zuapi::uri_is_absolute(uri)) own_.add(uri, id, path);
+  if (uri->is_absolute()) own_.add(uri, id, path);
   return true;
 }
 
@@ -122,10 +122,10 @@ void index_builder::build_relative_texts() {
   std::vector<uint32_t> last(count());
   for (uint32_t id = 0; id < count(); ++id) {
     if (!is_located(uris_[id])) continue;
-    const std::string_view text = zuapi::uri_relative_text(uris_[id]);
+    const std::string_view text = uris_[id]->relative_text();
     const uint32_t hash = infra::hash_text(text.data(), text.size());
-    const uint32_t first = data_.by_relative_text.find(
-        hash, [&](uint32_t i) { return zuapi::uri_relative_text(uris_[i]) == text; });
+    const uint32_t first =
+        data_.by_relative_text.find(hash, [&](uint32_t i) { return uris_[i]->relative_text() == text; });
     if (first == no_id) {
       data_.by_relative_text.insert(hash, id);
       last[id] = id;

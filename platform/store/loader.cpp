@@ -140,7 +140,7 @@ void loader::read_record(std::string_view text, json::value value) {
   for (json::field field : members_of(value)) read_property(path, field, expected);
   at_ = start;
   add_keys(path, *pattern, uri);
-  if (!index_.add(uri, pattern->path)) refuse(start, "duplicate record " + in_quotes(zuapi::uri_text(uri)));
+  if (!index_.add(uri, pattern->path)) refuse(start, "duplicate record " + in_quotes(uri->view()));
   end_record(pattern->path);
 }
 
@@ -157,7 +157,7 @@ zu_do_uri *loader::read_uri(std::string_view text, known_pattern *&pattern) {
     if (reason != nullptr) refuse(at_, "bad URI " + in_quotes(text) + ": " + reason);
     if (zu_do_uri_is_coll_uri(uri)) refuse(at_, "URI " + in_quotes(text) + " of a record has a query");
     pattern = find_or_add_pattern(uri);
-    pattern->of.note(zuapi::uri_text(uri));
+    pattern->of.note(uri->view());
     rank = std::size(recent_);
   }
   while (--rank > 0) recent_[rank] = recent_[rank - 1];
@@ -167,7 +167,7 @@ zu_do_uri *loader::read_uri(std::string_view text, known_pattern *&pattern) {
 }
 
 loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
-  zuapi::uri_pattern::write_text(zuapi::uri_text(uri), scratch_);
+  zuapi::uri_pattern::write_text(uri->view(), scratch_);
   const auto found = pattern_by_text_.find(scratch_);
   if (found != pattern_by_text_.end()) return found->second;
   patterns_.push_back(std::make_unique<known_pattern>(known_pattern{zuapi::uri_pattern(uri), 0, {}}));
@@ -175,15 +175,15 @@ loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
   pattern_by_text_.emplace(made->of.text(), made);
   check_keys(uri);
 
-  scratch_.resize(zuapi::uri_text(uri).size());
-  scratch_.resize(path_of(zuapi::uri_text(uri), made->of.absolute(), scratch_.data()));
+  scratch_.resize(uri->view().size());
+  scratch_.resize(path_of(uri->view(), made->of.absolute(), scratch_.data()));
   made->path = paths_.find_or_add(scratch_);
   path_builder &path = paths_[made->path];
   path.add_pattern(made->of, index_.count());
-  if (zuapi::uri_segment_count(uri) == 0) return made;
-  const std::string_view name = zuapi::uri_last_name(uri);
-  auto at = static_cast<uint32_t>(name.data() + name.size() - zuapi::uri_text(uri).data());
-  for (zuapi::uri_key key; zuapi::uri_next_key(zuapi::uri_text(uri), at, key);) {
+  if (uri->segment_count == 0) return made;
+  const std::string_view name = uri->last_name();
+  auto at = static_cast<uint32_t>(name.data() + name.size() - uri->view().data());
+  for (zuapi::uri_key key; zuapi::uri_next_key(uri->view(), at, key);) {
     check_property_name(key.name);
     made->keys.push_back(path.add(key.name, property::key, 0, data_.memory));
   }
@@ -191,13 +191,13 @@ loader::known_pattern *loader::find_or_add_pattern(const zu_do_uri *uri) {
 }
 
 void loader::check_keys(const zu_do_uri *uri) {
-  const bool absolute = zuapi::uri_is_absolute(uri);
+  const bool absolute = uri->is_absolute();
   size_t start = absolute ? 2 : 1;
-  for (uint32_t i = 0; i < zuapi::uri_segment_count(uri); ++i) {
-    const size_t end = std::min(zuapi::uri_text(uri).find('/', start), zuapi::uri_text(uri).size());
-    const std::string path = path_text(zuapi::uri_text(uri).substr(0, end), absolute);
-    auto at = static_cast<uint32_t>(std::min(zuapi::uri_text(uri).find(';', start), end));
-    for (zuapi::uri_key key; zuapi::uri_next_key(zuapi::uri_text(uri), at, key);) {
+  for (uint32_t i = 0; i < uri->segment_count; ++i) {
+    const size_t end = std::min(uri->view().find('/', start), uri->view().size());
+    const std::string path = path_text(uri->view().substr(0, end), absolute);
+    auto at = static_cast<uint32_t>(std::min(uri->view().find(';', start), end));
+    for (zuapi::uri_key key; zuapi::uri_next_key(uri->view(), at, key);) {
       if (!paths_.is_secret(path, key.name)) continue;
       refuse(at_, "key " + in_quotes(key.name) + " of URI " + in_quotes(zuapi::uri_pattern(uri).text()) +
                       " is a PasswordString");
@@ -208,13 +208,13 @@ void loader::check_keys(const zu_do_uri *uri) {
 
 void loader::check_location(const zu_do_uri *uri) const {
   constexpr size_t longest = 15;
-  const std::string_view segment = split_location(zuapi::uri_text(uri)).location;
+  const std::string_view segment = split_location(uri->view()).location;
   auto at = static_cast<uint32_t>(std::min(segment.find(';'), segment.size()));
   zuapi::uri_key key;
   if (!zuapi::uri_next_key(segment, at, key)) return;
   std::string location(key.value.size(), '\0');
   if (zuapi::uri_decode_value(key.value, location.data()) > longest) {
-    refuse(at_, "the location of " + in_quotes(zuapi::uri_text(uri)) + " is longer than 15 bytes");
+    refuse(at_, "the location of " + in_quotes(uri->view()) + " is longer than 15 bytes");
   }
 }
 
@@ -247,7 +247,7 @@ void loader::hold_to_class(const char *what, const property &of, zu_do_value &ce
 void loader::add_keys(path_builder &path, const known_pattern &pattern, const zu_do_uri *uri) {
   const size_t first = pattern.of.value_count() - pattern.keys.size();
   for (size_t i = 0; i < pattern.keys.size(); ++i) {
-    add_key(path, pattern.keys[i], pattern.of.value(zuapi::uri_text(uri), first + i));
+    add_key(path, pattern.keys[i], pattern.of.value(uri->view(), first + i));
   }
 }
 

@@ -111,8 +111,8 @@ selection on_demand::select(zu_do_uri *uri, need what, zu_do_nvlist *query) {
   using enum selection::kind;
   if (what != need::one_record && zu_do_uri_get_coll_type(uri) == 1)
     return select_collection(uri, what, query);
-  const std::string_view text = zuapi::uri_path(uri);
-  const bool absolute = zuapi::uri_is_absolute(uri);
+  const std::string_view text = uri->path();
+  const bool absolute = uri->is_absolute();
   const uri_halves halves(text, absolute);
   selection wanted{path, {path_text(text, absolute)}, ""};
   const path_facts *known = from_->facts(wanted.paths[0]);
@@ -127,9 +127,9 @@ selection on_demand::select(zu_do_uri *uri, need what, zu_do_nvlist *query) {
 
 selection on_demand::select_collection(zu_do_uri *uri, need what, zu_do_nvlist *query) {
   using enum selection::kind;
-  const std::string_view text = zuapi::uri_path(uri);
-  const std::string_view below = zuapi::uri_is_absolute(uri) ? split_location(text).rest : text;
-  const std::string name = "/" + std::string(zuapi::uri_query(uri));
+  const std::string_view text = uri->path();
+  const std::string_view below = uri->is_absolute() ? split_location(text).rest : text;
+  const std::string name = "/" + std::string(uri->query());
   selection wanted{parent, {}, std::string(below.empty() ? "/" : below)};
   if (text == "//") { // the locations
     wanted.paths = {"/" + name};
@@ -191,8 +191,7 @@ const snapshot *on_demand::read(selection wanted) {
   if (made->records.size() != starts.size()) throw source_failure{ZU_FAILED, "a record holds several"};
   for (const path_entry &path : made->paths) {
     if (path.records.count == 0 || std::ranges::find(wanted.paths, path.text) != wanted.paths.end()) continue;
-    throw source_failure{ZU_FAILED, "record " +
-                                        in_quotes(zuapi::uri_text(zuapi::row_uri(path.records.rows[0]))) +
+    throw source_failure{ZU_FAILED, "record " + in_quotes(zuapi::row_uri(path.records.rows[0])->view()) +
                                         " is kept as one of the path " + in_quotes(wanted.paths[0])};
   }
   return parts_.emplace(key, std::move(made)).first->second.get();

@@ -1,10 +1,11 @@
 // What a data store makes its records of: values, URIs, shapes and rows that are frozen.
 //
 // A frozen object is not counted: ref and deref do nothing, and its owner (a snapshot) outlives every use.
-// What it points at (texts, lists, URIs, names) is kept alive by the same owner. How they lie in memory is
-// this folder's own, but for values: a row has its values one behind the other.
+// What it points at (texts, lists, URIs, names) is kept alive by the same owner. How lists, names and shapes
+// lie in memory is this folder's own; a row has its values one behind the other.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -109,22 +110,58 @@ int value_order(zu_do_value *a, zu_do_value *b, bool &exhausted);
 
 // ---- URIs ----
 
+enum uri_flag : uint8_t {
+  uri_frozen = 1,
+  uri_absolute = 2,
+  uri_relative_ok = 4,       // see zu_do_uri_parts
+  uri_keyed_below_first = 8, // see zu_do_uri_parts
+  uri_given_location = 16,   // the text is "/" and the segment `locations;loc=0`
+};
+
+// Where the parts of a canonical text stand.
+struct uri_layout {
+  uint8_t flags;
+  uint8_t coll_type;
+  uint16_t segment_count; // of the path, location segment included
+  uint32_t length;
+  uint32_t relative; // start of the relative form
+  uint32_t parent;   // length of the parent's text; 0: no parent
+  uint32_t name;     // start of the last segment's name; 0: no segment
+  uint32_t name_end;
+  uint32_t end;       // end of the path: where '?' stands, or the length
+  uint32_t first_end; // end of the first segment
+};
+
+struct uri_segments;
+
+} // namespace zuapi
+
+// The text stands behind it, and never changes.
+struct zu_do_uri : zuapi::uri_layout {
+  std::atomic<uint32_t> count;
+  uint32_t hash;                                    // infra::hash_text of the text
+  std::atomic<zu_do_uri *> made_parent;             // when asked for: a reference, or none
+  std::atomic<zuapi::uri_segments *> made_segments; // likewise
+
+  bool is_absolute() const { return (flags & zuapi::uri_absolute) != 0; }
+  char *text() { return reinterpret_cast<char *>(this + 1); }
+  const char *text() const { return reinterpret_cast<const char *>(this + 1); }
+  std::string_view view() const { return {text(), length}; }
+  // Parts of the text: without the query, and what stands behind '?'; the relative form (of a URI with one:
+  // see zu_do_uri_parts); the parent's text and the last segment's name (of a URI with segments).
+  std::string_view path() const { return view().substr(0, end); }
+  std::string_view query() const { return view().substr(end + size_t{1}); }
+  std::string_view relative_text() const { return view().substr(relative); }
+  std::string_view parent_text() const { return view().substr(0, parent); }
+  std::string_view last_name() const { return view().substr(name, name_end - name); }
+};
+
+namespace zuapi {
+
 // None, and why, for what is no URI. Throws std::bad_alloc. Call uri_drop before the memory goes: it frees
 // what was made lazily on the URI.
 zu_do_uri *uri_frozen_of(std::string_view text, arena &memory, const char **reason);
 void uri_drop(zu_do_uri *uri);
-
-uint32_t uri_hash(const zu_do_uri *uri); // infra::hash_text of its text
-bool uri_is_absolute(const zu_do_uri *uri);
-uint32_t uri_segment_count(const zu_do_uri *uri); // of the path, location segment included
-// Parts of its text: the whole; without the query, and what stands behind '?'; the relative form (of a URI
-// with one: see zu_do_uri_parts); the parent's text and the last segment's name (of a URI with segments).
-std::string_view uri_text(const zu_do_uri *uri);
-std::string_view uri_path(const zu_do_uri *uri);
-std::string_view uri_query(const zu_do_uri *uri);
-std::string_view uri_relative_text(const zu_do_uri *uri);
-std::string_view uri_parent_text(const zu_do_uri *uri);
-std::string_view uri_last_name(const zu_do_uri *uri);
 
 // A walk over the keys of a segment, nothing made. `at` starts at the end of the segment's name; values are
 // as they stand in the text (key form: equal values have equal key forms).

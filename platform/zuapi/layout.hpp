@@ -132,53 +132,13 @@ struct store_record {
 
 // ---- URIs ----
 
-enum uri_flag : uint8_t {
-  uri_frozen = 1,
-  uri_absolute = 2,
-  uri_relative_ok = 4,       // see zu_do_uri_parts
-  uri_keyed_below_first = 8, // see zu_do_uri_parts
-  uri_given_location = 16,   // the text is "/" and the segment `locations;loc=0`
-};
-
-struct uri_segments; // made when asked for
-
-} // namespace zuapi
-
-struct zu_do_uri {
-  std::atomic<uint32_t> count;
-  uint8_t flags;
-  uint8_t coll_type;
-  uint16_t segment_count; // of the path, location segment included
-  uint32_t length;
-  uint32_t relative; // start of the relative form
-  uint32_t parent;   // length of the parent's text; 0: no parent
-  uint32_t name;     // start of the last segment's name; 0: no segment
-  uint32_t name_end;
-  uint32_t end;                         // end of the path: where '?' stands, or the length
-  uint32_t first_end;                   // end of the first segment
-  uint32_t hash;                        // zuapi::hash_text of the text
-  std::atomic<zu_do_uri *> made_parent; // a reference, or none
-  std::atomic<zuapi::uri_segments *> made_segments;
-
-  const char *text() const { return reinterpret_cast<const char *>(this + 1); }
-  std::string_view view() const { return {text(), length}; }
-};
-
-namespace zuapi {
-
 inline constexpr size_t longest_uri = 65536;
 
-// A text checked against the grammar, and where the parts of its canonical text will stand.
-struct uri_scan {
-  const char *source; // trimmed
-  uint32_t source_length;
-  bool add_slash; // the source has no leading slash
-  bool verbatim;  // the canonical text is the source as it stands (after the added slash)
-  uint8_t flags;
-  uint8_t coll_type;
-  uint16_t segment_count;
-  uint32_t length; // of the canonical text
-  uint32_t relative, parent, name, name_end, end, first_end;
+// A text checked against the grammar, and the layout that its canonical text will have.
+struct uri_scan : uri_layout {
+  std::string_view source; // trimmed
+  bool add_slash;          // the source has no leading slash
+  bool verbatim;           // the canonical text is the source as it stands (after the added slash)
 };
 
 // None on success, otherwise a static text that says why the text is refused. The scan points into `text`.

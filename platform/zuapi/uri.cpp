@@ -7,31 +7,22 @@ using namespace zuapi;
 
 namespace {
 
-char *text_of(zu_do_uri *uri) {
-  return reinterpret_cast<char *>(uri + 1);
-}
-
-void place(zu_do_uri *uri, const uri_scan &scan, uint8_t flags) {
+void start(zu_do_uri *uri, const uri_layout &layout) {
+  static_cast<uri_layout &>(*uri) = layout;
   uri->count = 1;
-  uri->flags = scan.flags | flags;
-  uri->coll_type = scan.coll_type;
-  uri->segment_count = scan.segment_count;
-  uri->length = scan.length;
-  uri->relative = scan.relative;
-  uri->parent = scan.parent;
-  uri->name = scan.name;
-  uri->name_end = scan.name_end;
-  uri->end = scan.end;
-  uri->first_end = scan.first_end;
   uri->made_parent = nullptr;
   uri->made_segments = nullptr;
-  uri_write_text(text_of(uri), scan);
+}
+
+void place(zu_do_uri *uri, const uri_scan &scan) {
+  start(uri, scan);
+  uri_write_text(uri->text(), scan);
   uri->hash = hash_text(uri->text(), uri->length);
 }
 
 zu_do_uri *make(const uri_scan &scan) {
   auto *uri = allocate<zu_do_uri>(scan.length + size_t{1});
-  if (uri != nullptr) place(uri, scan, 0);
+  if (uri != nullptr) place(uri, scan);
   return uri;
 }
 
@@ -46,23 +37,14 @@ zu_do_uri *make_longer(const zu_do_uri *like, uint32_t kept, std::string_view ta
   if (length > longest_uri) return nullptr;
   auto *uri = allocate<zu_do_uri>(length + 1);
   if (uri == nullptr) return nullptr;
-  uri->count = 1;
-  uri->flags = like->flags & ~(uri_frozen | uri_given_location);
+  start(uri, *like);
+  uri->flags &= ~(uri_frozen | uri_given_location);
   uri->coll_type = 0;
-  uri->segment_count = like->segment_count;
   uri->length = static_cast<uint32_t>(length);
-  uri->relative = like->relative;
-  uri->parent = like->parent;
-  uri->name = like->name;
-  uri->name_end = like->name_end;
   uri->end = kept;
-  uri->first_end = like->first_end;
-  uri->made_parent = nullptr;
-  uri->made_segments = nullptr;
-  char *at = text_of(uri);
-  memcpy(at, like->text(), kept);
-  put_text(at + kept, tail);
-  put_text(at + kept + tail.size(), more);
+  memcpy(uri->text(), like->text(), kept);
+  put_text(uri->text() + kept, tail);
+  put_text(uri->text() + kept + tail.size(), more);
   uri->hash = hash_text(uri->text(), uri->length);
   return uri;
 }
@@ -89,7 +71,8 @@ namespace zuapi {
 
 zu_do_uri *uri_frozen_of(const uri_scan &scan, arena &memory) {
   auto *uri = new (memory.take(sizeof(zu_do_uri) + scan.length + 1)) zu_do_uri;
-  place(uri, scan, uri_frozen);
+  place(uri, scan);
+  uri->flags |= uri_frozen;
   return uri;
 }
 
@@ -97,34 +80,6 @@ zu_do_uri *uri_frozen_of(std::string_view text, arena &memory, const char **reas
   uri_scan scan;
   *reason = uri_scan_text(text.data(), text.size(), &scan);
   return *reason == nullptr ? uri_frozen_of(scan, memory) : nullptr;
-}
-
-uint32_t uri_hash(const zu_do_uri *uri) {
-  return uri->hash;
-}
-bool uri_is_absolute(const zu_do_uri *uri) {
-  return (uri->flags & uri_absolute) != 0;
-}
-uint32_t uri_segment_count(const zu_do_uri *uri) {
-  return uri->segment_count;
-}
-std::string_view uri_text(const zu_do_uri *uri) {
-  return uri->view();
-}
-std::string_view uri_path(const zu_do_uri *uri) {
-  return uri->view().substr(0, uri->end);
-}
-std::string_view uri_query(const zu_do_uri *uri) {
-  return uri->view().substr(uri->end + size_t{1});
-}
-std::string_view uri_relative_text(const zu_do_uri *uri) {
-  return uri->view().substr(uri->relative);
-}
-std::string_view uri_parent_text(const zu_do_uri *uri) {
-  return uri->view().substr(0, uri->parent);
-}
-std::string_view uri_last_name(const zu_do_uri *uri) {
-  return uri->view().substr(uri->name, uri->name_end - uri->name);
 }
 
 void uri_drop(zu_do_uri *uri) {
@@ -156,14 +111,13 @@ zu_do_uri *zu_do_uri_new_relative(const char *text) {
   if (text == nullptr || uri_scan_text(text, strlen(text), &scan) != nullptr) return nullptr;
   if ((scan.flags & uri_absolute) == 0) return make(scan);
   // What follows the location segment; without a leading '/' it is read as if it had one.
-  const std::string_view source(scan.source, scan.source_length);
-  const size_t rest = source.find_first_of("/?", 2);
-  return make(rest == source.npos ? "/" : source.substr(rest));
+  const size_t rest = scan.source.find_first_of("/?", 2);
+  return make(rest == scan.source.npos ? "/" : scan.source.substr(rest));
 }
 
 zu_do_uri *zu_do_uri_new_absolute_root_from_uri(zu_do_uri *uri) {
   if (uri == nullptr) return nullptr;
-  if ((uri->flags & uri_absolute) == 0) return make_given_root();
+  if (!uri->is_absolute()) return make_given_root();
   if (uri->segment_count == 0) return nullptr;
   zu_do_uri *location = make(uri->view().substr(0, uri->first_end));
   if (location == nullptr) return nullptr;
@@ -183,7 +137,7 @@ zu_do_uri *zu_do_uri_new_coll(zu_do_uri *parent, const char *name) {
   uri->coll_type = 1;
   uri->parent = uri->end;
   if ((parent->flags & uri_given_location) != 0) uri->segment_count = 0;
-  if (parent->length == 2 && (parent->flags & uri_absolute) != 0) uri->flags |= uri_relative_ok; // "//?x"
+  if (parent->length == 2 && parent->is_absolute()) uri->flags |= uri_relative_ok; // "//?x"
   return uri;
 }
 
@@ -213,7 +167,7 @@ bool zu_do_uri_equals(zu_do_uri *a, zu_do_uri *b) {
 }
 
 bool zu_do_uri_is_absolute(zu_do_uri *uri) {
-  return uri != nullptr && (uri->flags & uri_absolute) != 0;
+  return uri != nullptr && uri->is_absolute();
 }
 
 bool zu_do_uri_is_coll_uri(zu_do_uri *uri) {
@@ -238,16 +192,11 @@ zu_do_uri *zu_do_uri_get_parent_uri(zu_do_uri *uri) {
 void zuapi::uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts) {
   *parts = {};
   if (uri == nullptr) return;
-  parts->text = uri->text();
-  parts->length = uri->length;
-  parts->relative = uri->relative;
-  parts->parent = uri->parent;
-  parts->name = uri->name;
-  parts->name_end = uri->name_end;
-  parts->end = uri->end;
-  parts->relative_ok = (uri->flags & uri_relative_ok) != 0;
-  parts->has_segment = uri->name != 0;
-  parts->keyed_below_first = (uri->flags & uri_keyed_below_first) != 0;
+  *parts = {uri->text(),    uri->length,
+            uri->relative,  uri->parent,
+            uri->name,      uri->name_end,
+            uri->end,       (uri->flags & uri_relative_ok) != 0,
+            uri->name != 0, (uri->flags & uri_keyed_below_first) != 0};
 }
 
 void zu_do_print_uri(FILE *stream, uint32_t indentation, zu_do_uri *uri) {

@@ -37,7 +37,7 @@ struct segment_ends {
 // The path's text after its leading slashes.
 std::string_view path_of(const zu_do_uri *uri) {
   if ((uri->flags & uri_given_location) != 0) return given_location;
-  const size_t root = (uri->flags & uri_absolute) != 0 ? 2 : 1;
+  const size_t root = uri->is_absolute() ? 2 : 1;
   return uri->view().substr(root, uri->end - root);
 }
 
@@ -142,7 +142,7 @@ zu_do_nvlist *zu_do_uri_segment_get_keys(zu_do_uri_segment *segment) {
 int zu_do_uri_get_location_str(zu_do_uri *uri, char *buffer, size_t size) {
   if (uri == nullptr || buffer == nullptr || size == 0) return ZU_FAILED;
   std::string_view value = "0";
-  if ((uri->flags & uri_absolute) != 0) {
+  if (uri->is_absolute()) {
     const std::string_view path = path_of(uri);
     auto at = static_cast<uint32_t>(segment_ends(path, 0).name);
     uri_key key;

@@ -15,19 +15,14 @@ void uri_pattern::write_text(std::string_view uri, std::string &out) {
   }
 }
 
-uri_pattern::uri_pattern(const zu_do_uri *sample)
-    : absolute_(uri_is_absolute(sample)), flags_(sample->flags & static_cast<uint8_t>(~uri_frozen)),
-      segment_count_(sample->segment_count) {
+uri_pattern::uri_pattern(const zu_do_uri *sample) : layout_(*sample) {
+  layout_.flags &= ~uri_frozen;
   write_text(sample->view(), text_);
   for (size_t i = 0; i < text_.size(); ++i) {
     if (text_[i] == '=') cuts_.push_back(static_cast<uint32_t>(i + 1));
   }
   note(sample->view());
-  relative_ = place_of(sample->relative);
-  parent_ = place_of(sample->parent);
-  name_ = place_of(sample->name);
-  name_end_ = place_of(sample->name_end);
-  first_end_ = place_of(sample->first_end);
+  for (size_t i = 0; i < std::size(moving); ++i) places_[i] = place_of(layout_.*moving[i]);
   if (absolute()) below_ = sample->segment_count == 0 ? 2 : place_of(sample->first_end).fixed;
 }
 
@@ -65,21 +60,9 @@ bool uri_pattern::match(std::string_view text) {
 
 zu_do_uri *uri_pattern::make(std::string_view text, arena &memory) {
   if (!match(text)) return nullptr;
-  const auto length = static_cast<uint32_t>(text.size());
-  const uri_scan scan = {.source = text.data(),
-                         .source_length = length,
-                         .add_slash = false,
-                         .verbatim = true,
-                         .flags = flags_,
-                         .coll_type = 0,
-                         .segment_count = segment_count_,
-                         .length = length,
-                         .relative = offset_of(relative_),
-                         .parent = offset_of(parent_),
-                         .name = offset_of(name_),
-                         .name_end = offset_of(name_end_),
-                         .end = length,
-                         .first_end = offset_of(first_end_)};
+  uri_scan scan = {layout_, text, false, true};
+  scan.length = scan.end = static_cast<uint32_t>(text.size());
+  for (size_t i = 0; i < std::size(moving); ++i) scan.*moving[i] = offset_of(places_[i]);
   return uri_frozen_of(scan, memory);
 }
 

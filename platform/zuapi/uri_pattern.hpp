@@ -20,7 +20,7 @@ public:
   const std::string &text() const { return text_; }
   std::string_view location() const { return std::string_view(text_).substr(0, below_); }
   std::string_view below_location() const { return std::string_view(text_).substr(below_); }
-  bool absolute() const { return absolute_; }
+  bool absolute() const { return (layout_.flags & uri_absolute) != 0; }
 
   // The frozen URI of a text of this pattern in canonical form, or none. Throws std::bad_alloc.
   zu_do_uri *make(std::string_view text, arena &memory);
@@ -47,10 +47,11 @@ private:
   std::vector<uint32_t> cuts_; // where in it a value is left out
   std::vector<uint32_t> sums_; // how long the first values are together, from none to all
   uint32_t below_ = 0;         // where the text of what follows a location begins
-  bool absolute_;
-  uint8_t flags_;
-  uint16_t segment_count_;
-  place relative_, parent_, name_, name_end_, first_end_;
+  uri_layout layout_;          // of the sample
+  static constexpr uint32_t uri_layout::*moving[] = {&uri_layout::relative, &uri_layout::parent,
+                                                     &uri_layout::name, &uri_layout::name_end,
+                                                     &uri_layout::first_end};
+  place places_[std::size(moving)];
 };
 
 } // namespace zuapi

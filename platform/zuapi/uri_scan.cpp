@@ -182,8 +182,7 @@ const char *uri_scan_text(const char *text, size_t length, uri_scan *scan) {
   const std::string_view source = trimmed({text, length});
   if (source.size() > longest_uri) return "longer than 64 KiB";
   *scan = {};
-  scan->source = source.data();
-  scan->source_length = static_cast<uint32_t>(source.size());
+  scan->source = source;
   scan->add_slash = !source.starts_with('/');
   const uint32_t slashes = source.starts_with("//") ? 2 : scan->add_slash ? 0 : 1;
   if (slashes == 2) scan->flags |= uri_absolute;
@@ -201,12 +200,12 @@ const char *uri_scan_text(const char *text, size_t length, uri_scan *scan) {
 void uri_write_text(char *at, const uri_scan &scan) {
   if (scan.add_slash) *at++ = '/';
   if (scan.verbatim) {
-    put_text(at, {scan.source, scan.source_length});
+    put_text(at, scan.source);
     return;
   }
-  const char *const end = scan.source + scan.source_length;
+  const char *const end = scan.source.data() + scan.source.size();
   bool in_value = false;
-  for (const char *from = scan.source; from < end; ++from) {
+  for (const char *from = scan.source.data(); from < end; ++from) {
     char byte = *from;
     if (byte_is(byte, byte_ends_value)) in_value = false;
     if (!in_value || byte_is(byte, byte_plain)) {
