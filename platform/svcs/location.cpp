@@ -2,9 +2,13 @@
 #include "svcs/svcs.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <numeric>
+#include <string_view>
+#include <tuple>
 
 #include "qmalloc/qmalloc.h"
 
@@ -15,34 +19,24 @@ namespace {
 constexpr uint16_t missing = 0xffff;
 constexpr tarvo_location no_location = {0, missing, missing, 0, 0};
 
-bool is_digit(char byte) {
-  return byte >= '0' && byte <= '9';
+// Reads the decimal number at the front of a text and steps over it; false without one, or when it does not
+// fit.
+template <class Number>
+bool read_number(std::string_view &text, Number &number) {
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+  text.remove_prefix(static_cast<size_t>(read.ptr - text.data()));
+  return read.ec == std::errc();
 }
 
-// Reads the decimal number at `text` and steps over it; false without digits or above `largest`.
-bool read_number(const char *&text, uint64_t largest, uint32_t &number) {
-  if (!is_digit(*text)) return false;
-  uint64_t value = 0;
-  for (; is_digit(*text); ++text) {
-    value = value * 10 + static_cast<uint64_t>(*text - '0');
-    if (value > largest) return false;
+bool read_location(std::string_view text, tarvo_location &location) {
+  if (!read_number(text, location.rack)) return false;
+  for (uint16_t *part : {&location.slot, &location.subslot, &location.port}) {
+    if (text.empty()) return true;
+    if (text.find_first_of("/.-") != 0) return false;
+    text.remove_prefix(1);
+    if (!read_number(text, *part)) return false;
   }
-  number = static_cast<uint32_t>(value);
-  return true;
-}
-
-bool read_location(const char *text, tarvo_location &location) {
-  static constexpr uint64_t largest[4] = {UINT32_MAX, UINT16_MAX, UINT16_MAX, UINT16_MAX};
-  uint32_t parts[4] = {0, missing, missing, 0};
-  for (int part = 0;; ++text) {
-    if (part == 4 || !read_number(text, largest[part], parts[part])) return false;
-    ++part;
-    if (*text == '\0') break;
-    if (*text != '/' && *text != '.' && *text != '-') return false;
-  }
-  location = {parts[0], static_cast<uint16_t>(parts[1]), static_cast<uint16_t>(parts[2]),
-              static_cast<uint16_t>(parts[3]), 0};
-  return true;
+  return text.empty();
 }
 
 unsigned or_zero(uint16_t part) {
@@ -56,44 +50,27 @@ int part_count(const tarvo_location &location) {
   return location.slot != missing ? 2 : 1;
 }
 
-// The parts packed in the order of comparison; a missing part wraps to 0, in front of all numbers. The
-// position makes every key different, which is what makes the sort stable.
-struct sort_key {
-  uint64_t rack_slot_subslot;
-  uint64_t port_position;
-
-  bool operator<(const sort_key &other) const {
-    return rack_slot_subslot != other.rack_slot_subslot ? rack_slot_subslot < other.rack_slot_subslot
-                                                        : port_position < other.port_position;
-  }
-};
-
-sort_key key_of(const tarvo_location &location, uint32_t position) {
+// What the order goes by: a missing part wraps to 0, in front of all numbers; the position keeps it stable.
+auto order_of(const tarvo_location &location, uint32_t position) {
   const auto slot = static_cast<uint16_t>(location.slot + 1);
   const auto subslot = static_cast<uint16_t>(location.subslot + 1);
-  return {uint64_t{location.rack} << 32 | uint64_t{slot} << 16 | subslot,
-          uint64_t{location.port} << 32 | position};
+  return std::tuple(location.rack, slot, subslot, location.port, position);
 }
 
 } // namespace
 
 void tarvo_location_from_str(const char *text, tarvo_location *location) {
+  *location = no_location;
   if (text == nullptr || !read_location(text, *location)) *location = no_location;
 }
 
 int tarvo_location_sort(const tarvo_location *locations, uint32_t count, uint32_t *index, int) {
   if (count == 0) return 0;
   if (locations == nullptr || index == nullptr) return 1;
-  auto *keys = static_cast<sort_key *>(qmalloc_named(ZU_DO_AREA, count * sizeof(sort_key)));
-  if (keys == nullptr) return 1;
-  for (uint32_t position = 0; position < count; ++position) {
-    keys[position] = key_of(locations[position], position);
-  }
-  std::sort(keys, keys + count);
-  for (uint32_t place = 0; place < count; ++place) {
-    index[place] = static_cast<uint32_t>(keys[place].port_position);
-  }
-  qfree_named(keys);
+  std::iota(index, index + count, 0u);
+  std::sort(index, index + count, [locations](uint32_t a, uint32_t b) {
+    return order_of(locations[a], a) < order_of(locations[b], b);
+  });
   return 0;
 }
 
@@ -115,22 +92,14 @@ int tarvo_location_to_str_scheme(uint32_t scheme, const tarvo_location *location
 int tarvo_location_to_nv_scheme(uint32_t scheme, const tarvo_location *location, locsvcs_nvlist *list) {
   *list = {};
   if (scheme > TARVO_SCHEME_PORT) return 1;
-  const struct {
-    const char *name;
-    uint32_t value;
-  } parts[] = {{"rack", location->rack},
-               {"slot", or_zero(location->slot)},
-               {"subslot", or_zero(location->subslot)},
-               {"port", location->port}};
-  auto *pairs =
-      static_cast<locsvcs_nvpair *>(qcalloc_named(ZU_DO_AREA, std::size(parts), sizeof(locsvcs_nvpair)));
+  const locsvcs_nvpair parts[] = {{LOCSVCS_NV_UINT32, "rack", {location->rack}},
+                                  {LOCSVCS_NV_UINT32, "slot", {or_zero(location->slot)}},
+                                  {LOCSVCS_NV_UINT32, "subslot", {or_zero(location->subslot)}},
+                                  {LOCSVCS_NV_UINT32, "port", {location->port}}};
+  void *pairs = qmalloc_named(ZU_DO_AREA, sizeof parts);
   if (pairs == nullptr) return 1;
-  for (size_t part = 0; part < std::size(parts); ++part) {
-    pairs[part].type = LOCSVCS_NV_UINT32;
-    pairs[part].name = parts[part].name;
-    pairs[part].value.u32 = parts[part].value;
-  }
-  *list = {static_cast<uint32_t>(std::size(parts)), pairs};
+  std::memcpy(pairs, parts, sizeof parts);
+  *list = {static_cast<uint32_t>(std::size(parts)), static_cast<locsvcs_nvpair *>(pairs)};
   return 0;
 }
 

@@ -25,8 +25,8 @@ typedef struct tarvo_location {
 void tarvo_location_from_str(const char *text, tarvo_location *location);
 
 /* Fills `index` with the positions 0 to count - 1 of the locations, ordered by rack, slot, subslot, port,
- * a missing slot or subslot before any other; stable. The last argument is reserved. 0, or non-zero when
- * memory is exhausted or an array is none while count is not 0. */
+ * a missing slot or subslot before any other; stable. The last argument is reserved. Takes no memory. 0, or
+ * non-zero when an array is none while count is not 0. */
 int tarvo_location_sort(const tarvo_location *locations, uint32_t count, uint32_t *index, int reserved);
 
 /* Schemes: 0 DEFAULT `rack[/slot[/subslot[/port]]]` with missing ends left out, 1 SLOT `rack/slot`,
