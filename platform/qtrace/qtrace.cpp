@@ -1,12 +1,16 @@
 // The trace service: modules, the level, formatting, and the sink that writes lines to standard error.
 #include "qtrace/qtrace.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <new>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 #include "infra/text.hpp"
 
@@ -14,37 +18,10 @@ int qtrace_current_level = 0;
 
 namespace {
 
-// Plain malloc throughout: tracing must neither consume injected failures nor change what is counted.
-// ---- Modules: few, never unregistered ----
-struct trace_module {
-  trace_module *next;
-  uintptr_t *control;
-  uint16_t id;
-  char name[1]; // as long as the text needs
-};
-
+// Nothing here takes named memory: tracing must neither consume injected failures nor change what is counted.
+// ---- Modules: few, never unregistered; their ids are their places, from 1 ----
 constinit std::mutex modules_mutex;
-constinit trace_module *modules = nullptr; // the newest first, so it has the highest id
-
-trace_module *find_module(const char *name) {
-  trace_module *module = modules;
-  while (module != nullptr && strcmp(module->name, name) != 0) module = module->next;
-  return module;
-}
-
-trace_module *add_module(const char *name) {
-  const uint16_t last = modules != nullptr ? modules->id : uint16_t{0};
-  const size_t length = strlen(name);
-  void *memory = last < UINT16_MAX ? malloc(sizeof(trace_module) + length) : nullptr;
-  if (memory == nullptr) return nullptr;
-  auto *module = static_cast<trace_module *>(memory);
-  module->next = modules;
-  module->control = nullptr;
-  module->id = static_cast<uint16_t>(last + 1);
-  memcpy(module->name, name, length + 1);
-  modules = module;
-  return module;
-}
+constinit std::vector<std::string> modules;
 
 // ---- Texts ----
 // Room for a text that is rarely long. Without memory for more it stays as it is, and the text is cut.
@@ -108,11 +85,14 @@ constinit void *current_context = nullptr;
 int qtrace_module_init_fn(const char *name, uint16_t *id, uintptr_t *control) {
   if (name == nullptr || id == nullptr || control == nullptr) return 1;
   std::lock_guard lock(modules_mutex);
-  trace_module *module = find_module(name);
-  if (module == nullptr) module = add_module(name);
-  if (module == nullptr) return 1;
-  module->control = control;
-  *id = module->id;
+  auto found = std::find(modules.begin(), modules.end(), name);
+  if (found == modules.end() && modules.size() == UINT16_MAX) return 1;
+  try {
+    if (found == modules.end()) found = modules.insert(found, name);
+  } catch (const std::bad_alloc &) {
+    return 1;
+  }
+  *id = static_cast<uint16_t>(found - modules.begin() + 1);
   return 0;
 }
 

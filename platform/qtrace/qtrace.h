@@ -13,8 +13,8 @@
 extern "C" {
 #endif
 
-/* Registers a module: stores its new id in `*id` (from 1). The control word belongs to the caller and is
- * only kept by address. 0 on success, non-zero when an argument is none or memory or ids are exhausted. The
+/* Registers a module: stores its new id in `*id` (from 1). The control word is the caller's
+ * own. 0 on success, non-zero when an argument is none or memory or ids are exhausted. The
  * same name gives the same id. */
 int qtrace_module_init_fn(const char *name, uint16_t *id, uintptr_t *control);
 
