@@ -55,28 +55,23 @@ struct counter_set {
   std::atomic<int64_t> total_blocks;
 };
 
-// The counters of one thread. Only the owner writes, so a load and a store do for an addition; others read.
+// The counters of one thread. Only the owner writes, so a load and a store do for an addition; others read. A
+// thread that ends leaves them to the next one, which goes on counting.
 struct thread_record {
   counter_set counters[area_count + 1];
   thread_record *next;
-  thread_record *previous;
+  bool taken;
 };
 
-// Guards the list of records and the folding of one, so that a reader sees every count exactly once.
+// Guards the list of records and who takes which.
 constinit std::mutex records_mutex;
 constinit thread_record *records = nullptr;
-// What finished threads counted, and threads that have no record.
-constinit counter_set folded[area_count + 1]{};
+// What threads count that have no record.
+constinit counter_set shared[area_count + 1]{};
 
 // Reached through the static TLS block: one instruction instead of a call.
 thread_local constinit thread_record *current __attribute__((tls_model("initial-exec"))) = nullptr;
 thread_local constinit bool thread_is_over = false;
-
-void add_shared(counter_set &to, int64_t blocks, int64_t bytes, int64_t total) {
-  to.live_blocks.fetch_add(blocks, std::memory_order_relaxed);
-  to.live_bytes.fetch_add(bytes, std::memory_order_relaxed);
-  to.total_blocks.fetch_add(total, std::memory_order_relaxed);
-}
 
 void add_own(std::atomic<int64_t> &to, int64_t difference) {
   to.store(to.load(std::memory_order_relaxed) + difference, std::memory_order_relaxed);
@@ -88,36 +83,27 @@ void add_own(counter_set &to, int64_t blocks, int64_t bytes, int64_t total) {
   add_own(to.total_blocks, total);
 }
 
-// Folds the thread's counters when it ends. What later destructors of the thread free is counted shared.
+// What later destructors of the thread free is counted shared.
 struct thread_end {
   ~thread_end() {
-    thread_record *record = current;
+    std::lock_guard lock(records_mutex);
+    current->taken = false;
     current = nullptr;
     thread_is_over = true;
-    std::lock_guard lock(records_mutex);
-    for (uint32_t slot = 0; slot <= area_count; ++slot) {
-      const counter_set &own = record->counters[slot];
-      add_shared(folded[slot], own.live_blocks.load(std::memory_order_relaxed),
-                 own.live_bytes.load(std::memory_order_relaxed),
-                 own.total_blocks.load(std::memory_order_relaxed));
-    }
-    (record->previous != nullptr ? record->previous->next : records) = record->next;
-    if (record->next != nullptr) record->next->previous = record->previous;
-    free(record);
   }
 };
 
-// Gives the thread its record; none when there is no memory for one.
-thread_record *make_record() {
-  void *memory = calloc(1, sizeof(thread_record));
-  if (memory == nullptr) return nullptr;
-  auto *record = new (memory) thread_record{};
-  {
-    std::lock_guard lock(records_mutex);
-    record->next = records;
-    if (records != nullptr) records->previous = record;
-    records = record;
+// Gives the thread a record; none when there is no memory for one.
+thread_record *take_record() {
+  std::lock_guard lock(records_mutex);
+  thread_record *record = records;
+  while (record != nullptr && record->taken) record = record->next;
+  if (record == nullptr) {
+    void *memory = calloc(1, sizeof(thread_record));
+    if (memory == nullptr) return nullptr;
+    records = record = new (memory) thread_record{{}, records, false};
   }
+  record->taken = true;
   current = record;
   static thread_local thread_end at_thread_end;
   (void)&at_thread_end;
@@ -126,12 +112,11 @@ thread_record *make_record() {
 
 __attribute__((noinline, cold)) void count_without_record(uint32_t slot, int64_t blocks, int64_t bytes,
                                                           int64_t total) {
-  thread_record *record = thread_is_over ? nullptr : make_record();
-  if (record != nullptr) {
-    add_own(record->counters[slot], blocks, bytes, total);
-  } else {
-    add_shared(folded[slot], blocks, bytes, total);
-  }
+  thread_record *record = thread_is_over ? nullptr : take_record();
+  if (record != nullptr) return add_own(record->counters[slot], blocks, bytes, total);
+  shared[slot].live_blocks.fetch_add(blocks, std::memory_order_relaxed);
+  shared[slot].live_bytes.fetch_add(bytes, std::memory_order_relaxed);
+  shared[slot].total_blocks.fetch_add(total, std::memory_order_relaxed);
 }
 
 inline void count(uint32_t slot, int64_t blocks, int64_t bytes, int64_t total) {
@@ -253,7 +238,7 @@ qmalloc_counters qmalloc_count(uint32_t area) {
     sum.total_blocks += from.total_blocks.load(std::memory_order_relaxed);
   };
   std::lock_guard lock(records_mutex);
-  add(folded[slot]);
+  add(shared[slot]);
   for (const thread_record *record = records; record != nullptr; record = record->next) {
     add(record->counters[slot]);
   }
