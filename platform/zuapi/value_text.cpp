@@ -71,30 +71,12 @@ int add_display(zu_do_value *value, bool hide_secrets, zu_do_strbuf *buffer) {
   return add_escaped(buffer, value->text(), has_typedef(value, "Text"));
 }
 
-const char *print(double number, char *room, size_t *length) {
+template <class Number>
+const char *print(Number number, char *room, size_t *length) {
   const auto result = std::to_chars(room, room + ZU_DO_VALUE_ROOM - 1, number);
   *result.ptr = '\0';
   *length = static_cast<size_t>(result.ptr - room);
   return room;
-}
-
-// Written from the end of the room.
-const char *print(uint64_t number, bool negative, char *room, size_t *length) {
-  char *const end = room + ZU_DO_VALUE_ROOM - 1;
-  char *at = end;
-  *at = '\0';
-  for (; number > UINT32_MAX; number /= 10) *--at = static_cast<char>('0' + number % 10);
-  auto rest = static_cast<uint32_t>(number);
-  for (; rest > 9; rest /= 10) *--at = static_cast<char>('0' + rest % 10);
-  *--at = static_cast<char>('0' + rest);
-  if (negative) *--at = '-';
-  *length = static_cast<size_t>(end - at);
-  return at;
-}
-
-const char *print(int64_t number, char *room, size_t *length) {
-  const auto bits = static_cast<uint64_t>(number);
-  return print(number < 0 ? 0 - bits : bits, number < 0, room, length);
 }
 
 // How many bytes at the front stand for themselves in key form.
@@ -118,7 +100,7 @@ const char *give(std::string_view text, size_t *length) {
   case ZU_DO_TYPE_BOOL:
     return value->content().boolean ? give("true", length) : give("false", length);
   case ZU_DO_TYPE_UINT:
-    return print(value->content().whole, false, room, length);
+    return print(value->content().whole, room, length);
   case ZU_DO_TYPE_DOUBLE:
     return print(value->content().number, room, length);
   case ZU_DO_TYPE_MR_URI:
