@@ -1,4 +1,4 @@
-// Interned names: one object for each text, found through a sharded table.
+// Interned names: one object for each text, found through one table.
 #include <mutex>
 #include <shared_mutex>
 
@@ -8,30 +8,24 @@ using namespace zuapi;
 
 namespace {
 
-constexpr uint32_t shard_count = 64;
-
 // The memory of the index is no part of what is counted: it stays for the names to come.
-struct name_shard {
+struct name_table {
   std::shared_mutex lock;
   infra::hash_index<zu_do_name *, nullptr> names{0};
 };
 
-struct name_table {
-  name_shard shards[shard_count];
-};
-
 // Never destroyed: names may be released while the process ends.
-name_shard &shard_of(uint32_t hash) {
+name_table &table() {
   alignas(name_table) static unsigned char room[sizeof(name_table)];
   static name_table *made = new (room) name_table;
-  return made->shards[hash / (UINT32_MAX / shard_count + 1)]; // the index goes by the low bits
+  return *made;
 }
 
-// A new reference on the name of that text. Whoever holds the shard's lock may raise the count of a name
+// A new reference on the name of that text. Whoever holds the table's lock may raise the count of a name
 // that is in the table: a name whose count falls to 0 leaves it under the exclusive lock.
-zu_do_name *find(name_shard &shard, uint32_t hash, std::string_view text) {
+zu_do_name *find(uint32_t hash, std::string_view text) {
   return zu_do_name_ref(
-      shard.names.find(hash, [text](const zu_do_name *name) { return name->view() == text; }));
+      table().names.find(hash, [text](const zu_do_name *name) { return name->view() == text; }));
 }
 
 zu_do_name *make(uint32_t hash, std::string_view text) {
@@ -52,25 +46,23 @@ zu_do_name *intern(std::string_view text) {
   if (text.empty() || text.size() > longest_name) return nullptr;
   if (zu_do_name *known = known_name_of(text)) return known;
   const uint32_t hash = hash_text(text.data(), text.size());
-  name_shard &shard = shard_of(hash);
   {
-    std::shared_lock reading(shard.lock);
-    if (zu_do_name *name = find(shard, hash, text)) return name;
+    std::shared_lock reading(table().lock);
+    if (zu_do_name *name = find(hash, text)) return name;
   }
-  std::unique_lock writing(shard.lock);
-  if (zu_do_name *name = find(shard, hash, text)) return name;
+  std::unique_lock writing(table().lock);
+  if (zu_do_name *name = find(hash, text)) return name;
   zu_do_name *name = make(hash, text);
-  if (name == nullptr || shard.names.insert(hash, name)) return name;
+  if (name == nullptr || table().names.insert(hash, name)) return name;
   release(name);
   return nullptr;
 }
 
 void release_last(zu_do_name *name) {
-  name_shard &shard = shard_of(name->hash);
   {
-    std::unique_lock writing(shard.lock);
+    std::unique_lock writing(table().lock);
     if (name->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-    shard.names.erase(name->hash, name);
+    table().names.erase(name->hash, name);
   }
   release(name);
 }
