@@ -1,16 +1,38 @@
-// Memory for many small things that go together: pieces of big chunks.
+// Named memory for C++: standard containers, and pieces of big chunks for many small things that go together.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "qmalloc/qmalloc.h"
 
 namespace infra {
+
+// The allocator of containers whose memory counts as that of data objects.
+template <class T>
+struct charged {
+  using value_type = T;
+
+  charged() = default;
+  template <class U>
+  charged(const charged<U> &) noexcept {}
+  T *allocate(size_t count) {
+    void *block = qmalloc_named(ZU_DO_AREA, count * sizeof(T));
+    if (block == nullptr) throw std::bad_alloc();
+    return static_cast<T *>(block);
+  }
+  void deallocate(T *block, size_t) noexcept { qfree_named(block); }
+  bool operator==(const charged &) const = default;
+};
+using string = std::basic_string<char, std::char_traits<char>, charged<char>>;
+template <class T>
+using vector = std::vector<T, charged<T>>;
 
 // Hands out pieces of big chunks and frees them all at once. Throws std::bad_alloc.
 class arena {

@@ -26,6 +26,13 @@ inline json::array elements_of(json::value &value) {
   return value.get_array();
 }
 
+// The text, which gets behind it what the parser reads beyond an end.
+inline std::string_view padded(infra::string &text) {
+  const size_t length = text.size();
+  text.append(simdjson::SIMDJSON_PADDING, '\0');
+  return {text.data(), length};
+}
+
 // Runs `read`, in which the parser reads that text. Throws a refusal of what comes first in the text, or
 // std::bad_alloc.
 template <class Read>

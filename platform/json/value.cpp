@@ -25,13 +25,14 @@ zu_do_value *counted(zu_do_value &cell) {
   return value;
 }
 
-// The only value of a document: the only element of `padded`, which is the text in brackets, because the
+// The only value of a document: the only element of the text in brackets, because the
 // parser walks only into containers.
-zu_do_value *read_only_element(const std::string &padded, size_t length) {
+zu_do_value *read_only_element(std::string_view bracketed) {
   json::parser parser;
-  json::document document = parser.iterate(padded.data(), length + 2, padded.size());
+  json::document document =
+      parser.iterate(bracketed.data(), bracketed.size(), bracketed.size() + simdjson::SIMDJSON_PADDING);
   arena memory;
-  value_reader reader(padded.data() + 1, memory, true);
+  value_reader reader(bracketed.data() + 1, memory, true);
   zu_do_value cell = zuapi::cell_none();
   size_t count = 0;
   for (json::value value : json::array(document.get_array())) {
@@ -39,16 +40,17 @@ zu_do_value *read_only_element(const std::string &padded, size_t length) {
     ++count;
   }
   const bool closed_early = document.current_location().error() == simdjson::SUCCESS;
-  if (count != 1 || closed_early) throw refusal{length, "not one value"}; // the text is not JSON
+  if (count != 1 || closed_early)
+    throw refusal{bracketed.size() - 2, "not one value"}; // the text is not JSON
   return counted(cell);
 }
 
 zu_do_value *read_value(std::string_view text) {
-  std::string padded;
-  padded.reserve(text.size() + 2 + simdjson::SIMDJSON_PADDING);
-  padded.append(1, '[').append(text).append(1, ']').append(simdjson::SIMDJSON_PADDING, ' ');
+  infra::string bracketed;
+  bracketed.reserve(text.size() + 2 + simdjson::SIMDJSON_PADDING);
+  bracketed.append(1, '[').append(text).append(1, ']');
   zu_do_value *value = nullptr;
-  read_json(text, [&] { value = read_only_element(padded, text.size()); });
+  read_json(text, [&] { value = read_only_element(padded(bracketed)); });
   return value;
 }
 

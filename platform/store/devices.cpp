@@ -135,8 +135,7 @@ private:
 // The text is a data file in JSON. Throws zu_json::refusal, source_failure or std::bad_alloc.
 void import(std::string_view text, const source_name &to) {
   snapshot data;
-  padded_text copy;
-  copy.append(text);
+  infra::string copy(text);
   load_json(copy, data);
   paths_of paths(data);
   std::vector<std::string> records; // their properties, in the order of the snapshot's records

@@ -32,24 +32,24 @@ private:
 };
 
 // Reads a file or pipe to its end: 0 or the system's error number. Throws std::bad_alloc.
-int read_whole(const char *path, padded_text &text) {
+int read_whole(const char *path, infra::string &text) {
   const file_handle file(path);
   if (file.number() < 0) return errno;
   struct stat about = {};
   if (fstat(file.number(), &about) != 0) return errno;
   if (S_ISDIR(about.st_mode)) return EISDIR;
+  // A byte more than the file is said to have shows its end without growing; the parser's padding fits too.
   constexpr size_t least = size_t{64} << 10;
-  // One byte more than the file is said to have, so that its end is seen without growing.
-  text.reserve(S_ISREG(about.st_mode) ? static_cast<size_t>(about.st_size) + 1 : least);
-  for (;;) {
-    if (text.room() == 0) text.reserve(text.view().size() * 2 + least);
-    const ssize_t length = read(file.number(), text.end(), text.room());
-    if (length == 0) return 0;
-    if (length > 0) {
-      text.extend(static_cast<size_t>(length));
-    } else if (errno != EINTR) {
-      return errno;
-    }
+  text.resize((S_ISREG(about.st_mode) ? static_cast<size_t>(about.st_size) : least) +
+              simdjson::SIMDJSON_PADDING);
+  for (size_t length = 0;;) {
+    if (length == text.size()) text.resize(length * 2);
+    const ssize_t more = read(file.number(), text.data() + length, text.size() - length);
+    if (more < 0 && errno != EINTR) return errno;
+    if (more > 0) length += static_cast<size_t>(more);
+    if (more != 0) continue;
+    text.resize(length);
+    return 0;
   }
 }
 
@@ -74,7 +74,7 @@ bool is_yaml_name(std::string_view path) {
 
 // A text as JSON, and the YAML document that it was made of.
 struct json_text {
-  padded_text text;
+  infra::string text;
   zu_yaml::document yaml;
   bool is_yaml = false;
 };
@@ -86,12 +86,11 @@ bool read_source(const zu_store_text &given, json_text &made, zu_do_error **erro
     report(error, ZU_CANNOT_OPEN, std::string(given.name) + ": " + std::generic_category().message(number));
     return false;
   }
-  if (given.text != nullptr) made.text.append({given.text, given.length});
+  if (given.text != nullptr) made.text.assign(given.text, given.length);
   made.is_yaml = given.text == nullptr ? is_yaml_name(given.name) : given.yaml != 0;
   if (!made.is_yaml) return true;
-  if (!convert(given.name, made.text.view(), made.yaml, error)) return false;
-  made.text.clear();
-  made.text.append(made.yaml.json);
+  if (!convert(given.name, made.text, made.yaml, error)) return false;
+  made.text = made.yaml.json;
   return true;
 }
 
@@ -101,18 +100,17 @@ bool load_into(snapshot &data, const std::vector<zu_store_text> &given, zu_do_er
   std::vector<json_text> texts(given.size()); // those of classes are shown in messages about later ones
   loader reader(data);
   for (size_t i = 0; i < given.size(); ++i) {
-    padded_text &text = texts[i].text;
     if (!read_source(given[i], texts[i], error)) return false;
-    text.pad();
-    const named_text from = {given[i].name, text.view(), texts[i].is_yaml ? &texts[i].yaml : nullptr};
+    const named_text from = {given[i].name, zu_json::padded(texts[i].text),
+                             texts[i].is_yaml ? &texts[i].yaml : nullptr};
     try {
-      zu_json::read_json(from.text, [&] { reader.read(from, text.capacity(), i + 1 < given.size()); });
+      zu_json::read_json(from.text, [&] { reader.read(from, i + 1 < given.size()); });
     } catch (const zu_json::refusal &refused) {
       report(error, ZU_FAILED, from.place_of(refused.offset) + ": " + refused.message);
       return false;
     }
   }
-  texts.back().text.drop(); // before the records take its memory
+  infra::string().swap(texts.back().text); // before the records take its memory
   reader.finish();
   return true;
 }

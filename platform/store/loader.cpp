@@ -10,10 +10,10 @@
 
 namespace store {
 
-void loader::read(const named_text &from, size_t capacity, bool classes_only) {
+void loader::read(const named_text &from, bool classes_only) {
   sources_.push_back(from);
   const std::string_view text = text_ = from.text;
-  capacity_ = capacity;
+  const size_t capacity = text.size() + simdjson::SIMDJSON_PADDING;
   classes_only_ = classes_only;
   reader_.start(at_ = text.data());
   json::parser parser;
@@ -80,7 +80,8 @@ void loader::expect_object(json::value &value, const char *what, std::string_vie
 
 bool loader::is_named(const json::field &field, std::string_view name) const {
   // The end of what may be read may be nearer than that of a long name.
-  const auto room = static_cast<size_t>(text_.data() + capacity_ - field.key().raw());
+  const char *const end = text_.data() + text_.size() + simdjson::SIMDJSON_PADDING;
+  const auto room = static_cast<size_t>(end - field.key().raw());
   return name.size() < room && field.key().unsafe_is_equal(name.size(), name);
 }
 
@@ -287,12 +288,12 @@ void loader::end_record(uint32_t path) {
   cells_.clear();
 }
 
-void load_json(padded_text &text, snapshot &data, const std::vector<path_keys> &keys) {
-  text.pad();
+void load_json(infra::string &text, snapshot &data, const std::vector<path_keys> &keys) {
+  const std::string_view padded = zu_json::padded(text);
   loader reader(data);
   for (const path_keys &each : keys) reader.add_keys(each.path, each.keys);
-  zu_json::read_json(text.view(), [&] { reader.read({"", text.view(), nullptr}, text.capacity(), false); });
-  text.drop(); // before the records take its memory
+  zu_json::read_json(padded, [&] { reader.read({"", padded, nullptr}, false); });
+  infra::string().swap(text); // before the records take its memory
   reader.finish();
 }
 

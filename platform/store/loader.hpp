@@ -3,7 +3,6 @@
 
 #include "store/index_builder.hpp"
 #include "store/message.hpp"
-#include "store/padded_text.hpp"
 #include "store/path_builder.hpp"
 #include "store/record_log.hpp"
 #include "json/reader.hpp"
@@ -23,10 +22,10 @@ public:
   // Names that are keys of a path's records, though those in the texts may have others; given before they are
   // read.
   void add_keys(std::string_view path, std::string_view keys); // a ';' after each
-  // Reads a text of classes only, or of records too, as the last one. It must be readable `capacity` bytes
-  // far, as the parser asks for, and stay until all are read. Throws refusal, simdjson::simdjson_error (the
+  // Reads a text of classes only, or of records too, as the last one. It must be padded for the parser, and
+  // stay until all are read. Throws refusal, simdjson::simdjson_error (the
   // text is not JSON) or std::bad_alloc.
-  void read(const named_text &from, size_t capacity, bool classes_only);
+  void read(const named_text &from, bool classes_only);
   // Makes the snapshot of what was read; needs the texts no more. Throws std::bad_alloc.
   void finish();
 
@@ -87,7 +86,6 @@ private:
 
   std::vector<named_text> sources_; // that have been read, and the one that is
   std::string_view text_;
-  size_t capacity_ = 0;
   bool classes_only_ = false;
   snapshot &data_;
   value_reader reader_;
@@ -113,6 +111,6 @@ struct path_keys {
   std::string_view path;
   std::string_view keys;
 };
-void load_json(padded_text &text, snapshot &data, const std::vector<path_keys> &keys = {});
+void load_json(infra::string &text, snapshot &data, const std::vector<path_keys> &keys = {});
 
 } // namespace store

@@ -53,8 +53,8 @@ std::optional<std::string> record_in(zu_do_nvlist *query, const std::string &par
 }
 
 // The class of a path as a member of a data file's classes.
-void write_class(const std::string &path, const path_facts &known, padded_text &text) {
-  if (!text.view().ends_with('{')) text.append(",");
+void write_class(const std::string &path, const path_facts &known, infra::string &text) {
+  if (!text.ends_with('{')) text.append(",");
   text.append(nlohmann::json(path).dump() + ":{" + known.declared);
   if (!known.declared.empty() && !known.others.empty()) text.append(",");
   text.append(known.others + "}");
@@ -159,8 +159,7 @@ const snapshot *on_demand::read(selection wanted) {
       wanted.of == selection::kind::path ? all : all + static_cast<char>(wanted.of) + wanted.text;
   if (const auto found = parts_.find(key); found != parts_.end()) return found->second.get();
 
-  padded_text text;
-  text.append("{\"classes\":{");
+  infra::string text = "{\"classes\":{";
   std::vector<path_keys> keys;
   for (const std::string &path : wanted.paths) {
     const path_facts *known = from_->facts(path);
@@ -172,7 +171,7 @@ const snapshot *on_demand::read(selection wanted) {
   std::vector<std::pair<size_t, std::string>> starts; // of the records in the text
   from_->read(wanted, [&](std::string_view uri, std::string_view properties) {
     if (!starts.empty()) text.append(",");
-    starts.emplace_back(text.view().size(), uri);
+    starts.emplace_back(text.size(), uri);
     text.append(nlohmann::json(uri).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
     text.append(":");
     text.append(properties);

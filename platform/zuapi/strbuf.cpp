@@ -1,92 +1,56 @@
 // Growable string buffers, and formatted texts.
 #include <charconv>
 #include <cstdarg>
+#include <exception>
 
+#include "infra/memory.hpp"
 #include "zuapi/objects.hpp"
 
 using namespace zuapi;
 
-// A buffer that could not grow has no room (capacity and length are 0) and a code, so that the fast path of
-// an append needs no test of its own.
 struct zu_do_strbuf {
-  char *data; // `first`, or a block; capacity + 1 bytes
-  size_t length;
-  size_t capacity;
-  size_t room; // the capacity of `data`, also while the buffer is failed
-  int code;
-  char first[212];
+  infra::string text; // empty in a failed buffer
+  int code = ZU_OK;
 };
 
 namespace {
 
-constexpr size_t first_room = sizeof(zu_do_strbuf::first) - 1;
-
-int fail(zu_do_strbuf *buffer) {
-  buffer->length = buffer->capacity = 0;
-  return buffer->code = ZU_EXHAUSTED;
-}
-
-// Makes room for `more` bytes: the buffer's code.
-[[gnu::noinline]] int make_room(zu_do_strbuf *buffer, size_t more) {
+// Appends as the step does; a text that finds no room fails the buffer.
+template <class Step>
+int append(zu_do_strbuf *buffer, Step &&step) {
+  if (buffer == nullptr) return ZU_FAILED;
   if (buffer->code != ZU_OK) return buffer->code;
-  if (more > static_cast<size_t>(PTRDIFF_MAX) - buffer->length - 1) return fail(buffer);
-  size_t room = buffer->capacity * 2;
-  if (room < buffer->length + more) room = buffer->length + more;
-  const bool owned = buffer->data != buffer->first;
-  void *block = qrealloc_named(ZU_DO_AREA, owned ? buffer->data : nullptr, room + 1);
-  if (block == nullptr) return fail(buffer);
-  if (!owned) memcpy(block, buffer->first, buffer->length);
-  buffer->data = static_cast<char *>(block);
-  buffer->capacity = buffer->room = room;
-  return ZU_OK;
-}
-
-// Where `count` more bytes go, or none.
-inline char *extend(zu_do_strbuf *buffer, size_t count) {
-  if (count > buffer->capacity - buffer->length && make_room(buffer, count) != ZU_OK) return nullptr;
-  char *at = buffer->data + buffer->length;
-  buffer->length += count;
-  return at;
+  try {
+    step(buffer->text);
+    return ZU_OK;
+  } catch (const std::exception &) { // memory, or a length beyond any
+    buffer->text.clear();
+    return buffer->code = ZU_EXHAUSTED;
+  }
 }
 
 } // namespace
 
 zu_do_strbuf *zu_do_strbuf_new(void) {
-  auto *buffer = allocate<zu_do_strbuf>();
-  if (buffer == nullptr) return nullptr;
-  buffer->data = buffer->first;
-  buffer->length = 0;
-  buffer->capacity = buffer->room = first_room;
-  buffer->code = ZU_OK;
-  return buffer;
+  return allocate<zu_do_strbuf>();
 }
 
 void zu_do_strbuf_deref(zu_do_strbuf *buffer) {
   if (buffer == nullptr) return;
-  if (buffer->data != buffer->first) release(buffer->data);
+  buffer->~zu_do_strbuf();
   release(buffer);
 }
 
 int zu_do_strbuf_add_string(zu_do_strbuf *buffer, const char *text) {
-  if (buffer == nullptr) return ZU_FAILED;
-  return text == nullptr ? buffer->code : zu_do_strbuf_add_bytes(buffer, text, strlen(text));
+  return zu_do_strbuf_add_bytes(buffer, text, text == nullptr ? 0 : strlen(text));
 }
 
 int zu_do_strbuf_add_bytes(zu_do_strbuf *buffer, const char *bytes, size_t length) {
-  if (buffer == nullptr) return ZU_FAILED;
-  if (length == 0) return buffer->code;
-  char *at = extend(buffer, length);
-  if (at == nullptr) return ZU_EXHAUSTED;
-  memcpy(at, bytes, length);
-  return ZU_OK;
+  return append(buffer, [=](infra::string &text) { text.append(bytes, length); });
 }
 
 int zu_do_strbuf_add_char(zu_do_strbuf *buffer, char character) {
-  if (buffer == nullptr) return ZU_FAILED;
-  char *at = extend(buffer, 1);
-  if (at == nullptr) return ZU_EXHAUSTED;
-  *at = character;
-  return ZU_OK;
+  return zu_do_strbuf_add_fill(buffer, character, 1);
 }
 
 int zu_do_strbuf_add_long(zu_do_strbuf *buffer, int64_t number) {
@@ -100,33 +64,25 @@ int zu_do_strbuf_add_tab(zu_do_strbuf *buffer, uint32_t count) {
 }
 
 int zu_do_strbuf_add_fill(zu_do_strbuf *buffer, char character, size_t count) {
-  if (buffer == nullptr) return ZU_FAILED;
-  if (count == 0) return buffer->code;
-  char *at = extend(buffer, count);
-  if (at == nullptr) return ZU_EXHAUSTED;
-  memset(at, character, count);
-  return ZU_OK;
+  return append(buffer, [=](infra::string &text) { text.append(count, character); });
 }
 
 const char *zu_do_strbuf_to_string(zu_do_strbuf *buffer) {
-  if (buffer == nullptr || buffer->code != ZU_OK) return nullptr;
-  buffer->data[buffer->length] = '\0';
-  return buffer->data;
+  return buffer == nullptr || buffer->code != ZU_OK ? nullptr : buffer->text.c_str();
 }
 
 size_t zu_do_strbuf_get_len(zu_do_strbuf *buffer) {
-  return buffer == nullptr ? 0 : buffer->length;
+  return buffer == nullptr ? 0 : buffer->text.size();
 }
 
 void zu_do_strbuf_clear(zu_do_strbuf *buffer) {
   if (buffer == nullptr) return;
-  buffer->length = 0;
-  buffer->capacity = buffer->room;
+  buffer->text.clear();
   buffer->code = ZU_OK;
 }
 
 void zu_do_strbuf_print_fp(zu_do_strbuf *buffer, FILE *stream) {
-  if (buffer != nullptr && buffer->length > 0) fwrite(buffer->data, 1, buffer->length, stream);
+  if (buffer != nullptr) fwrite(buffer->text.data(), 1, buffer->text.size(), stream);
 }
 
 int __tessel_asprintf(char **text, const char *format, ...) {
