@@ -43,12 +43,18 @@ bool truth_of(zu_do_value *value) {
 // Which sides of an order a comparison is true for.
 enum : unsigned { below = 1, same = 2, above = 4 };
 
+int order(zu_do_value *a, zu_do_value *b) {
+  if (is_number(a) && is_number(b)) return zu_do_value_compare(a, b);
+  zuapi::shown_text a_shown, b_shown;
+  return a_shown.of(a).compare(b_shown.of(b));
+}
+
+// Throws std::bad_alloc.
 class evaluation {
 public:
   evaluation(const node *nodes, zu_do_properties *properties) : nodes_(nodes), properties_(properties) {}
 
   bool holds(const node &what);
-  bool exhausted() const { return exhausted_; }
 
 private:
   const node *first(const node &group) const { return &group + 1; }
@@ -56,12 +62,10 @@ private:
   zu_do_value *value_at(const node &what);
   bool any_argument(const node &group, bool truth);
   bool equal(const node &group);
-  int order(zu_do_value *a, zu_do_value *b);
   bool ordered(const node &group, unsigned wanted);
 
   const node *nodes_;
   zu_do_properties *properties_;
-  bool exhausted_ = false;
 };
 
 // A side of a comparison: borrowed, none for null. A group is a boolean, whose values need no memory.
@@ -123,23 +127,17 @@ bool evaluation::ordered(const node &group, unsigned wanted) {
   return (wanted & (found < 0 ? below : found > 0 ? above : same)) != 0;
 }
 
-int evaluation::order(zu_do_value *a, zu_do_value *b) {
-  if (is_number(a) && is_number(b)) return zu_do_value_compare(a, b);
-  zuapi::shown_text a_shown, b_shown;
-  const std::string_view a_text = a_shown.of(a), b_text = b_shown.of(b);
-  exhausted_ = exhausted_ || a_text.data() == nullptr || b_text.data() == nullptr;
-  return a_text.compare(b_text);
-}
-
 } // namespace
 
 bool evaluate(const zu_cond_list &list, zu_do_properties *properties, bool *holds) noexcept {
   const node *nodes = list.nodes();
-  evaluation run(nodes, properties);
-  const bool answer = run.holds(nodes[1].end == list.count ? nodes[1] : nodes[0]); // mostly there is but one
-  if (run.exhausted()) return false;
-  *holds = answer;
-  return true;
+  try {
+    const node &all = nodes[1].end == list.count ? nodes[1] : nodes[0]; // mostly there is but one
+    *holds = evaluation(nodes, properties).holds(all);
+    return true;
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
 }
 
 } // namespace zu_cond

@@ -3,13 +3,13 @@
 #include <cstdarg>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "cli_exec/cond_tree.hpp"
+#include "infra/memory.hpp"
 #include "infra/text.hpp"
 #include "qmalloc/qmalloc.h"
 #include "zuapi/name.h"
@@ -22,15 +22,8 @@ namespace {
 constexpr unsigned max_depth = 64;
 constexpr size_t max_text = UINT32_MAX / 2; // node indexes are 32 bits wide and a node takes a byte or more
 
-template <auto release>
-struct releaser {
-  template <typename T>
-  void operator()(T *object) const {
-    release(object);
-  }
-};
-using owned_value = std::unique_ptr<zu_do_value, releaser<zu_do_value_deref>>;
-using owned_error = std::unique_ptr<zu_do_error, releaser<zu_do_error_deref>>;
+using owned_value = infra::owned<zu_do_value, zu_do_value_deref>;
+using owned_error = infra::owned<zu_do_error, zu_do_error_deref>;
 
 void release_nodes(const node *nodes, size_t count) {
   for (const node *each = nodes; each != nodes + count; ++each) {

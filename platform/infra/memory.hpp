@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -33,6 +34,17 @@ struct charged {
 using string = std::basic_string<char, std::char_traits<char>, charged<char>>;
 template <class T>
 using vector = std::vector<T, charged<T>>;
+
+// A reference on a counted object, released by that function.
+template <auto release>
+struct releaser {
+  template <class T>
+  void operator()(T *object) const {
+    release(object);
+  }
+};
+template <class T, auto release>
+using owned = std::unique_ptr<T, releaser<release>>;
 
 // Hands out pieces of big chunks and frees them all at once. Throws std::bad_alloc.
 class arena {

@@ -7,24 +7,6 @@ namespace store {
 
 namespace {
 
-// Room for a text that is rarely long.
-class scratch_text {
-public:
-  explicit scratch_text(size_t size)
-      : text_(size <= sizeof short_ ? short_ : static_cast<char *>(qmalloc_named(ZU_DO_AREA, size))) {}
-  ~scratch_text() {
-    if (text_ != short_) qfree_named(text_);
-  }
-  scratch_text(const scratch_text &) = delete;
-  scratch_text &operator=(const scratch_text &) = delete;
-
-  char *data() { return text_; } // none when memory is exhausted
-
-private:
-  char short_[256];
-  char *text_;
-};
-
 // A path, in a URI: without query, split at the location.
 struct path_part {
   bool absolute;
@@ -53,89 +35,57 @@ bool gives_all_keys(const snapshot &data, const path_entry &path, const path_par
 }
 
 // The records of the path that a URI without a query, or with one of type 2, gives in full.
-int look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
+void look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
   if (zu_do_uri_get_coll_type(uri) != 0) uri = zu_do_uri_get_parent_uri(uri);
-  if (uri == nullptr) return ZU_EXHAUSTED;
+  if (uri == nullptr) throw std::bad_alloc();
+  auto &rows = found.pick();
   if (!uri->is_absolute()) {
-    bool good = true;
-    data.find_all_relative(uri, [&](uint32_t id) { good = good && found.add(data.records[id]); });
-    return good ? ZU_OK : ZU_EXHAUSTED;
+    data.find_all_relative(uri, [&](uint32_t id) { rows.push_back(data.records[id]); });
+  } else if (const uint32_t id = data.find(uri); id != no_id) {
+    rows.push_back(data.records[id]);
   }
-  const uint32_t id = data.find(uri);
-  return id == no_id || found.add(data.records[id]) ? ZU_OK : ZU_EXHAUSTED;
 }
 
-int scan(const path_entry &path, const path_part &asked, answer &found) {
+void scan(const path_entry &path, const path_part &asked, answer &found) {
   for (uint32_t i = 0; i < path.records.count; ++i) {
     zu_do_vlist *row = path.records.rows[i];
     const path_part stored(zuapi::row_uri(row));
     const bool located = !asked.absolute || (stored.absolute && keys_match(asked.location, stored.location));
-    if (located && keys_match(asked.below, stored.below) && !found.add(row)) return ZU_EXHAUSTED;
+    if (located && keys_match(asked.below, stored.below)) found.pick().push_back(row);
   }
-  return ZU_OK;
 }
 
-int keep_query(zu_do_uri *uri, answer &found) {
+void keep_query(const zu_do_uri *uri, answer &found) {
   const std::string_view query = uri->query();
   const size_t split = query.find('=');
-  const std::string_view encoded = query.substr(split + 1);
-  scratch_text text(encoded.size());
-  if (text.data() == nullptr) return ZU_EXHAUSTED;
-  const size_t length = zuapi::uri_decode_value(encoded, text.data());
-  return keep_rows_with(query.substr(0, split), {text.data(), length}, found);
+  infra::string text(query.substr(split + 1));
+  text.resize(zuapi::uri_decode_value(query.substr(split + 1), text.data()));
+  keep_rows_with(query.substr(0, split), text, found);
 }
 
 } // namespace
 
-bool answer::add(zu_do_vlist *row) {
-  if (rows_.count == capacity_) {
-    const uint32_t capacity = capacity_ == 0 ? 4 : capacity_ * 2;
-    void *grown = qrealloc_named(ZU_DO_AREA, own_, capacity * sizeof(zu_do_vlist *));
-    if (grown == nullptr) return false;
-    own_ = static_cast<zu_do_vlist **>(grown);
-    rows_.rows = own_;
-    capacity_ = capacity;
-  }
-  own_[rows_.count++] = row;
-  return true;
-}
-
-zu_do_vlist **answer::make_own() {
-  if (own_ != nullptr || rows_.count == 0) return own_;
-  own_ = static_cast<zu_do_vlist **>(qmalloc_named(ZU_DO_AREA, rows_.count * sizeof(zu_do_vlist *)));
-  if (own_ == nullptr) return nullptr;
-  std::memcpy(own_, rows_.rows, rows_.count * sizeof(zu_do_vlist *));
-  rows_.rows = own_;
-  capacity_ = rows_.count;
-  return own_;
-}
-
-int select_rows(const snapshot &data, zu_do_uri *uri, answer &found) {
+answer select_rows(const snapshot &data, zu_do_uri *uri) {
   if (zu_do_uri_get_coll_type(uri) == 1) {
     const collection_entry *collection = data.find_collection(uri);
-    if (collection == nullptr) return ZU_OK;
-    zuapi::shape *form = collection->path == no_id ? nullptr : data.paths[collection->path].form;
-    found = answer::of_run(collection->records, form);
-    return ZU_OK;
+    if (collection == nullptr) return {};
+    return {collection->records, collection->path == no_id ? nullptr : data.paths[collection->path].form};
   }
-  scratch_text text(uri->view().size());
-  if (text.data() == nullptr) return ZU_EXHAUSTED;
-  const size_t length = path_of(uri->path(), uri->is_absolute(), text.data());
-  const path_entry *path = data.find_path({text.data(), length});
-  if (path == nullptr) return ZU_OK;
-  found = answer::picked(path->form);
-  if (path->records.count == 0) return ZU_OK;
+  const path_entry *path = data.find_path(path_text(uri->path(), uri->is_absolute()));
+  if (path == nullptr) return {};
+  answer found({nullptr, 0}, path->form);
+  if (path->records.count == 0) return found;
 
   const path_part asked(uri);
-  int code = ZU_OK;
   if (gives_all_keys(data, *path, asked)) {
-    code = look_up(data, uri, found);
+    look_up(data, uri, found);
   } else if (!asked.absolute && asked.below.find(';') == asked.below.npos) {
-    found = answer::of_run(path->records, path->form);
+    found = answer(path->records, path->form);
   } else {
-    code = scan(*path, asked, found);
+    scan(*path, asked, found);
   }
-  return code == ZU_OK && zu_do_uri_get_coll_type(uri) == 2 ? keep_query(uri, found) : code;
+  if (zu_do_uri_get_coll_type(uri) == 2) keep_query(uri, found);
+  return found;
 }
 
 } // namespace store

@@ -34,83 +34,57 @@ std::string path_below(const zu_do_uri *uri) {
 // of all the others, one part of a device would cost the whole.
 bool is_below_narrowed(const coll_object &object, const zu_do_uri *uri) {
   if (object.narrowed.empty()) return false;
-  try {
-    const std::string path = path_below(uri) + "/";
-    return std::ranges::any_of(object.narrowed,
-                               [&](const std::string &each) { return path.starts_with(each); });
-  } catch (const std::bad_alloc &) {
-    return false;
-  }
+  const std::string path = path_below(uri) + "/";
+  return std::ranges::any_of(object.narrowed,
+                             [&](const std::string &each) { return path.starts_with(each); });
 }
 
-// False when memory is exhausted.
-bool note_narrowed(coll_object *object, zu_do_uri *uri) {
-  try {
-    std::string path = path_below(uri);
-    if (zu_do_uri_get_coll_type(uri) == 1) path.append("/").append(uri->query());
-    path += "/";
-    if (std::ranges::find(object->narrowed, path) == object->narrowed.end()) {
-      object->narrowed.push_back(std::move(path));
-    }
-  } catch (const std::bad_alloc &) {
-    return false;
+void note_narrowed(coll_object &object, zu_do_uri *uri) {
+  std::string path = path_below(uri);
+  if (zu_do_uri_get_coll_type(uri) == 1) path.append("/").append(uri->query());
+  path += "/";
+  if (std::ranges::find(object.narrowed, path) == object.narrowed.end()) {
+    object.narrowed.push_back(std::move(path));
   }
-  return true;
-}
-
-// Makes room for one more request; false when memory is exhausted.
-bool reserve_request(coll_object *object) {
-  try {
-    object->requests.reserve(object->requests.size() + 1);
-  } catch (const std::bad_alloc &) {
-    return false;
-  }
-  return true;
 }
 
 // A request for caching: the first one for a path and name (which are a path of records) that has
 // instances is answered with all records of that path, later ones with the collection's own.
-int open_for_caching(coll_object *object, zu_do_uri *uri, zu_do_nvlist *query, zu_do_nlist *order_by,
+int open_for_caching(coll_object &object, zu_do_uri *uri, zu_do_nvlist *query, zu_do_nlist *order_by,
                      uint64_t flags, zu_cursor **cursor) {
-  int code = ZU_OK;
-  const snapshot *data = object->data->part_for(uri, on_demand::need::whole_path, nullptr, code);
-  if (data == nullptr) return code;
-  const collection_entry *own = data->find_collection(uri);
-  if (own == nullptr) return cursor_object_new(object->data, answer(), true, cursor);
+  const snapshot &data = object.data->part_for(uri, on_demand::need::whole_path, nullptr);
+  const collection_entry *own = data.find_collection(uri);
+  if (own == nullptr) return cursor_object_new(object.data, answer(), true, cursor);
 
   // Records of several paths are in one collection only below the root, which has no sibling.
-  const path_entry *path = own->path == no_id ? nullptr : &data->paths[own->path];
+  const path_entry *path = own->path == no_id ? nullptr : &data.paths[own->path];
   const caching_request request = {flags, path != nullptr ? path->text : std::string_view()};
-  const bool first =
-      path != nullptr && std::ranges::find(object->requests, request) == object->requests.end();
-  if (first && !reserve_request(object)) return ZU_EXHAUSTED;
-  answer found = answer::of_run(first ? path->records : own->records, path != nullptr ? path->form : nullptr);
-  code = refine_rows(query, order_by, found);
-  if (code == ZU_OK) code = cursor_object_new(object->data, std::move(found), true, cursor);
-  if (code == ZU_OK && first) object->requests.push_back(request);
+  const bool first = path != nullptr && std::ranges::find(object.requests, request) == object.requests.end();
+  if (first) object.requests.reserve(object.requests.size() + 1);
+  answer found(first ? path->records : own->records, path != nullptr ? path->form : nullptr);
+  refine_rows(query, order_by, found);
+  const int code = cursor_object_new(object.data, std::move(found), true, cursor);
+  if (code == ZU_OK && first) object.requests.push_back(request);
   return code;
 }
 
 // All fields are always answered: the list of fields says nothing here.
 int coll_open_cursor(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *, zu_do_nvlist *query,
                      zu_do_nlist *order_by, uint64_t flags, zu_cursor **cursor) noexcept {
-  coll_object *object = coll_object::of(ifc);
+  coll_object &object = *coll_object::of(ifc);
   if (uri == nullptr || cursor == nullptr) return ZU_FAILED;
   *cursor = nullptr;
   const bool caching = (flags & for_caching) != 0;
   if (caching && zu_do_uri_get_coll_type(uri) != 1) return ZU_REFUSED;
-  if (caching && !is_below_narrowed(*object, uri)) {
-    return open_for_caching(object, uri, query, order_by, flags, cursor);
-  }
-  if (object->data->rest != nullptr && zu_do_nvlist_get_len(query) != 0 && !note_narrowed(object, uri)) {
-    return ZU_EXHAUSTED;
-  }
-  answer found;
-  int code = ZU_OK;
-  const snapshot *data = object->data->part_for(uri, on_demand::need::instances, query, code);
-  if (data != nullptr) code = select_rows(*data, uri, found);
-  if (code == ZU_OK) code = refine_rows(query, order_by, found);
-  return code == ZU_OK ? cursor_object_new(object->data, std::move(found), caching, cursor) : code;
+  return answered([&] {
+    if (caching && !is_below_narrowed(object, uri)) {
+      return open_for_caching(object, uri, query, order_by, flags, cursor);
+    }
+    if (object.data->rest != nullptr && zu_do_nvlist_get_len(query) != 0) note_narrowed(object, uri);
+    answer found = select_rows(object.data->part_for(uri, on_demand::need::instances, query), uri);
+    refine_rows(query, order_by, found);
+    return cursor_object_new(object.data, std::move(found), caching, cursor);
+  });
 }
 
 constexpr zu_coll_ifc_ops coll_ops = {nullptr, coll_object::ref, coll_object::free, coll_open_cursor};

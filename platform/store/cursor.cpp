@@ -7,15 +7,17 @@ namespace store {
 
 namespace {
 
+using owned_columns = infra::owned<zu_do_ntlist, zu_do_ntlist_deref>;
+using owned_row = infra::owned<zu_do_vlist, zu_do_vlist_deref>;
+
 struct cursor_object : counted_object<cursor_object, zu_cursor> {
   cursor_object(const zu_cursor_ops *ops, data_object *of, answer &&rows, bool at_once)
       : counted_object(ops, of), found(std::move(rows)), whole(at_once) {}
-  ~cursor_object() { zu_do_ntlist_deref(columns); }
 
   answer found;
   bool whole;
-  uint32_t position = 0;           // of the next row
-  zu_do_ntlist *columns = nullptr; // of rows of several shapes: made at the first fetch, a reference
+  uint32_t position = 0; // of the next row
+  owned_columns columns; // of rows of several shapes: made at the first fetch
 };
 
 zu_do_name *name_at(zu_do_ntlist *columns, size_t index) {
@@ -28,75 +30,69 @@ bool has_column(zu_do_ntlist *columns, const zu_do_name *name) {
   return found;
 }
 
-// The columns of all shapes among the rows, in the order first seen; none when memory is exhausted.
-zu_do_ntlist *all_columns(const run &rows) {
-  zu_do_ntlist *columns = zu_do_ntlist_new();
-  zuapi::shape *last = nullptr;
-  bool good = columns != nullptr;
-  for (uint32_t i = 0; good && i < rows.count; ++i) {
-    zuapi::shape *form = zuapi::row_shape(rows.rows[i]);
-    if (form == last) continue;
-    last = form;
-    zu_do_ntlist *added = zuapi::shape_columns(form);
-    for (size_t slot = 0; good && slot < zu_do_ntlist_get_len(added); ++slot) {
-      zu_do_name *name = name_at(added, slot);
-      good = has_column(columns, name) || zu_do_ntlist_add(columns, name, ZU_DO_TYPE_NONE) == ZU_OK;
-    }
-  }
-  if (good) return columns;
-  zu_do_ntlist_deref(columns);
-  return nullptr;
+void expect(bool done) {
+  if (!done) throw std::bad_alloc();
 }
 
-// A row with the record's values under those columns; none when memory is exhausted.
-zu_do_vlist *row_under(zu_do_ntlist *columns, zu_do_vlist *stored) {
+// The columns of all shapes among the rows, in the order first seen.
+owned_columns all_columns(const run &rows) {
+  owned_columns columns(zu_do_ntlist_new());
+  expect(columns != nullptr);
+  zuapi::shape *last = nullptr;
+  for (uint32_t i = 0; i < rows.count; ++i) {
+    zuapi::shape *form = zuapi::row_shape(rows.rows[i]);
+    if (form == std::exchange(last, form)) continue;
+    zu_do_ntlist *added = zuapi::shape_columns(form);
+    for (size_t slot = 0; slot < zu_do_ntlist_get_len(added); ++slot) {
+      zu_do_name *name = name_at(added, slot);
+      if (has_column(columns.get(), name)) continue;
+      expect(zu_do_ntlist_add(columns.get(), name, ZU_DO_TYPE_NONE) == ZU_OK);
+    }
+  }
+  return columns;
+}
+
+// A row with the record's values under those columns.
+owned_row row_under(zu_do_ntlist *columns, zu_do_vlist *stored) {
   static zu_do_value none = zuapi::cell_none();
-  zu_do_vlist *row = zu_do_vlist_new();
-  for (size_t i = 0; row != nullptr && i < zu_do_ntlist_get_len(columns); ++i) {
+  owned_row row(zu_do_vlist_new());
+  expect(row != nullptr);
+  for (size_t i = 0; i < zu_do_ntlist_get_len(columns); ++i) {
     const int32_t slot = zuapi::shape_find(zuapi::row_shape(stored), name_at(columns, i));
-    if (zu_do_vlist_add(row, slot < 0 ? &none : &zuapi::row_values(stored)[slot]) == ZU_OK) continue;
-    zu_do_vlist_deref(row);
-    row = nullptr;
+    zu_do_value *value = slot < 0 ? &none : &zuapi::row_values(stored)[slot];
+    expect(zu_do_vlist_add(row.get(), value) == ZU_OK);
   }
   return row;
 }
 
 // Rows of several shapes are rebuilt under the columns of all: a batch is added whole or not at all.
-int add_rebuilt(zu_do_ntlist *columns, zu_do_vlist *const *rows, uint32_t count, zu_do_vtable *table) {
-  if (count == 0) return ZU_OK;
-  auto **rebuilt = static_cast<zu_do_vlist **>(qcalloc_named(ZU_DO_AREA, count, sizeof(zu_do_vlist *)));
-  int code = rebuilt == nullptr ? ZU_EXHAUSTED : ZU_OK;
-  for (uint32_t i = 0; code == ZU_OK && i < count; ++i) {
-    rebuilt[i] = row_under(columns, rows[i]);
-    if (rebuilt[i] == nullptr) code = ZU_EXHAUSTED;
+int add_rebuilt(zu_do_ntlist *columns, const run &rows, zu_do_vtable *table) {
+  infra::vector<owned_row> rebuilt;
+  infra::vector<zu_do_vlist *> batch;
+  for (uint32_t i = 0; i < rows.count; ++i) {
+    batch.push_back(rebuilt.emplace_back(row_under(columns, rows.rows[i])).get());
   }
-  if (code == ZU_OK) code = zu_do_vtable_add_many(table, rebuilt, count);
-  for (uint32_t i = 0; rebuilt != nullptr && i < count; ++i) zu_do_vlist_deref(rebuilt[i]);
-  qfree_named(rebuilt);
-  return code;
+  return zu_do_vtable_add_many(table, batch.data(), batch.size());
 }
 
-int add_rows(cursor_object *object, zu_do_vlist *const *rows, uint32_t count, zu_do_vtable *table) {
+int add_rows(cursor_object *object, const run &rows, zu_do_vtable *table) {
   zuapi::shape *form = object->found.form();
   if (form == nullptr && object->found.rows().count == 0) return ZU_OK;
-  if (form == nullptr && object->columns == nullptr) {
-    object->columns = all_columns(object->found.rows());
-    if (object->columns == nullptr) return ZU_EXHAUSTED;
-  }
-  zu_do_ntlist *columns = form == nullptr ? object->columns : zuapi::shape_columns(form);
+  if (form == nullptr && object->columns == nullptr) object->columns = all_columns(object->found.rows());
+  zu_do_ntlist *columns = form == nullptr ? object->columns.get() : zuapi::shape_columns(form);
   const int code = zu_do_vtable_set_ntlist(table, columns);
   if (code != ZU_OK) return code;
-  return form == nullptr ? add_rebuilt(columns, rows, count, table)
-                         : zu_do_vtable_add_many(table, rows, count);
+  return form == nullptr ? add_rebuilt(columns, rows, table)
+                         : zu_do_vtable_add_many(table, rows.rows, rows.count);
 }
 
 int cursor_fetch(zu_cursor *cursor, uint32_t count, zu_do_vtable *table) noexcept {
   cursor_object *object = cursor_object::of(cursor);
   if (table == nullptr) return ZU_FAILED;
-  const run &rows = object->found.rows();
+  const run rows = object->found.rows();
   const uint32_t left = rows.count - object->position;
   const uint32_t taken = count == 0 || object->whole ? left : std::min(count, left);
-  const int code = add_rows(object, rows.rows + object->position, taken, table);
+  const int code = answered([&] { return add_rows(object, {rows.rows + object->position, taken}, table); });
   if (code != ZU_OK) return code;
   object->position += taken;
   return taken == left ? 1 : 0;

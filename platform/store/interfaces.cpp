@@ -30,13 +30,12 @@ struct crudx_object : counted_object<crudx_object, zu_crudx_ifc> {
 // A named configuration is a store of its own, so the name and the flags say nothing here.
 int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *, uint64_t, zu_do_properties *record) noexcept {
   if (uri == nullptr || record == nullptr) return ZU_FAILED;
-  int code = ZU_OK;
-  const snapshot *data =
-      crudx_object::of(ifc)->data->part_for(uri, on_demand::need::one_record, nullptr, code);
-  if (data == nullptr) return code;
-  const uint32_t id = data->find(uri);
-  if (id == no_id) return ZU_NOT_FOUND;
-  return zuapi::properties_add_row(record, data->records[id]);
+  return answered([&]() -> int {
+    const snapshot &data = crudx_object::of(ifc)->data->part_for(uri, on_demand::need::one_record, nullptr);
+    const uint32_t id = data.find(uri);
+    if (id == no_id) return ZU_NOT_FOUND;
+    return zuapi::properties_add_row(record, data.records[id]);
+  });
 }
 
 zu_status *crudx_status(zu_crudx_ifc *) noexcept {

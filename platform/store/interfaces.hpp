@@ -16,12 +16,23 @@ struct data_object {
   snapshot data;
   std::unique_ptr<on_demand> rest; // null: the snapshot is all of the data
 
-  // A snapshot that has what a request for the URI is about; none after a failure.
-  const snapshot *part_for(zu_do_uri *uri, on_demand::need what, zu_do_nvlist *query, int &code) {
-    code = ZU_OK;
-    return rest == nullptr ? &data : rest->part_for(uri, what, query, code);
+  // A snapshot that has what a request for the URI is about. Throws as on_demand does.
+  const snapshot &part_for(zu_do_uri *uri, on_demand::need what, zu_do_nvlist *query) {
+    return rest == nullptr ? data : rest->part_for(uri, what, query);
   }
 };
+
+// Takes a step of a call: what it answers, or the code of its failure.
+template <class Step>
+int answered(Step &&step) noexcept {
+  try {
+    return step();
+  } catch (const source_failure &failure) {
+    return failure.code;
+  } catch (...) {
+    return ZU_EXHAUSTED;
+  }
+}
 
 // One reference; its snapshot is empty, and it has no source. Throws std::bad_alloc.
 data_object *data_object_new();

@@ -27,8 +27,7 @@ std::optional<std::string> key_in(zu_do_nvlist *query, std::string_view name) {
   while (zu_do_nvlist_has_next(query, &it)) {
     zu_do_nvpair *pair = zu_do_nvlist_get_next(query, &it);
     if (zu_do_nvpair_get_name(pair) != name) continue;
-    const std::unique_ptr<zu_do_strbuf, decltype(&zu_do_strbuf_deref)> text(zu_do_strbuf_new(),
-                                                                            zu_do_strbuf_deref);
+    const infra::owned<zu_do_strbuf, zu_do_strbuf_deref> text(zu_do_strbuf_new());
     if (!text) throw std::bad_alloc();
     if (zu_do_uri_value_to_keystr(zu_do_nvpair_get_value(pair), text.get()) != ZU_OK) return std::nullopt;
     return std::string(zu_do_strbuf_to_string(text.get()), zu_do_strbuf_get_len(text.get()));
@@ -63,37 +62,30 @@ void write_class(const std::string &path, const path_facts &known, infra::string
 } // namespace
 
 template <class Step>
-int on_demand::guarded(Step &&step) noexcept {
+decltype(auto) on_demand::noting(Step &&step) {
   const std::lock_guard alone(one_at_a_time_);
   try {
     return step();
   } catch (const source_failure &failure) {
-    fault_ = name_ + ": " + failure.message;
     moved_ = moved_ || failure.moved;
-    return failure.code;
+    fault_ = name_ + ": " + failure.message;
+    throw;
   } catch (...) {
     exhausted_ = true;
-    return ZU_EXHAUSTED;
+    throw;
   }
 }
 
-const snapshot *on_demand::part_for(zu_do_uri *uri, need what, zu_do_nvlist *query, int &code) noexcept {
-  const snapshot *part = nullptr;
-  code = guarded([&] {
-    part = read(select(uri, what, query));
-    return ZU_OK;
-  });
-  return part;
+const snapshot &on_demand::part_for(zu_do_uri *uri, need what, zu_do_nvlist *query) {
+  return noting([&]() -> const snapshot & { return read(select(uri, what, query)); });
 }
 
-int on_demand::each_path(const std::function<int(const path_entry &)> &tell) noexcept {
-  return guarded([&] {
-    int code = ZU_OK;
+void on_demand::each_path(const std::function<void(const path_entry &)> &tell) {
+  noting([&] {
     for (const std::string &path : from_->paths()) {
-      const path_entry *entry = read({selection::kind::path, {path}, ""})->find_path(path);
-      if (entry != nullptr && code == ZU_OK) code = tell(*entry);
+      const path_entry *entry = read({selection::kind::path, {path}, ""}).find_path(path);
+      if (entry != nullptr) tell(*entry);
     }
-    return code;
   });
 }
 
@@ -147,17 +139,17 @@ selection on_demand::select_collection(zu_do_uri *uri, need what, zu_do_nvlist *
   return wanted;
 }
 
-const snapshot *on_demand::read(selection wanted) {
+const snapshot &on_demand::read(selection wanted) {
   constexpr uint32_t few = 200;
   std::string all;
   for (const std::string &path : wanted.paths) all += path + "\n";
-  if (const auto found = parts_.find(all); found != parts_.end()) return found->second.get();
+  if (const auto found = parts_.find(all); found != parts_.end()) return *found->second;
   // Who asks for many parts of a path will have the rest of it too.
   if (wanted.of != selection::kind::path && ++small_parts_[all] > few)
     wanted = {selection::kind::path, wanted.paths, ""};
   const std::string key =
       wanted.of == selection::kind::path ? all : all + static_cast<char>(wanted.of) + wanted.text;
-  if (const auto found = parts_.find(key); found != parts_.end()) return found->second.get();
+  if (const auto found = parts_.find(key); found != parts_.end()) return *found->second;
 
   infra::string text = "{\"classes\":{";
   std::vector<path_keys> keys;
@@ -193,7 +185,7 @@ const snapshot *on_demand::read(selection wanted) {
     throw source_failure{ZU_FAILED, "record " + in_quotes(zuapi::row_uri(path.records.rows[0])->view()) +
                                         " is kept as one of the path " + in_quotes(wanted.paths[0])};
   }
-  return parts_.emplace(key, std::move(made)).first->second.get();
+  return *parts_.emplace(key, std::move(made)).first->second;
 }
 
 } // namespace store

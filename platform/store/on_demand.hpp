@@ -24,11 +24,11 @@ public:
     whole_path  // with all records beside the instances
   };
   // A snapshot with all records that a request for the URI can be answered with, which lives as long as this.
-  // None after a failure: `code` is it, and its words are kept. Any thread.
-  const snapshot *part_for(zu_do_uri *uri, need what, zu_do_nvlist *query, int &code) noexcept;
-  // Tells every path, all its records read, until one is answered with a code: that, or one of a failure, as
-  // above.
-  int each_path(const std::function<int(const path_entry &)> &tell) noexcept;
+  // Throws source_failure or std::bad_alloc, as all functions do; the words of a failure are kept. Any
+  // thread.
+  const snapshot &part_for(zu_do_uri *uri, need what, zu_do_nvlist *query);
+  // Tells every path, all its records read.
+  void each_path(const std::function<void(const path_entry &)> &tell);
   // The words of the last failure; empty before the first.
   std::string fault();
   bool may_move() const { return from_->may_move(); }
@@ -37,10 +37,10 @@ public:
 private:
   selection select(zu_do_uri *uri, need what, zu_do_nvlist *query);
   selection select_collection(zu_do_uri *uri, need what, zu_do_nvlist *query);
-  const snapshot *read(selection wanted);
-  // Runs a step that reads: 0, or the code of its failure.
+  const snapshot &read(selection wanted);
+  // Takes a step that reads, and notes its failure.
   template <class Step>
-  int guarded(Step &&step) noexcept;
+  decltype(auto) noting(Step &&step);
 
   std::mutex one_at_a_time_;
   std::unique_ptr<source> from_;

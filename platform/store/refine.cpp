@@ -32,68 +32,35 @@ private:
   int32_t slot_ = -1;
 };
 
-// Sorts by one property. Throws std::bad_alloc: a sort must not go on with an order that is not one.
-void sort_by(zu_do_name *name, zu_do_vlist **rows, uint32_t count) {
+// A sort must not go on with an order that is not one: comparing throws.
+void sort_by(zu_do_name *name, infra::vector<zu_do_vlist *> &rows) {
   column a(name), b(name);
-  std::stable_sort(rows, rows + count, [&](zu_do_vlist *left, zu_do_vlist *right) {
-    bool exhausted = false;
-    const int order = zuapi::value_order(a.of(left), b.of(right), exhausted);
-    if (exhausted) throw std::bad_alloc();
-    return order < 0;
+  std::stable_sort(rows.begin(), rows.end(), [&](zu_do_vlist *left, zu_do_vlist *right) {
+    return zuapi::value_order(a.of(left), b.of(right)) < 0;
   });
-}
-
-int sort_rows(zu_do_nlist *order_by, answer &found) {
-  zu_do_vlist **rows = found.make_own();
-  if (rows == nullptr) return ZU_EXHAUSTED;
-  try {
-    // The last property first: a stable sort keeps what the later ones have put in order.
-    for (size_t i = zu_do_nlist_get_len(order_by); i-- > 0;) {
-      sort_by(zu_do_nlist_get(order_by, i), rows, found.rows().count);
-    }
-  } catch (const std::bad_alloc &) {
-    return ZU_EXHAUSTED;
-  }
-  return ZU_OK;
 }
 
 } // namespace
 
-int keep_rows_with(std::string_view name, std::string_view text, answer &found) {
+void keep_rows_with(std::string_view name, std::string_view text, answer &found) {
   column wanted(name);
   zuapi::shown_text shown;
-  const run rows = found.rows();
-  // Rows are thinned out in place, in a block that is made when the first one is dropped.
-  uint32_t kept = 0;
-  for (uint32_t i = 0; i < rows.count; ++i) {
-    zu_do_vlist *row = found.rows().rows[i];
-    const std::string_view has = shown.of(wanted.of(row));
-    if (has.data() == nullptr) return ZU_EXHAUSTED;
-    if (has != text) continue;
-    if (kept != i) {
-      zu_do_vlist **own = found.make_own();
-      if (own == nullptr) return ZU_EXHAUSTED;
-      own[kept] = row;
-    }
-    ++kept;
-  }
-  found.cut(kept);
-  return ZU_OK;
+  std::erase_if(found.pick(), [&](zu_do_vlist *row) { return shown.of(wanted.of(row)) != text; });
 }
 
-int refine_rows(zu_do_nvlist *query, zu_do_nlist *order_by, answer &found) {
+void refine_rows(zu_do_nvlist *query, zu_do_nlist *order_by, answer &found) {
   zu_do_iter it = {};
-  if (query != nullptr) zu_do_nvlist_iter(query, &it);
-  while (query != nullptr && found.rows().count != 0 && zu_do_nvlist_has_next(query, &it)) {
+  zu_do_nvlist_iter(query, &it);
+  while (found.rows().count != 0 && zu_do_nvlist_has_next(query, &it)) {
     zu_do_nvpair *pair = zu_do_nvlist_get_next(query, &it);
     zuapi::shown_text shown;
-    const std::string_view text = shown.of(zu_do_nvpair_get_value(pair));
-    if (text.data() == nullptr) return ZU_EXHAUSTED;
-    const int code = keep_rows_with(zu_do_nvpair_get_name(pair), text, found);
-    if (code != ZU_OK) return code;
+    keep_rows_with(zu_do_nvpair_get_name(pair), shown.of(zu_do_nvpair_get_value(pair)), found);
   }
-  if (zu_do_nlist_get_len(order_by) == 0 || found.rows().count < 2) return ZU_OK;
-  return sort_rows(order_by, found);
+  if (found.rows().count < 2) return;
+  // The last property first: a stable sort keeps what the later ones have put in order.
+  for (size_t i = zu_do_nlist_get_len(order_by); i-- > 0;) {
+    sort_by(zu_do_nlist_get(order_by, i), found.pick());
+  }
 }
 
 } // namespace store

@@ -104,9 +104,8 @@ inline void cell_set_default(zu_do_value &cell) {
 // The bytes of a string, the display text of any other value (which `room` may hold); no data for what has no
 // key form: null, no value and arrays.
 std::string_view raw_text(zu_do_value *value, char *room);
-// As zu_do_value_compare; sets `exhausted` when there was no memory for a display text, and the order is not
-// good.
-int value_order(zu_do_value *a, zu_do_value *b, bool &exhausted);
+// As zu_do_value_compare. Throws std::bad_alloc when there was no memory for a display text.
+int value_order(zu_do_value *a, zu_do_value *b);
 
 // ---- URIs ----
 

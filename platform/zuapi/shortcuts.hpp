@@ -1,6 +1,8 @@
 // What this platform itself uses of what it offers as shortcuts.
 #pragma once
 
+#include <new>
+
 #include "zuapi/frozen.hpp"
 
 #pragma GCC visibility push(hidden)
@@ -26,15 +28,14 @@ public:
   shown_text(const shown_text &) = delete;
   shown_text &operator=(const shown_text &) = delete;
 
-  // Good until the next call; no data when memory is exhausted.
+  // Good until the next call. Throws std::bad_alloc.
   std::string_view of(zu_do_value *value) {
     size_t length = 0;
     const char *text = value_display(value, room_, &length);
     if (text != nullptr) return {text, length};
     if (buffer_ == nullptr) buffer_ = zu_do_strbuf_new();
-    if (buffer_ == nullptr) return {};
     zu_do_strbuf_clear(buffer_);
-    if (zu_do_value_to_strbuf(value, 0, buffer_) != ZU_OK) return {};
+    if (zu_do_value_to_strbuf(value, 0, buffer_) != ZU_OK) throw std::bad_alloc();
     return {zu_do_strbuf_to_string(buffer_), zu_do_strbuf_get_len(buffer_)};
   }
 

@@ -110,11 +110,14 @@ bool zu_do_value_equals(zu_do_value *a, zu_do_value *b) {
 }
 
 int zu_do_value_compare(zu_do_value *a, zu_do_value *b) {
-  bool exhausted = false;
-  return value_order(a, b, exhausted);
+  try {
+    return value_order(a, b);
+  } catch (const std::bad_alloc &) {
+    return 0;
+  }
 }
 
-int zuapi::value_order(zu_do_value *a, zu_do_value *b, bool &exhausted) {
+int zuapi::value_order(zu_do_value *a, zu_do_value *b) {
   const int kind = rank(zu_do_value_get_type(a));
   const int other = rank(zu_do_value_get_type(b));
   if (kind != other) return order(kind, other);
@@ -129,9 +132,7 @@ int zuapi::value_order(zu_do_value *a, zu_do_value *b, bool &exhausted) {
     return order_texts(a->text(), b->text());
   default: {
     shown_text a_shown, b_shown;
-    const std::string_view a_text = a_shown.of(a), b_text = b_shown.of(b);
-    exhausted = exhausted || a_text.data() == nullptr || b_text.data() == nullptr;
-    return order_texts(a_text, b_text);
+    return order_texts(a_shown.of(a), b_shown.of(b));
   }
   }
 }
