@@ -10,12 +10,12 @@ data_object *object_of(zu_data_ifc *ifc) {
 }
 
 int data_ref(zu_data_ifc *ifc) noexcept {
-  data_object_share(object_of(ifc));
+  object_of(ifc)->share();
   return ZU_OK;
 }
 
 int data_free(zu_data_ifc *ifc) noexcept {
-  data_object_release(object_of(ifc));
+  object_of(ifc)->release();
   return ZU_OK;
 }
 
@@ -63,15 +63,15 @@ data_object *data_object_new() {
   return new (block) data_object{{&data_ops}, 1, {}, nullptr};
 }
 
-data_object *data_object_share(data_object *object) {
-  object->count.fetch_add(1, std::memory_order_relaxed);
-  return object;
+data_object *data_object::share() {
+  count.fetch_add(1, std::memory_order_relaxed);
+  return this;
 }
 
-void data_object_release(data_object *object) {
-  if (object->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  object->~data_object();
-  qfree_named(object);
+void data_object::release() {
+  if (count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  this->~data_object();
+  qfree_named(this);
 }
 
 on_demand *source_behind(zu_data_ifc *ifc) {

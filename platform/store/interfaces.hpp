@@ -14,8 +14,11 @@ struct data_object {
   zu_data_ifc ifc; // first
   std::atomic<uint32_t> count;
   snapshot data;
-  std::unique_ptr<on_demand> rest; // null: the snapshot is all of the data
+  std::unique_ptr<on_demand> rest;             // null: the snapshot is all of the data
+  static constexpr uint32_t area = ZU_DO_AREA; // of what is made through it
 
+  data_object *share();
+  void release();
   // A snapshot that has what a request for the URI is about. Throws as on_demand does.
   const snapshot &part_for(zu_do_uri *uri, on_demand::need what, zu_do_nvlist *query) {
     return rest == nullptr ? data : rest->part_for(uri, what, query);
@@ -36,21 +39,20 @@ int answered(Step &&step) noexcept {
 
 // One reference; its snapshot is empty, and it has no source. Throws std::bad_alloc.
 data_object *data_object_new();
-data_object *data_object_share(data_object *object);
-void data_object_release(data_object *object);
 
 // What a data interface reads from when asked; none of a snapshot's, and of one that was not made here.
 on_demand *source_behind(zu_data_ifc *ifc);
 
-// What the other objects have in common: counted, by one thread, with a reference on the data interface.
-template <class Self, class Ifc>
+// What the other objects have in common: counted, by one thread, with a reference on what they are made
+// through.
+template <class Self, class Ifc, class Data = data_object>
 struct counted_object {
   Ifc ifc; // first
-  data_object *data;
+  Data *data;
   uint32_t count = 1;
 
-  counted_object(const decltype(Ifc::ops) ops, data_object *of) : ifc{ops}, data(data_object_share(of)) {}
-  ~counted_object() { data_object_release(data); }
+  counted_object(const decltype(Ifc::ops) ops, Data *of) : ifc{ops}, data(of->share()) {}
+  ~counted_object() { data->release(); }
   counted_object(const counted_object &) = delete;
   counted_object &operator=(const counted_object &) = delete;
 
@@ -69,7 +71,7 @@ struct counted_object {
   // A new object's interface in `*made`: 0 or ZU_EXHAUSTED.
   template <class... Arguments>
   static int make(Ifc **made, Arguments &&...arguments) {
-    void *block = qmalloc_named(ZU_DO_AREA, sizeof(Self));
+    void *block = qmalloc_named(Data::area, sizeof(Self));
     if (block == nullptr) return ZU_EXHAUSTED;
     *made = &(new (block) Self(std::forward<Arguments>(arguments)...))->ifc;
     return ZU_OK;

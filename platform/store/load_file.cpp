@@ -116,15 +116,9 @@ bool load_into(snapshot &data, const std::vector<zu_store_text> &given, zu_do_er
 }
 
 zu_data_ifc *load(const std::vector<zu_store_text> &given, zu_do_error **error) {
-  data_object *object = data_object_new();
-  try {
-    if (load_into(object->data, given, error)) return &object->ifc;
-  } catch (...) {
-    data_object_release(object);
-    throw;
-  }
-  data_object_release(object);
-  return nullptr;
+  const auto release = [](data_object *object) { object->release(); };
+  std::unique_ptr<data_object, decltype(release)> object(data_object_new(), release);
+  return load_into(object->data, given, error) ? &object.release()->ifc : nullptr;
 }
 
 // Runs a way to load, which may throw std::bad_alloc.

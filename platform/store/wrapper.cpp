@@ -1,7 +1,5 @@
 // A forwarding wrapper around a data interface: counts the calls, and fails one when it is told to.
-#include "qmalloc/qmalloc.h"
-#include "store/store.h"
-#include "zuapi/zuapi.h"
+#include "store/interfaces.hpp"
 
 // Everything reached through a wrapper holds on to it, so that it may be freed before them.
 struct zu_store_wrapper {
@@ -17,60 +15,38 @@ struct zu_store_wrapper {
   uint64_t fired;
   zu_store_watch_fn watch;
   void *watch_context;
+  // Of all that is wrapped: not that of data objects, whose counts it must not touch.
+  static constexpr uint32_t area = 0;
+
+  zu_store_wrapper *share() {
+    ++count;
+    return this;
+  }
+  void release() {
+    if (--count != 0) return;
+    inner->ops->free(inner);
+    qfree_named(this);
+  }
 };
 
 namespace {
 
 // A wrapped interface or cursor: all three have the same life.
 template <class Ifc>
-struct wrapped {
-  Ifc ifc; // first
-  uint32_t count;
-  zu_store_wrapper *wrapper;
+struct wrapped : store::counted_object<wrapped<Ifc>, Ifc, zu_store_wrapper> {
+  wrapped(const decltype(Ifc::ops) ops, zu_store_wrapper *wrapper, Ifc *of)
+      : store::counted_object<wrapped, Ifc, zu_store_wrapper>(ops, wrapper), inner(of) {}
+  ~wrapped() { inner->ops->free(inner); }
+
   Ifc *inner;
 };
 
-void release(zu_store_wrapper *wrapper) {
-  if (--wrapper->count != 0) return;
-  wrapper->inner->ops->free(wrapper->inner);
-  qfree_named(wrapper);
-}
-
-template <class Ifc>
-wrapped<Ifc> *object_of(Ifc *ifc) {
-  return reinterpret_cast<wrapped<Ifc> *>(ifc);
-}
-
-template <class Ifc>
-int wrapped_ref(Ifc *ifc) noexcept {
-  ++object_of(ifc)->count;
-  return ZU_OK;
-}
-
-template <class Ifc>
-int wrapped_free(Ifc *ifc) noexcept {
-  wrapped<Ifc> *object = object_of(ifc);
-  if (--object->count != 0) return ZU_OK;
-  object->inner->ops->free(object->inner);
-  release(object->wrapper);
-  qfree_named(object);
-  return ZU_OK;
-}
-
-// Wraps what a forwarded call gave, which it takes over in any case. Its memory is outside the area of data
-// objects, whose counts it must not touch.
+// Wraps what a forwarded call gave, which it takes over in any case.
 template <class Ifc, class Ops>
 int wrap(zu_store_wrapper *wrapper, const Ops *ops, Ifc *inner, Ifc **out) {
-  constexpr uint32_t area = 0;
-  auto *object = static_cast<wrapped<Ifc> *>(qmalloc_named(area, sizeof(wrapped<Ifc>)));
-  if (object == nullptr) {
-    inner->ops->free(inner);
-    return ZU_EXHAUSTED;
-  }
-  *object = {{ops}, 1, wrapper, inner};
-  ++wrapper->count;
-  *out = &object->ifc;
-  return ZU_OK;
+  const int code = wrapped<Ifc>::make(out, ops, wrapper, inner);
+  if (code != ZU_OK) inner->ops->free(inner);
+  return code;
 }
 
 // Steps an armed countdown; true when it has come to its end.
@@ -97,54 +73,54 @@ void tell(zu_store_wrapper *wrapper, zu_store_call call, zu_do_uri *uri, uint64_
 // ---- Cursors ----
 
 int cursor_fetch(zu_cursor *cursor, uint32_t count, zu_do_vtable *table) noexcept {
-  wrapped<zu_cursor> *object = object_of(cursor);
-  if (const int code = count_call(object->wrapper, ZU_CALL_FETCH)) return code;
+  auto *object = wrapped<zu_cursor>::of(cursor);
+  if (const int code = count_call(object->data, ZU_CALL_FETCH)) return code;
   const size_t before = zu_do_vtable_get_len(table);
   const int code = object->inner->ops->fetch(object->inner, count, table);
-  object->wrapper->rows += zu_do_vtable_get_len(table) - before;
+  object->data->rows += zu_do_vtable_get_len(table) - before;
   return code;
 }
 
 zu_status *cursor_status(zu_cursor *cursor) noexcept {
-  zu_cursor *inner = object_of(cursor)->inner;
+  zu_cursor *inner = wrapped<zu_cursor>::of(cursor)->inner;
   return inner->ops->status(inner);
 }
 
-constexpr zu_cursor_ops cursor_ops = {nullptr, wrapped_ref<zu_cursor>, wrapped_free<zu_cursor>, cursor_fetch,
-                                      cursor_status};
+constexpr zu_cursor_ops cursor_ops = {nullptr, wrapped<zu_cursor>::ref, wrapped<zu_cursor>::free,
+                                      cursor_fetch, cursor_status};
 
 // ---- Collections ----
 
 int coll_open_cursor(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
                      zu_do_nlist *order_by, uint64_t flags, zu_cursor **cursor) noexcept {
-  wrapped<zu_coll_ifc> *object = object_of(ifc);
-  tell(object->wrapper, ZU_CALL_OPEN_CURSOR, uri, flags);
-  if (const int code = count_call(object->wrapper, ZU_CALL_OPEN_CURSOR)) return code;
+  auto *object = wrapped<zu_coll_ifc>::of(ifc);
+  tell(object->data, ZU_CALL_OPEN_CURSOR, uri, flags);
+  if (const int code = count_call(object->data, ZU_CALL_OPEN_CURSOR)) return code;
   zu_cursor *inner = nullptr;
   const int code =
       object->inner->ops->open_cursor(object->inner, uri, fields, query, order_by, flags, &inner);
-  return code == ZU_OK ? wrap(object->wrapper, &cursor_ops, inner, cursor) : code;
+  return code == ZU_OK ? wrap(object->data, &cursor_ops, inner, cursor) : code;
 }
 
-constexpr zu_coll_ifc_ops coll_ops = {nullptr, wrapped_ref<zu_coll_ifc>, wrapped_free<zu_coll_ifc>,
+constexpr zu_coll_ifc_ops coll_ops = {nullptr, wrapped<zu_coll_ifc>::ref, wrapped<zu_coll_ifc>::free,
                                       coll_open_cursor};
 
 // ---- Single records ----
 
 int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *config_name, uint64_t flags,
               zu_do_properties *record) noexcept {
-  wrapped<zu_crudx_ifc> *object = object_of(ifc);
-  tell(object->wrapper, ZU_CALL_GET, uri, flags);
-  if (const int code = count_call(object->wrapper, ZU_CALL_GET)) return code;
+  auto *object = wrapped<zu_crudx_ifc>::of(ifc);
+  tell(object->data, ZU_CALL_GET, uri, flags);
+  if (const int code = count_call(object->data, ZU_CALL_GET)) return code;
   return object->inner->ops->get(object->inner, uri, config_name, flags, record);
 }
 
 zu_status *crudx_status(zu_crudx_ifc *ifc) noexcept {
-  zu_crudx_ifc *inner = object_of(ifc)->inner;
+  zu_crudx_ifc *inner = wrapped<zu_crudx_ifc>::of(ifc)->inner;
   return inner->ops->status(inner);
 }
 
-constexpr zu_crudx_ifc_ops crudx_ops = {nullptr, wrapped_ref<zu_crudx_ifc>, wrapped_free<zu_crudx_ifc>,
+constexpr zu_crudx_ifc_ops crudx_ops = {nullptr, wrapped<zu_crudx_ifc>::ref, wrapped<zu_crudx_ifc>::free,
                                         crudx_get, crudx_status};
 
 // ---- The data interface ----
@@ -154,12 +130,12 @@ zu_store_wrapper *wrapper_of(zu_data_ifc *ifc) {
 }
 
 int data_ref(zu_data_ifc *ifc) noexcept {
-  ++wrapper_of(ifc)->count;
+  wrapper_of(ifc)->share();
   return ZU_OK;
 }
 
 int data_free(zu_data_ifc *ifc) noexcept {
-  release(wrapper_of(ifc));
+  wrapper_of(ifc)->release();
   return ZU_OK;
 }
 
@@ -188,7 +164,8 @@ constexpr zu_data_ifc_ops data_ops = {nullptr, data_ref, data_free, data_get_col
 
 zu_store_wrapper *zu_store_wrapper_new(zu_data_ifc *inner) {
   if (inner == nullptr) return nullptr;
-  auto *wrapper = static_cast<zu_store_wrapper *>(qcalloc_named(0, 1, sizeof(zu_store_wrapper)));
+  auto *wrapper =
+      static_cast<zu_store_wrapper *>(qcalloc_named(zu_store_wrapper::area, 1, sizeof(zu_store_wrapper)));
   if (wrapper == nullptr) return nullptr;
   wrapper->ifc.ops = &data_ops;
   wrapper->count = 1;
@@ -202,7 +179,7 @@ zu_data_ifc *zu_store_wrapper_ifc(zu_store_wrapper *wrapper) {
 }
 
 void zu_store_wrapper_free(zu_store_wrapper *wrapper) {
-  if (wrapper != nullptr) release(wrapper);
+  if (wrapper != nullptr) wrapper->release();
 }
 
 uint64_t zu_store_wrapper_calls(zu_store_wrapper *wrapper, zu_store_call call) {
