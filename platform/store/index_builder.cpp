@@ -10,11 +10,6 @@ bool is_located(const zu_do_uri *uri) {
   return uri->is_absolute() && uri->segment_count > 1;
 }
 
-// Adds a row to a run that has rows of its own: those are in no array of the snapshot's.
-void append(run &rows, zu_do_vlist *row) {
-  const_cast<zu_do_vlist **>(rows.rows)[rows.count++] = row;
-}
-
 } // namespace
 
 collection_key own_key(const zu_do_uri *uri) {
@@ -30,10 +25,33 @@ collection_key any_key(const zu_do_uri *uri) {
   return key;
 }
 
-run run_builder::place(snapshot &data) const {
-  if (count == 0) return {nullptr, 0};
-  if (!scattered) return {data.records.data() + first, count};
-  return {static_cast<zu_do_vlist **>(data.memory.take(count * sizeof(zu_do_vlist *))), 0};
+std::vector<run> runs_of(snapshot &data, const std::vector<uint32_t> &group_of, size_t groups) {
+  struct extent {
+    uint32_t first, last, count;
+    zu_do_vlist **next; // of the rows of its own
+  };
+  std::vector<extent> extents(groups);
+  for (uint32_t id = 0; id < group_of.size(); ++id) {
+    if (group_of[id] == no_id) continue;
+    extent &of = extents[group_of[id]];
+    if (of.count++ == 0) of.first = id;
+    of.last = id;
+  }
+  std::vector<run> runs;
+  runs.reserve(groups);
+  bool any_scattered = false;
+  for (extent &of : extents) {
+    const bool scattered = of.count != 0 && of.last - of.first + 1 != of.count;
+    any_scattered = any_scattered || scattered;
+    if (scattered) of.next = static_cast<zu_do_vlist **>(data.memory.take(of.count * sizeof(zu_do_vlist *)));
+    runs.push_back({scattered ? of.next : data.records.data() + of.first, of.count});
+  }
+  for (uint32_t id = 0; any_scattered && id < group_of.size(); ++id) {
+    if (group_of[id] == no_id) continue;
+    extent &of = extents[group_of[id]];
+    if (of.next != nullptr) *of.next++ = data.records[id];
+  }
+  return runs;
 }
 
 void collections_builder::prepare(const zu_do_uri *uri, uint32_t path) {
@@ -47,33 +65,27 @@ void collections_builder::prepare(const zu_do_uri *uri, uint32_t path) {
 
 void collections_builder::add(const zu_do_uri *uri, uint32_t id, uint32_t path) {
   uint32_t &last = last_of_path_[path];
-  if (!same_as_last_) last = find_or_add(key_of_(uri), path);
+  if (!same_as_last_) last = find_or_add(key_of_(uri), id, path);
   collection &found = collections_[last];
-  found.rows.add(id);
   if (found.path != path) found.path = no_id;
-  scattered_ = scattered_ || found.rows.scattered;
   of_record_.resize(id, no_id);
   of_record_.push_back(last);
 }
 
-// The caller adds a record to it at once: a collection is compared by its first one.
-uint32_t collections_builder::find_or_add(const collection_key &key, uint32_t path) {
+// A collection is compared by its first record.
+uint32_t collections_builder::find_or_add(const collection_key &key, uint32_t id, uint32_t path) {
   uint32_t found = table_.by_key.find(hash_, [&](uint32_t i) { return is_of(i, key); });
   if (found != no_id) return found;
   found = static_cast<uint32_t>(collections_.size());
-  collections_.push_back({{}, path});
+  collections_.push_back({id, path});
   table_.by_key.insert(hash_, found);
   return found;
 }
 
 void collections_builder::place(snapshot &data) {
-  table_.entries.reserve(collections_.size());
-  for (const collection &each : collections_) table_.entries.push_back({each.rows.place(data), each.path});
-  for (uint32_t id = 0; scattered_ && id < of_record_.size(); ++id) {
-    const uint32_t found = of_record_[id];
-    if (found != no_id && collections_[found].rows.scattered)
-      append(table_.entries[found].records, data.records[id]);
-  }
+  const std::vector<run> runs = runs_of(data, of_record_, collections_.size());
+  table_.entries.reserve(runs.size());
+  for (size_t i = 0; i < runs.size(); ++i) table_.entries.push_back({runs[i], collections_[i].path});
 }
 
 void index_builder::prepare(const zu_do_uri *uri, uint32_t path) {
@@ -98,23 +110,11 @@ bool index_builder::add(zu_do_uri *uri, uint32_t path) {
 }
 
 void index_builder::finish() {
-  place_paths();
+  const std::vector<run> runs = runs_of(data_, paths_, data_.paths.size());
+  for (size_t i = 0; i < runs.size(); ++i) data_.paths[i].records = runs[i];
   any_.place(data_);
   own_.place(data_);
   if (any_absolute_) build_relative_texts();
-}
-
-void index_builder::place_paths() {
-  std::vector<run_builder> builders(data_.paths.size());
-  for (uint32_t id = 0; id < count(); ++id) builders[paths_[id]].add(id);
-  bool scattered = false;
-  for (size_t i = 0; i < builders.size(); ++i) {
-    data_.paths[i].records = builders[i].place(data_);
-    scattered = scattered || builders[i].scattered;
-  }
-  for (uint32_t id = 0; scattered && id < count(); ++id) {
-    if (builders[paths_[id]].scattered) append(data_.paths[paths_[id]].records, data_.records[id]);
-  }
 }
 
 void index_builder::build_relative_texts() {

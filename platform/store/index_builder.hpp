@@ -23,21 +23,9 @@ collection_key own_key(const zu_do_uri *uri);
 // The same in relative form. The relative form of "//" is "/".
 collection_key any_key(const zu_do_uri *uri);
 
-// Collects runs while records come by in store order. Records that stand side by side in the snapshot need
-// no rows of their own.
-struct run_builder {
-  uint32_t first = 0;
-  uint32_t count = 0;
-  bool scattered = false;
-
-  void add(uint32_t id) {
-    if (count == 0) first = id;
-    scattered = scattered || id != first + count;
-    ++count;
-  }
-  // A run that is scattered is empty yet, and has room for its rows.
-  run place(snapshot &data) const;
-};
+// The runs of groups of the snapshot's records, of which `group_of` tells each record's, or no_id. A group
+// whose records stand side by side needs no rows of its own. Throws std::bad_alloc.
+std::vector<run> runs_of(snapshot &data, const std::vector<uint32_t> &group_of, size_t groups);
 
 // Makes a table of collections, of those records that are added, under the keys that `key_of` gives. All
 // functions throw std::bad_alloc.
@@ -56,14 +44,14 @@ public:
 
 private:
   struct collection {
-    run_builder rows;
+    uint32_t first; // record
     uint32_t path;
   };
 
   bool is_of(uint32_t i, const collection_key &key) const {
-    return key_of_(uris_[collections_[i].rows.first]) == key;
+    return key_of_(uris_[collections_[i].first]) == key;
   }
-  uint32_t find_or_add(const collection_key &key, uint32_t path);
+  uint32_t find_or_add(const collection_key &key, uint32_t id, uint32_t path);
 
   const std::vector<zu_do_uri *> &uris_;
   collection_table &table_;
@@ -75,7 +63,6 @@ private:
   // hash of its key.
   bool same_as_last_ = false;
   uint32_t hash_ = 0;
-  bool scattered_ = false;
 };
 
 // All tables of a snapshot, from the URIs of its records in store order. All functions throw std::bad_alloc.
@@ -96,7 +83,6 @@ public:
   void finish();
 
 private:
-  void place_paths();
   void build_relative_texts();
 
   snapshot &data_;
