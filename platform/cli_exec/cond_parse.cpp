@@ -1,9 +1,10 @@
 // Parses a condition text into its node block, or refuses it with the column where it does not fit.
 #include <algorithm>
-#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -62,17 +63,20 @@ bool is_name(std::string_view text) {
   return !text.empty() && std::none_of(text.begin(), text.end(), bad);
 }
 
-// A start of a text that is short enough for a message and does not end within a character.
-std::string_view shown(std::string_view text) {
-  size_t length = std::min<size_t>(text.size(), 48);
-  if (length < text.size()) {
-    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80) --length;
-  }
-  return text.substr(0, length);
+// A word as a message shows it.
+std::string shown(std::string_view word) {
+  return '"' + std::string(infra::start_of(word, 48)) + '"';
 }
 
-// Thrown when a text is refused; the parser says why.
-struct refused {};
+// Thrown when a text is refused.
+struct refused {
+  size_t at;
+  std::string reason;
+};
+
+[[noreturn]] void refuse(size_t at, std::string reason) {
+  throw refused{at, std::move(reason)};
+}
 
 class parser {
 public:
@@ -81,10 +85,12 @@ public:
   parser(const parser &) = delete;
   parser &operator=(const parser &) = delete;
 
-  // None when the text is refused, or memory is exhausted.
-  zu_cond_list *parse();
-  int32_t code() const { return code_; }
-  const char *message() const { return message_; }
+  // Throws refused or std::bad_alloc.
+  zu_cond_list *parse() {
+    parse_all();
+    return give();
+  }
+  size_t at() const { return at_; }
 
 private:
   // Reading the text.
@@ -115,27 +121,10 @@ private:
   void add_property(std::string_view name, size_t at);
   zu_cond_list *give();
 
-  void say(size_t at, const char *reason) {
-    std::snprintf(message_, sizeof message_, "condition: %s at column %zu", reason, at + 1);
-  }
-  [[noreturn]] void refuse(size_t at, const char *format, ...) __attribute__((format(printf, 3, 4)));
-
   std::string_view text_;
   size_t at_ = 0;
   std::vector<node> nodes_; // what they hold is theirs
-  int32_t code_ = ZU_FAILED;
-  char message_[256] = "";
 };
-
-void parser::refuse(size_t at, const char *format, ...) {
-  char reason[160];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(reason, sizeof reason, format, arguments);
-  va_end(arguments);
-  say(at, reason);
-  throw refused();
-}
 
 void parser::skip_blanks() {
   while (!at_end() && is_blank(here())) ++at_;
@@ -153,19 +142,6 @@ bool parser::at_group() const {
   size_t at = at_ + 1;
   while (at < text_.size() && is_blank(text_[at])) ++at;
   return word_at(at) != "eval";
-}
-
-zu_cond_list *parser::parse() {
-  try {
-    parse_all();
-    return give();
-  } catch (const refused &) {
-    return nullptr;
-  } catch (const std::bad_alloc &) {
-    code_ = ZU_EXHAUSTED;
-    say(at_, "memory exhausted");
-    return nullptr;
-  }
 }
 
 void parser::parse_all() {
@@ -203,24 +179,22 @@ void parser::parse_pair() {
 
 void parser::parse_group(unsigned depth) {
   const size_t start = at_++;
-  if (depth > max_depth) refuse(start, "groups nested more than %u deep", max_depth);
+  if (depth > max_depth) refuse(start, "groups nested more than " + std::to_string(max_depth) + " deep");
   skip_blanks();
   const size_t word_start = at_;
   const std::string_view word = word_at(at_);
   const auto *op = std::find_if(std::begin(operations), std::end(operations),
                                 [word](const operation &known) { return known.word == word; });
   if (word.empty()) refuse(at_, "missing operator");
-  if (op == std::end(operations)) {
-    const std::string_view part = shown(word);
-    refuse(at_, "unknown operator \"%.*s\"", static_cast<int>(part.size()), part.data());
-  }
+  if (op == std::end(operations)) refuse(at_, "unknown operator " + shown(word));
   at_ += word.size();
   const size_t group = open(op->what);
   unsigned count = 0;
   for (skip_blanks(); !at_end() && here() != ')'; skip_blanks(), ++count) parse_argument(depth + 1);
   if (at_end()) refuse(start, "group without end");
   if (count < op->least || count > op->most) {
-    refuse(word_start, "operator \"%s\" takes %s, not %u,", op->word.data(), op->takes, count);
+    refuse(word_start,
+           "operator " + shown(word) + " takes " + op->takes + ", not " + std::to_string(count) + ",");
   }
   ++at_;
   close(group);
@@ -268,8 +242,7 @@ void parser::parse_word() {
   if (word.starts_with('$')) return add_property(word.substr(1), start);
   const bool number = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
   if (!number && word != "true" && word != "false" && word != "null") {
-    const std::string_view part = shown(word);
-    refuse(start, "unknown operand \"%.*s\"", static_cast<int>(part.size()), part.data());
+    refuse(start, "unknown operand " + shown(word));
   }
   add_constant(decode(word, start));
 }
@@ -290,7 +263,7 @@ owned_value parser::decode(std::string_view json, size_t at) {
   if (value != nullptr) return value;
   // An error object that could not be made is memory that is not there.
   if (error == nullptr || zu_do_error_get_code(error.get()) == ZU_EXHAUSTED) throw std::bad_alloc();
-  refuse(at, "bad value (%s)", zu_do_error_get_msg(error.get()));
+  refuse(at, std::string("bad value (") + zu_do_error_get_msg(error.get()) + ")");
 }
 
 void parser::add_constant(owned_value value) {
@@ -314,9 +287,23 @@ void parser::add_property(std::string_view text, size_t at) {
 bool parse_cond_expr_no_trailing(void *context, zu_cli_error_fn error, const char *, const char *text,
                                  zu_cond_list **list) {
   zu_cond::parser parser(text != nullptr ? text : "");
-  *list = parser.parse();
-  if (*list == nullptr && error != nullptr) error(context, parser.code(), parser.message());
-  return *list != nullptr;
+  int32_t code = ZU_EXHAUSTED;
+  char message[256];
+  const auto say = [&](size_t at, const char *reason) {
+    std::snprintf(message, sizeof message, "condition: %s at column %zu", reason, at + 1);
+  };
+  try {
+    *list = parser.parse();
+    return true;
+  } catch (const zu_cond::refused &why) {
+    code = ZU_FAILED;
+    say(why.at, why.reason.c_str());
+  } catch (const std::bad_alloc &) {
+    say(parser.at(), "memory exhausted");
+  }
+  *list = nullptr;
+  if (error != nullptr) error(context, code, message);
+  return false;
 }
 
 void zu_cond_list_free(zu_cond_list *list) {

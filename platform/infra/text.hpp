@@ -1,6 +1,7 @@
 // Small things about texts.
 #pragma once
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <string>
@@ -17,6 +18,14 @@ inline std::string_view trimmed(std::string_view text) {
   while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
   while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
   return text;
+}
+
+// The start of a text, so many bytes at most, that does not end within a character.
+inline std::string_view start_of(std::string_view text, size_t longest) {
+  size_t length = std::min(text.size(), longest);
+  const auto inside = [text](size_t at) { return (static_cast<unsigned char>(text[at]) & 0xc0) == 0x80; };
+  while (length < text.size() && length > 0 && inside(length)) --length;
+  return text.substr(0, length);
 }
 
 // Where something stands in a text.

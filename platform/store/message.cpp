@@ -12,15 +12,14 @@ namespace store {
 
 std::string in_quotes(std::string_view text) {
   constexpr size_t longest = 200;
-  size_t length = std::min(text.size(), longest);
-  while (length < text.size() && length > 0 && (static_cast<uint8_t>(text[length]) & 0xc0) == 0x80) --length;
+  const std::string_view start = infra::start_of(text, longest);
   std::string shown = "\"";
-  for (char c : text.substr(0, length)) {
+  for (char c : start) {
     char escape[4];
     shown += infra::is_control(c) ? std::string_view(escape, infra::put_escaped(escape, c))
                                   : std::string_view(&c, 1);
   }
-  return shown + (length < text.size() ? "...\"" : "\"");
+  return shown + (start.size() < text.size() ? "...\"" : "\"");
 }
 
 char *new_text(std::string_view text) {
