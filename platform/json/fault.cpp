@@ -92,68 +92,48 @@ refusal fault_at(std::string_view text, size_t read, size_t token, std::string_v
   return {start, message == nullptr ? "expected a value" : message};
 }
 
-// Goes through a text, and tells how far the parser has read.
-struct followed {
-  using iterator_category = std::input_iterator_tag;
-  using value_type = char;
-  using difference_type = std::ptrdiff_t;
-  using pointer = const char *;
-  using reference = const char &;
-
-  reference operator*() const { return *at; }
-  followed &operator++() {
-    *read = ++at;
-    return *this;
+// Where the text is nested too deep, if it is right so far; its end when nowhere.
+size_t too_deep_at(std::string_view text) {
+  uint32_t depth = 0;
+  bool in_string = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '"') in_string = !in_string;
+    if (in_string) {
+      if (c == '\\') ++i;
+    } else if (c == '{' || c == '[') {
+      if (++depth > deepest) return i;
+    } else if (c == '}' || c == ']') {
+      --depth;
+    }
   }
-  followed operator++(int) { return {std::exchange(at, at + 1), read}; }
-  bool operator==(const followed &other) const { return at == other.at; }
+  return text.size();
+}
 
-  const char *at;
-  const char **read;
-};
-
-// Accepts everything, but for what is nested too deep.
-class place_finder : public nlohmann::detail::json_sax_acceptor<nlohmann::json> {
-public:
-  explicit place_finder(std::string_view text) : text_(text), read_(text.data()) {}
-  bool parse() {
-    return nlohmann::json::sax_parse(followed{text_.data(), &read_},
-                                     followed{text_.data() + text_.size(), &read_}, this);
-  }
+// Accepts everything, and notes the fault.
+struct fault_finder : nlohmann::detail::json_sax_acceptor<nlohmann::json> {
+  std::string_view text;
   refusal found;
 
-  bool start_object(size_t) { return enter(); }
-  bool end_object() { return leave(); }
-  bool start_array(size_t) { return enter(); }
-  bool end_array() { return leave(); }
   bool parse_error(size_t read, const std::string &token, const nlohmann::detail::exception &fault) {
-    found = fault_at(text_, read, token.size(), fault.what());
+    found = fault_at(text, read, token.size(), fault.what());
     return false;
   }
-
-private:
-  bool enter() {
-    if (++depth_ <= deepest) return true;
-    found = {static_cast<size_t>(read_ - text_.data()) - 1, "nested deeper than 64 levels"};
-    return false;
-  }
-  bool leave() {
-    --depth_;
-    return true;
-  }
-
-  std::string_view text_;
-  const char *read_;
-  uint32_t depth_ = 0;
 };
 
 } // namespace
 
 refusal first_fault(std::string_view text, const refusal &found) {
   if (text.starts_with("\xef\xbb\xbf")) return {0, "expected a value"}; // the parsers differ about the mark
-  place_finder finder(text);
-  const bool whole = finder.parse();
-  return whole || finder.found.offset > found.offset ? found : finder.found;
+  fault_finder finder;
+  finder.text = text;
+  finder.found.offset = text.size() + 1; // unless there is one
+  nlohmann::json::sax_parse(text.begin(), text.end(), &finder);
+  const size_t too_deep = too_deep_at(text);
+  if (too_deep < std::min(finder.found.offset, text.size())) {
+    finder.found = {too_deep, "nested deeper than 64 levels"};
+  }
+  return finder.found.offset > found.offset ? found : finder.found;
 }
 
 } // namespace zu_json
