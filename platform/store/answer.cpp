@@ -7,31 +7,18 @@ namespace store {
 
 namespace {
 
-// A path, in a URI: without query, split at the location.
-struct path_part {
-  bool absolute;
-  std::string_view location; // "/name;key=value", or empty
-  std::string_view below;    // "/...", or empty
-
-  explicit path_part(const zu_do_uri *uri) : absolute(uri->is_absolute()) {
-    const std::string_view text = uri->path();
-    if (!absolute) {
-      below = text;
-      return;
-    }
-    const location_split split = split_location(text);
-    location = split.location;
-    below = split.rest;
-  }
-};
+uri_halves halves_of(const zu_do_uri *uri) {
+  return {uri->path(), uri->is_absolute()};
+}
 
 // Whether the URI gives every key of the path's records: then it is a record's own text, or none's.
-bool gives_all_keys(const snapshot &data, const path_entry &path, const path_part &asked) {
-  const path_part sample(zuapi::row_uri(path.records.rows[0]));
-  if (!path.same_keys || !same_key_names(asked.below, sample.below)) return false;
-  if (!asked.absolute) return true;
+bool gives_all_keys(const snapshot &data, const path_entry &path, const zu_do_uri *uri) {
+  const uri_halves asked = halves_of(uri);
+  const uri_halves sample = halves_of(zuapi::row_uri(path.records.rows[0]));
+  if (!path.same_keys || !same_key_names(asked.relative, sample.relative)) return false;
+  if (!uri->is_absolute()) return true;
   if (!path.same_locations || path.first_located == no_id) return false;
-  return same_key_names(asked.location, path_part(data.uri_of(path.first_located)).location);
+  return same_key_names(asked.location, halves_of(data.uri_of(path.first_located)).location);
 }
 
 // The records of the path that a URI without a query, or with one of type 2, gives in full.
@@ -46,12 +33,17 @@ void look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
   }
 }
 
-void scan(const path_entry &path, const path_part &asked, answer &found) {
+void scan(const path_entry &path, const zu_do_uri *uri, answer &found) {
+  const uri_halves asked = halves_of(uri);
+  auto &rows = found.pick();
   for (uint32_t i = 0; i < path.records.count; ++i) {
     zu_do_vlist *row = path.records.rows[i];
-    const path_part stored(zuapi::row_uri(row));
-    const bool located = !asked.absolute || (stored.absolute && keys_match(asked.location, stored.location));
-    if (located && keys_match(asked.below, stored.below)) found.pick().push_back(row);
+    const uri_halves stored = halves_of(zuapi::row_uri(row));
+    const bool located = asked.location.empty() || !stored.location.empty();
+    if (located && keys_match(asked.location, stored.location) &&
+        keys_match(asked.relative, stored.relative)) {
+      rows.push_back(row);
+    }
   }
 }
 
@@ -76,13 +68,12 @@ answer select_rows(const snapshot &data, zu_do_uri *uri) {
   answer found({nullptr, 0}, path->form);
   if (path->records.count == 0) return found;
 
-  const path_part asked(uri);
-  if (gives_all_keys(data, *path, asked)) {
+  if (gives_all_keys(data, *path, uri)) {
     look_up(data, uri, found);
-  } else if (!asked.absolute && asked.below.find(';') == asked.below.npos) {
+  } else if (!uri->is_absolute() && uri->path().find(';') == std::string_view::npos) {
     found = answer(path->records, path->form);
   } else {
-    scan(*path, asked, found);
+    scan(*path, uri, found);
   }
   if (zu_do_uri_get_coll_type(uri) == 2) keep_query(uri, found);
   return found;
