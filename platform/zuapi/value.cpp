@@ -30,11 +30,12 @@ zu_do_value *make(const zu_do_value &cell) {
   return value_make(cell, no_typedef, false);
 }
 
-// The payload when the value is of that type, else none; sets the code.
-const value_payload *payload_of(zu_do_value *value, int8_t type, int *code) {
+// That part of the payload when the value is of that type, else none or 0; sets the code.
+template <class Part>
+Part part_of(zu_do_value *value, int8_t type, Part value_payload::*part, int *code) {
   const bool right = value != nullptr && value->type == type;
   if (code != nullptr) *code = right ? ZU_OK : ZU_FAILED;
-  return right ? &value->content() : nullptr;
+  return right ? value->content().*part : Part{};
 }
 
 } // namespace
@@ -155,45 +156,36 @@ bool zu_do_value_is_null(zu_do_value *value) {
 }
 
 const char *zu_do_value_get_string(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_STRING, code);
-  return payload == nullptr ? nullptr : payload->text;
+  return part_of(value, ZU_DO_TYPE_STRING, &value_payload::text, code);
 }
 
 bool zu_do_value_get_bool(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_BOOL, code);
-  return payload != nullptr && payload->boolean;
+  return part_of(value, ZU_DO_TYPE_BOOL, &value_payload::boolean, code);
 }
 
 int64_t zu_do_value_get_int(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_INT, code);
-  return payload == nullptr ? 0 : payload->integer;
+  return part_of(value, ZU_DO_TYPE_INT, &value_payload::integer, code);
 }
 
 uint64_t zu_do_value_get_uint(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_UINT, code);
-  if (payload != nullptr) return payload->whole;
-  payload = payload_of(value, ZU_DO_TYPE_INT, code);
-  if (payload != nullptr && payload->integer >= 0) return static_cast<uint64_t>(payload->integer);
-  if (code != nullptr) *code = ZU_FAILED;
-  return 0;
+  if (value != nullptr && value->type == ZU_DO_TYPE_INT && value->content().integer >= 0) {
+    return part_of(value, ZU_DO_TYPE_INT, &value_payload::whole, code);
+  }
+  return part_of(value, ZU_DO_TYPE_UINT, &value_payload::whole, code);
 }
 
 double zu_do_value_get_double(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_DOUBLE, code);
-  return payload == nullptr ? 0 : payload->number;
+  return part_of(value, ZU_DO_TYPE_DOUBLE, &value_payload::number, code);
 }
 
 zu_do_uri *zu_do_value_get_mr_uri(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_MR_URI, code);
-  return payload == nullptr ? nullptr : payload->uri;
+  return part_of(value, ZU_DO_TYPE_MR_URI, &value_payload::uri, code);
 }
 
 zu_do_uri *zu_do_value_get_coll_uri(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_COLL_URI, code);
-  return payload == nullptr ? nullptr : payload->uri;
+  return part_of(value, ZU_DO_TYPE_COLL_URI, &value_payload::uri, code);
 }
 
 zu_do_vlist *zu_do_value_get_array(zu_do_value *value, int *code) {
-  const auto *payload = payload_of(value, ZU_DO_TYPE_ARRAY, code);
-  return payload == nullptr ? nullptr : payload->list;
+  return part_of(value, ZU_DO_TYPE_ARRAY, &value_payload::list, code);
 }
