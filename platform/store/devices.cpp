@@ -175,27 +175,18 @@ std::string export_text(source &from) {
   return text + "\n  }\n}\n";
 }
 
-// Runs a step of a database; false after a failure, which is reported.
+// Takes a step of a database, whose failures name it.
 template <class Step>
-bool reported(const char *name, zu_do_error **error, Step &&step) noexcept {
-  if (error != nullptr) *error = nullptr;
-  int32_t code = ZU_EXHAUSTED;
-  std::string words;
-  try {
+bool done(const char *name, zu_do_error **error, Step &&step) noexcept {
+  return reported(error, [&] {
     try {
       step();
-      return true;
     } catch (const source_failure &failure) {
-      code = failure.code;
-      words = zu_redis::without_password(name) + ": " + failure.message;
+      throw source_failure{failure.code, zu_redis::without_password(name) + ": " + failure.message};
     } catch (const zu_json::refusal &refused) {
-      code = ZU_FAILED;
-      words = zu_redis::without_password(name) + ": " + refused.message;
+      throw source_failure{ZU_FAILED, zu_redis::without_password(name) + ": " + refused.message};
     }
-  } catch (...) {
-  }
-  if (error != nullptr) *error = zu_do_error_new(code, words.empty() ? "out of memory" : words.c_str());
-  return false;
+  });
 }
 
 } // namespace
@@ -213,7 +204,7 @@ const std::string &only_device(const std::vector<std::string> &names, const std:
 
 zu_data_ifc *zu_store_open(const char *name, zu_do_error **error) {
   zu_data_ifc *opened = nullptr;
-  const bool done = store::reported(name != nullptr ? name : "", error, [&] {
+  const bool whole = store::done(name != nullptr ? name : "", error, [&] {
     const store::source_name asked = store::read_name(name != nullptr ? name : "");
     if (asked.in == nullptr) return;
     auto rest = std::make_unique<store::on_demand>(asked.in->open(asked.device), name);
@@ -221,11 +212,11 @@ zu_data_ifc *zu_store_open(const char *name, zu_do_error **error) {
     made->rest = std::move(rest);
     opened = &made->ifc;
   });
-  return done && opened == nullptr ? zu_store_load_file(name, error) : opened;
+  return whole && opened == nullptr ? zu_store_load_file(name, error) : opened;
 }
 
 bool zu_store_import(const char *json, size_t length, const char *target, zu_do_error **error) {
-  return store::reported(target, error, [&] {
+  return store::done(target, error, [&] {
     const store::source_name to = store::name_of_database(target);
     if (to.device.empty())
       throw store::source_failure{ZU_FAILED, "?device=NAME must say which device it becomes"};
@@ -235,7 +226,7 @@ bool zu_store_import(const char *json, size_t length, const char *target, zu_do_
 
 char *zu_store_export(const char *name, zu_do_error **error) {
   char *made = nullptr;
-  store::reported(name, error, [&] {
+  store::done(name, error, [&] {
     const store::source_name asked = store::name_of_database(name);
     for (int tries = 1; made == nullptr; ++tries) {
       try {
@@ -249,7 +240,7 @@ char *zu_store_export(const char *name, zu_do_error **error) {
 }
 
 bool zu_store_each_device(const char *name, zu_store_device_fn tell, void *context, zu_do_error **error) {
-  return store::reported(name, error, [&] {
+  return store::done(name, error, [&] {
     for (const std::string &device : store::name_of_database(name).in->devices())
       tell(context, device.c_str());
   });
@@ -269,7 +260,7 @@ char *zu_store_fault(zu_data_ifc *data) {
   store::on_demand *rest = store::source_behind(data);
   if (rest == nullptr) return nullptr;
   char *made = nullptr;
-  store::reported("", nullptr, [&] {
+  store::reported(nullptr, [&] {
     const std::string words = rest->fault();
     if (!words.empty()) made = store::new_text(words);
   });

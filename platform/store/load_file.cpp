@@ -1,4 +1,4 @@
-// Loads data files: reads them whole, and turns every way to fail into an error object.
+// Loads data files, which are read whole.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -53,18 +53,11 @@ int read_whole(const char *path, infra::string &text) {
   }
 }
 
-void report(zu_do_error **error, int32_t code, const std::string &message) {
-  if (error != nullptr) *error = zu_do_error_new(code, message.c_str());
-}
-
-// The text as JSON; false after a refusal, which is reported.
-bool convert(const char *name, std::string_view text, zu_yaml::document &made, zu_do_error **error) {
+zu_yaml::document convert(const char *name, std::string_view text) {
   try {
-    made = zu_yaml::read_document(text);
-    return true;
+    return zu_yaml::read_document(text);
   } catch (const zu_yaml::refusal &refused) {
-    report(error, ZU_FAILED, shown_place(name, refused.at) + ": " + refused.message);
-    return false;
+    throw source_failure{ZU_FAILED, shown_place(name, refused.at) + ": " + refused.message};
   }
 }
 
@@ -79,62 +72,56 @@ struct json_text {
   bool is_yaml = false;
 };
 
-// False after a failure, which is reported. Throws std::bad_alloc.
-bool read_source(const zu_store_text &given, json_text &made, zu_do_error **error) {
-  const int number = given.text == nullptr ? read_whole(given.name, made.text) : 0;
-  if (number != 0) {
-    report(error, ZU_CANNOT_OPEN, std::string(given.name) + ": " + std::generic_category().message(number));
-    return false;
+void read_source(const zu_store_text &given, json_text &made) {
+  if (given.text != nullptr) {
+    made.text.assign(given.text, given.length);
+  } else if (const int number = read_whole(given.name, made.text)) {
+    throw source_failure{ZU_CANNOT_OPEN,
+                         std::string(given.name) + ": " + std::generic_category().message(number)};
   }
-  if (given.text != nullptr) made.text.assign(given.text, given.length);
   made.is_yaml = given.text == nullptr ? is_yaml_name(given.name) : given.yaml != 0;
-  if (!made.is_yaml) return true;
-  if (!convert(given.name, made.text, made.yaml, error)) return false;
+  if (!made.is_yaml) return;
+  made.yaml = convert(given.name, made.text);
   made.text = made.yaml.json;
-  return true;
 }
 
-// Reads the texts one after the other, the records' last: false when one is refused, which is reported.
-// Throws std::bad_alloc.
-bool load_into(snapshot &data, const std::vector<zu_store_text> &given, zu_do_error **error) {
+// Reads the texts one after the other, the records' last.
+void load_into(snapshot &data, const std::vector<zu_store_text> &given) {
   std::vector<json_text> texts(given.size()); // those of classes are shown in messages about later ones
   loader reader(data);
   for (size_t i = 0; i < given.size(); ++i) {
-    if (!read_source(given[i], texts[i], error)) return false;
+    read_source(given[i], texts[i]);
     const named_text from = {given[i].name, zu_json::padded(texts[i].text),
                              texts[i].is_yaml ? &texts[i].yaml : nullptr};
     try {
       zu_json::read_json(from.text, [&] { reader.read(from, i + 1 < given.size()); });
     } catch (const zu_json::refusal &refused) {
-      report(error, ZU_FAILED, from.place_of(refused.offset) + ": " + refused.message);
-      return false;
+      throw source_failure{ZU_FAILED, from.place_of(refused.offset) + ": " + refused.message};
     }
   }
   infra::string().swap(texts.back().text); // before the records take its memory
   reader.finish();
-  return true;
 }
 
-zu_data_ifc *load(const std::vector<zu_store_text> &given, zu_do_error **error) {
+zu_data_ifc *load(const std::vector<zu_store_text> &given) {
   const auto release = [](data_object *object) { object->release(); };
   std::unique_ptr<data_object, decltype(release)> object(data_object_new(), release);
-  return load_into(object->data, given, error) ? &object.release()->ifc : nullptr;
+  load_into(object->data, given);
+  return &object.release()->ifc;
 }
 
-// Runs a way to load, which may throw std::bad_alloc.
-template <class Load>
-auto guarded(const char *name, zu_do_error **error, Load &&load_it) noexcept -> decltype(load_it()) {
-  if (error != nullptr) *error = nullptr;
-  try {
-    return load_it();
-  } catch (...) {
+// What a step makes; none after a failure.
+template <class Step>
+auto made_by(Step &&step, const char *name, zu_do_error **error) noexcept {
+  decltype(step()) made = nullptr;
+  reported(error, [&] {
     try {
-      report(error, ZU_EXHAUSTED, std::string(name) + ": out of memory");
-    } catch (...) {
-      if (error != nullptr) *error = zu_do_error_new(ZU_EXHAUSTED, "out of memory");
+      made = step();
+    } catch (const std::bad_alloc &) {
+      throw source_failure{ZU_EXHAUSTED, std::string(name) + ": out of memory"};
     }
-    return nullptr;
-  }
+  });
+  return made;
 }
 
 std::vector<std::string> strings(const char *const *texts, size_t count) {
@@ -153,12 +140,13 @@ zu_store_text named(zu_store_text given) {
 zu_data_ifc *zu_store_load(const zu_store_text *data, const zu_store_text *classes, size_t class_count,
                            zu_do_error **error) {
   const zu_store_text last = store::named(*data);
-  return store::guarded(last.name, error, [&] {
+  const auto load = [&] {
     std::vector<zu_store_text> given;
     for (size_t i = 0; i < class_count; ++i) given.push_back(store::named(classes[i]));
     given.push_back(last);
-    return store::load(given, error);
-  });
+    return store::load(given);
+  };
+  return store::made_by(load, last.name, error);
 }
 
 zu_data_ifc *zu_store_load_file(const char *path, zu_do_error **error) {
@@ -178,17 +166,14 @@ zu_data_ifc *zu_store_load_yaml(const char *name, const char *text, size_t lengt
 
 char *zu_store_json_of_yaml(const char *name, const char *text, size_t length, zu_do_error **error) {
   if (name == nullptr) name = "";
-  return store::guarded(name, error, [&]() -> char * {
-    zu_yaml::document made;
-    if (!store::convert(name, {text, length}, made, error)) return nullptr;
-    return store::new_text(made.json);
-  });
+  const auto convert = [&] { return store::new_text(store::convert(name, {text, length}).json); };
+  return store::made_by(convert, name, error);
 }
 
 char *zu_store_json_of_yang(const zu_store_yang *schema, const char *name, const char *text, size_t length,
                             zu_do_error **error) {
   if (name == nullptr) name = "";
-  return store::guarded(name, error, [&]() -> char * {
+  const auto convert = [&] {
     try {
       const zu_yang::choice chosen = {store::strings(schema->directories, schema->directory_count),
                                       store::strings(schema->modules, schema->module_count),
@@ -196,8 +181,8 @@ char *zu_store_json_of_yang(const zu_store_yang *schema, const char *name, const
       return store::new_text(text == nullptr ? zu_yang::read_classes(chosen)
                                              : zu_yang::read_document(chosen, name, {text, length}));
     } catch (const zu_yang::refusal &refused) {
-      store::report(error, ZU_FAILED, refused.message);
-      return nullptr;
+      throw store::source_failure{ZU_FAILED, refused.message};
     }
-  });
+  };
+  return store::made_by(convert, name, error);
 }

@@ -6,7 +6,6 @@
 #include <new>
 
 #include "qmalloc/qmalloc.h"
-#include "zuapi/zuapi.h"
 
 namespace store {
 

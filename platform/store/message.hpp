@@ -1,11 +1,13 @@
-// What messages about a data file show: names from it, lines and columns.
+// Messages about data: what they show of a file, and how a failure becomes an error object.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
+#include "store/source.hpp"
 #include "yaml/document.hpp"
+#include "zuapi/zuapi.h"
 
 namespace store {
 
@@ -17,6 +19,21 @@ char *new_text(std::string_view text);
 
 // "NAME:LINE:COLUMN"
 std::string shown_place(const char *name, infra::place at);
+
+// Takes a step; false after a failure, which is told.
+template <class Step>
+bool reported(zu_do_error **error, Step &&step) noexcept {
+  if (error != nullptr) *error = nullptr;
+  try {
+    step();
+    return true;
+  } catch (const source_failure &failure) {
+    if (error != nullptr) *error = zu_do_error_new(failure.code, failure.message.c_str());
+  } catch (...) {
+    if (error != nullptr) *error = zu_do_error_new(ZU_EXHAUSTED, "out of memory");
+  }
+  return false;
+}
 
 // A JSON text that is read, and the YAML document that it was made of, or none.
 struct named_text {
