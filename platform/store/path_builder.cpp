@@ -72,13 +72,10 @@ void path_builder::finish(snapshot &data) {
 }
 
 uint32_t path_list::find_or_add(std::string_view text) {
-  if (last_ < paths_.size() && paths_[last_]->text() == text) return last_;
   const auto found = by_text_.find(text);
-  if (found != by_text_.end()) return last_ = found->second;
+  if (found != by_text_.end()) return found->second;
   paths_.push_back(std::make_unique<path_builder>(std::string(text)));
-  last_ = size() - 1;
-  by_text_.emplace(paths_.back()->text(), last_);
-  return last_;
+  return by_text_.emplace(paths_.back()->text(), size() - 1).first->second;
 }
 
 bool path_list::is_secret(std::string_view path, std::string_view name) const {

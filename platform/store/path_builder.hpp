@@ -103,7 +103,6 @@ public:
 private:
   std::vector<std::unique_ptr<path_builder>> paths_;
   std::unordered_map<std::string_view, uint32_t> by_text_;
-  uint32_t last_ = 0; // records of a path mostly stand together
 };
 
 } // namespace store

@@ -68,17 +68,18 @@ int put(zu_do_properties *record, std::string_view text, zu_do_value *value) {
   return code;
 }
 
-// The same for a fresh value, which is released on failure; a value of none is exhausted memory.
-int put_new(zu_do_properties *record, std::string_view text, zu_do_value *value) {
-  if (value == nullptr) return ZU_EXHAUSTED;
-  const int code = put(record, text, value);
-  if (code != ZU_OK) zu_do_value_deref(value);
-  return code;
-}
-
 // The text without blanks at its ends; empty when it makes no name.
 std::string_view name_text(const char *text) {
   return text == nullptr ? std::string_view() : trimmed(text);
+}
+
+// Sets a property to a fresh value, which is released on failure; a value of none is exhausted memory.
+int put_new(zu_do_properties *record, const char *name, zu_do_value *value) {
+  const std::string_view text = name_text(name);
+  int code = ZU_FAILED;
+  if (record != nullptr && !text.empty()) code = value == nullptr ? ZU_EXHAUSTED : put(record, text, value);
+  if (code != ZU_OK) zu_do_value_deref(value);
+  return code;
 }
 
 // A URI value in the next of the record's own cells, which counts once the caller has put it.
@@ -99,7 +100,7 @@ int put_uri(zu_do_properties *record, const char *name, const zu_do_value &conte
   const std::string_view text = name_text(name);
   if (record == nullptr || content.as.uri == nullptr || text.empty()) return ZU_FAILED;
   if (record->own_used == zu_do_properties::own_count) {
-    return put_new(record, text, value_make(content, no_typedef, false));
+    return put_new(record, name, value_make(content, no_typedef, false));
   }
   const int code = put(record, text, own_cell(record, content));
   if (code == ZU_OK) keep_own_cell(record);
@@ -247,9 +248,7 @@ void zu_do_properties_deref(zu_do_properties *record) {
 }
 
 int zu_do_properties_set_value(zu_do_properties *record, const char *name, zu_do_value *value) {
-  const std::string_view text = name_text(name);
-  if (record == nullptr || value == nullptr || text.empty()) return ZU_FAILED;
-  return put_new(record, text, value_share(value));
+  return value == nullptr ? int{ZU_FAILED} : put_new(record, name, value_share(value));
 }
 
 int zu_do_properties_set_value_n(zu_do_properties *record, zu_do_name *name, zu_do_value *value) {
@@ -261,15 +260,11 @@ int zu_do_properties_set_value_n(zu_do_properties *record, zu_do_name *name, zu_
 }
 
 int zu_do_properties_set_int(zu_do_properties *record, const char *name, int64_t value) {
-  const std::string_view text = name_text(name);
-  if (record == nullptr || text.empty()) return ZU_FAILED;
-  return put_new(record, text, zu_do_value_new_int(value));
+  return put_new(record, name, zu_do_value_new_int(value));
 }
 
 int zu_do_properties_set_string(zu_do_properties *record, const char *name, const char *text) {
-  const std::string_view trimmed_name = name_text(name);
-  if (record == nullptr || text == nullptr || trimmed_name.empty()) return ZU_FAILED;
-  return put_new(record, trimmed_name, zu_do_value_new_string(text));
+  return text == nullptr ? int{ZU_FAILED} : put_new(record, name, zu_do_value_new_string(text));
 }
 
 int zu_do_properties_set_mr_uri(zu_do_properties *record, const char *name, zu_do_uri *uri) {
