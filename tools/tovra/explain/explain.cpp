@@ -50,6 +50,15 @@ int explain_node(const explain_options &asked, request &made, output &out) {
     say("tovra: " + unknown_node(made.tree(), asked.id));
     return failed;
   }
+  std::string record;
+  if (!asked.record.empty()) { // as records are called: a URI has several spellings
+    const uri_handle uri(zu_do_uri_new(asked.record.c_str()));
+    if (!uri) {
+      say("tovra: --record " + asked.record + ": not the URI of a record");
+      return failed;
+    }
+    record = zu_do_uri_get_uri_str(uri.get());
+  }
   bool told = false;
   const std::string heading = place_of(*node) + "\n";
   const auto take = [&](const explain::visit &visit) {
@@ -60,13 +69,18 @@ int explain_node(const explain_options &asked, request &made, output &out) {
     }
     told = true;
   };
-  explain::visit_watch watch(asked.id, asked.record, take);
+  explain::visit_watch watch(asked.id, record, take);
   const bool rendered = watch.follow(made);
   if (!told) {
     const follow::census all = watch.counted();
-    const bool walked = all.contains(asked.id);
-    const std::string why = walked ? "not walked for a record " + asked.record
-                                   : "never walked: " + follow::never_walked(made.tree(), all).why(node);
+    if (!record.empty() && all.empty()) {
+      say("tovra: no node read the record " + record);
+      return failed;
+    }
+    const std::string why = all.contains(asked.id)
+                                ? "it read that record, for the nodes below it"
+                                : (record.empty() ? "never walked: " : "not walked for " + record + ": ") +
+                                      follow::never_walked(made.tree(), all).why(node);
     out.write(asked.json ? json_line({{"never", why}}) : heading + "  " + why + "\n");
   }
   return out.flush() && rendered ? done : failed;

@@ -9,14 +9,18 @@ namespace tovra::explain {
 
 using nlohmann::ordered_json;
 
-bool visit_watch::is_wanted() const {
-  const char *id = zu_tvr_node_id(steps().back().node);
-  if (id == nullptr || id != id_) return false;
+bool visit_watch::in_scope() const {
   return record_.empty() || std::any_of(steps().begin(), steps().end(),
                                         [&](const follow::step &step) { return step.record == record_; });
 }
 
+bool visit_watch::is_wanted() const {
+  const char *id = zu_tvr_node_id(steps().back().node);
+  return id != nullptr && id == id_;
+}
+
 void visit_watch::entered() {
+  if (!in_scope()) return;
   census_watch::entered();
   if (depth_ != 0 || !is_wanted()) return;
   depth_ = steps().size();
@@ -35,12 +39,14 @@ void visit_watch::left() {
 }
 
 void visit_watch::line(const zu_tvr_event &event, const written_piece &piece) {
+  if (!in_scope()) return;
   census_watch::line(event, piece);
   if (at_hand(event))
     visit_.outcomes.push_back({piece.last_line, std::string(piece.text), "", values_of(event)});
 }
 
 void visit_watch::other(const zu_tvr_event &event) {
+  if (!in_scope()) return;
   census_watch::other(event);
   if (event.node == nullptr || !at_hand(event)) return;
   switch (event.kind) {

@@ -21,7 +21,8 @@ struct visit {
   std::vector<outcome> outcomes;
 };
 
-// Hands over each walk of a node with the given id, below a record when one is named.
+// Hands over each walk of a node with the given id. When a record is named, all that is told and counted is
+// what happens while it is in scope.
 class visit_watch : public follow::census_watch {
 public:
   visit_watch(std::string id, std::string record, std::function<void(const visit &)> take)
@@ -35,6 +36,7 @@ private:
   bool at_hand(const zu_tvr_event &event) const {
     return depth_ != 0 && event.node == steps()[depth_ - 1].node;
   }
+  bool in_scope() const;
   bool is_wanted() const;
 
   std::string id_;

@@ -95,8 +95,7 @@ std::string never_walked::why(const zu_tvr_node *node) const {
   if (const auto found = nearest_.find(node); found != nearest_.end()) {
     return why_not_below(*found->second, all_.at(zu_tvr_node_id(found->second)));
   }
-  return "nothing leads to it: it is not below where the render begins, and no jump that is walked goes "
-         "there";
+  return "no node that was walked leads there, as its parent or by a jump";
 }
 
 bool never_walked::for_lack_of_data(const zu_tvr_node *node) const {
