@@ -25,7 +25,7 @@ bool show(output &out, zu_do_ntlist *columns, zu_do_vlist *row) {
     members.emplace_back(zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, i))),
                          value_json(value));
   }
-  return out.write(record.dump(-1, ' ', false, replace_bad_utf8) + "\n");
+  return out.write(json_text(record));
 }
 
 // Reads every instance into the table: 0 or the store's code.

@@ -94,6 +94,22 @@ std::string unknown_command(const CLI::App &app, int argc, char **argv) {
   return "no command is '" + word + "'" + tovra::check::did_you_mean(word, names);
 }
 
+// The first option that the command does not have: what is told of it. Empty when there is none.
+std::string unknown_option(const CLI::App &app) {
+  const auto commands = app.get_subcommands();
+  const CLI::App &command = commands.empty() ? app : *commands.front();
+  std::set<std::string> names;
+  for (const CLI::Option *option : command.get_options()) {
+    for (const std::string &name : option->get_lnames()) names.insert("--" + name);
+  }
+  for (const std::string &word : command.remaining(true)) {
+    const std::string name = word.substr(0, word.find('='));
+    if (name.starts_with("--"))
+      return "no option is '" + name + "'" + tovra::check::did_you_mean(name, names);
+  }
+  return "";
+}
+
 // Memory that the program asks for is never given back to ask again: where it ends, so does the program,
 // also in the middle of a call from the library, which no exception may leave.
 void end_without_memory() {
@@ -134,7 +150,8 @@ int run(int argc, char **argv) {
   } catch (const CLI::CallForVersion &version) {
     return print(std::string(version.what()) + "\n");
   } catch (const CLI::ParseError &wrong) {
-    return misused(wrong.what());
+    const std::string why = unknown_option(app); // what is missing may be what it was meant for
+    return misused(why.empty() ? wrong.what() : why);
   }
   if (help->parsed()) {
     char *words[] = {argv[0], topic.data()};

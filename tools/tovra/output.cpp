@@ -118,13 +118,23 @@ std::string visible(std::string_view text) {
     const auto byte = static_cast<unsigned char>(character);
     shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
   };
-  while (!text.empty()) {
-    const size_t length = shown_length(text);
-    if (length == 0) escape(text.front());
-    shown += text.substr(0, length);
-    text.remove_prefix(std::max<size_t>(length, 1));
+  size_t from = 0; // of the part that is shown as it stands
+  for (size_t at = 0, length = 0; at < text.size(); at += std::max<size_t>(length, 1)) {
+    length = shown_length(text.substr(at));
+    if (length != 0) continue;
+    shown += text.substr(from, at - from);
+    escape(text[at]);
+    from = at + 1;
   }
-  return shown;
+  return shown.append(text.substr(from));
+}
+
+std::string visible_lines(std::string_view text) {
+  std::string shown;
+  for (size_t end; (end = text.find('\n')) != text.npos; text.remove_prefix(end + 1)) {
+    shown += visible(text.substr(0, end)) + "\n";
+  }
+  return shown + visible(text);
 }
 
 kept_lines::kept_lines() : before_(keeping) {

@@ -46,6 +46,7 @@ bool write_all(int file, std::string_view text);
 // A text with its control characters shown as \xHH: those of ASCII, those of Latin-1 (as UTF-8), and bytes
 // that are no UTF-8.
 std::string visible(std::string_view text);
+std::string visible_lines(std::string_view text); // the ends of its lines stay
 // Writes one line to standard error, made visible.
 void say(std::string_view line);
 void say_lines(std::string_view text, const std::string &before = ""); // a line each

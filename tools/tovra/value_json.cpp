@@ -38,4 +38,14 @@ ordered_json value_json(zu_do_value *value) {
   }
 }
 
+std::string json_text(const ordered_json &value, int indentation) {
+  std::string text = value.dump(indentation, ' ', false, replace_bad_utf8) + "\n";
+  for (size_t at = text.find('\xc2'); at != text.npos; at = text.find('\xc2', at + 1)) {
+    const auto next = static_cast<unsigned char>(text[at + 1]);
+    if (next < 0xa0)
+      text.replace(at, 2, {'\\', 'u', '0', '0', next < 0x90 ? '8' : '9', "0123456789abcdef"[next & 15]});
+  }
+  return text;
+}
+
 } // namespace tovra

@@ -37,8 +37,8 @@ public:
     const finding *cause = nullptr;
     if (is_one_of(found, {"unreached", "unread-records", "unread-property"})) {
       cause = find(of_names_, found.about); // what was meant to be named
-    } else if (is_one_of(found, {"repeated", "discarded", "props-before-fmt", "literal-slot", "no-array",
-                                 "count", "unknown-path", "key"})) {
+    } else if (is_one_of(found, {"repeated", "discarded", "props-before-fmt", "literal-slot", "empty-slot",
+                                 "no-array", "count", "unknown-path", "key"})) {
       cause = find(of_records_, found.at); // one record, read for another
     }
     if (cause == nullptr && is_one_of(found, {"key", "scope", "incomplete", "optional", "list-path"})) {

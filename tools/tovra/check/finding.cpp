@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "../output.hpp"
+#include "../value_json.hpp"
 
 namespace tovra::check {
 
@@ -89,8 +90,7 @@ std::string findings::as_text() const {
 }
 
 std::string findings::as_json() const {
-  const auto array = json_of(all_);
-  return array.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return json_text(json_of(all_), 2);
 }
 
 } // namespace tovra::check

@@ -92,7 +92,7 @@ std::string as_json(const report &told) {
                              {"properties", json_of(told.properties())},
                              {"templates", std::move(templates)},
                              {"data", std::move(data)}};
-  return made.dump(-1, ' ', false, replace_bad_utf8) + "\n";
+  return json_text(made);
 }
 
 report from_json(const std::string &text) {

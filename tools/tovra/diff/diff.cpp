@@ -1,4 +1,5 @@
 // `tovra diff`: how two configurations differ as text, or one of them through two sets of templates.
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <unistd.h>
@@ -51,6 +52,11 @@ bool is_whole(const std::string &name, const process_outcome &rendered, const st
 }
 
 int run_diff(const diff_options &asked) {
+  std::error_code failure;
+  if (asked.data.empty() && std::filesystem::is_directory(asked.new_name, failure)) {
+    say("tovra: " + asked.new_name + " is a directory: templates are compared over the data file of --data");
+    return trouble;
+  }
   auto old_render =
       std::async(std::launch::async, [&] { return run_self(render_request(asked, asked.old_name)); });
   const process_outcome new_side = run_self(render_request(asked, asked.new_name));

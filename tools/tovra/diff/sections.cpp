@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "../value_json.hpp"
 #include "lines.hpp"
 #include "mark.hpp"
 #include "text_diff.hpp"
@@ -92,7 +93,7 @@ std::string as_json(const std::vector<change> &changes) {
                    {"removed", change.removed},
                    {"added", change.added}});
   }
-  return all.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return json_text(all, 2);
 }
 
 } // namespace tovra::diff

@@ -23,17 +23,13 @@ struct explain_options {
   bool json = false;
 };
 
-std::string json_line(const nlohmann::ordered_json &made) {
-  return made.dump(-1, ' ', false, replace_bad_utf8) + "\n";
-}
-
 int explain_lines(const explain_options &asked, request &made, output &out) {
   uint64_t told = 0;
   const auto is_wanted = [&](uint64_t number) { return asked.line == 0 || number == asked.line; };
   const auto take = [&](const explain::explained_line &line) {
     if (!asked.match.empty() && line.text.find(asked.match) == line.text.npos) return;
     ++told;
-    out.write(asked.json ? json_line(explain::as_json(line)) : explain::as_text(line));
+    out.write(asked.json ? json_text(explain::as_json(line)) : visible_lines(explain::as_text(line)));
   };
   explain::line_watch watch(is_wanted, take);
   const bool rendered = watch.follow(made);
@@ -63,9 +59,9 @@ int explain_node(const explain_options &asked, request &made, output &out) {
   const std::string heading = place_of(*node) + "\n";
   const auto take = [&](const explain::visit &visit) {
     if (asked.json) {
-      out.write(json_line(explain::as_json(visit)));
+      out.write(json_text(explain::as_json(visit)));
     } else {
-      out.write((told ? "" : heading) + explain::as_text(visit));
+      out.write(visible_lines((told ? "" : heading) + explain::as_text(visit)));
     }
     told = true;
   };
@@ -81,7 +77,7 @@ int explain_node(const explain_options &asked, request &made, output &out) {
                                 ? "it read that record, for the nodes below it"
                                 : (record.empty() ? "never walked: " : "not walked for " + record + ": ") +
                                       follow::never_walked(made.tree(), all).why(node);
-    out.write(asked.json ? json_line({{"never", why}}) : heading + "  " + why + "\n");
+    out.write(asked.json ? json_text({{"never", why}}) : visible_lines(heading + "  " + why + "\n"));
   }
   return out.flush() && rendered ? done : failed;
 }

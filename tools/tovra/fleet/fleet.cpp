@@ -237,7 +237,7 @@ std::string as_json(const report &all) {
       {"unchanged", all.unchanged}, {"changed", all.changed},
       {"failed", all.failed},       {all.removed ? "removed" : "gone", all.gone}};
   if (all.part) made["part"] = true;
-  return made.dump(2, ' ', false, replace_bad_utf8) + "\n";
+  return json_text(made, 2);
 }
 
 int run_fleet(const fleet_options &asked) {
