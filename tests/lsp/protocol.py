@@ -129,22 +129,24 @@ LINKS = [
     ("ports", "# the ^ports", [], []),
 ]
 
-# A file, a line and what is written instead of it, with the place; what is offered first, and what is not.
+# A file, a line and what is written instead of it, with the place and, after `<`, the word that is replaced; what is offered
+# first, and what is not.
 COMPLETIONS = [
     ("ports", "Fmt: speed %s", "^", ["Cmd:", "Parent Cmd:", "Op:"], []),
     ("ports", "Fmt: speed %s", "  Pr^", ["Cmd:", "Parent Cmd:", "Op:", "Fmt:", "Props:"], []),
     ("ports", "Op: no_op", "Op: ^", ["no_op", "push_mode", "get_collection", "get_one", "print_if", "iter"], []),
     ("ports", "Dest: port-mode", "Dest: p^", ["ports", "port", "into-port", "port-mode"], []),
     ("ports", "Parent Cmd: port", "Parent Cmd: ^", ["ports", "port"], []),
+    ("ports", "Dest: port-mode", "Dest: <port mo^", ["ports", "port"], []),
     ("ports", "Uri: /sys?port", "Uri: ^", ["/sys", "/sys?port", "/sys/port;name=$?address"], []),
     ("ports", "Query: name=$name", "Query: ^", ["name=$name", "speed=$speed"], []),
     ("ports", "Orderby: speed", "Orderby: ^", ["name", "speed"], []),
     ("ports", "Props: /sys?port speed:0", "Props: ^", ["/sys?port"], ["/sys"]),
-    ("ports", "Props: /sys?port speed:0", "Props: /sys?port n^", ["name:0", "speed:0"], ["mask:0"]),
+    ("ports", "Props: /sys?port speed:0", "Props: /sys?port <n^", ["name:0", "speed:0"], ["mask:0"]),
     ("ports", "Props: /sys?port speed:0", "Props: /sys?port speed:0 ^", ["name:1", "speed:1"], []),
     ("ports", "Props: /sys?port speed:0", "Location: /sys?port ^", ["name:DEFAULT", "speed:DEFAULT", "name:SLOT"], []),
     ("ports", "Props: /sys?port speed:0", "Location: /sys?port speed:SLOT ^", [":0", "rack:0", "slot:0"], []),
-    ("ports", "Cond: (ne $tvr1 5)", "Cond: (ne $^", ["$tvr0", "$tvr1"], ["$tvr2"]),
+    ("ports", "Cond: (ne $tvr1 5)", "Cond: (ne <$^", ["$tvr0", "$tvr1"], ["$tvr2"]),
     ("ports", "Newline:", "Newline: ^", [], []),
     ("ports", "# the ports", "# C^", [], []),
 ]
@@ -209,6 +211,7 @@ def test_links(space):
 
 def test_completion(space):
     for version, (file, line, instead, wanted, others) in enumerate(COMPLETIONS, 2):
+        word, instead = instead.find("<"), instead.replace("<", "")
         path, before = space.files[file], space.client.texts[space.files[file]]
         text = before.replace(f"{line}\n", instead.replace("^", "") + "\n", 1)
         space.client.change(path, text, version)
@@ -217,7 +220,9 @@ def test_completion(space):
         check(f"completion at {instead}", labels[:len(wanted)], wanted)
         check(f"no completion at {instead}", [label for label in labels if label in others or not wanted], [])
         for item in items[:1]:  # it replaces what has been written of the word
-            end, (row, column) = item["textEdit"]["range"]["end"], place(text, instead)
+            start, end = item["textEdit"]["range"]["start"], item["textEdit"]["range"]["end"]
+            row, column = place(text, instead)
+            check(f"beginning at {instead}", word in (-1, start["character"]), True)
             check(f"range at {instead}", (end["line"], end["character"]), (row, column))
         space.client.change(path, before, version)
     operations = [item["label"] for item in space.ask("completion", "ports", "Cond: (ne^ $tvr1 5)")["items"]]
