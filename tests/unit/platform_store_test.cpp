@@ -1,5 +1,6 @@
 // What the data store answers: records, collections, queries, order, caching requests.
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <random>
 #include <set>
@@ -373,6 +374,26 @@ TEST(store, a_database_answers_as_a_file) {
     }
     if (HasFailure()) break;
   }
+}
+
+// A host tells by its code what is not there from what is no good.
+TEST(store, what_cannot_be_opened_has_a_code_of_its_own) {
+  const std::string text = testing::TempDir() + "store_text." + std::to_string(getpid());
+  std::ofstream(text)
+      << "no data, and longer than the head of a database file is: 100 bytes at least have to be there";
+  const char *source = std::getenv("STORE_SOURCE");
+  const std::string scheme = source == nullptr                 ? ""
+                             : std::string(source) == "sqlite" ? "sqlite:"
+                                                               : "redis+unix:";
+  for (const auto &[name, wanted] :
+       {std::pair{std::string("/nowhere/it"), ZU_CANNOT_OPEN}, {text, ZU_FAILED}}) {
+    if (scheme.starts_with("redis") && wanted == ZU_FAILED) continue; // no server is behind a file either
+    zu_do_error *error = nullptr;
+    EXPECT_EQ(zu_store_open((scheme + name).c_str(), &error), nullptr);
+    EXPECT_EQ(zu_do_error_get_code(error), wanted) << zu_do_error_get_msg(error);
+    zu_do_error_deref(error);
+  }
+  std::remove(text.c_str());
 }
 
 TEST(store, tells_every_path_or_why_not) {
