@@ -14,7 +14,9 @@ bool tell_fault(load_context &load, zu_tvr_diagnostic fault) noexcept {
   load.faulty = true;
   if (load.tell == nullptr || load.stopped) return false;
   const error_object error(std::exchange(*load.error, nullptr));
-  const char *cause = last_cause[0] != '\0' ? last_cause : nullptr;
+  char words[sizeof last_cause]; // the callback may load too, and that has causes of its own
+  std::copy(std::begin(last_cause), std::end(last_cause), words);
+  const char *cause = words[0] != '\0' ? words : nullptr;
   fault.code = error != nullptr   ? zu_do_error_get_code(error.get())
                : cause != nullptr ? ZU_FAILED
                                   : ZU_EXHAUSTED;
