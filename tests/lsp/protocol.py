@@ -253,6 +253,29 @@ def test_hover(space):
     space.client.change(path, PORTS, 62)
 
 
+def test_slow_hover(space):
+    """Nothing waits for a render that does not end, and it is ended when its answer is wanted no more."""
+    path, client = space.files["ports"], space.client
+    slow = "Cmd: mode0\nParent Cmd: config\n"
+    for i in range(40):
+        slow += "".join(f"Cmd: {jump}{i}\nParent Cmd: mode{i}\nOp: push_mode\nDest: mode{i + 1}\n" for jump in "ab")
+        slow += f"Cmd: mode{i + 1}\nOp: no_op\n"
+    slow += "Cmd: last\nParent Cmd: mode40\nOp: print_if\nFmt: last\nNewline:\n"
+    children = Path(f"/proc/{client.process.pid}/task/{client.process.pid}/children")
+    for version, (what, ends, code) in enumerate((
+            ("changed", lambda: client.change(path, slow, 99), -32801),
+            ("canceled", lambda: client.notify("$/cancelRequest", id="slow"), -32800),
+            ("shut down", lambda: client.send(id="end", method="shutdown", params=None), -32800)), 20):
+        client.change(path, slow, version)
+        client.send(id="slow", method="textDocument/hover", params=client.at(path, *place(slow, "Fmt: la^st")))
+        check(f"{what}: another answer", [space.shown(one) for one in space.ask("definition", "ports", "Parent Cmd: con^fig")],
+              ["site 3 config"])
+        check(f"{what}: a render", len(children.read_text().split()), 1)
+        ends()
+        check(what, client.wait(lambda message: message.get("id") == "slow")["error"]["code"], code)
+        check(f"{what}: no render", children.read_text().split(), [])
+
+
 def test_outline_and_format(space):
     def names(symbols):
         return [one["name"] if "children" not in one else {one["name"]: names(one["children"])} for one in symbols]
@@ -382,7 +405,7 @@ def test_folders(program, folder):
 
 def main():
     program = os.path.abspath(sys.argv[1])
-    for test in (test_links, test_completion, test_hover, test_outline_and_format, test_findings, test_malformed):
+    for test in (test_links, test_completion, test_hover, test_slow_hover, test_outline_and_format, test_findings, test_malformed):
         with tempfile.TemporaryDirectory() as folder:
             space = Workspace(program, Path(folder).resolve())
             test(space)

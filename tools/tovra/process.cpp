@@ -2,6 +2,7 @@
 // reader.
 #include "process.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -93,40 +94,86 @@ int start(const process_request &asked, const file &output, const file &error, p
   return failure;
 }
 
-void wait_for(pid_t process, int seconds, process_outcome &outcome) {
-  if (seconds > 0) {
-    const file handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
-    pollfd waited{handle.number(), POLLIN, 0};
-    int ready = -1;
-    do {
-      ready = poll(&waited, 1, seconds * 1000);
-    } while (ready < 0 && errno == EINTR);
-    outcome.timed_out = ready == 0;
-    if (outcome.timed_out) kill(process, SIGKILL);
+} // namespace
+
+struct running_process::parts {
+  file output = memory_file();
+  file error = memory_file();
+  pid_t process = 0; // 0: none runs
+  std::unique_ptr<file> handle;
+  std::chrono::steady_clock::time_point until;
+  bool is_bounded = false;
+  process_outcome outcome;
+};
+
+running_process::running_process(const process_request &asked) : parts_(std::make_unique<parts>()) {
+  const bool has_files = parts_->output.number() >= 0 && parts_->error.number() >= 0;
+  const int failure = has_files ? start(asked, parts_->output, parts_->error, parts_->process) : errno;
+  parts_->outcome.started = failure == 0;
+  if (failure != 0) {
+    parts_->process = 0;
+    parts_->outcome.error = std::string("a process cannot be started: ") + std::strerror(failure) + "\n";
+    return;
   }
-  int status = 0;
-  while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+  parts_->handle = std::make_unique<file>(static_cast<int>(syscall(SYS_pidfd_open, parts_->process, 0)));
+  parts_->is_bounded = asked.seconds > 0;
+  parts_->until = std::chrono::steady_clock::now() + std::chrono::seconds(asked.seconds);
+}
+
+running_process::~running_process() {
+  if (parts_->process == 0) return;
+  kill(parts_->process, SIGKILL);
+  while (waitpid(parts_->process, nullptr, 0) < 0 && errno == EINTR) {
   }
-  outcome.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+int running_process::handle() const {
+  return parts_->handle ? parts_->handle->number() : -1;
+}
+
+int running_process::milliseconds_left() const {
+  if (parts_->process == 0) return 0;
+  if (!parts_->is_bounded) return -1;
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(parts_->until - std::chrono::steady_clock::now());
+  return static_cast<int>(std::max<int64_t>(left.count(), 0));
+}
+
+namespace {
+
+// Whether a process has ended, or does within that time.
+bool ends_within(int handle, int milliseconds) {
+  pollfd waited{handle, POLLIN, 0};
+  int ready = -1;
+  do {
+    ready = poll(&waited, 1, milliseconds);
+  } while (ready < 0 && errno == EINTR);
+  return ready != 0;
 }
 
 } // namespace
 
-process_outcome run_self(const process_request &asked) {
-  process_outcome outcome;
-  const file output = memory_file(), error = memory_file();
-  pid_t process = 0;
-  const int failure =
-      output.number() < 0 || error.number() < 0 ? errno : start(asked, output, error, process);
-  if (failure != 0) {
-    outcome.error = std::string("a process cannot be started: ") + std::strerror(failure) + "\n";
-    return outcome;
+bool running_process::has_ended() const {
+  return parts_->process == 0 || milliseconds_left() == 0 || ends_within(handle(), 0);
+}
+
+process_outcome running_process::end() {
+  process_outcome &outcome = parts_->outcome;
+  if (parts_->process == 0) return outcome;
+  outcome.timed_out = parts_->is_bounded && !ends_within(handle(), milliseconds_left());
+  if (outcome.timed_out) kill(parts_->process, SIGKILL);
+  int status = 0;
+  while (waitpid(parts_->process, &status, 0) < 0 && errno == EINTR) {
   }
-  outcome.started = true;
-  wait_for(process, asked.seconds, outcome);
-  outcome.output = content(output);
-  outcome.error = content(error);
-  return outcome;
+  parts_->process = 0;
+  outcome.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  outcome.output = content(parts_->output);
+  outcome.error = content(parts_->error);
+  return std::move(outcome);
+}
+
+process_outcome run_self(const process_request &asked) {
+  return running_process(asked).end();
 }
 
 } // namespace tovra

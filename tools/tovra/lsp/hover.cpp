@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
-#include <sstream>
 
 #include "meanings.hpp"
 
@@ -14,7 +12,7 @@ namespace {
 
 using kind = check::scope_entry::kind;
 
-constexpr size_t most_shown = 8; // of lines, records, properties
+constexpr size_t most_shown = explained::most_lines; // also of records, properties
 
 // Text as Markdown.
 class marked {
@@ -95,47 +93,7 @@ void say_scope(marked &out, const workspace &in, const record &node) {
   out.say("In scope" + (ways > 1 ? ", on the first of " + std::to_string(ways) + " ways" : "") + ":" + words);
 }
 
-// What else than a line came of walks: how often, and the first time in full.
-struct other_outcome {
-  size_t times = 0;
-  std::string told;
-  std::string record;
-};
-
-// What the walks of a node did.
-struct walked {
-  size_t lines = 0;
-  std::string shown;                           // the first lines
-  std::map<std::string, other_outcome> others; // by the short name of the reason, or what is told
-  std::string never;                           // why it was not walked
-
-  void take(const json &visit) {
-    never = visit.value("never", "");
-    for (const json &outcome : visit.value("outcomes", json::array())) {
-      const std::string told = outcome.value("told", "");
-      if (outcome.contains("number")) {
-        if (++lines <= most_shown) shown += (shown.empty() ? "" : "\n") + told;
-        continue;
-      }
-      other_outcome &other = others[outcome.value("reason", told)];
-      if (other.times++ == 0) other = {1, told, visit.value("record", "")};
-    }
-  }
-};
-
-// Of the output of `tovra explain`: a JSON object a line.
-walked read_walks(const std::string &output) {
-  walked made;
-  std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) {
-    const json visit = json::parse(line, nullptr, false);
-    if (visit.is_object()) made.take(visit);
-  }
-  return made;
-}
-
-void say_render(marked &out, const explained &rendered) {
-  const walked made = read_walks(rendered.output);
+void say_render(marked &out, const explained &made) {
   if (!made.never.empty()) return out.say("With the data: " + made.never);
   if (made.lines > 0) {
     const bool all = made.lines <= most_shown;
@@ -151,8 +109,8 @@ void say_render(marked &out, const explained &rendered) {
     if (!other.record.empty()) words += (other.times > 1 ? ", first for " : ", for ") + code(other.record);
   }
   if (!words.empty()) out.say((made.lines > 0 ? "And else:" : "With the data:") + words);
-  if (made.lines == 0 && words.empty() && !rendered.failure.empty()) {
-    out.say("The data is not rendered: " + rendered.failure);
+  if (made.lines == 0 && words.empty() && !made.failure.empty()) {
+    out.say("The data is not rendered: " + made.failure);
   }
 }
 

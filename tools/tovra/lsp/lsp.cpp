@@ -23,17 +23,15 @@ using lsp::frame_kind;
 // A render for an editor that waits is given up after that.
 constexpr int render_seconds = 10;
 
-lsp::explained explain_node(const std::string &id, const std::string &directories, const std::string &data,
-                            const std::vector<std::string> &classes) {
+process_request explain_node(const std::string &id, const std::string &directories, const std::string &data,
+                             const std::vector<std::string> &classes) {
   process_request asked;
   asked.arguments = {"explain", "--node=" + id, "--templates=" + directories, "--data=" + data,
                      "--format=json"};
   for (const std::string &file : classes) asked.arguments.push_back("--classes=" + file);
   for (std::string &each : yang_arguments()) asked.arguments.push_back(std::move(each));
   asked.seconds = render_seconds;
-  process_outcome got = run_self(asked);
-  if (got.timed_out) got.error = "it takes longer than " + std::to_string(render_seconds) + " seconds";
-  return {std::move(got.output), std::move(got.error)};
+  return asked;
 }
 
 void write_message(const lsp::json &message) {
@@ -46,10 +44,16 @@ public:
 
   int serve() {
     while (!server_.ended() && !broken_) {
-      if (waiting_.empty() && !has_input()) server_.rest();
+      if (waiting_.empty() && (at_end_ || !has_input())) {
+        server_.rest();
+        if (wait_for_render()) {
+          server_.resume();
+          continue;
+        }
+        if (at_end_) break;
+      }
       // What has come is read first: a later message may cancel an earlier one.
       if (!at_end_ && (waiting_.empty() || has_input())) read_some();
-      if (waiting_.empty() && at_end_) break;
       if (waiting_.empty()) continue;
       const std::string message = std::move(waiting_.front());
       waiting_.pop_front();
@@ -62,6 +66,19 @@ private:
   static bool has_input() {
     pollfd input = {STDIN_FILENO, POLLIN, 0};
     return poll(&input, 1, 0) > 0;
+  }
+
+  // True: a render that a request waits for has ended, before there was input.
+  bool wait_for_render() {
+    if (!server_.has_deferred()) return false;
+    std::vector<pollfd> all = {{at_end_ ? -1 : STDIN_FILENO, POLLIN, 0}};
+    int patience = -1;
+    for (const running_process *process : server_.running()) {
+      const int left = process->milliseconds_left();
+      if (patience < 0 || left < patience) patience = left;
+      all.push_back({process->handle(), POLLIN, 0});
+    }
+    return all.size() == 1 || poll(all.data(), all.size(), patience) <= 0 || all[0].revents == 0;
   }
 
   void read_some() {

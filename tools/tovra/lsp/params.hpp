@@ -14,6 +14,7 @@ enum error_code {
   invalid_params = -32602,
   not_initialized = -32002,
   request_canceled = -32800,
+  content_modified = -32801,
   request_failed = -32803
 };
 

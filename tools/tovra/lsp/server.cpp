@@ -1,6 +1,8 @@
 // The language server's side of the protocol.
 #include "server.hpp"
 
+#include <utility>
+
 #include "zu_tovra/version.h"
 
 namespace tovra::lsp {
@@ -76,6 +78,7 @@ json server::answer(const std::string &method, const json &params) {
   }
   if (state_ == state::fresh) throw refusal(not_initialized, "the first request is initialize");
   if (method == "shutdown") {
+    drop_deferred(request_canceled, "the server is shut down");
     state_ = state::shut_down;
     return nullptr;
   }
@@ -86,6 +89,8 @@ void server::take_request(const json &id, const std::string &method, const json 
   if (canceled_.contains(id)) return send_error(id, request_canceled, "canceled");
   try {
     send_({{"jsonrpc", "2.0"}, {"id", id}, {"result", answer(method, params)}});
+  } catch (const unfinished &) {
+    deferred_.push_back({id, method, params});
   } catch (const refusal &wrong) {
     send_error(id, wrong.code, wrong.what());
   } catch (const json::exception &wrong) {
@@ -93,13 +98,28 @@ void server::take_request(const json &id, const std::string &method, const json 
   }
 }
 
+void server::resume() {
+  for (const request &each : std::exchange(deferred_, {})) take_request(each.id, each.method, each.params);
+}
+
+void server::drop_deferred(int code, const std::string &why) {
+  session_.end_renders();
+  for (const request &each : std::exchange(deferred_, {})) send_error(each.id, code, why);
+}
+
 void server::take_notification(const std::string &method, const json &params) {
   if (method == "exit") {
     status_ = state_ == state::shut_down ? done : failed;
     state_ = state::ended;
   } else if (method == "$/cancelRequest") {
-    if (params.is_object()) canceled_.erase(params.value("id", json())); // what it canceled stood before it
+    const json id = params.is_object() ? params.value("id", json()) : json();
+    canceled_.erase(id); // what it canceled stood before it
+    const auto of_it = [&id](const request &each) { return each.id == id; };
+    if (std::erase_if(deferred_, of_it) == 0) return;
+    session_.end_renders(); // others that wait begin theirs again
+    send_error(id, request_canceled, "canceled");
   } else if (state_ == state::running) {
+    if (method.find("/did") != method.npos) drop_deferred(content_modified, "the templates have changed");
     session_.take(method, params);
   }
 }

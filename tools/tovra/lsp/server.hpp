@@ -17,6 +17,10 @@ public:
   void refuse(const char *why); // a message that was not even read
   // Nothing waits: what has been found since the last time is told.
   void rest();
+  // Requests that wait for a render do not hold up others: they are answered once it has ended.
+  bool has_deferred() const { return !deferred_.empty(); }
+  std::vector<const running_process *> running() const { return session_.running(); }
+  void resume();
 
   bool ended() const { return state_ == state::ended; }
   int exit_status() const { return status_; }
@@ -24,7 +28,14 @@ public:
 private:
   enum class state { fresh, running, shut_down, ended };
 
+  struct request {
+    json id;
+    std::string method;
+    json params;
+  };
+
   void take_request(const json &id, const std::string &method, const json &params);
+  void drop_deferred(int code, const std::string &why);
   json answer(const std::string &method, const json &params);
   void take_notification(const std::string &method, const json &params);
   void send_error(const json &id, int code, const std::string &message);
@@ -34,6 +45,7 @@ private:
   state state_ = state::fresh;
   int status_ = failed; // of an end without a shutdown
   std::set<json> canceled_;
+  std::vector<request> deferred_;
 };
 
 } // namespace tovra::lsp

@@ -192,6 +192,18 @@ void session::close(const json &params) {
   });
 }
 
+std::vector<const running_process *> session::running() const {
+  std::vector<const running_process *> all;
+  for (const auto &[directories, known] : groups_) {
+    if (const running_process *one = known.of->running()) all.push_back(one);
+  }
+  return all;
+}
+
+void session::end_renders() {
+  for (auto &[directories, known] : groups_) known.of->end_render();
+}
+
 // ---- Questions ----
 
 session::place session::place_in(const json &params) {

@@ -31,6 +31,9 @@ public:
   void take(const std::string &method, const json &params); // a notification
   // Checks what has changed, and tells the findings that the client does not have.
   void publish();
+  // The renders that requests wait for, and their end when none does any more.
+  std::vector<const running_process *> running() const;
+  void end_renders();
 
 private:
   // What the client has of a file.

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "../output.hpp"
+#include "json.hpp"
 #include "redis/open.hpp"
 
 namespace tovra::lsp {
@@ -20,63 +21,6 @@ std::string data_file_of(const std::string &name) {
   constexpr std::string_view scheme = "sqlite:", yang = "yang:";
   if (name.starts_with(yang)) return name.substr(yang.size());
   return name.starts_with(scheme) ? name.substr(scheme.size(), name.find('?') - scheme.size()) : name;
-}
-
-workspace::workspace(std::string directories, std::string data, std::vector<std::string> classes,
-                     const lsp::files &files, explainer explain)
-    : directories_(std::move(directories)), data_name_(std::move(data)), data_path_(data_file_of(data_name_)),
-      classes_(std::move(classes)), files_(files), explain_(std::move(explain)) {}
-
-std::vector<file_stamp> workspace::stamps_of_data() const {
-  std::vector<file_stamp> stamps;
-  if (!data_name_.empty()) stamps.push_back(stamp_of(data_path_));
-  for (const std::string &file : classes_) stamps.push_back(stamp_of(file));
-  return stamps;
-}
-
-void workspace::read_data() {
-  const kept_lines said; // why it cannot be read
-  data_fault_.clear();
-  std::error_code failure;
-  if (fs::exists(data_path_, failure) && !fs::is_regular_file(data_path_, failure)) {
-    data_.reset();
-    data_fault_ = data_path_ + ": not a regular file";
-    return;
-  }
-  data_ = check::read_data(data_name_, classes_);
-  if (!data_) data_fault_ = said.text();
-}
-
-bool workspace::refresh() {
-  lsp::files::state now = files_.state_of(directories_);
-  std::vector<file_stamp> data_now = stamps_of_data();
-  const bool data_changed = !data_now.empty() && (!made_ || data_now != data_stamps_);
-  if (made_ && !data_changed && now == read_) return false;
-  if (data_changed) read_data();
-  made_ = std::make_unique<check::inspection>(check::inspect(directories_, data(), files_));
-  read_ = std::move(now);
-  data_stamps_ = std::move(data_now);
-  rendered_.clear();
-  records_.clear();
-  for (const record &record : made_->set.records) records_[record.file].push_back(&record);
-  return true;
-}
-
-bool workspace::has(const std::string &path) const {
-  return std::find(set().files.begin(), set().files.end(), path) != set().files.end();
-}
-
-const std::vector<const record *> &workspace::records_of(const std::string &file) const {
-  static const std::vector<const record *> none;
-  const auto found = records_.find(file);
-  return found != records_.end() ? found->second : none;
-}
-
-const record *workspace::record_at(const std::string &file, int line) const {
-  const auto &all = records_of(file);
-  const auto after = std::upper_bound(all.begin(), all.end(), line,
-                                      [](int wanted, const record *at) { return wanted < at->first_number; });
-  return after != all.begin() ? after[-1] : nullptr;
 }
 
 namespace {
@@ -147,6 +91,78 @@ private:
 
 } // namespace
 
+// A render that runs, and what it reads.
+struct workspace::render {
+  render(const workspace &of, std::string node)
+      : id(std::move(node)), templates(of.directories_, of.files_),
+        asked(of.explain_(id, templates.directories(), of.data_name_, of.classes_)), process(asked) {}
+
+  const std::string id;
+  const unsaved_templates templates;
+  const process_request asked;
+  running_process process;
+};
+
+workspace::workspace(std::string directories, std::string data, std::vector<std::string> classes,
+                     const lsp::files &files, explainer explain)
+    : directories_(std::move(directories)), data_name_(std::move(data)), data_path_(data_file_of(data_name_)),
+      classes_(std::move(classes)), files_(files), explain_(std::move(explain)) {}
+
+workspace::~workspace() = default;
+
+std::vector<file_stamp> workspace::stamps_of_data() const {
+  std::vector<file_stamp> stamps;
+  if (!data_name_.empty()) stamps.push_back(stamp_of(data_path_));
+  for (const std::string &file : classes_) stamps.push_back(stamp_of(file));
+  return stamps;
+}
+
+void workspace::read_data() {
+  const kept_lines said; // why it cannot be read
+  data_fault_.clear();
+  std::error_code failure;
+  if (fs::exists(data_path_, failure) && !fs::is_regular_file(data_path_, failure)) {
+    data_.reset();
+    data_fault_ = data_path_ + ": not a regular file";
+    return;
+  }
+  data_ = check::read_data(data_name_, classes_);
+  if (!data_) data_fault_ = said.text();
+}
+
+bool workspace::refresh() {
+  lsp::files::state now = files_.state_of(directories_);
+  std::vector<file_stamp> data_now = stamps_of_data();
+  const bool data_changed = !data_now.empty() && (!made_ || data_now != data_stamps_);
+  if (made_ && !data_changed && now == read_) return false;
+  if (data_changed) read_data();
+  made_ = std::make_unique<check::inspection>(check::inspect(directories_, data(), files_));
+  read_ = std::move(now);
+  data_stamps_ = std::move(data_now);
+  rendered_.clear();
+  running_.reset();
+  records_.clear();
+  for (const record &record : made_->set.records) records_[record.file].push_back(&record);
+  return true;
+}
+
+bool workspace::has(const std::string &path) const {
+  return std::find(set().files.begin(), set().files.end(), path) != set().files.end();
+}
+
+const std::vector<const record *> &workspace::records_of(const std::string &file) const {
+  static const std::vector<const record *> none;
+  const auto found = records_.find(file);
+  return found != records_.end() ? found->second : none;
+}
+
+const record *workspace::record_at(const std::string &file, int line) const {
+  const auto &all = records_of(file);
+  const auto after = std::upper_bound(all.begin(), all.end(), line,
+                                      [](int wanted, const record *at) { return wanted < at->first_number; });
+  return after != all.begin() ? after[-1] : nullptr;
+}
+
 // A text with the files of the directories called by their names alone: a folder may be one of unsaved texts.
 static std::string with_plain_names(std::string text, const std::string &directories) {
   std::istringstream list(directories);
@@ -159,19 +175,57 @@ static std::string with_plain_names(std::string text, const std::string &directo
   return text;
 }
 
+static void take_visit(const json &visit, explained &into) {
+  into.never = visit.value("never", "");
+  for (const json &outcome : visit.value("outcomes", json::array())) {
+    const std::string told = outcome.value("told", "");
+    if (outcome.contains("number")) {
+      if (++into.lines <= explained::most_lines) into.shown += (into.shown.empty() ? "" : "\n") + told;
+      continue;
+    }
+    explained::outcome &other = into.others[outcome.value("reason", told)];
+    if (other.times++ == 0) other = {1, told, visit.value("record", "")};
+  }
+}
+
+const running_process *workspace::running() const {
+  return running_ ? &running_->process : nullptr;
+}
+
+void workspace::end_render() {
+  running_.reset();
+}
+
+// Of the render that has ended what it gave.
+void workspace::take_render() {
+  const std::unique_ptr<render> ended = std::move(running_);
+  process_outcome got = ended->process.end();
+  explained &made = rendered_[ended->id] = {};
+  if (got.timed_out) {
+    made.failure = "it takes longer than " + std::to_string(ended->asked.seconds) + " seconds";
+    return;
+  }
+  const std::string directories = ended->templates.directories();
+  made.failure = with_plain_names(std::move(got.error), directories);
+  std::istringstream lines(with_plain_names(std::move(got.output), directories));
+  for (std::string line; std::getline(lines, line);) { // a JSON object each
+    const json visit = json::parse(line, nullptr, false);
+    if (visit.is_object()) take_visit(visit, made);
+  }
+}
+
 std::optional<explained> workspace::render_of(const std::string &id) {
   if (!data_ || data_name_.empty() || !explain_) return std::nullopt;
+  if (running_ && running_->process.has_ended()) take_render();
   if (const auto known = rendered_.find(id); known != rendered_.end()) return known->second;
-  explained made;
+  if (running_) throw unfinished();
   try {
-    const unsaved_templates templates(directories_, files_);
-    made = explain_(id, templates.directories(), data_name_, classes_);
-    made.output = with_plain_names(std::move(made.output), templates.directories());
-    made.failure = with_plain_names(std::move(made.failure), templates.directories());
+    running_ = std::make_unique<render>(*this, id);
   } catch (const fs::filesystem_error &wrong) {
-    made.failure = wrong.what();
+    rendered_[id].failure = wrong.what();
+    return rendered_[id];
   }
-  return rendered_.emplace(id, std::move(made)).first->second;
+  throw unfinished();
 }
 
 } // namespace tovra::lsp
