@@ -6,8 +6,14 @@ _tovra_help() {
   tovra "${@:2}" --help 2>/dev/null | if [ "$1" = commands ]; then
     sed -n '/^Subcommands:/,$s/^  \([a-z][a-z-]*\) .*/\1/p'
   else
-    grep -oE '^  (-[a-z],)?--[a-z-]+' | grep -oE -e '--[a-z-]+'
+    grep -oE '^ +(-[a-z],)?--[a-z-]+' | grep -oE -e '--[a-z-]+'
   fi
+}
+
+# What the option takes, as the command's help has it: FILE, DIR, NAME=TEXT, FORMAT:{text,json}.
+_tovra_kind() {
+  [[ $2 == --* ]] && tovra "$1" --help 2>/dev/null |
+    sed -nE "s/^ +(-[a-z],)?$2 ([A-Z][^ ]*[^ :])( .*)?\$/\2/p"
 }
 
 # Sets COMPREPLY to those of the given lines that begin with the word; blanks in them are protected.
@@ -44,25 +50,25 @@ _tovra() {
   if [[ -z $command ]]; then
     _tovra_choose < <([[ $word == -* ]] && printf -- '--help\n--version\n' || _tovra_help commands)
   else
-    case $before in
-      --templates)
+    local kind
+    kind=$(_tovra_kind "$command" "$before")
+    case $before:$kind in
+      --templates:*)
         [[ $word == *:* ]] && prefix=${word%:*}: word=${word##*:}
         _tovra_files -d
         ;;
-      --yang-dir) _tovra_files -d ;;
-      --data | --output | --classes) _tovra_files -f ;;
-      --out) _tovra_files -d ;;
-      --named)
+      --named:*)
         [[ $word == *=* ]] && prefix=${word%%=*}= word=${word#*=} && _tovra_files -f
         ;;
-      --node) _tovra_choose < <(_tovra_nodes) ;;
-      --color) _tovra_choose <<<$'auto\nalways\nnever' ;;
-      --format) _tovra_choose < <(printf 'text\njson\n'; [[ $command != coverage ]] || echo lcov) ;;
-      --trace) _tovra_choose <<<$'3\n4\n6\n7' ;;
-      --config)
+      --node:*) _tovra_choose < <(_tovra_nodes) ;;
+      --config:*)
         _tovra_choose < <(grep -oE -e '--named[ =]+[^= ]+=' <<<"$line" | sed -E 's/--named[ =]+(.*)=/\1/')
         ;;
-      --arg | --arg-json | --fetch-count | --yang-* | --fail-under* | --devices | --jobs | --queue | --idle) COMPREPLY=() ;;
+      --trace:*) _tovra_choose <<<$'3\n4\n6\n7' ;;
+      *:*{*) kind=${kind#*\{} && kind=${kind%\}*} && _tovra_choose <<<"${kind//,/$'\n'}" ;;
+      *:FILE* | *:SOURCE*) _tovra_files -f ;;
+      *:DIR*) _tovra_files -d ;;
+      *:?*) COMPREPLY=() ;;
       *)
         if [[ $word == -* ]]; then
           _tovra_choose < <(_tovra_help options "$command")

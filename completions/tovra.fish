@@ -29,7 +29,7 @@ function __tovra_commands
 end
 
 function __tovra_options
-    tovra (__tovra_command) --help 2>/dev/null | sed -nE 's/^  (-[a-z],)?(--[a-z-]+)[^ ]*( [^ ]+)*  +(.*)/\2\t\4/p; s/^  (-[a-z],)?(--[a-z-]+)( [^ ]+)*$/\2/p'
+    tovra (__tovra_command) --help 2>/dev/null | sed -nE 's/^ +(-[a-z],)?(--[a-z-]+)[^ ]*( [^ ]+)*  +(.*)/\2\t\4/p; s/^ +(-[a-z],)?(--[a-z-]+)( [^ ]+)*$/\2/p'
 end
 
 function __tovra_nodes
@@ -42,24 +42,50 @@ function __tovra_paths
     tovra get --data (__tovra_value --data) 2>/dev/null | sed 's/ \([0-9]*\)$/\t\1 records/'
 end
 
-# Whether the word before the one that is written is an option with a value.
-function __tovra_after
-    contains -- (__tovra_words)[-1] $argv
+# What the option before the word takes, as the command's help has it: FILE, DIR, NAME=TEXT, FORMAT:{text,json}.
+function __tovra_kind
+    set -l option (__tovra_words)[-1]
+    string match -q -- '--*' $option
+    and tovra (__tovra_command) --help 2>/dev/null | sed -nE "s/^ +(-[a-z],)?$option ([A-Z][^ ]*[^ :])( .*)?\$/\2/p"
 end
 
-set -l with_file --templates --data --output --out --classes --named --yang-dir
-set -l with_value $with_file --config --arg --arg-json --fetch-count --yang-module --yang-secret --trace --color --format --fail-under --fail-under-properties --devices --jobs --queue --idle
+function __tovra_takes
+    set -l kind (__tovra_kind)
+    for wanted in $argv
+        string match -q -- "$wanted*" "$kind"; and return 0
+    end
+    return 1
+end
+
+# The words that may stand where one is written, but for files.
+function __tovra_choices
+    switch (__tovra_words)[-1]:(__tovra_kind)
+        case '--node:*'
+            __tovra_nodes
+        case '--config:*'
+            string match -rg -- '--named[ =]+([^= ]+)=' (commandline -cp)
+        case '--trace:*'
+            string split ' ' '3 4 6 7'
+        case '*:*{*'
+            __tovra_kind | string replace -r '.*\{(.*)\}.*' '$1' | string split ,
+        case '*:?*'
+        case '*'
+            set -l command (__tovra_command)
+            if string match -q -- '-*' (commandline -ct)
+                __tovra_options
+            else if test "$command" = help
+                __tovra_commands
+            else if test "$command" = get
+                __tovra_paths
+            else if contains -- $command render explain coverage fleet
+                __tovra_nodes
+            end
+    end
+end
 
 complete -c tovra -f
 complete -c tovra -n 'not __tovra_command >/dev/null' -a '(__tovra_commands)'
 complete -c tovra -n 'not __tovra_command >/dev/null' -l version -l help
-complete -c tovra -n "__tovra_command >/dev/null; and not __tovra_after $with_value; and string match -q -- '-*' (commandline -ct)" -a '(__tovra_options)'
-complete -c tovra -n "__tovra_after $with_file" -F
-complete -c tovra -n '__tovra_after --color' -a 'auto always never'
-complete -c tovra -n '__tovra_after --format' -a 'text json'
-complete -c tovra -n '__tovra_after --format; and test (__tovra_command) = coverage' -a lcov
-complete -c tovra -n '__tovra_after --trace' -a '3 4 6 7'
-complete -c tovra -n "contains -- (__tovra_command) help; and not __tovra_after $with_value" -a '(__tovra_commands)'
-complete -c tovra -n "contains -- (__tovra_command) get; and not __tovra_after $with_value" -a '(__tovra_paths)'
-complete -c tovra -n "contains -- (__tovra_command) render explain coverage fleet; and not __tovra_after $with_value" -a '(__tovra_nodes)'
-complete -c tovra -n "__tovra_command >/dev/null; and not contains -- (__tovra_command) help get render explain coverage fleet; and not __tovra_after $with_value" -F
+complete -c tovra -n '__tovra_command >/dev/null' -a '(__tovra_choices)'
+complete -c tovra -n '__tovra_command >/dev/null; and __tovra_takes FILE SOURCE DIR NAME=FILE' -F
+complete -c tovra -n '__tovra_command >/dev/null; and test -z "$(__tovra_kind)"; and not contains -- (__tovra_command) help get render explain coverage fleet' -F

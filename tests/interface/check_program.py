@@ -6,12 +6,14 @@
 import os
 import pty
 import select
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
+from contextlib import suppress
 from pathlib import Path
 
 TOVRA, SOURCES = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
@@ -211,7 +213,14 @@ class Completion(unittest.TestCase):
         "tovra render --named main=data": "data.json",
         "tovra render --named main=data.json --config ": "main",
         "tovra render --color n": "never",
+        "tovra export --format ya": "yaml",
+        "tovra explain --li": "--line",
+        "tovra explain --templates templates --node interface-de": "interface-description",
+        "tovra test --junit data": "data.json",
+        "tovra render --fetch-count ": "",
     }
+
+    ENVIRONMENT = {**os.environ, "PATH": f"{TOVRA.parent}:{os.environ['PATH']}"}
 
     def test_in_bash(self):
         script = f"""
@@ -221,10 +230,45 @@ class Completion(unittest.TestCase):
               _tovra
               echo "${{COMPREPLY[*]}}"
             done"""
-        path = f"{TOVRA.parent}:{os.environ['PATH']}"
-        done = run("bash", "-c", script, input="\n".join([*self.LINES, ""]).encode(),
-                   env={**os.environ, "PATH": path})
+        done = run("bash", "-c", script, input="\n".join([*self.LINES, ""]).encode(), env=self.ENVIRONMENT)
         self.assertEqual(dict(zip(self.LINES, done.stdout.decode().split("\n"))), self.LINES)
+
+    @unittest.skipUnless(shutil.which("fish"), "there is no fish")
+    def test_in_fish(self):
+        script = f"source {SOURCES}/completions/tovra.fish; while read -l line; complete -C $line; echo .; end"
+        done = run("fish", "--no-config", "-c", script, input="\n".join([*self.LINES, ""]).encode(), env=self.ENVIRONMENT)
+        for line, answer in zip(self.LINES, done.stdout.decode().split(".\n")):
+            words = [word.split("\t")[0].rstrip("/") for word in answer.split("\n") if word]
+            begun = line[line.rfind(" ") + 1:max(line.rfind(":"), line.rfind("=")) + 1]  # of a word of several parts
+            self.assertEqual(words, [begun + word for word in self.LINES[line].split()], line)
+
+    @unittest.skipUnless(shutil.which("zsh"), "there is no zsh")
+    def test_in_zsh(self):
+        """Keys as a user presses them; after each line one that writes down what has become of it."""
+        ours, theirs = pty.openpty()
+        with tempfile.TemporaryDirectory() as scratch:
+            (Path(scratch) / ".zshrc").write_text(f"""
+                fpath=({SOURCES}/completions $fpath); autoload -Uz compinit; compinit -D -u; unsetopt beep; zstyle ':completion:*' insert-tab no
+                note() {{ print -r -- "$BUFFER" >> {scratch}/lines; BUFFER= }}
+                zle -N note; bindkey '^]' note; bindkey '^I' complete-word; PS1=ready""")
+            job = subprocess.Popen(["zsh", "-d", "-i"], cwd=EXAMPLE, stdin=theirs, stdout=theirs, stderr=theirs,
+                                   start_new_session=True, env={**self.ENVIRONMENT, "ZDOTDIR": scratch, "TERM": "xterm"})
+            os.close(theirs)
+            said = b""
+            with suppress(OSError):  # the other side is closed
+                while b"ready" not in said and select.select([ours], [], [], 20)[0]:
+                    said += os.read(ours, 4096)
+                os.write(ours, "".join(f"{line}\t\x1d" for line in self.LINES).encode() + b"exit\r")
+                while select.select([ours], [], [], 20)[0]:
+                    os.read(ours, 4096)
+            job.kill()
+            job.wait(20)
+            os.close(ours)
+            got = (Path(scratch) / "lines").read_text().split("\n")
+        for line, answer in zip(self.LINES, got):
+            words = self.LINES[line].split()
+            begun = line[:max(line.rfind(" "), line.rfind(":"), line.rfind("=")) + 1]
+            self.assertEqual(answer.rstrip(" /"), begun + words[0] if len(words) == 1 else line.rstrip(" /"))
 
 
 if __name__ == "__main__":

@@ -110,15 +110,16 @@ option command::each(const char *name, const std::function<void(const std::strin
 namespace {
 
 // Splits NAME=TEXT at its first '='.
-void add_named(command &to, const char *flag, std::vector<named_text> &into, const char *help) {
-  const auto take = [&into, flag](const std::string &text) {
+void add_named(command &to, const char *flag, std::vector<named_text> &into, const char *help,
+               const char *type = "NAME=TEXT") {
+  const auto take = [&into, flag, type](const std::string &text) {
     const auto at = text.find('=');
     if (at == std::string::npos || at == 0) {
-      throw CLI::ValidationError(flag, "'" + text + "' is not NAME=TEXT");
+      throw CLI::ValidationError(flag, "'" + text + "' is not " + type);
     }
     into.emplace_back(text.substr(0, at), text.substr(at + 1));
   };
-  to.each(flag, take, help).type("NAME=TEXT");
+  to.each(flag, take, help).type(type);
 }
 
 } // namespace
@@ -172,7 +173,8 @@ void add_render_options(command &to, options &asked, std::vector<std::string> *s
         .required()
         .repeatable();
   }
-  add_named(to, "--named", asked.named, "Register a data file as a named configuration");
+  add_named(to, "--named", asked.named, "Register a data file as a named configuration",
+            "NAME=FILE");
   to.add("--config", asked.config, "Render the configuration of that name").type("NAME");
   add_walk_options(to, asked);
 }
