@@ -147,7 +147,7 @@ void add_yang(command &to) {
       .type("DIR")
       .repeatable();
   to.add("--yang-module", all.names, "A module of YANG data, with its features; may be repeated")
-      .type("NAME[:FEATURE...]")
+      .type("NAME[@REVISION][:FEATURE...]")
       .repeatable();
   to.add("--yang-secret", all.secrets, "Hide YANG values of a type, or at or below a path; may be repeated")
       .type("TYPE|PATH")
@@ -173,8 +173,7 @@ void add_render_options(command &to, options &asked, std::vector<std::string> *s
         .required()
         .repeatable();
   }
-  add_named(to, "--named", asked.named, "Register a data file as a named configuration",
-            "NAME=FILE");
+  add_named(to, "--named", asked.named, "Register a data file as a named configuration", "NAME=FILE");
   to.add("--config", asked.config, "Render the configuration of that name").type("NAME");
   add_walk_options(to, asked);
 }
