@@ -1,4 +1,4 @@
-// The condition arguments of a request: what the framework wants to be given with every condition.
+// The condition arguments of a request, which the framework needs for every condition.
 #include "request.hpp"
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/internal/report.hpp"

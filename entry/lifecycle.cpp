@@ -1,4 +1,4 @@
-// Initialise, reload, stop: what a host calls around its renders.
+// Initialise, reload, stop: the calls of a host before, between and after its renders.
 #include "tree_holder.hpp"
 
 #include "qmalloc/qmalloc.h"

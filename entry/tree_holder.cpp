@@ -1,4 +1,4 @@
-// The one template tree of the process: building it from the templates, and dropping it.
+// The one template tree of the process: building it from the templates, and deleting it.
 #include "tree_holder.hpp"
 
 #include <cerrno>

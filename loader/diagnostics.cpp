@@ -1,4 +1,4 @@
-// Loads that tell each fault and go on.
+// Loads that report each fault and go on.
 #include "zu_tovra/diagnostics.h"
 
 #include <glib.h>

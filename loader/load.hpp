@@ -1,4 +1,4 @@
-// One call of a loading function, ordinary or observed.
+// The state of one call of a loading function, with or without diagnostics.
 #pragma once
 
 #include "text.hpp"

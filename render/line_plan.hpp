@@ -1,5 +1,5 @@
 // A print node's line, compiled when its data is made: the format's literal texts, its slots, and what is
-// read for them. And what is remembered of it per node and walk.
+// read for them. Also what is remembered of it for each node and walk.
 #pragma once
 
 #include <string_view>

@@ -1,4 +1,4 @@
-// What an observer is told of a line.
+// Reports a line to the observer: written, or withheld and why.
 #include "observe_line.hpp"
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// What a value shows as: its display text, replaced by its table, or quoted where it must be.
+// The text of a value in a line: its display text, its replacement from a value map, quoted where needed.
 #include "value_text.hpp"
 
 #include <glib.h>

@@ -1,4 +1,4 @@
-// The text of the collection that holds an instance.
+// The URI text of the collection that an instance belongs to.
 #include "coll_text.hpp"
 
 #include <cstring>

@@ -1,5 +1,5 @@
-// The collection that holds an instance, as a text: read off the instance's text when the platform says where
-// its parts stand, else that of the URI that is made of it.
+// The URI text of the collection that an instance belongs to. When the platform says where the parts of a URI
+// are, it is a piece of the instance's text; else a URI is made for it.
 #pragma once
 
 #include <string_view>

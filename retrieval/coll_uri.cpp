@@ -1,4 +1,4 @@
-// When a whole collection is fetched for caching, and under which URI.
+// Whether a whole collection is fetched for caching, and the URI that is asked for then.
 #include "zu_tovra/coll_uri.h"
 
 #include "coll_text.hpp"

@@ -1,4 +1,4 @@
-// Memory that is freed at once.
+// Memory for pieces that are all freed together.
 #include "memory.hpp"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Memory that is freed at once: pieces of big chunks.
+// Memory for pieces that are all freed together: they are cut from big chunks.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,6 @@
-// The records that wait for the nodes that will ask for them. What the tables hold lies in a memory of the
-// walk, which is freed when the walk's context is cleared; entries and items are used again meanwhile. What
-// lies outside it was put there by a host, as blocks of the named allocator.
+// Records that were fetched ahead of need, until a node asks for them. Entries and items are in chunk memory
+// of the walk, which is freed when the walk's context is cleared, and are used again until then. A host may
+// have put others into the tables: those are blocks of the named allocator.
 #include "record_caches.hpp"
 
 #include <cstring>

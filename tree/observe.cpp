@@ -1,4 +1,4 @@
-// What the observer of a walk is told.
+// Reports the events of a walk to its observer.
 #include <utility>
 
 #include "zu_tovra/internal/observed.hpp"

@@ -1,4 +1,4 @@
-// How look-ups on the two caches tell which record or group answers to a URI: its own, or a query on it.
+// Look-ups on the two caches. A record or group matches when its URI is the one looked up, or a query on it.
 #include "zu_tovra/internal/records_cache.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/shortcuts.hpp"

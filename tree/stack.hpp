@@ -1,4 +1,4 @@
-// Entries of the stack, for the caches that keep more in them than the item.
+// Stack entries, for the two caches: they keep more in an entry than the item.
 #pragma once
 
 #include "zu_tovra/stack.h"

@@ -1,5 +1,5 @@
-// Why a step failed, for the diagnostic of what it was part of. Operations that answer with true or false
-// have no other way to say it: the operations of a tree and of a properties map.
+// Why a step failed, for the diagnostic of the line or record. The operations of trees and property maps give
+// only true or false, and hosts may replace them, so the cause is kept beside them, in a text of the thread.
 #pragma once
 
 #include <cstdio>
