@@ -36,7 +36,7 @@ std::string reason(const zu_tvr_event &event) {
   case ZU_TVR_WITHHELD_CONDITION:
     return "its condition is false: " + condition_of(*event.node);
   default:
-    return property_of(event) + " is empty";
+    return property_of(event) + " is null or empty";
   }
 }
 
