@@ -184,7 +184,7 @@ void add_walk_options(command &to, options &asked) {
   to.flag("--defaults", asked.defaults, "Render default values too");
   to.flag("--tag-submodes", asked.tag_submodes, "Mark where submodes begin and end");
   to.flag("--show-tech", asked.show_tech, "Leave passwords out");
-  to.add("--fetch-count", asked.fetch_count, "Rows a fetch (0: all)").type("N");
+  to.add("--fetch-count", asked.fetch_count, "Rows that one fetch brings (0: all)").type("N");
 }
 
 std::vector<std::string> render_arguments(const options &asked) {

@@ -62,7 +62,7 @@ const CLI::App *add_check(CLI::App &app, options &asked) {
   made.add("--data", asked.data, "Compare with the paths and properties of this data file too").type("FILE");
   tovra::add_classes(made, asked.classes);
   made.flag("--strict", asked.strict, "Let warnings count as errors for the exit status");
-  tovra::add_format(made, asked.json, "text, a line each (default), or json, one array");
+  tovra::add_format(made, asked.json, "text (default), one line for each finding, or json, one array");
   return made.get();
 }
 

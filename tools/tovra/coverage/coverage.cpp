@@ -80,7 +80,7 @@ int run_coverage(coverage_options &asked) {
 
 tool add_coverage(CLI::App &app) {
   const auto asked = std::make_shared<coverage_options>();
-  command made(app, "coverage", "Show which nodes and which data leave no trace in the text");
+  command made(app, "coverage", "Show which nodes and which data do not appear in the text");
   made.footer(
       "Renders each data file as `tovra render` does with the same options, and shows which nodes were\n"
       "never walked or wrote no line, and which records and properties no line shows. The exit status\n"

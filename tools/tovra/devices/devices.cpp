@@ -90,8 +90,9 @@ int export_data(const export_options &asked) {
 tool add_import(CLI::App &app) {
   command made(app, "import", "Put a device into a database of devices");
   made.footer(
-      "In the place of what the database has under that name, whole or not at all. It is made when there\n"
-      "is none. `--data sqlite:FILE?device=NAME` reads it. docs/data.md has an example.");
+      "Replaces the device that has this name in the database, whole or not at all. An SQLite file is\n"
+      "created if it does not exist. `--data sqlite:FILE?device=NAME` reads the device. docs/data.md has an\n"
+      "example.");
   static import_options asked;
   made.add("source", asked.source, "Data file, - for standard input, a device of a database, or yang:FILE")
       .type("SOURCE")

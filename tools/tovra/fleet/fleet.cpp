@@ -275,9 +275,9 @@ tool add_fleet(CLI::App &app) {
   const auto asked = std::make_shared<fleet_options>();
   command made(app, "fleet", "Render all devices of a database or a folder");
   made.footer(
-      "Each device becomes a file NAME.txt, which is written only when its text is another one, whole or\n"
-      "not at all. A device that fails is told of, keeps the file that it has, and does not stop the\n"
-      "others; the exit status is 1 then. docs/fleet.md has examples.");
+      "Each device becomes a file NAME.txt, which is written only when its text has changed, whole or not\n"
+      "at all. A device that fails is reported, keeps its old file, and does not stop the others; the exit\n"
+      "status is 1 then. docs/fleet.md has examples.");
   made.add("node", asked->render.node, "Render the part under this node (default: everything)").type("NODE");
   add_templates(made, asked->render);
   add_classes(made, asked->render.classes);
@@ -286,20 +286,20 @@ tool add_fleet(CLI::App &app) {
            "redis://HOST:PORT/DB?prefix=P")
       .type("SOURCE")
       .required();
-  made.add("--out", asked->folder, "The folder of the texts; it is made when there is none")
+  made.add("--out", asked->folder, "The folder of the texts; it is created if it does not exist")
       .type("DIR")
       .required();
   made.add("--devices", asked->patterns, "Only devices whose names fit this pattern; may be repeated")
       .type("GLOB")
       .repeatable();
-  made.add("--jobs", asked->jobs, "Devices at the same time (default: one a processor)")
+  made.add("--jobs", asked->jobs, "Devices at the same time (default: one for each processor)")
       .type("N")
       .between(1, static_cast<int>(output_file::most_at_once));
   const option queue = made.add("--queue", asked->queue,
                                 "Share the work with all that run the same command over this Redis server")
                            .type("redis://HOST:PORT/DB?prefix=P");
   made.add("--idle", asked->idle,
-           "Seconds after which a device of a worker that says nothing is given to another (default: 60)")
+           "Seconds without activity after which a worker's device is given to another (default: 60)")
       .type("SECONDS")
       .between(1, 86400)
       .needs(queue);

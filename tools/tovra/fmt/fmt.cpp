@@ -117,11 +117,11 @@ int run_fmt(const fmt_options &asked) {
 
 tool add_fmt(CLI::App &app) {
   const auto asked = std::make_shared<fmt_options>();
-  command made(app, "fmt", "Write template files one way");
+  command made(app, "fmt", "Format template files");
   made.footer(
-      "Files are changed in place, and named; of a folder its templates, however deep. Without a name\n"
-      "standard input goes to standard output. A file that does not load is left as it is, told of,\n"
-      "and the exit status is 1. docs/tools.md tells what is changed and what is not.");
+      "Changes files in place, and names them; of a folder all templates, also those in folders below.\n"
+      "Without a file or folder it formats standard input to standard output. A file that does not load\n"
+      "is reported and not changed, and the exit status is 1. docs/tools.md says what is changed.");
   made.add("path", asked->paths, "Template files, and folders of them").type("FILE|DIR");
   made.flag("--check", asked->check, "Change nothing: name what is not formatted, with exit status 1");
   return {made.get(), [asked] { return run_fmt(*asked); }};

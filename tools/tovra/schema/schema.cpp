@@ -25,7 +25,7 @@ int draw_schema(const std::vector<std::string> &files) {
 
 tool add_schema(CLI::App &app) {
   const auto files = std::make_shared<std::vector<std::string>>();
-  command made(app, "schema", "Write a first file of classes, for --classes");
+  command made(app, "schema", "Draft a file of classes, for --classes");
   made.footer(
       "Writes the paths and properties of all data files, with the kind of their values where all have\n"
       "one, and what the classes of all that have a path say alike. None of the files is refused with it.");

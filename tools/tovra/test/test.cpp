@@ -217,14 +217,14 @@ int run_tests(test_options &asked) {
 tool add_test(CLI::App &app) {
   const auto asked = std::make_shared<test_options>();
   command made(app, "test", "Run golden cases: templates, data, and the text that they must give");
-  made.footer(
-      "A case is a folder with a file 'args': a run of this program a line, 'NAME: ARGUMENTS', and with\n"
-      "'NAME[STATUS]: ARGUMENTS' the exit status that it must have. It runs in the folder;\n"
-      "expected/NAME.txt is what it must write to standard output, expected/NAME.err to standard\n"
-      "error. The exit status is 1 when a run failed. docs/testing.md tells more.");
+  made.footer("A case is a folder with a file 'args': each line is a run of this program, 'NAME: ARGUMENTS', "
+              "and with\n"
+              "'NAME[STATUS]: ARGUMENTS' the exit status that it must have. It runs in the folder;\n"
+              "expected/NAME.txt is what it must write to standard output, expected/NAME.err to standard\n"
+              "error. The exit status is 1 when a run failed. docs/testing.md says more.");
   made.add("dir", asked->folders, "Folders that are searched for cases").type("DIR").required();
   made.flag("--update", asked->how.update,
-            "Write what runs give as what they must give, and show the difference");
+            "Write the output of the runs as the expected output, and show the difference");
   std::vector<std::string> names = test::variation_names();
   names.emplace_back("all");
   made.add("--vary", asked->vary,
@@ -233,7 +233,7 @@ tool add_test(CLI::App &app) {
       .type("WHAT[,WHAT...]")
       .separated()
       .among(names);
-  made.add("--jobs", asked->jobs, "Runs at the same time (default: one a processor)")
+  made.add("--jobs", asked->jobs, "Runs at the same time (default: one for each processor)")
       .type("N")
       .between(1, 1024);
   made.add("--junit", asked->junit, "Write the results as JUnit XML too").type("FILE");
