@@ -23,6 +23,11 @@ std::unique_ptr<store::device_database> database_at(place) {
   refuse();
 }
 
+std::vector<std::string> members_with(connection &, const std::string &,
+                                      const std::function<command(const std::string &)> &) {
+  refuse();
+}
+
 // No connection can be made, so none is ever asked.
 value::kind value::of() const {
   return kind::none;

@@ -249,9 +249,9 @@ private:
 
 } // namespace
 
-// Those are left out that nobody has finished to write.
-std::vector<std::string> names_at(connection &server, const std::string &prefix) {
-  const command listed = {"SMEMBERS", devices_key(prefix)};
+std::vector<std::string> members_with(connection &server, const std::string &set,
+                                      const std::function<command(const std::string &)> &ask) {
+  const command listed = {"SMEMBERS", set};
   const reply members = server.ask(listed);
   expect(listed, members, list);
   std::vector<std::string> names;
@@ -259,14 +259,21 @@ std::vector<std::string> names_at(connection &server, const std::string &prefix)
   std::sort(names.begin(), names.end());
   std::vector<command> asked;
   asked.reserve(names.size());
-  for (const std::string &name : names) asked.push_back({"HEXISTS", head_key(prefix, name), "version"});
+  for (const std::string &name : names) asked.push_back(ask(name));
   const std::vector<reply> there = server.ask_all(asked);
-  std::vector<std::string> finished;
+  std::vector<std::string> found;
   for (size_t i = 0; i < names.size(); ++i) {
     expect(asked[i], there[i], number);
-    if (there[i].number() != 0) finished.push_back(std::move(names[i]));
+    if (there[i].number() != 0) found.push_back(std::move(names[i]));
   }
-  return finished;
+  return found;
+}
+
+// Those are left out that nobody has finished to write.
+std::vector<std::string> names_at(connection &server, const std::string &prefix) {
+  return members_with(server, devices_key(prefix), [&](const std::string &name) {
+    return command{"HEXISTS", head_key(prefix, name), "version"};
+  });
 }
 
 std::unique_ptr<store::device_database> database_at(place where) {

@@ -1,6 +1,7 @@
 // Devices in a Redis server, and the names of such servers.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,6 +32,11 @@ place read_place(std::string_view name);
 std::string without_password(std::string_view name);
 // Refuses what cannot stand in the names of keys.
 void check_name(std::string_view text, const char *what);
+
+// The members of a set for which a command answers another number than 0, in their order. What a member names
+// may be on another node than the set, and is written after it.
+std::vector<std::string> members_with(connection &server, const std::string &set,
+                                      const std::function<command(const std::string &)> &ask);
 
 // Connects to nothing yet.
 std::unique_ptr<store::device_database> database_at(place where);

@@ -1,4 +1,4 @@
-// The devices of a source, and the files of their texts.
+// The devices of a source.
 #include "devices.hpp"
 
 #include <algorithm>
@@ -16,8 +16,6 @@ namespace tovra::fleet {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view text_suffix = ".txt";
 
 std::optional<std::vector<device>> refuse(const std::string &source, const std::string &why) {
   say("tovra: " + data_name(source) + ": " + why);
@@ -67,35 +65,6 @@ std::optional<std::vector<device>> of_folder(const std::string &source,
   return found;
 }
 
-bool is_escaped(std::string_view name, size_t at) {
-  const auto byte = static_cast<unsigned char>(name[at]);
-  return byte < 0x20 || byte == 0x7f || byte == '/' || byte == '%' || (byte == '.' && at == 0);
-}
-
-int digit_value(char digit) {
-  const size_t at = std::string_view("0123456789ABCDEF").find(digit);
-  return at == std::string_view::npos ? -1 : static_cast<int>(at);
-}
-
-// The name of which that is the file; none when no name gives it.
-std::optional<std::string> device_of_file(std::string_view file) {
-  if (!file.ends_with(text_suffix)) return std::nullopt;
-  const std::string_view coded = file.substr(0, file.size() - text_suffix.size());
-  std::string name;
-  for (size_t at = 0; at < coded.size(); ++at) {
-    if (coded[at] != '%') {
-      name += coded[at];
-    } else {
-      const int high = at + 2 < coded.size() ? digit_value(coded[at + 1]) : -1;
-      const int low = at + 2 < coded.size() ? digit_value(coded[at + 2]) : -1;
-      if (high < 0 || low < 0) return std::nullopt;
-      name += static_cast<char>(high * 16 + low);
-      at += 2;
-    }
-  }
-  return file_name_of(name) == file ? std::optional(name) : std::nullopt;
-}
-
 } // namespace
 
 std::optional<std::vector<device>> devices_of(const std::string &source,
@@ -122,31 +91,6 @@ std::optional<std::vector<device>> devices_of(const std::string &source,
     return refuse(twice->data, "the device has another one, " + std::next(twice)->data);
   }
   return found;
-}
-
-std::string file_name_of(const std::string &device) {
-  static constexpr char digits[] = "0123456789ABCDEF";
-  std::string name;
-  for (size_t at = 0; at < device.size(); ++at) {
-    const auto byte = static_cast<unsigned char>(device[at]);
-    if (is_escaped(device, at)) {
-      name += {'%', digits[byte >> 4], digits[byte & 15]};
-    } else {
-      name += device[at];
-    }
-  }
-  return name.append(text_suffix);
-}
-
-std::vector<std::string> devices_in(const std::string &folder) {
-  std::vector<std::string> names;
-  std::error_code failure;
-  for (fs::directory_iterator entry(folder, failure), last; !failure && entry != last;
-       entry.increment(failure)) {
-    if (auto name = device_of_file(entry->path().filename().string())) names.push_back(std::move(*name));
-  }
-  std::sort(names.begin(), names.end());
-  return names;
 }
 
 } // namespace tovra::fleet

@@ -1,7 +1,6 @@
 // `tovra fleet`: all devices of a source, rendered on several threads.
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <fnmatch.h>
 #include <functional>
 #include <map>
@@ -27,13 +26,12 @@ namespace tovra {
 
 namespace {
 
-namespace fs = std::filesystem;
 using fleet::device;
 using fleet::outcome;
 
 struct fleet_options {
   options render; // of each device, but for its data
-  std::string folder;
+  std::string out;
   std::vector<std::string> patterns; // of the devices that are rendered; none: all
   unsigned jobs = 0;
   bool remove = false;
@@ -84,14 +82,15 @@ unsigned jobs_of(const fleet_options &asked) {
   return asked.jobs > 0 ? asked.jobs : processors();
 }
 
-report render_all(const std::vector<device> &devices, const fleet_options &asked, preparation &prepared) {
+report render_all(const std::vector<device> &devices, const fleet_options &asked, preparation &prepared,
+                  fleet::texts &to) {
   std::vector<outcome> outcomes(devices.size(), outcome::failed);
   std::atomic<size_t> ended = 0;
   const progress shown([&] {
     return "rendering: " + std::to_string(ended) + " of " + std::to_string(devices.size()) + " devices";
   });
   in_parallel(devices.size(), jobs_of(asked), [&](size_t at) {
-    outcomes[at] = fleet::render_device(devices[at], asked.render, prepared, asked.folder);
+    outcomes[at] = fleet::render_device(devices[at], asked.render, prepared, to);
     ++ended;
   });
   report made;
@@ -102,9 +101,10 @@ report render_all(const std::vector<device> &devices, const fleet_options &asked
 // A worker of a queue: takes devices from it until the run is over, on each thread.
 class shared_work {
 public:
-  shared_work(const std::vector<device> &devices, const fleet_options &asked, preparation &prepared)
-      : asked_(asked), prepared_(prepared) {
-    std::string command = asked.folder;
+  shared_work(const std::vector<device> &devices, const fleet_options &asked, preparation &prepared,
+              fleet::texts &to)
+      : asked_(asked), prepared_(prepared), to_(to) {
+    std::string command = asked.out;
     for (const auto &word : render_arguments(asked.render)) command += "\n" + word;
     for (const auto &pattern : asked.patterns) command += "\n--devices=" + pattern;
     run_ = std::to_string(std::hash<std::string>()(command));
@@ -167,8 +167,7 @@ private:
 
   outcome render_one(const std::string &name) {
     const auto found = devices_.find(name);
-    if (found != devices_.end())
-      return fleet::render_device(found->second, asked_.render, prepared_, asked_.folder);
+    if (found != devices_.end()) return fleet::render_device(found->second, asked_.render, prepared_, to_);
     say(name + ": the queue has this device, but the source here does not");
     return outcome::failed;
   }
@@ -186,6 +185,7 @@ private:
 
   const fleet_options &asked_;
   preparation &prepared_;
+  fleet::texts &to_;
   std::string run_;
   std::map<std::string, device> devices_;
   std::mutex lock_;
@@ -193,26 +193,18 @@ private:
   std::optional<fleet::queue::results> all_; // when it did the last one
 };
 
-// Texts of devices that are asked for, and which the source does not have.
-std::vector<std::string> find_gone(const std::vector<device> &all, const fleet_options &asked) {
+// Those of devices that are asked for, and which the source does not have. None after a failure, which is
+// said.
+std::optional<std::vector<std::string>> find_gone(const std::vector<device> &all, const fleet_options &asked,
+                                                  fleet::texts &in) {
   std::set<std::string> names;
   for (const device &one : all) names.insert(one.name);
-  std::vector<std::string> gone = fleet::devices_in(asked.folder);
-  std::erase_if(
-      gone, [&](const std::string &name) { return names.contains(name) || !is_asked(name, asked.patterns); });
+  auto gone = in.devices();
+  if (gone)
+    std::erase_if(*gone, [&](const std::string &name) {
+      return names.contains(name) || !is_asked(name, asked.patterns);
+    });
   return gone;
-}
-
-bool remove_texts(const std::vector<std::string> &devices, const std::string &folder) {
-  bool good = true;
-  for (const std::string &name : devices) {
-    const std::string file = folder + "/" + fleet::file_name_of(name);
-    std::error_code failure;
-    fs::remove(file, failure);
-    if (failure) say(file + ": " + failure.message());
-    good = good && !failure;
-  }
-  return good;
 }
 
 std::string as_text(const report &all) {
@@ -251,19 +243,21 @@ int run_fleet(const fleet_options &asked) {
   const auto all = fleet::devices_of(asked.render.data, asked.render.classes);
   const auto chosen = all ? asked_of(*all, asked) : all;
   if (!chosen || !prepared.put_in_use()) return failed;
-  std::error_code failure;
-  fs::create_directories(asked.folder, failure);
-  if (failure) {
-    say("tovra: --out " + asked.folder + ": " + failure.message());
-    return failed;
-  }
+  const auto to = fleet::texts_at(asked.out);
+  std::vector<std::string> names;
+  for (const device &one : *chosen) names.push_back(one.name);
+  if (to == nullptr || !to->prepare(names)) return failed;
 
-  auto told = asked.queue.empty() ? std::optional(render_all(*chosen, asked, prepared))
-                                  : shared_work(*chosen, asked, prepared).render();
+  auto told = asked.queue.empty() ? std::optional(render_all(*chosen, asked, prepared, *to))
+                                  : shared_work(*chosen, asked, prepared, *to).render();
   if (!told) return failed;
-  if (!told->part) told->gone = find_gone(*all, asked);
+  bool good = true;
+  if (!told->part) {
+    const auto gone = find_gone(*all, asked, *to);
+    if (gone) told->gone = asked.remove ? to->remove(*gone) : *gone;
+    good = gone && told->gone.size() == gone->size();
+  }
   told->removed = asked.remove;
-  const bool good = !asked.remove || remove_texts(told->gone, asked.folder);
   output out;
   if (!out.write(asked.json ? as_json(*told) : as_text(*told)) || !out.flush()) return failed;
   return good && told->failed.empty() ? done : failed;
@@ -275,9 +269,9 @@ tool add_fleet(CLI::App &app) {
   const auto asked = std::make_shared<fleet_options>();
   command made(app, "fleet", "Render all devices of a database or a folder");
   made.footer(
-      "Each device becomes a file NAME.txt, which is written only when its text has changed, whole or not\n"
-      "at all. A device that fails is reported, keeps its old file, and does not stop the others; the exit\n"
-      "status is 1 then. docs/fleet.md has examples.");
+      "Each device becomes a file NAME.txt, or a key, which is written only when its text has changed, whole\n"
+      "or not at all. A device that fails is reported, keeps its old text, and does not stop the others; the\n"
+      "exit status is 1 then. docs/fleet.md has examples.");
   made.add("node", asked->render.node, "Render the part under this node (default: everything)").type("NODE");
   add_templates(made, asked->render);
   add_classes(made, asked->render.classes);
@@ -286,8 +280,10 @@ tool add_fleet(CLI::App &app) {
            "redis://HOST:PORT/DB?prefix=P")
       .type("SOURCE")
       .required();
-  made.add("--out", asked->folder, "The folder of the texts; it is created if it does not exist")
-      .type("DIR")
+  made.add("--out", asked->out,
+           "Where the texts are put: a folder, which is created if it does not exist, or "
+           "redis://HOST:PORT/DB?prefix=P")
+      .type("PLACE")
       .required();
   made.add("--devices", asked->patterns, "Only devices whose names fit this pattern; may be repeated")
       .type("GLOB")

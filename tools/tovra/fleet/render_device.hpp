@@ -5,14 +5,12 @@
 
 #include "../request.hpp"
 #include "devices.hpp"
+#include "texts.hpp"
 
 namespace tovra::fleet {
 
-enum class outcome { changed, unchanged, failed };
-
-// Renders a device by templates that are in use, and writes its file in the folder, unless that is its text.
-// A failure is said, each line behind the device's name. Any thread.
-outcome render_device(const device &one, const options &asked, preparation &prepared,
-                      const std::string &folder);
+// Renders a device by templates that are in use, and puts its text where it belongs. A failure is said, each
+// line behind the device's name. Any thread.
+outcome render_device(const device &one, const options &asked, preparation &prepared, texts &to);
 
 } // namespace tovra::fleet
