@@ -202,6 +202,11 @@ const std::string &only_device(const std::vector<std::string> &names, const std:
 
 } // namespace store
 
+bool zu_store_has(const char *kind) {
+  constexpr std::string_view all = STORE_BUILT_IN; // each between blanks
+  return all.find(std::string(" ").append(kind).append(" ")) != all.npos;
+}
+
 zu_data_ifc *zu_store_open(const char *name, zu_do_error **error) {
   zu_data_ifc *opened = nullptr;
   const bool whole = store::done(name != nullptr ? name : "", error, [&] {

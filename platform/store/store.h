@@ -53,6 +53,9 @@ typedef struct zu_store_yang {
 char *zu_store_json_of_yang(const zu_store_yang *schema, const char *name, const char *text, size_t length,
                             zu_do_error **error);
 
+/* Whether this platform was built with "yaml", "yang", "sqlite" or "redis". */
+bool zu_store_has(const char *kind);
+
 /* ---- Databases of devices: SQLite files and Redis servers with records of many devices ---- */
 
 /* A data interface over `FILE`, which is loaded, or over a device of a database, `sqlite:FILE?device=NAME` or

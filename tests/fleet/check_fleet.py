@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""check_fleet.py TOVRA EXAMPLES SQLITE: `tovra fleet` over folders, and over databases when SQLITE is 1."""
+"""check_fleet.py TOVRA EXAMPLES KIND,...: `tovra fleet` over folders, and over what else the program is built with."""
 import json
 import subprocess
 import sys
@@ -7,7 +7,13 @@ import tempfile
 import unittest
 from pathlib import Path
 
-TOVRA, EXAMPLES, SQLITE = Path(sys.argv[1]).resolve(), Path(sys.argv[-2]).resolve(), sys.argv[-1] == "1"
+TOVRA, EXAMPLES, KINDS = Path(sys.argv[1]).resolve(), Path(sys.argv[-2]).resolve(), sys.argv[-1].split(",")
+
+
+def needs(kind):
+    return unittest.skipUnless(kind in KINDS, f"built without {kind}")
+
+
 
 TEMPLATES = """Cmd: config
 
@@ -120,6 +126,7 @@ class Fleet(unittest.TestCase):
             "tovra: --out taken: Not a directory\n"])
         self.assertFalse((self.folder / "o").exists())
 
+    @needs("YAML")
     def test_takes_yaml_classes_and_what_render_takes(self):
         for file in (self.folder / "d").iterdir():
             file.unlink()
@@ -132,9 +139,8 @@ class Fleet(unittest.TestCase):
         told = self.run_fleet("ports", "--classes", "d/classes.json", "--arg", "n=2").stderr
         self.assertEqual(told.count("warning:"), 1)  # once, not once a device
 
+    @needs("SQLITE")
     def test_keeps_names_of_devices_in_the_folder(self):
-        if not SQLITE:
-            self.skipTest("built without SQLite")
         names = {"a": "a.txt", "x/y": "x%2Fy.txt", "..": "%2E..txt", ".h": "%2Eh.txt", "x%2Fy": "x%252Fy.txt",
                  "n\nl": "n%0Al.txt", "\u00fc b": "\u00fc b.txt"}
         for name in names:

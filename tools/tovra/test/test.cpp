@@ -13,6 +13,7 @@
 #include "../tools.hpp"
 #include "cover_case.hpp"
 #include "junit.hpp"
+#include "store/store.h"
 
 namespace tovra {
 
@@ -172,17 +173,25 @@ std::string fault_of(const std::string &way) {
   return colon == way.size() - 1 ? "it names no file" : "";
 }
 
+// Why a variation cannot be made, or nothing.
+std::string fault_of_variation(const std::string &name) {
+  const bool is_source = name == "yaml" || name == "sqlite" || name == "redis";
+  if (is_source && !zu_store_has(name.c_str())) return "this program was built without it";
+  if (name != "redis" || std::getenv(test::test_server) != nullptr) return "";
+  return std::string(test::test_server) + " must name a server, redis://HOST/DB";
+}
+
 int run_tests(test_options &asked) {
-  for (const auto &name : asked.vary) {
-    const auto &names = test::variation_names();
-    if (name == "all") {
-      asked.how.vary.insert(names.begin(), names.end());
-      if (std::getenv(test::test_server) == nullptr) asked.how.vary.erase("redis");
-    } else if (name == "redis" && std::getenv(test::test_server) == nullptr) {
-      say(std::string("tovra: --vary redis: ") + test::test_server + " must name a server, redis://HOST/DB");
-      return failed;
-    } else {
-      asked.how.vary.insert(name);
+  for (const auto &asked_for : asked.vary) {
+    const bool all = asked_for == "all"; // that can be made
+    for (const auto &name : all ? test::variation_names() : std::vector<std::string>{asked_for}) {
+      const std::string fault = fault_of_variation(name);
+      if (fault.empty()) {
+        asked.how.vary.insert(name);
+      } else if (!all) {
+        say("tovra: --vary " + name + ": " + fault);
+        return failed;
+      }
     }
   }
   asked.how.colour = is_colored(STDOUT_FILENO);
