@@ -152,6 +152,42 @@ class Fleet(unittest.TestCase):
         done = self.run_fleet("--devices", "n*", "--delete", source="sqlite:db")
         self.assertEqual(done.stdout, "1 device: 0 changed, 1 unchanged, 0 failed\n")
 
+    @needs("YANG")
+    def test_takes_yang_documents(self):
+        (self.folder / "m").mkdir()
+        (self.folder / "m/site.yang").write_text("""module site { yang-version 1.1; namespace "urn:site"; prefix s;
+            container sys { list port { key n; leaf n { type uint8; } leaf speed { type uint32; default 7; }
+            leaf key { type string; } leaf name { type union { type uint8; type string { length 2; } } } } } }""")
+        (self.folder / "t/a.tvr").write_text(TEMPLATES + "\nCmd: key\nParent Cmd: port\nOp: print_if\nFmt: key %s\n"
+                                             "Props: /sys?port key:0\nNewline:\n")
+        yang = ("--yang-dir", "m", "--yang-module", "site")
+
+        def document(speed, more=None):
+            return json.dumps({"site:sys": {"port": [{"n": n, "speed": speed, "name": "ab", "key": "k", **(more or {})}
+                                                     for n in range(2)]}})
+
+        for n in range(20):
+            self.device(f"r{n:02}", document(n))
+        self.device("x", '<sys xmlns="urn:site">\n<port><n>1</n></port></sys>', "xml")
+        self.device("bad", '<sys xmlns="urn:site">\n<port><n>700</n></port></sys>', "xml")
+        self.device("worse", document(1, {"name": "abc"}))
+        self.device("notes", "x", "yaml")
+        done = self.run_fleet("--jobs", "8", *yang, source="yang:d", status=1)
+        self.assertEqual(sorted(done.stderr.splitlines()), [
+            'bad: d/bad.xml:2: /site:sys/port/n: Value "700" is out of type uint8 min/max bounds',
+            "worse: d/worse.json:1: /site:sys/port[n='0']/name: Invalid union value \"abc\" - no matching subtype found"])
+        self.assertEqual(self.texts(), {"x.txt": text(7, 2).splitlines()[1] + "\n", **{
+            f"r{n:02}.txt": "".join(f"port {p} speed {n}\nkey k\n" for p in range(2)) for n in range(20)}})
+        told = self.run_fleet("--devices", "r0*", "--show-tech", "--yang-secret", "/sys/port/key", *yang, source="yang:d")
+        self.assertIn("10 changed", told.stdout)
+        self.assertNotIn("key k", self.texts()["r00.txt"])
+        for more, source, words in (((), "yang:d", "tovra: yang:d: YANG data need the names"),
+                                    (yang, "yang:m", "tovra: yang:m: no data file, *.json, *.xml"),
+                                    (yang, "yang:d/x.xml", "tovra: yang:d/x.xml: one device"),
+                                    (("--yang-module", "none"), "yang:d", "YANG module none: ")):
+            said = self.run_fleet(*more, source=source, status=1).stderr
+            self.assertTrue(said.startswith(words) and said.count("\n") < 3, said)
+
     def test_gives_the_examples_from_many_threads(self):
         for example in ("edge-router", "chassis", "campus-switch"):
             for file in (self.folder / "d").iterdir():

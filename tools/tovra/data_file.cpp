@@ -28,12 +28,6 @@ bool is_standard_input(const std::string &path) {
   return path == "-" || path == "yaml:-" || path == "yang:-";
 }
 
-constexpr std::string_view yang_scheme = "yang:";
-
-bool is_yang(const std::string &path) {
-  return path.starts_with(yang_scheme);
-}
-
 bool is_database(const std::string &path) {
   return path.starts_with("sqlite:") || zu_redis::is_place(path);
 }
@@ -186,6 +180,10 @@ data_handle load_texts(const std::vector<given_text> &given) {
 yang_modules &yang() {
   static yang_modules all;
   return all;
+}
+
+bool has_good_modules() {
+  return json_of_yang("YANG modules", std::nullopt).has_value();
 }
 
 std::vector<std::string> yang_arguments() {

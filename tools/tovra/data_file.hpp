@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "store/store.h"
@@ -26,8 +27,15 @@ struct yang_modules {
   std::vector<std::string> directories, names, secrets;
 };
 yang_modules &yang();
+// Whether there are some that load; false after a failure, which is said.
+bool has_good_modules();
 // What says the same again, for a process of its own.
 std::vector<std::string> yang_arguments();
+
+inline constexpr std::string_view yang_scheme = "yang:";
+inline bool is_yang(const std::string &path) {
+  return path.starts_with(yang_scheme);
+}
 
 // How messages name it: standard input has no path.
 std::string data_name(const std::string &path);

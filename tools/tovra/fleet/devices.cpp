@@ -48,18 +48,29 @@ bool is_among(const fs::path &file, const std::vector<std::string> &files) {
                      [&](const std::string &other) { return fs::equivalent(file, other, none); });
 }
 
+// What the name of a device's file ends with.
+std::vector<std::string> endings_of(const std::string &source) {
+  return is_yang(source) ? std::vector<std::string>{".json", ".xml"}
+                         : std::vector<std::string>{".json", ".yaml", ".yml"};
+}
+
+std::string folder_of(const std::string &source) {
+  return is_yang(source) ? source.substr(yang_scheme.size()) : source;
+}
+
 // Files that are hidden belong to editors.
 std::optional<std::vector<device>> of_folder(const std::string &source,
                                              const std::vector<std::string> &classes) {
   std::vector<device> found;
+  const auto endings = endings_of(source);
   std::error_code failure;
-  fs::directory_iterator entry(source, failure);
+  fs::directory_iterator entry(folder_of(source), failure);
   for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
     const fs::path &path = entry->path();
-    const std::string kind = path.extension().string();
-    if (kind != ".json" && kind != ".yaml" && kind != ".yml") continue;
+    if (std::find(endings.begin(), endings.end(), path.extension()) == endings.end()) continue;
     if (path.filename().string().starts_with('.') || is_among(path, classes)) continue;
-    found.push_back({path.stem().string(), path.string()});
+    found.push_back(
+        {path.stem().string(), (is_yang(source) ? std::string(yang_scheme) : "") + path.string()});
   }
   if (failure) return refuse(source, failure.message());
   return found;
@@ -70,15 +81,20 @@ std::optional<std::vector<device>> of_folder(const std::string &source,
 std::optional<std::vector<device>> devices_of(const std::string &source,
                                               const std::vector<std::string> &classes) {
   std::error_code none;
-  const bool is_folder = fs::is_directory(source, none);
-  if (!is_folder && (fs::exists(source, none) || source.find("device=") != source.npos || source == "-")) {
+  const std::string folder = folder_of(source);
+  const bool is_folder = fs::is_directory(folder, none);
+  if (!is_folder && (fs::exists(folder, none) || source.find("device=") != source.npos || folder == "-")) {
     return refuse(source, "one device; a fleet is a folder of data files or a database of devices");
   }
-  auto found =
-      is_folder || source.find(':') == source.npos ? of_folder(source, classes) : of_database(source);
+  if (is_yang(source) && yang().names.empty())
+    return refuse(source, "YANG data need the names of their modules, --yang-module");
+  auto found = is_folder || is_yang(source) || source.find(':') == source.npos ? of_folder(source, classes)
+                                                                               : of_database(source);
   if (!found) return std::nullopt;
   if (found->empty()) {
-    return refuse(source, is_folder ? "no data file, *.json, *.yaml or *.yml" : "it has no device");
+    std::string endings;
+    for (const auto &each : endings_of(source)) endings += (endings.empty() ? "*" : ", *") + each;
+    return refuse(source, is_folder ? "no data file, " + endings : "it has no device");
   }
   const auto by_name = [](const device &one, const device &other) {
     return std::tie(one.name, one.data) < std::tie(other.name, other.data);

@@ -240,6 +240,7 @@ int run_fleet(const fleet_options &asked) {
     say("tovra: " + prepared.no_node());
     return failed;
   }
+  if (!yang().names.empty() && !has_good_modules()) return failed;
   const auto all = fleet::devices_of(asked.render.data, asked.render.classes);
   const auto chosen = all ? asked_of(*all, asked) : all;
   if (!chosen || !prepared.put_in_use()) return failed;
@@ -276,8 +277,8 @@ tool add_fleet(CLI::App &app) {
   add_templates(made, asked->render);
   add_classes(made, asked->render.classes);
   made.add("--data", asked->render.data,
-           "The devices: a folder of data files (JSON, YAML), each named as its device, sqlite:FILE or "
-           "redis://HOST:PORT/DB?prefix=P")
+           "The devices: a folder of data files (JSON, YAML), each named as its device, or yang:DIR of YANG "
+           "documents, sqlite:FILE or redis://HOST:PORT/DB?prefix=P")
       .type("SOURCE")
       .required();
   made.add("--out", asked->out,

@@ -123,13 +123,14 @@ private:
   std::string folder_;
 };
 
-// A key with the text for each device, and a set of the devices that have one, as the keys of a cluster cannot
-// be listed. They are on several nodes, so a device is in the set before it has a text, and as long: one that
-// has none does not count.
+// A key with the text for each device, and a set of the devices that have one, as the keys of a cluster
+// cannot be listed. They are on several nodes, so a device is in the set before it has a text, and as long:
+// one that has none does not count.
 class redis_texts : public texts {
 public:
   explicit redis_texts(const std::string &place) : name_(place), at_(zu_redis::read_place(place)) {
-    if (!at_.device.empty()) throw store::source_failure{ZU_FAILED, "it names one device, not the place of all"};
+    if (!at_.device.empty())
+      throw store::source_failure{ZU_FAILED, "it names one device, not the place of all"};
   }
 
   bool prepare(const std::vector<std::string> &devices) override {

@@ -24,7 +24,8 @@ public:
   virtual std::vector<std::string> remove(const std::vector<std::string> &devices) = 0;
 };
 
-// Files of a folder, or keys of a server whose name is redis://HOST:PORT/DB?prefix=P. None: it is no good name.
+// Files of a folder, or keys of a server whose name is redis://HOST:PORT/DB?prefix=P. None: it is no good
+// name.
 std::unique_ptr<texts> texts_at(const std::string &place);
 
 } // namespace tovra::fleet
