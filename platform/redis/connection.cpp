@@ -244,6 +244,7 @@ void connection::exchange(const std::vector<command> &asked, const std::vector<s
   if (context_ == nullptr) refuse(ZU_FAILED, lost_);
   if (context_->reader->pos < context_->reader->len) fail(asked[which[0]], "an answer came before it");
   std::string_view rest = text;
+  send_part(asked[which[0]], rest);
   for (const size_t i : which) {
     if (asking) receive(before, rest);
     told[i] = receive(asked[i], rest);
@@ -310,14 +311,18 @@ reply connection::receive(const command &asked, std::string_view &rest) {
     if (ready < 0) continue;
     if (both[1].revents != 0) fail(asked, "no longer waited for");
     if ((at.revents & POLLOUT) != 0) {
-      const ssize_t sent = send(at.fd, rest.data(), rest.size(), MSG_NOSIGNAL);
-      if (sent < 0 && errno != EAGAIN && errno != EINTR) fail(asked, system_words(errno));
-      if (sent > 0) rest.remove_prefix(static_cast<size_t>(sent));
-      if (sent > 0) until = clock::now() + to_.to_answer;
+      if (send_part(asked, rest)) until = clock::now() + to_.to_answer;
     }
     if ((at.revents & ~POLLOUT) != 0 && (read += read_part(asked)) > most_of_an_answer)
       fail(asked, "an answer of more than 1 GiB");
   }
+}
+
+bool connection::send_part(const command &asked, std::string_view &rest) {
+  const ssize_t sent = send(context_->fd, rest.data(), rest.size(), MSG_NOSIGNAL);
+  if (sent < 0 && errno != EAGAIN && errno != EINTR) fail(asked, system_words(errno));
+  if (sent > 0) rest.remove_prefix(static_cast<size_t>(sent));
+  return sent > 0;
 }
 
 size_t connection::read_part(const command &asked) {

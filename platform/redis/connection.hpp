@@ -94,6 +94,8 @@ private:
   // `rest` is what has not been sent yet.
   reply receive(const command &asked, std::string_view &rest);
   redisReply *parse(const command &asked); // none: it has not come whole yet
+  // What the server takes at once; false: nothing.
+  bool send_part(const command &asked, std::string_view &rest);
   size_t read_part(const command &asked);
   [[noreturn]] void fail(const command &asked, const std::string &why);
 

@@ -30,7 +30,8 @@ public:
   std::string begin(const std::vector<std::string> &devices);
   // Waits for a device; none: the run is over.
   std::optional<task> take(const std::string &run);
-  // Acknowledges it: the results of the whole run, when this was the last one.
+  // Acknowledges it, and asks for the next, which take() gives: the results of the whole run, when this was
+  // the last one.
   std::optional<results> finish(const task &of, std::string_view result);
 
 private:
@@ -40,6 +41,7 @@ private:
   const std::string work_, results_, ended_; // the keys
   const std::string idle_;                   // in milliseconds
   const std::string worker_;
+  std::optional<task> next_;
 };
 
 } // namespace tovra::fleet
