@@ -17,7 +17,7 @@ from check_fleet import TEMPLATES, data, text  # noqa: E402
 from redis_servers import Server, cluster_of, end_all, free_port  # noqa: E402
 
 TOVRA = Path(sys.argv[1]).resolve()
-DEVICES = 40
+DEVICES, FEW = 40, 10
 
 
 class Fleets(unittest.TestCase):
@@ -215,26 +215,30 @@ class Queue(Fleets):
         self.assertEqual((job.returncode, told[0]), (1, ""))
         self.assertIn("the run is gone, which was not at its end", told[1])
         self.server.kill()
-        self.assertEqual(self.worker().wait(20), 1)
+        locked = self.start("--requirepass", "geheim")
+        for queue, words in ((self.server.name(), ": connecting to "), (locked.name(), ": NOAUTH "), ("redis", ": not a name")):
+            job = self.worker(queue=queue)
+            self.assertIn(words, job.communicate(timeout=20)[1])
+            self.assertEqual(job.returncode, 1)
 
 
 class Shared(Fleets):
     def devices_at(self, name):
         """Where devices are that have been imported there."""
-        for n in range(DEVICES):
+        for n in range(FEW):
             subprocess.run([TOVRA, "import", f"d/r{n:02}.json", name, "--device", f"r{n:02}"], cwd=self.folder, check=True)
         return name
 
     def check(self, name, texts_of):
         """Two workers with devices, queue and texts in one place. The second one may come too late to share."""
         source = self.devices_at(name)
-        for wanted in (DEVICES, 0):
+        for wanted in (FEW, 0):
             jobs = [self.worker(source=source, out=source, queue=source) for _ in range(2)]
             told = [json.loads(job.communicate(timeout=50)[0]) for job in jobs]
             changed = {name for one in told for name in one["changed"]}
             self.assertEqual((len(changed), [job.returncode for job in jobs]), (wanted, [0, 0]), told)
-            self.assertEqual({one["devices"] for one in told if "part" not in one}, {DEVICES})
-        for n in range(DEVICES):
+            self.assertEqual({one["devices"] for one in told if "part" not in one}, {FEW})
+        for n in range(FEW):
             self.assertEqual(texts_of(f"r{n:02}") + "\n", text(n))
 
     def test_devices_queue_and_texts_on_one_server(self):
@@ -243,7 +247,7 @@ class Shared(Fleets):
         self.redis("hdel", "one:{r05}", "version")
         self.redis("hset", "one:{r07}", "layout", "9")
         whole = self.end(self.worker("--delete", source=where, out=where, queue=where))[0]
-        self.assertEqual((whole["devices"], whole["failed"], whole["removed"]), (DEVICES - 1, ["r07"], ["r05"]))
+        self.assertEqual((whole["devices"], whole["failed"], whole["removed"]), (FEW - 1, ["r07"], ["r05"]))
 
     def test_devices_queue_and_texts_in_a_cluster(self):
         nodes, owner = cluster_of(3, self.folder)

@@ -21,6 +21,7 @@
 #include "../value_json.hpp"
 #include "queue.hpp"
 #include "render_device.hpp"
+#include "reported.hpp"
 
 namespace tovra {
 
@@ -114,7 +115,7 @@ public:
   // None after a failure of the queue, which is said.
   std::optional<report> render() {
     std::string id;
-    const bool begun = guarded([&] {
+    const bool begun = fleet::reported(about(), [&] {
       std::vector<std::string> names;
       for (const auto &[name, one] : devices_) names.push_back(name);
       id = queue_of("begin").begin(names);
@@ -127,7 +128,7 @@ public:
         return "rendering: " + std::to_string(made_.devices) + " devices here";
       });
       in_parallel(jobs_of(asked_), jobs_of(asked_), [&](size_t thread) {
-        if (!guarded([&] { work(id, thread); })) lost = true;
+        if (!fleet::reported(about(), [&] { work(id, thread); })) lost = true;
       });
     }
     if (all_) return report_of(*all_);
@@ -143,16 +144,7 @@ private:
             std::string(host) + ":" + std::to_string(getpid()) + ":" + thread};
   }
 
-  template <class Step>
-  bool guarded(Step &&step) const {
-    try {
-      step();
-      return true;
-    } catch (const store::source_failure &failure) {
-      say("tovra: --queue " + data_name(asked_.queue) + ": " + failure.message);
-    }
-    return false;
-  }
+  std::string about() const { return "tovra: --queue " + data_name(asked_.queue); }
 
   void work(const std::string &id, size_t thread) {
     fleet::queue tasks = queue_of(std::to_string(thread));

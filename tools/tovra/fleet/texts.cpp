@@ -11,6 +11,7 @@
 #include "../output.hpp"
 #include "../output_file.hpp"
 #include "redis/open.hpp"
+#include "reported.hpp"
 #include "zuapi/base.h"
 
 namespace tovra::fleet {
@@ -201,7 +202,7 @@ private:
   // next device does not fail of a server that was restarted. False after a failure, which is said.
   template <class Step>
   bool reached(const char *before, Step &&step) {
-    try {
+    return reported(before + data_name(name_), [&] {
       std::unique_ptr<zu_redis::connection> to;
       {
         const std::lock_guard alone(lock_);
@@ -214,13 +215,7 @@ private:
       step(*to);
       const std::lock_guard alone(lock_);
       free_.push_back(std::move(to));
-      return true;
-    } catch (const store::source_failure &failure) {
-      say(before + data_name(name_) + ": " + failure.message);
-    } catch (const std::bad_alloc &) {
-      say(before + data_name(name_) + ": out of memory");
-    }
-    return false;
+    });
   }
 
   std::string name_;
@@ -233,12 +228,9 @@ private:
 
 std::unique_ptr<texts> texts_at(const std::string &place) {
   if (!zu_redis::is_place(place)) return std::make_unique<folder_texts>(place);
-  try {
-    return std::make_unique<redis_texts>(place);
-  } catch (const store::source_failure &failure) {
-    refuse(place, failure.message);
-    return nullptr;
-  }
+  std::unique_ptr<texts> made;
+  reported("tovra: --out " + data_name(place), [&] { made = std::make_unique<redis_texts>(place); });
+  return made;
 }
 
 } // namespace tovra::fleet
