@@ -204,7 +204,9 @@ const std::string &only_device(const std::vector<std::string> &names, const std:
 
 bool zu_store_has(const char *kind) {
   constexpr std::string_view all = STORE_BUILT_IN; // each between blanks
-  return all.find(std::string(" ").append(kind).append(" ")) != all.npos;
+  const std::string_view asked = kind;
+  const size_t at = all.find(asked);
+  return at != all.npos && at > 0 && all[at - 1] == ' ' && all.substr(at + asked.size()).starts_with(' ');
 }
 
 zu_data_ifc *zu_store_open(const char *name, zu_do_error **error) {
