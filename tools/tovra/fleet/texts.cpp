@@ -177,6 +177,7 @@ return type(length) == 'table' and length or redis.call('UNLINK', KEYS[1]))";
     if (devices.empty()) return removed;
     reached(about_all(), [&](zu_redis::connection &to) {
       std::vector<zu_redis::command> asked;
+      asked.reserve(devices.size());
       for (const std::string &name : devices) asked.push_back({"EVAL", script, "1", text_key(name)});
       const std::vector<zu_redis::reply> told = to.ask_all(asked);
       zu_redis::command unlisted = {"SREM", set_key()};
