@@ -261,10 +261,11 @@ int run_fleet(const fleet_options &asked) {
 tool add_fleet(CLI::App &app) {
   const auto asked = std::make_shared<fleet_options>();
   command made(app, "fleet", "Render all devices of a database or a folder");
-  made.footer(
-      "Each device becomes a file NAME.txt, or a key, which is written only when its text has changed, whole\n"
-      "or not at all. A device that fails is reported, keeps its old text, and does not stop the others; the\n"
-      "exit status is 1 then. docs/fleet.md has examples.");
+  made.footer("Each device becomes a file NAME.txt, or a key, which is written only when its text has "
+              "changed, whole\n"
+              "or not at all. A device that fails is reported, keeps its old text, and does not stop the "
+              "others; the\n"
+              "exit status is 1 then. docs/fleet.md has examples.");
   made.add("node", asked->render.node, "Render the part under this node (default: everything)").type("NODE");
   add_templates(made, asked->render);
   add_classes(made, asked->render.classes);
