@@ -91,7 +91,7 @@ std::string unknown_command(const CLI::App &app, int argc, char **argv) {
   std::set<std::string> names;
   for (const auto *command : app.get_subcommands({})) names.insert(command->get_name());
   if (names.contains(word)) return "";
-  return "no command is '" + word + "'" + tovra::check::did_you_mean(word, names);
+  return "there is no command '" + word + "'" + tovra::check::did_you_mean(word, names);
 }
 
 // The first option that the command does not have: what is told of it. Empty when there is none.
@@ -105,7 +105,7 @@ std::string unknown_option(const CLI::App &app) {
   for (const std::string &word : command.remaining(true)) {
     const std::string name = word.substr(0, word.find('='));
     if (name.starts_with("--"))
-      return "no option is '" + name + "'" + tovra::check::did_you_mean(name, names);
+      return "there is no option '" + name + "'" + tovra::check::did_you_mean(name, names);
   }
   return "";
 }
