@@ -37,26 +37,32 @@ std::string file_of(const ly_ctx *of, const std::string &module) {
 
 // What stands between the quotes behind some words; empty when they do not stand there.
 std::string quoted_behind(std::string_view text, std::string_view words) {
-  const size_t at = text.rfind(words);
+  const size_t at = text.find(words);
   if (at == text.npos) return "";
   text.remove_prefix(at + words.size());
-  const size_t end = std::min(text.find("\", line number"), text.rfind('"'));
-  return std::string(text.substr(0, end));
+  return std::string(text.substr(0, text.rfind('"')));
 }
 
-// The path that libyang tells as "/path", Data location "/path", line number 5. or the like.
-std::string path_in(std::string_view told) {
-  if (told.starts_with('/')) return std::string(told);
-  return quoted_behind(told, "ocation \"");
-}
+struct told_place {
+  std::string path;
+  std::string line; // with a colon before it, or empty
+};
 
-// The line that it tells, or nothing.
-std::string line_in(std::string_view told) {
+// Of what libyang tells as "/path", or as: Schema location "/path", data location "/path", line number 5.
+// A key in the path may read like these words, so they are looked for at the ends.
+told_place place_in(std::string_view told) {
+  if (told.starts_with('/')) return {std::string(told), ""};
+  told_place found;
+  if (told.ends_with('.')) told.remove_suffix(1);
   constexpr std::string_view words = "ine number ";
-  const size_t at = told.rfind(words);
-  if (at == told.npos) return "";
-  told.remove_prefix(at + words.size());
-  return ":" + std::string(told.substr(0, told.find_first_not_of("0123456789")));
+  const size_t number = told.find_last_not_of("0123456789") + 1;
+  if (told.substr(0, number).ends_with(words)) {
+    found.line = ":" + std::string(told.substr(number));
+    told = told.substr(0, number - words.size());
+  }
+  found.path =
+      quoted_behind(told, told.find("ata location \"") != told.npos ? "ata location \"" : "ocation \"");
+  return found;
 }
 
 // A path without the keys of entries.
@@ -76,16 +82,24 @@ std::string without_keys(std::string_view path) {
 
 using paths = std::set<std::string>;
 
+// Where a key with both kinds of quotes ends, nobody can tell: then the name of the leaf decides.
+bool may_be_of(const paths &secret, std::string_view path) {
+  if (secret.contains(without_keys(path))) return true;
+  if (path.find('\'') == path.npos || path.find('"') == path.npos) return false;
+  return std::any_of(secret.begin(), secret.end(), [path](const std::string &one) {
+    const std::string name = one.substr(one.rfind('/'));
+    return path.ends_with(name) || path.find(name + "[.=") != path.npos;
+  });
+}
+
 std::string message_of(const ly_err_item &item, const std::string &file, const paths &secret,
                        const schema::finder &find) {
-  const std::string_view told = item.path != nullptr ? item.path : "";
+  auto [path, line] = place_in(item.path != nullptr ? item.path : "");
   std::string_view words = item.msg != nullptr ? item.msg : "";
-  const bool is_secret = secret.contains(without_keys(path_in(told)));
+  const bool is_secret = may_be_of(secret, path);
   if (is_secret) words = "the value of a secret is not valid";
   if (words == "Unexpected character \"") words = "Unexpected end-of-input"; // the character is none
   if (words.ends_with('.')) words.remove_suffix(1);
-  std::string path = path_in(told);
-  std::string line = line_in(told);
   if (find && line.empty() && !path.empty()) {
     position at = find(path);
     path = std::move(at.path);
@@ -99,7 +113,7 @@ std::string message_of(const ly_err_item &item, const std::string &file, const p
 std::string module_file(const ly_ctx *of, const ly_err_item &item, const std::string &asked) {
   const std::string_view told = item.path != nullptr ? item.path : "";
   if (told.starts_with('/')) return file_of(of, std::string(told.substr(1, told.find(':') - 1)));
-  if (line_in(told).empty()) return "YANG module " + asked;
+  if (place_in(told).line.empty()) return "YANG module " + asked;
   for (const ly_err_item *next = item.next; next != nullptr; next = next->next) {
     for (const char *words : {"Parsing module \"", "Including \""}) { // a module, a submodule
       const std::string module = quoted_behind(next->msg != nullptr ? next->msg : "", words);
