@@ -116,7 +116,12 @@ struct fault_finder : nlohmann::detail::json_sax_acceptor<nlohmann::json> {
   refusal found;
 
   bool parse_error(size_t read, const std::string &token, const nlohmann::detail::exception &fault) {
-    found = fault_at(text, read, token.size(), fault.what());
+    // The message repeats what was read last, which may contain the parser's own words.
+    constexpr std::string_view introduction = "; last read: '";
+    std::string said = fault.what();
+    const size_t at = said.find(introduction);
+    if (at != said.npos) said.erase(at + introduction.size(), token.size());
+    found = fault_at(text, read, token.size(), said);
     return false;
   }
 };

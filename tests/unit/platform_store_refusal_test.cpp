@@ -49,6 +49,11 @@ TEST(store_refusal, syntax) {
            {records(R"("/a": {"x": "\ud800"})"), "f:1:27: half of a surrogate pair in a string"},
            {records(R"("/a": {"x": "\ud800\u0041"})"), "f:1:27: half of a surrogate pair in a string"},
            {records("\"/a\": {\"x\": \"\xed\xa0\x80\"}"), "f:1:27: the text is not valid UTF-8"},
+           // The parser's own words in the text are not those of its message.
+           {records("\"/a\": {\"x\": 1 \"unexpected string literal number literal\"\n\"y\": nul}"),
+            "f:1:28: expected ',' or '}'"},
+           {records(R"("/a": {"x": "after backslash", 1})"), "f:1:45: expected a name in quotes"},
+           {"{\"missing closing quote\"\n: 1 \"'; expected ':'", "f:2:5: string without an end"},
            // The first fault is told, whether of the syntax or of what was read until then.
            {records(R"("/a": {"x": [1}, "/b?c": {})"), "f:1:28: expected ',' or ']'"},
            {records(R"("/b?c": {}, "/a": {"x": [1})"), "f:1:14: URI \"/b?c\" of a record has a query"},
