@@ -94,9 +94,7 @@ std::string unqualified(const std::string &name) {
 std::set<std::string> paths_read(const template_set &set) {
   std::set<std::string> paths;
   for (const record &record : set.records) {
-    const zu_tvr_uri *uri = uri_of(record);
-    const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
-    if (text) paths.insert(path_of(*text));
+    if (auto path = path_read_by(record)) paths.insert(std::move(*path));
   }
   return paths;
 }
@@ -115,13 +113,11 @@ void tell_unknown_paths(const subject &subject, const teller &tell, bool with_sc
   if (subject.data == nullptr || subject.data->has_schema != with_schema) return;
   nearest_names near(paths_of(*subject.data));
   for (const record &record : subject.templates.records) {
-    const zu_tvr_uri *uri = uri_of(record);
-    const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
-    if (!text || may_be_known(*subject.data, path_of(*text))) continue;
+    const auto path = path_read_by(record);
+    if (!path || may_be_known(*subject.data, *path)) continue;
     tell(record, word::uri,
-         "the data has no record and no class " + path_of(*text) + ", and nothing is read" +
-             near.hint(path_of(*text)),
-         near.nearest(path_of(*text)));
+         "the data has no record and no class " + *path + ", and nothing is read" + near.hint(*path),
+         near.nearest(*path));
   }
 }
 

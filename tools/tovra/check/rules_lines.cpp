@@ -83,10 +83,9 @@ void find_carried(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (record.id.empty()) continue;
     if (!record.own_op && !record.is("no_op")) {
-      const line *uri = record.find(word::uri);
       tell(record, word::cmd,
            "without 'Op:' this record is " + record.op + ", as the one before it; write its 'Op:'",
-           uri != nullptr ? path_of(trimmed(uri->value)) : "");
+           path_read_by(record).value_or(""));
     }
     if (!record.own_format && uses_format(record) && !record.format.empty()) {
       const bool jumps = record.is("push_mode");

@@ -131,6 +131,12 @@ const zu_tvr_uri *uri_of(const record &record) {
   return nullptr;
 }
 
+std::optional<std::string> path_read_by(const record &record) {
+  const zu_tvr_uri *uri = uri_of(record);
+  const auto text = uri != nullptr ? pattern_of(*uri) : std::nullopt;
+  return text ? std::optional(path_of(*text)) : std::nullopt;
+}
+
 const scope_entry *entry_for(const scope &in, const key_look_up &look_up) {
   if (!look_up.wanted) return nullptr;
   const frame *found = find(look_up.separator == '#' ? in.groups : in.records, *look_up.wanted);

@@ -60,6 +60,7 @@ walks follow(const template_set &set);
 
 // The templates of a record: of its "Uri:" line, or none.
 const zu_tvr_uri *uri_of(const record &record);
+std::optional<std::string> path_read_by(const record &record);
 
 // The entry that a key is taken from, or that holds the record that a print node's URI names; or none. A
 // collection may hold a record: whether it does is not known here.
