@@ -169,6 +169,7 @@ private:
       property_data &property = path.properties[name];
       const bool is_key = std::find(names.begin(), names.end(), name) != names.end();
       property.given = property.given || (!is_key && !name.starts_with('_'));
+      property.hidden = property.hidden || (value.is_object() && value.contains("PasswordString"));
       if (const auto of = kind_of(value)) {
         take_value(property, *of, bare(value), written,
                    [&, &name = name] { return lines_.line_of_property(written, name); });
@@ -255,6 +256,10 @@ void property_data::add(const property_data &other) {
   for (size_t i = 0; i < kind_count; ++i) seen[i].count += other.seen[i].count;
   key_texts += other.key_texts;
   whole_texts += other.whole_texts;
+}
+
+bool property_data::is_secret() const {
+  return hidden || (said.is_object() && said.value("type", "") == "PasswordString");
 }
 
 bool property_data::may_be(value_kind kind) const {

@@ -36,6 +36,7 @@ struct property_data {
   size_t least_digits = 0;       // of these
   size_t most_digits = 0;
   bool given = false;  // by a record, keys aside
+  bool hidden = false; // a record gives it as a password
   nlohmann::json said; // by classes: "kind", "default" and so on; null: no class names it
 
   void add(const property_data &other); // of the same property; what classes say stays
@@ -44,7 +45,8 @@ struct property_data {
   std::optional<value_kind> said_kind() const;
   // Its values can be of that kind, as far as classes and records tell.
   bool may_be(value_kind kind) const;
-  bool is_known() const; // a class or a record tells a kind
+  bool is_secret() const; // a class or a record makes it a password
+  bool is_known() const;  // a class or a record tells a kind
   std::string kinds_in_words() const;
   // All values are texts that are whole numbers, of more or fewer digits than others or than that many, so
   // that their order as texts is another one; and no class says that they are meant as texts.

@@ -54,6 +54,7 @@ static constexpr rule rules[] = {
     {"unknown-path", severity::warning, find_unknown_paths},
     {"unknown-path", severity::error, find_paths_without_class},
     {"unknown-property", severity::error, find_unknown_properties},
+    {"secret-key", severity::warning, find_secret_keys},
     {"unread-records", severity::warning, find_unread_records},
     {"unread-property", severity::warning, find_unread_properties},
 

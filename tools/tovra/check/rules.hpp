@@ -106,6 +106,7 @@ void find_unknown_properties(const subject &, const teller &);
 void find_unread_records(const subject &, const teller &);
 void find_unread_properties(const subject &, const teller &);
 // values
+void find_secret_keys(const subject &, const teller &);
 void find_mixed_kinds(const subject &, const teller &);
 void find_other_keys(const subject &, const teller &);
 void find_records_without_parent(const subject &, const teller &);

@@ -19,12 +19,21 @@ struct use {
   const char *effect; // of a property that the records do not have
 };
 
-void add_keys(std::vector<use> &uses, const record &record, int number, const zu_tvr_uri &uri) {
-  const auto keys = look_ups_of(uri);
-  if (!keys) return;
-  for (const key_look_up &key : *keys) {
-    if (key.wanted)
-      uses.push_back({&record, number, path_of(*key.wanted), {key.key}, "the URI cannot be resolved"});
+// The keys of a record's URIs that are taken from other records: the line of the URI, the path and the
+// property.
+void for_keys(const record &record, const auto &look) {
+  const auto look_in = [&look](int number, const zu_tvr_uri &uri) {
+    const auto keys = look_ups_of(uri);
+    if (!keys) return;
+    for (const key_look_up &key : *keys) {
+      if (key.wanted) look(number, path_of(*key.wanted), key.key);
+    }
+  };
+  if (const zu_tvr_uri *uri = uri_of(record)) look_in(record.number_of(word::uri), *uri);
+  const zu_tvr_uri_item *last = nullptr;
+  for (const placed_property &property : placed_properties(record)) {
+    if (property.item != last) look_in(property.from->number, *property.item->uri);
+    last = property.item;
   }
 }
 
@@ -42,7 +51,6 @@ void add_read(std::vector<use> &uses, const record &record) {
   if (!text) return;
   const std::string path = path_of(*text);
   uses.push_back({&record, record.number_of(word::uri), path, searched_by(*text), "nothing is found"});
-  add_keys(uses, record, record.number_of(word::uri), *uri);
   for (const line &line : record.lines) {
     if (line.refused) continue;
     if (line.keyword == word::orderby && !trimmed(line.value).empty()) {
@@ -56,12 +64,9 @@ void add_read(std::vector<use> &uses, const record &record) {
 }
 
 void add_print(std::vector<use> &uses, const record &record) {
-  const zu_tvr_uri_item *last = nullptr;
   for (const placed_property &property : placed_properties(record)) {
     const auto text = pattern_of(*property.item->uri);
     if (!text) continue;
-    if (property.item != last) add_keys(uses, record, property.from->number, *property.item->uri);
-    last = property.item;
     uses.push_back(
         {&record, property.from->number, path_of(*text), {property.name}, "the line fails with error 10000"});
   }
@@ -70,6 +75,9 @@ void add_print(std::vector<use> &uses, const record &record) {
 std::vector<use> all_uses(const template_set &set) {
   std::vector<use> uses;
   for (const record &record : set.records) {
+    for_keys(record, [&](int number, const std::string &path, const std::string &key) {
+      uses.push_back({&record, number, path, {key}, "the URI cannot be resolved"});
+    });
     add_read(uses, record);
     add_print(uses, record);
   }
@@ -187,6 +195,19 @@ void find_unread_properties(const subject &subject, const teller &tell) {
       if (!counts || used[path].contains(name)) continue;
       tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path, path + " " + name);
     }
+  }
+}
+
+// A password that becomes a key of a URI, which messages show.
+void find_secret_keys(const subject &subject, const teller &tell) {
+  if (subject.data == nullptr) return;
+  for (const record &record : subject.templates.records) {
+    for_keys(record, [&](int number, const std::string &path, const std::string &key) {
+      const property_data *property = subject.data->find(path, key);
+      if (property == nullptr || !property->is_secret()) return;
+      tell(record, number,
+           "'" + key + "' of " + path + " is a password, and a key of this URI: errors and traces show URIs");
+    });
   }
 }
 
