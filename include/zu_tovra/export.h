@@ -1,4 +1,4 @@
-/* What every public header begins with: visibility, C linkage, the common type names. */
+/* Every public header includes this one: visibility, C linkage, the common type names. */
 #ifndef ZU_TOVRA_EXPORT_H
 #define ZU_TOVRA_EXPORT_H
 
@@ -22,7 +22,7 @@
 #define ZU_TVR_END
 #endif
 
-/* The allocator area of every block of the library. */
+/* The area of the allocator to which every block of the library is charged. */
 #define ZU_TVR_AREA 0x2800000u
 
 typedef struct zu_tvr_node zu_tvr_node;
@@ -33,11 +33,11 @@ typedef struct zu_tvr_uri zu_tvr_uri;
 typedef struct zu_tvr_props_map zu_tvr_props_map;
 typedef struct zu_tvr_cond_args zu_tvr_cond_args;
 
-/* What the operations of data nodes and print nodes answer to the walk engine. */
+/* The results that the operations of data nodes and print nodes give to the walk engine. */
 enum {
   ZU_TVR_STEP_FAILED = -1, /* a failure that has been reported */
   ZU_TVR_STEP_NOTHING = 0, /* nothing to walk, no failure */
-  ZU_TVR_STEP_WALK = 1     /* records are on the cache: walk the children */
+  ZU_TVR_STEP_WALK = 1     /* records are in scope: walk the children */
 };
 
 #endif

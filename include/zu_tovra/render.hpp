@@ -1,7 +1,7 @@
 /* Rendering from C++: to a string or to a sink, every error with the place where it was found.
  *
- * A thin face over entry.h and observe.h for hosts that use the platform which comes with the library; all of
- * it is inline. Such a host still starts and stops the library itself (zu_tovra_init, zu_tovra_stop).
+ * A class over entry.h and observe.h for hosts that use the bundled platform; all of it is inline. Such a
+ * host still starts and stops the library itself (zu_tovra_init, zu_tovra_stop).
  */
 #ifndef ZU_TOVRA_RENDER_HPP
 #define ZU_TOVRA_RENDER_HPP
@@ -22,43 +22,43 @@
 
 namespace zu_tovra {
 
-/* What went wrong, and where. A text is empty, and a line 0, where there is nothing to name: a request that
- * fails before its walk has no place. */
+/* An error and its place. Texts are empty and the line is 0 when they are not known: a request that fails
+ * before its walk has no place. */
 struct error {
   int32_t code = 0; /* of zuapi/base.h, or what the data interface gave */
   std::string message = {};
   std::string file = {}; /* of the template */
   uint32_t line = 0;
   std::string node = {};     /* id of the node that was being walked; "ROOT" above all nodes */
-  std::string uri = {};      /* of the record or the collection ("?") that it was at */
-  std::string property = {}; /* of that record */
+  std::string uri = {};      /* of the record or the collection ("?") that was being read or printed */
+  std::string property = {}; /* of that record, when one property is the reason */
 };
 
-/* What is rendered. Everything is borrowed for the call. */
+/* A request. Everything is borrowed for the call. */
 struct request {
   const char *node = nullptr;                /* the node to start from; null: everything */
   const char *config = nullptr;              /* a named configuration; null: the renderer's data */
   zu_do_properties *arguments = nullptr;     /* what conditions and queries read; null: no arguments */
-  bool defaults = false;                     /* lines that hold defaults only, too */
+  bool defaults = false;                     /* also lines whose values are all defaults */
   bool submode_tags = false;                 /* a tag at the end of each submode */
-  const zu_tvr_observer *observer = nullptr; /* is told the kinds of events that it names; null: none */
+  const zu_tvr_observer *observer = nullptr; /* gets the kinds of events that it names; or null */
 };
 
-/* A piece of text, borrowed for the call; false: no more is wanted, and the render ends. A line begins with
- * its line feed, so the text as a whole does, and does not end with one. */
+/* Takes a piece of text, borrowed for the call; returns false to end the render. Each line begins with its
+ * line feed, so the whole text begins with one and does not end with one. */
 using text_sink = std::function<bool(std::string_view)>;
 using error_sink = std::function<void(const error &)>;
 
-/* A text and what went wrong. Unless `whole`, the text is a part of the configuration and must not be taken
- * for all of it. */
+/* A text and its errors. When `whole` is false, the text is only a part of the configuration and must not be
+ * used as all of it. */
 struct result {
   std::string text; /* every line ends with a line feed */
   std::vector<error> errors;
   bool whole = false;
 };
 
-/* Renders one data interface's records, one request after the other. Different renderers may be used by
- * different threads at once. */
+/* Renders the records of one data interface, one request after the other. A renderer belongs to one thread at
+ * a time; different renderers may be used by different threads at the same time. */
 class renderer {
 public:
   /* Takes a reference on the data interface. Throws std::bad_alloc. */
@@ -68,16 +68,16 @@ public:
   renderer(const renderer &) = delete;
   renderer &operator=(const renderer &) = delete;
 
-  /* A configuration that a request can name; the name replaces one that is there. Takes a reference on the
-   * data interface. 0, or a code and nothing is changed. */
+  /* Adds a configuration that a request can name, or replaces the one of that name. Takes a reference on the
+   * data interface. 0, or an error code, and then nothing is changed. */
   int add_config(const char *name, zu_data_ifc *data) {
     return zu_cli_context_add_config(cli_.get(), name, data);
   }
 
-  /* Hands out text and errors as they come, on the calling thread; an error follows the text before it. True
-   * when that is the whole text: the walk came to its end, no error was told, nothing was refused. False may
-   * come without an error (see the embedding guide). What a sink throws ends the render, and leaves this
-   * function once everything is freed. */
+  /* Hands out text and errors as they come, on the calling thread; an error comes after the text that
+   * precedes it. True when the text is whole: the walk came to its end, no error was reported, nothing was
+   * refused. False may come without an error (see the embedding guide). An exception from a sink ends the
+   * render; it is thrown again from here when everything is freed. */
   bool render(const request &asked, const text_sink &text, const error_sink &errors);
 
   /* The text as one string. Throws std::bad_alloc. */
@@ -104,7 +104,8 @@ private:
     }
   };
 
-  /* Nothing may be thrown through the library: it is kept, and the render ends. */
+  /* The library is C code to its callbacks: no exception may
+   * pass through it. It is kept, and the render ends. */
   template <class Step>
   void keep_exceptions(const Step &step) noexcept {
     if (thrown_) return;
@@ -116,14 +117,15 @@ private:
   }
   static bool take_text(zu_tovra_context *context, zu_cli_context *, const char *piece) {
     renderer &self = *reinterpret_cast<call *>(context)->self;
-    /* Text may be offered again after a refusal: it would stand behind a gap. */
+    /* The library may offer text again after a refusal; taken, it would leave a gap in the text. */
     if (!self.refused_) {
       self.refused_ = true;
       self.keep_exceptions([&self, piece] { self.refused_ = !(*self.text_)(piece); });
     }
     return !self.refused_;
   }
-  /* The place of an error is told right after it, unless the walk has not begun. */
+  /* The event with the error's place comes right after the error, unless the walk has not begun. So an error
+   * waits in `told_` for its place. */
   static void take_error(void *context, int32_t code, const char *message) {
     renderer &self = *static_cast<renderer *>(context);
     self.failed_ = true;
@@ -164,7 +166,7 @@ private:
   const text_sink *text_ = nullptr;
   const error_sink *errors_ = nullptr;
   const zu_tvr_observer *observer_ = nullptr;
-  std::optional<error> told_; /* whose place is not known yet */
+  std::optional<error> told_; /* reported by the library, its place not known yet */
   std::exception_ptr thrown_;
   bool refused_ = false;
   bool failed_ = false;

@@ -1,4 +1,5 @@
-/* The library's registration with the trace service, and the hooks of hosts. */
+/* The library's registration with the trace service, and two hooks that a host may set. The library stores
+ * the hooks but does not call them. Set before the first render: there is no lock. */
 #ifndef ZU_TOVRA_TRACE_H
 #define ZU_TOVRA_TRACE_H
 

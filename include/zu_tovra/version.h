@@ -1,4 +1,5 @@
-/* The version of the library: of these headers, and of what is linked. The build reads it from here. */
+/* The version of the library: of these headers (macros), and of the library that is linked (function). The
+ * build reads it from here. */
 #ifndef ZU_TOVRA_VERSION_H
 #define ZU_TOVRA_VERSION_H
 

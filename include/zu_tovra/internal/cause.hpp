@@ -1,12 +1,14 @@
-// Why a step failed, for the diagnostic of the line or record. The operations of trees and property maps give
-// only true or false, and hosts may replace them, so the cause is kept beside them, in a text of the thread.
+// Why a step failed, for the diagnostic of the line or record. The operations of trees and property maps
+// return only true or false, and hosts may replace them. So the cause cannot be a result: it is kept in a
+// text of the thread.
 #pragma once
 
 #include <cstdio>
 
 #include "zu_tovra/internal/report.hpp"
 
-// Traces a failure, and keeps the words as the cause of what follows from it. The first cause is the nearest.
+// Traces a failure, and keeps the message as the cause of the failures that follow from it. The first message
+// stays: it is the nearest to the fault.
 #define TVR_EXPLAIN(...)                                                         \
   do {                                                                           \
     TVR_ERROR(__VA_ARGS__);                                                      \
@@ -17,7 +19,7 @@
 
 namespace tvr {
 
-// Of the step at hand on this thread; empty when nothing was said.
+// The cause of the current step's failure on this thread; empty when no step has given one.
 inline thread_local char last_cause[256];
 
 inline void forget_cause() noexcept {

@@ -1,11 +1,12 @@
-// The name of a template file, shared by the nodes that were made of it.
+// The name of a template file, shared by the nodes that were made from it, so that a name is in memory once.
+// The counts are not atomic: trees are built and deleted by one thread at a time.
 #pragma once
 
 #include <cstring>
 
 #include "zu_tovra/internal/own.hpp"
 
-// The name stands behind the count.
+// The name follows the count in the same block.
 struct zu_tvr_file_name {
   size_t users;
 };
@@ -27,7 +28,7 @@ inline const char *file_name_text(const zu_tvr_file_name *name) noexcept {
 
 using file_name = unique<zu_tvr_file_name, drop_file_name>;
 
-// With one user; or none.
+// A new name with one user, or null.
 [[nodiscard]] inline file_name new_file_name(const char *path) noexcept {
   const size_t size = std::strlen(path) + 1;
   void *room = make_room<char>(sizeof(zu_tvr_file_name) + size).release();

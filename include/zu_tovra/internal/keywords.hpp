@@ -1,5 +1,5 @@
-// The keywords and ops of template files: the one table of the loader and of tools that read templates as
-// their authors see them.
+// The keywords and ops of template files. The loader and the tools that read template text (check, formatter,
+// language server) share this table, so that they cannot differ.
 #pragma once
 
 #include <iterator>
@@ -30,7 +30,7 @@ enum class word {
 
 struct keyword {
   std::string_view text;           // with its colon
-  const char *when_blank = "";     // the value that stands for one of blanks alone
+  const char *when_blank = "";     // the value that a line with nothing but blanks gives
   bool passes_to_the_next = false; // a record without such a line has the value of the one before it
 };
 
@@ -58,7 +58,7 @@ inline constexpr const keyword &keyword_of(word word) noexcept {
   return keywords[static_cast<size_t>(word)];
 }
 
-// The keyword with which a line without leading blanks begins, or none.
+// The keyword with which a line without leading blanks begins, or word::none.
 inline constexpr word find_keyword(std::string_view line) noexcept {
   for (size_t i = 0; i < std::size(keywords); ++i) {
     if (line.starts_with(keywords[i].text)) return static_cast<word>(i);

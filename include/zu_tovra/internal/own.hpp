@@ -1,5 +1,6 @@
 // Ownership inside the library: blocks of the named allocator and references on data objects, each in a
-// handle that lets go by itself. Raw allocation, ref and deref appear here and nowhere else.
+// handle that releases them. Every step may fail for lack of memory; with handles a function simply returns,
+// and nothing leaks. Raw allocation, ref and deref appear here and nowhere else.
 #pragma once
 
 #include <memory>
@@ -24,26 +25,28 @@ using block = std::unique_ptr<T, free_block>;
 // An owned NUL-terminated text.
 using text = block<char>;
 
-// `count` zeroed Ts, or none. Never of no bytes: leak checkers do not follow a pointer to a block's end.
+// `count` zeroed Ts, or null. Never a block of no bytes:
+// leak checkers do not follow a pointer to a block's end.
 template <class T>
 [[nodiscard]] block<T> make_zeroed_array(size_t count) noexcept {
   static_assert(std::is_trivially_destructible_v<T>);
   return block<T>(static_cast<T *>(qcalloc_named(ZU_TVR_AREA, count != 0 ? count : 1, sizeof(T))));
 }
 
-// A zeroed T, or none.
+// A zeroed T, or null.
 template <class T>
 [[nodiscard]] block<T> make_zeroed() noexcept {
   return make_zeroed_array<T>(1);
 }
 
-// Room for `count` Ts, not initialised; or none.
+// Room for `count` Ts, not initialised; or null.
 template <class T>
 [[nodiscard]] block<T> make_room(size_t count) noexcept {
   return block<T>(static_cast<T *>(qmalloc_named(ZU_TVR_AREA, count * sizeof(T))));
 }
 
-// Makes it room for `count` Ts, what it held included. False, and nothing done, when memory is exhausted.
+// Changes the room to `count` Ts and keeps its content.
+// False, and nothing is changed, when memory is exhausted.
 template <class T>
 [[nodiscard]] bool resize(block<T> &room, size_t count) noexcept {
   static_assert(std::is_trivially_copyable_v<T>);
@@ -54,12 +57,12 @@ template <class T>
   return true;
 }
 
-// A copy of a text, or none.
+// A copy of a text, or null.
 [[nodiscard]] inline text copy_text(const char *source) noexcept {
   return text(qstrdup_named(ZU_TVR_AREA, source));
 }
 
-// Room for a text of `length` bytes and its NUL, zeroed; or none.
+// Room for a text of `length` bytes and its NUL, zeroed; or null.
 [[nodiscard]] inline text make_text(size_t length) noexcept {
   return make_zeroed_array<char>(length + 1);
 }
@@ -81,7 +84,7 @@ template <class T>
   return owned<T>(block != nullptr ? new (block) T() : nullptr);
 }
 
-// Something that one call frees: unique<zu_tvr_uri, zu_tvr_uri_delete>.
+// An object that is freed by one call: unique<zu_tvr_uri, zu_tvr_uri_delete>.
 template <auto Free>
 struct free_with {
   template <class T>
@@ -99,7 +102,7 @@ using error_object = unique<zu_do_error, zu_do_error_deref>;
 // ---- References ----
 
 template <class T>
-struct counted; // one line a data object
+struct counted; // how references on a T are taken and dropped
 
 #define TVR_COUNTED(type)                                                   \
   template <>                                                               \
@@ -155,7 +158,7 @@ private:
   T *object_ = nullptr;
 };
 
-// For the reference that a record's field holds.
+// For references in the fields of public records, which are plain pointers.
 template <class T>
 [[nodiscard]] T *share_into_field(T *object) noexcept {
   return ref<T>::share(object).release();

@@ -1,7 +1,9 @@
 // Look-ups on the records cache by text, and how a found record is remembered.
 //
-// A look-up compares what the records hold at that moment. What it found stays true while the cache has the
-// same entry on top and no record that was looked at has changed; a mark tells both in a few steps.
+// Every line of a template looks up its record, and most find the same one as before:
+// remembering it saves most of the look-ups. What a look-up found stays true while
+// the cache has the same entry on top and no record that it compared has changed. A
+// cache_mark checks both; without the check a line could show another record.
 #pragma once
 
 #include <string_view>
@@ -10,23 +12,23 @@
 
 extern "C" {
 
-// The compare operations of the caches: `key` is the zu_do_uri that is looked up; `extra` of the first is the
-// name text of the property that holds a record's URI, of the second it is not used.
+// The compare operations of the two caches: `key` is the zu_do_uri that is looked up. For records, `extra` is
+// the name (text) of the property that holds the URI to compare; for groups it is not used.
 bool tvr_props_match(void *key, void *item, void *extra) noexcept;
 bool tvr_props_group_match(void *key, void *item, void *extra) noexcept;
 }
 
 namespace tvr {
 
-// The text of a URI, in two parts.
+// The text of a URI in two parts, so that it need not be put together for a comparison.
 struct looked_up {
   std::string_view first;
   std::string_view second = {};
 };
 
 struct cache_answer {
-  const zu_tvr_stack_entry *entry = nullptr; // none: no record answers
-  uint32_t consulted = 0;                    // entries that were looked at, from the top
+  const zu_tvr_stack_entry *entry = nullptr; // null: no record matches
+  uint32_t consulted = 0;                    // number of entries that were compared, from the top
   bool silent = true;                        // no error was traced
 
   zu_do_properties *record() const noexcept {
@@ -34,20 +36,21 @@ struct cache_answer {
   }
 };
 
-// The topmost record whose `_uri`, or `_coll_uri`, answers to the text: as zu_tvr_stack_lookup by the URI of
-// that text, which need not be made. The cache may be null. Its compare operation is the library's own.
+// The topmost record whose `_uri` (`by_collection`: `_coll_uri`) matches the text. The result is that of
+// zu_tvr_stack_lookup with the URI of that text, but no URI has to be made. The cache may be null; its
+// compare operation must be the library's own.
 cache_answer look_up_text(const zu_tvr_stack *cache, const looked_up &wanted, bool by_collection) noexcept;
 
-// False for a cache whose look-ups only its own compare operation can answer.
+// False for a cache with a compare operation of the host, which has to be called for each look-up.
 inline bool answers_texts(const zu_tvr_stack *cache) noexcept {
   return cache == nullptr || cache->compare == tvr_props_match;
 }
 
-// How the topmost entries of a cache stood: which they are, and what their records held.
+// The state of the topmost entries of a cache: which entries they are, and the revisions of their records.
 class cache_mark {
 public:
   cache_mark() noexcept = default;
-  // Stands never when a record's changes cannot be told.
+  // Never stands when the platform does not count the changes of a record.
   cache_mark(const zu_tvr_stack *cache, uint32_t consulted) noexcept {
     if (cache == nullptr || cache->top == nullptr) return;
     consulted_ = consulted;
@@ -59,6 +62,7 @@ public:
     stamp_ = cache->top->stamp;
   }
 
+  // True while the cache has the same entry on top and none of the consulted records has changed.
   bool stands(const zu_tvr_stack *cache) const noexcept {
     if (cache == nullptr || cache->top == nullptr || cache->top->stamp != stamp_) return false;
     uint64_t revisions = 0;
@@ -68,13 +72,14 @@ public:
   }
 
 private:
-  uint64_t stamp_ = 0; // of the entry on top; 0, which no entry has: nothing is marked
+  uint64_t stamp_ = 0; // of the entry on top; no entry has 0: nothing is marked
   uint64_t revisions_ = 0;
   uint32_t consulted_ = 0;
 };
 
-// What a look-up of one text found. It is found again while its entry is there unchanged and no entry above,
-// which a list may have put there since, answers to the text.
+// What a look-up of one text found. A list pushes a new record for each instance, so a cache_mark does not
+// stand for long; but the parent's record below is still the right one. It is found again while its entry is
+// there, its record has not changed, and no entry that was pushed above it matches the text.
 class remembered_look_up {
 public:
   void set(const cache_answer &answer) noexcept {
@@ -84,13 +89,13 @@ public:
     level_ = entry->level;
     revision_ = *entry->revision;
   }
-  // Whether its entry is there.
+  // Whether the entry is still on the cache.
   bool is_there(const zu_tvr_stack *cache) const noexcept {
     const zu_tvr_stack_entry *entry = cache != nullptr ? cache->top : nullptr;
     while (entry != nullptr && entry->level > level_) entry = entry->next;
     return entry != nullptr && entry->stamp == stamp_;
   }
-  // The same answer, for the same text; none when it has to be looked up.
+  // The same answer for the same text; an answer without an entry when it has to be looked up.
   cache_answer again(const zu_tvr_stack *cache, const looked_up &wanted, bool by_collection) const noexcept;
 
 private:

@@ -6,13 +6,13 @@
 #include "zu_tovra/trace.h"
 #include "zu_tovra/walk_ctx.h"
 
-// Messages are literal, so that a message that is read in a trace is found by searching for it.
+// Messages are literal texts, so that a message seen in a trace is found in the code by searching for it.
 #define TVR_ERROR(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 3, 0, "(ERR): " __VA_ARGS__)
 #define TVR_WARN(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 4, 0, "(warn): " __VA_ARGS__)
 #define TVR_INFO(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 6, 0, "(info): " __VA_ARGS__)
 #define TVR_DEBUG(...) qtrace_wrapper(g_zu_tovra_trace_module_id, 7, 0, "(debug): " __VA_ARGS__)
 
-// A mandatory argument that is missing ends the process, naming the argument.
+// A missing mandatory argument ends the process with the argument's name.
 #define TVR_ASSERT_NAMED(given, name)   \
   do {                                  \
     if (!(given)) zu_assert_fail(name); \
@@ -21,13 +21,13 @@
 
 namespace tvr {
 
-// Decides only whether a trace is written, or the text of one is built.
+// Decides only whether a trace is written and its text is built, never what is rendered.
 inline bool tracing(int level) noexcept {
   return qtrace_module_test(g_zu_tovra_trace_module_id, level);
 }
 
-// Where a step failed, for an observer: the record or collection that it was at (none: the innermost record
-// in scope), and the property, where it is one.
+// Where a step failed, for an observer: the record or collection that it was reading (null: the innermost
+// record in scope), and the property that is the reason, or null.
 struct error_at {
   const char *uri = nullptr;
   const char *property = nullptr;
@@ -35,7 +35,7 @@ struct error_at {
 [[gnu::cold]] void observe_error(const zu_tvr_walk_ctx *ctx, int32_t code, const char *message,
                                  error_at at) noexcept;
 
-// Both are always false, so that a step that fails is one line.
+// Both always return false, so that a failing step is one line: `return fail(...)`.
 // Reports a failure that has been traced.
 inline bool report(zu_tvr_walk_ctx *ctx, int32_t code, const char *message, error_at at = {}) noexcept {
   ctx->error_cb(ctx->cb_ctx, code, message);
@@ -48,7 +48,7 @@ inline bool fail(zu_tvr_walk_ctx *ctx, int32_t code, const char *message, error_
   return report(ctx, code, message, at);
 }
 
-// Gives back what a step made, or whether it was done, and traces the message when that is null or false.
+// Returns its first argument, and traces the message when that is null or false.
 template <class Result>
 [[nodiscard]] Result or_error(Result result, const char *message) noexcept {
   if (!result) TVR_ERROR("%s", message);

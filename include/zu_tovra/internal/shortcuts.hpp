@@ -1,5 +1,7 @@
-// The shortcuts that the platform offers: absent ones are null, and the plain calls do instead. What is asked
-// per value is never null: absent, it answers as if there were no short way.
+// The shortcuts that the platform offers: calls that do in one step what takes several plain calls, for the
+// steps that are taken for every value or record. A platform need not have them: an absent shortcut is null,
+// and the plain calls are used. Shortcuts that are called for each value are never null, to save the
+// comparison: an absent one gets a function that returns null, which means that the plain call must be used.
 #pragma once
 
 #include "zuapi/shortcuts.h"
@@ -9,7 +11,7 @@ namespace tvr {
 inline zu_do_shortcuts offered_shortcuts() noexcept {
   const zu_do_shortcuts *table = zu_do_get_shortcuts != nullptr ? zu_do_get_shortcuts() : nullptr;
   zu_do_shortcuts offered = table != nullptr ? *table : zu_do_shortcuts{};
-  // What only works together is there as a whole or not at all.
+  // Some shortcuts only work together: if one is absent, the group is not used.
   if (offered.find_position == nullptr || offered.read_at == nullptr) {
     offered.read_at = [](zu_do_properties *, const void *, const int32_t *, uint32_t, zu_do_value_facts *) {
       return static_cast<const void *>(nullptr);

@@ -1,4 +1,5 @@
-// A growing text that is written piece by piece, without a call for each.
+// A growing text that is written piece by piece. All lines and resolved URIs are written through it, so
+// adding a short piece is inlined: no call, no allocation.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +13,7 @@ namespace tvr {
 
 inline constexpr size_t short_piece = 32;
 
-// Most pieces are short: copied without a call.
+// Most pieces are short. They are copied without a call: in two words that may overlap.
 [[gnu::always_inline]] inline void copy_short_piece(char *to, const char *from, size_t size) noexcept {
   struct two_words {
     uint64_t first, second;
@@ -37,11 +38,12 @@ inline constexpr size_t short_piece = 32;
   }
 }
 
-// What may be read behind a padded piece, and is written behind the text.
+// How many bytes may be read behind a padded piece, and are written behind the text: then a short piece is
+// copied as one block of this size, whatever its length.
 inline constexpr size_t piece_padding = 16;
 
-// A buffer that could not grow stays failed until it is cleared: it gives no text, so that a text is never
-// half a text.
+// A buffer that could not grow stays failed until it is cleared, and gives no text: a line with a missing
+// piece would look like a correct line.
 class text_buffer {
 public:
   text_buffer() noexcept = default;
@@ -54,7 +56,7 @@ public:
     if (piece.size() > std::min(room(), short_piece)) return add_long(piece);
     copy_short_piece(std::exchange(at_, at_ + piece.size()), piece.data(), piece.size());
   }
-  // Of a piece behind which `piece_padding` bytes may be read.
+  // Adds a piece behind which `piece_padding` bytes may be read.
   void add_padded(std::string_view piece) noexcept {
     if (piece.size() >= room()) return add_long(piece);
     char *to = std::exchange(at_, at_ + piece.size());
@@ -69,7 +71,8 @@ public:
     char digits[24];
     add({digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
   }
-  // Starts anew with a newline character, if wanted, and blanks; false when there is no room for a text.
+  // Drops the text and starts a line: a newline character,
+  // if wanted, and blanks. False when memory is exhausted.
   bool start_line(bool newline, size_t blanks) noexcept {
     clear();
     const size_t count = blanks + (newline ? 1 : 0);
@@ -79,7 +82,7 @@ public:
     at_ += count;
     return true;
   }
-  // Puts a piece in front of all.
+  // Inserts a piece before the text.
   void insert(std::string_view piece) noexcept {
     const size_t length = size();
     add(piece);
@@ -87,7 +90,7 @@ public:
     std::memmove(block_.get() + piece.size(), block_.get(), length);
     std::memcpy(block_.get(), piece.data(), piece.size());
   }
-  // Drops `front` bytes at the start, and what then stands behind `length` bytes.
+  // Drops `front` bytes at the start, and then all bytes after the first `length`.
   void cut(size_t front, size_t length) noexcept {
     if (failed_) return;
     if (front > 0) std::memmove(block_.get(), block_.get() + front, length);
@@ -104,13 +107,13 @@ public:
   size_t size() const noexcept { return static_cast<size_t>(at_ - block_.get()); }
   std::string_view view() const noexcept { return {block_.get(), size()}; } // empty for a failed buffer
   bool failed() const noexcept { return failed_; }
-  // The text, NUL-terminated, borrowed until it is written to; none for a failed buffer.
+  // The text, NUL-terminated, borrowed until it is written to; null for a failed buffer.
   const char *c_str() noexcept {
     if (block_ == nullptr && !reserve(0)) return nullptr;
     *at_ = '\0';
     return block_.get();
   }
-  // The same, handed over; none for a failed buffer.
+  // The text, owned by the caller, and the buffer is empty; null for a failed buffer.
   [[nodiscard]] text release() noexcept {
     if (c_str() == nullptr) return nullptr;
     at_ = end_ = nullptr;
@@ -143,7 +146,7 @@ private:
     return false;
   }
 
-  text block_; // piece_padding bytes longer than to `end_`
+  text block_; // ends piece_padding bytes behind `end_`
   char *at_ = nullptr;
   char *end_ = nullptr;
   bool failed_ = false;

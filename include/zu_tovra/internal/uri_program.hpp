@@ -1,7 +1,11 @@
 // A URI template compiled to flat pieces, and the one loop that writes its text.
 //
-// Each "$", "!" or "#" of a template is a step: a record is looked up, then the text in front of the key's
-// value, the value and the text behind it are written. Where records come from is the loop's source.
+// A template is resolved for every record; its public form, a chain of segments, would be parsed again each
+// time. In the compiled form each "$", "!" or "#" is a step: a record is looked up, then the text before the
+// key's value, the value and the text after it are written. A source object says where the records come from.
+//
+// "Canonical" means: the written text is already the text of its URI, byte for byte. Then a look-up can
+// compare texts, and no URI object has to be made.
 #pragma once
 
 #include <atomic>
@@ -16,51 +20,52 @@ struct zu_tvr_uri_programs; // the programs of a tree: equal templates share one
 
 namespace tvr {
 
-// A number that nothing else has in this process.
+// A number that is given once in this process. Memory keeps ids instead of addresses, because the address of
+// a deleted object may be used again.
 inline uint64_t next_id() noexcept {
   static std::atomic<uint64_t> last{0};
   return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-// Steps of a template, at most.
+// The largest number of steps in a template.
 inline constexpr int most_dynamic_segments = 64;
 // Longer texts are left to the URI's own constructor, which has a limit.
 inline constexpr size_t longest_canonical = 60000;
 
 struct uri_step {
-  uint64_t id;              // of the text up to the key's value, ever: steps of equal beginnings share one
-  uint32_t number;          // of that text among those of a tree, from 1; 0 outside of one
+  uint64_t id;              // of the text up to the key's value: steps with equal beginnings share one
+  uint32_t number;          // of that text among the steps of a tree, from 1; 0 outside a tree
   uint32_t where;           // DYN_KEY_*
   zu_do_nlist *keys;        // one reference
-  zu_do_name *key;          // whose value is written; borrowed from the list
-  std::string_view look_up; // "?name" or "/name": what is looked up behind the text so far
+  zu_do_name *key;          // the property whose value is written; borrowed from the list
+  std::string_view look_up; // "?name" or "/name": the text so far and this are looked up
   std::string_view head;    // "/name;key="
   std::string_view tail;
-  bool canonical; // the text that is looked up is that of its URI, whatever the values before it
+  bool canonical; // the text that is looked up is canonical, for all values
 };
 
 } // namespace tvr
 
 struct zu_tvr_uri_program {
   uint32_t references;
-  uint64_t id;     // ever
-  uint32_t number; // in its set, from 1; 0 outside of one
+  uint64_t id;     // of next_id
+  uint32_t number; // in its set, from 1; 0 outside a set
   bool relative;
-  bool canonical;         // the resolved text is that of its URI, whatever the values
+  bool canonical;         // the resolved text is canonical, for all values
   bool has_start;         // false: the URI of a static parent gives no text
-  std::string_view start; // before the first step: a static parent's text; all of a static template's
+  std::string_view start; // the text before the first step; of a static template the whole text
   uint32_t step_count;
   tvr::uri_step *steps; // owned
-  char *pieces;         // owned: the template's text, and those of the steps
+  char *pieces;         // owned: the template's text and the texts of the steps
 };
 
 namespace tvr {
 
-// What a step looks up behind the text so far.
+// The URI that a step looks up, given the text so far.
 struct step_look_up {
-  looked_up uri;         // the text of its URI, when the step is canonical
+  looked_up uri;         // the URI's text, when the step is canonical
   std::string_view from; // the part of the text so far that messages show before `look_up`
-  bool possible;         // false: without a location there is no path behind it, and nothing answers
+  bool possible;         // false: an absolute text without a location has no path, so no record matches
 };
 [[gnu::always_inline]] inline step_look_up look_up_of(const uri_step &step, std::string_view so_far,
                                                       bool relative) noexcept {
@@ -73,8 +78,9 @@ struct step_look_up {
   return {{so_far.substr(slash), step.look_up}, so_far.substr(slash + 1), true};
 }
 
-// Writes the steps from `at` up to, not including, `to`; `at` is then the step that ended it. The source has
-//   int32_t take(step, out): writes the step's head and its key's value; 0, or the status that ends it.
+// Writes the steps from `at` up to, not including, `to`;
+// afterwards `at` is the step where it ended. The source has
+//   int32_t take(step, out): writes the step's head and its key's value; 0, or the status that ends the loop.
 template <class Source>
 int32_t run_uri_program(const zu_tvr_uri_program &program, uint32_t &at, uint32_t to, text_buffer &out,
                         Source &source) noexcept {
@@ -93,14 +99,15 @@ inline bool is_root(std::string_view uri) noexcept {
 }
 
 // ---- The programs of a tree ----
-// A walk remembers for all templates that share a program what one of them named.
+// The lines of a record mostly repeat one URI. Equal templates of a tree share one program, so that a walk
+// that has found the record for one line has found it for the others.
 
-// None when memory is exhausted.
+// A new empty set, or null when memory is exhausted.
 [[nodiscard]] zu_tvr_uri_programs *uri_programs_new() noexcept;
-// Its templates may outlive it; none is ignored.
+// The templates may outlive the set: each holds a reference on its program. Null is ignored.
 void uri_programs_delete(zu_tvr_uri_programs *programs) noexcept;
 
-// As zu_tvr_uri_new, with a program of the set, which may be none: then the template has its own.
+// As zu_tvr_uri_new, with a program of the set. Without a set (null) the template has a program of its own.
 [[nodiscard]] zu_tvr_uri *uri_new_shared(const char *text, zu_tvr_uri_programs *programs) noexcept;
 
 } // namespace tvr

@@ -1,4 +1,4 @@
-// What other folders keep in a walk context, which frees it with the rest of a render.
+// How a walk context frees the private state of other folders (render, retrieval) that hangs on it.
 #pragma once
 
 #include "zu_tovra/walk_ctx.h"
@@ -8,7 +8,7 @@ struct zu_tvr_render_memory;
 namespace tvr {
 
 void render_memory_delete(zu_tvr_render_memory *memory) noexcept; // null is ignored
-// Releases what was fetched ahead: both tables with all they hold, and the memory that they lie in.
+// Releases the records that were fetched early: both tables with all entries, and their memory.
 void retrieval_clear(zu_tvr_walk_ctx *ctx) noexcept;
 
 } // namespace tvr
