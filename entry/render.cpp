@@ -9,8 +9,8 @@ namespace {
 
 using namespace tvr;
 
-constexpr int32_t when_whole = 2;             // a request for the whole configuration, whatever node it names
-constexpr uint64_t request_flags = 0x1010000; // what collection and single requests ask the data store for
+constexpr int32_t when_whole = 2; // a request for the whole configuration, even if it names a node
+constexpr uint64_t request_flags = 0x1010000; // flags of all requests to the data store
 
 void set_error(zu_cli_context *cli_context, int32_t code, const char *message) noexcept {
   zu_result_ifc *results = cli_context->result_ifc;
@@ -19,12 +19,13 @@ void set_error(zu_cli_context *cli_context, int32_t code, const char *message) n
 
 void set_error_object(zu_cli_context *cli_context, error_object error) noexcept {
   zu_result_ifc *results = cli_context->result_ifc;
-  // What failed has been traced; there was no memory to say it in an object.
+  // The failure has been traced; there was no memory for an error object.
   if (error == nullptr) return set_error(cli_context, ZU_EXHAUSTED, "Failed to allocate tovra tree");
   results->ops->set_error_object(results, error.get());
 }
 
-// The tree as it stands when the lock is released. None after a failure, which is reported.
+// The tree, built first if there is none. The lock is held only here: walks run without it, and a host does
+// not reload during a render. Null after a failure (reported).
 zu_tvr_tree *take_tree(zu_cli_context *cli_context) noexcept {
   error_object error;
   zu_tvr_tree *tree = nullptr;
@@ -37,7 +38,7 @@ zu_tvr_tree *take_tree(zu_cli_context *cli_context) noexcept {
   return tree;
 }
 
-// Why a request cannot begin; without a message it can.
+// Why a request cannot begin; without a message it can begin.
 struct refusal {
   int32_t code = 0;
   const char *message = nullptr;
@@ -56,7 +57,7 @@ refusal find_config(external_ctx *request, const char *config_name) noexcept {
   return {};
 }
 
-// A flag byte of the CLI context, told to the trace.
+// A flag byte of the CLI context; it is also traced.
 bool read_flag(uint8_t flag, const char *on, const char *off) noexcept {
   TVR_INFO("%s", flag != 0 ? on : off);
   return flag != 0;
@@ -108,7 +109,7 @@ bool render_tovra_config_func(zu_cli_context *cli_context, zu_tovra_context *tov
   if (config_name != nullptr) refused = find_config(request.get(), config_name);
   if (refused.message == nullptr) refused = prepare_walk(request.get(), run_props);
   if (refused.message != nullptr) {
-    request.reset(); // what it holds is given back before the framework is told
+    request.reset(); // releases the data interface before the framework hears of the failure
     set_error(cli_context, refused.code, refused.message);
     return false;
   }

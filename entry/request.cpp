@@ -1,4 +1,4 @@
-// A render request's own record: its callbacks, and the clean-up after the output.
+// The record of a render request: its callbacks, and the clean-up after the output.
 #include "request.hpp"
 
 #include "zu_tovra/internal/report.hpp"

@@ -1,4 +1,5 @@
-// A render request's own record, and the callbacks through which its walk reports and hands out text.
+// The record of a render request, and the callbacks through
+// which its walk reports failures and hands out text.
 #pragma once
 
 #include "zu_tovra/entry.h"

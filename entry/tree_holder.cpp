@@ -51,7 +51,8 @@ error_object tovra_tree_build() noexcept {
   zu_do_error *error = nullptr;
   const bool loaded = zu_tvr_load_directory(g_tovra_tree, nullptr, &error);
   if (error != nullptr) return error_object(error);
-  // A load that ends without an error object counts as done: what it gathered is all there is to walk.
+  // A load that ends without an error object (an empty file, no directory) counts as done: the nodes that it
+  // made are rendered, and their links stay unresolved.
   if (!loaded) return {};
   if (!g_tovra_tree->resolve_links(g_tovra_tree)) {
     TVR_ERROR("Unresolved links in tree");

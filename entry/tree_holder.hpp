@@ -1,4 +1,5 @@
-// The one template tree of the process, and the lock that guards it.
+// The one template tree of the process, and the lock that guards it. Two requests may be the first at the
+// same time: the lock makes one of them build the tree and the other wait. It does not guard walks.
 #pragma once
 
 #include <pthread.h>
@@ -8,17 +9,17 @@
 
 namespace tvr {
 
-extern zu_tvr_tree *g_tovra_tree; // none until the first render, after a failed build, and after stop
+extern zu_tvr_tree *g_tovra_tree; // null before the first render, after stop, and after builds that drop it
 extern pthread_mutex_t g_tovra_tree_lock;
-extern int32_t g_tovra_coll_fetch_count; // rows a collection fetch, 0: all; read after every successful build
+extern int32_t g_tovra_coll_fetch_count; // rows per fetch of a collection, 0: all; set by successful builds
 
-// The lock of a request that may build the tree; false after a failure, which is traced. `*error` says it,
-// unless it holds a failed build already: then a lock that cannot be released leaves the tree alone, else
-// it drops the tree.
+// Take and release the lock of a request that may build the tree. False after a failure, which is traced and
+// stored in `*error`. When the lock cannot be released, the tree is dropped; but if `*error` already holds
+// the failure of a build, both are left as they are.
 bool tovra_tree_lock(error_object *error) noexcept;
 bool tovra_tree_unlock(error_object *error) noexcept;
 
-// Builds the tree from the templates: none, or what failed. The lock is held and there is no tree. A failed
+// Builds the tree from the templates: null, or the failure. The lock is held and there is no tree. A failed
 // build may leave a partly loaded tree.
 error_object tovra_tree_build() noexcept;
 

@@ -1,4 +1,4 @@
-// The groups cache: opening a group of records, appending to it, popping it.
+// The groups cache: opens a group of records, appends to the group on top, pops it.
 #include "stack.hpp"
 #include "zu_tovra/internal/observed.hpp"
 #include "zu_tovra/internal/own.hpp"

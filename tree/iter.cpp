@@ -1,4 +1,5 @@
-// The iteration node: the records of the group on top, in location order, one by one on the records cache.
+// The iteration node: pushes the records of the innermost group one by one on the records cache, in the order
+// of their locations.
 #include "zu_tovra/iter.h"
 
 #include "zu_tovra/internal/own.hpp"
@@ -10,7 +11,7 @@ using tvr::fail;
 using tvr::report;
 using record_list = tvr::ref<zu_do_properties_list>;
 
-// Reads the location of every record of the list; false (reported) when one has none.
+// Reads the location of every record of the list; false (reported) when a record has no location.
 bool read_locations(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list, zu_do_iter *iter,
                     tarvo_location *locations) noexcept {
   zu_do_properties_list_iter(list, iter);
@@ -26,7 +27,8 @@ bool read_locations(zu_tvr_walk_ctx *ctx, zu_do_properties_list *list, zu_do_ite
   return true;
 }
 
-// Puts a new list of the same records in location order in place of the list; false (reported) on failure.
+// Replaces the list by a new one with the same records in location order; false (reported) on failure. The
+// old list is a group that other nodes may still use, so it is not sorted in place.
 bool sort_by_location(zu_tvr_walk_ctx *ctx, record_list &list) noexcept {
   const auto count = static_cast<uint32_t>(zu_do_properties_list_get_len(list.get()));
   const tvr::iterator iter(zu_do_iter_new());
@@ -60,7 +62,8 @@ zu_do_properties_list *top_group(const zu_tvr_walk_ctx *ctx) noexcept {
   return static_cast<zu_do_properties_list *>(groups->top->item);
 }
 
-// Takes the group in location order, with an iterator at its start; false (reported) on failure.
+// Sets the scratch data to the group in location order, with
+// an iterator at its start; false (reported) on failure.
 bool prepare(zu_tvr_iter_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_properties_list *group) noexcept {
   auto list = record_list::share(group);
   if (zu_do_properties_list_get_len(list.get()) != 0 && !sort_by_location(ctx, list)) {

@@ -11,8 +11,8 @@ namespace {
 using tvr::fail;
 using tvr::or_error;
 
-// A tag that cannot be built is lost, and one that the output refuses stays so: what counts is the
-// destination.
+// A tag that cannot be built, or that the output refuses, is no failure: the result of a jump is that of its
+// destination's walk.
 void write_tag(const char *submode, zu_tvr_walk_ctx *ctx, bool closing) noexcept {
   if (submode == nullptr || ctx->tag_submodes == 0) return;
   const tvr::string_buffer buffer(zu_do_strbuf_new());
@@ -42,7 +42,7 @@ bool walk_jump(zu_tvr_jump_data *data, zu_tvr_walk_ctx *ctx) noexcept {
   ++ctx->jumps;
   write_tag(data->dest_id, ctx, false);
   const bool result = data->dest->walk(data->dest, ctx);
-  ctx->node = node; // again
+  ctx->node = node; // the destination's walk has changed it
   write_tag(data->dest_id, ctx, true);
   --ctx->jumps;
   --ctx->indentation;

@@ -31,7 +31,8 @@ namespace {
 using tvr::string_buffer;
 using owned_node = tvr::unique<zu_tvr_node, zu_tvr_node_delete>;
 
-// A template node, which dumps name by its number.
+// A template node with its number, by which dumps name it:
+// unlike its address, the number is the same in each run.
 owned_node new_template_node(uint32_t type) noexcept {
   static std::atomic<uint64_t> ordinals{0};
   owned_node node(tvr::new_node(type));
@@ -46,12 +47,12 @@ zu_tvr_node *new_node_with(uint32_t type, MakeData make_data) noexcept {
   if (node == nullptr) return nullptr;
   node->data = make_data();
   if (node->data != nullptr) return node.release();
-  // The data of these two says what is missing, the data of the others which node.
+  // The constructors of the other data records trace this message themselves.
   if (type == TVR_NODE_JUMP || type == TVR_NODE_ITER) TVR_ERROR("Failed to allocate tovra node");
   return nullptr;
 }
 
-// The last node of the chain of siblings, looked for from a node near its end.
+// The last node of the chain of siblings, searched from a node near its end.
 zu_tvr_node *end_of_chain(zu_tvr_node *node) noexcept {
   while (node->next_sibling != nullptr) node = node->next_sibling;
   return node;

@@ -1,4 +1,7 @@
 // Reports the events of a walk to its observer.
+//
+// The observer is set per thread, because the records of a request are those of the framework and have no
+// member for it. A walk context takes it when it is made.
 #include <utility>
 
 #include "zu_tovra/internal/observed.hpp"
@@ -8,7 +11,7 @@ namespace {
 
 thread_local const zu_tvr_observer *observer_of_thread = nullptr;
 
-// The innermost record in scope; what names a location has no URI.
+// The URI of the innermost record in scope that has one: the record of a location has none.
 const char *uri_in_scope(const zu_tvr_walk_ctx *ctx) noexcept {
   const zu_tvr_stack_entry *entry = ctx->props_cache != nullptr ? ctx->props_cache->top : nullptr;
   const char *uri = nullptr;

@@ -1,4 +1,9 @@
-// The records cache: pushing a record, with its location and the members of the groups around it; popping it.
+// The records cache: pushes a record, if wanted with its
+// location and the members of the groups around it; pops it.
+//
+// Records of one location belong together although they are in different collections (a card and its ports).
+// So a node that walks by location brings more than its own record into scope: a record of the location's
+// keys, for templates that name "//?locations", and of each group the first member in that location.
 #include <cstring>
 #include <string_view>
 
@@ -15,7 +20,7 @@ using tvr::fail;
 using tvr::ref;
 using tvr::report;
 
-// Puts a record on the cache with a reference of the cache's own; false (traced) without memory.
+// Puts a record on the cache with a reference of the cache's own; false (traced) when memory is exhausted.
 bool push_record(zu_tvr_stack *cache, zu_do_properties *record) noexcept {
   zu_tvr_stack_entry *entry = tvr::push_entry(cache, record);
   if (entry == nullptr) return false;
@@ -24,7 +29,7 @@ bool push_record(zu_tvr_stack *cache, zu_do_properties *record) noexcept {
   return true;
 }
 
-// Says, while debugging, which record is pushed: built only then, since it renders the whole record.
+// Traces at debug level which record is pushed. The text is only built then, since it is the whole record.
 void trace_record(const char *what, zu_do_properties *record) noexcept {
   if (!tvr::tracing(7)) return;
   const tvr::string_buffer buffer(zu_do_strbuf_new());
@@ -32,7 +37,7 @@ void trace_record(const char *what, zu_do_properties *record) noexcept {
   TVR_DEBUG("stack%s: %s", what, zu_do_strbuf_to_string(buffer.get()));
 }
 
-// The record's own URI, borrowed; none (reported) when it has none.
+// The record's own URI, borrowed; null (reported) when the record has no URI.
 zu_do_uri *own_uri(zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
   zu_do_value *value = zu_do_properties_get_value(record, ZU_DO_NAME_URI);
   if (value == nullptr) {
@@ -53,7 +58,7 @@ bool has_location_keys(zu_do_uri *root) noexcept {
   return !zu_do_uri_is_absolute(root) || std::strchr(zu_do_uri_get_uri_str(root), ';') != nullptr;
 }
 
-// Makes a record name the location of a root URI; false (reported) on failure.
+// Fills a record with the keys of a root URI's location; false (reported) on failure.
 bool fill_location_instance(zu_tvr_walk_ctx *ctx, zu_do_properties *instance, zu_do_uri *locations,
                             zu_do_uri *root) noexcept {
   const int code = zu_do_properties_set_coll_uri(instance, ZU_DO_NAME_COLL_URI, locations);
@@ -79,7 +84,7 @@ bool fill_location_instance(zu_tvr_walk_ctx *ctx, zu_do_properties *instance, zu
   return true;
 }
 
-// Pushes the record that names the root's location; false (reported) on failure.
+// Pushes the record of the root's location; false (reported) on failure.
 bool push_location_instance(zu_tvr_walk_ctx *ctx, zu_do_uri *root) noexcept {
   const auto locations = ref<zu_do_uri>::adopt(zu_do_uri_new("//?locations"));
   const auto instance = ref<zu_do_properties>::adopt(zu_do_properties_new());
@@ -90,8 +95,8 @@ bool push_location_instance(zu_tvr_walk_ctx *ctx, zu_do_uri *root) noexcept {
          fail(ctx, ZU_FAILED, "Failed to push location props to cache");
 }
 
-// Pushes the first member of a group that lives under the root, if any, and counts it; false (reported) on
-// failure.
+// Pushes the first member of a group whose URI is under the root, if there is one, and counts it; false
+// (reported) on failure.
 bool push_group_member(zu_tvr_walk_ctx *ctx, zu_do_properties_list *group, std::string_view root,
                        uint32_t *pushed) noexcept {
   zu_do_iter it{};
@@ -114,8 +119,8 @@ bool push_group_member(zu_tvr_walk_ctx *ctx, zu_do_properties_list *group, std::
   return true;
 }
 
-// Pushes the record that names the record's location, and a member of every group, from the top one down to
-// the outermost. False (reported) on failure.
+// Pushes the record of the given record's location, and a member of every group, from the innermost to the
+// outermost. False (reported) on failure; the entries that were pushed are then still on the cache.
 bool push_location(zu_tvr_walk_ctx *ctx, zu_do_properties *record, bool skip_top_group,
                    uint32_t *pushed) noexcept {
   zu_do_uri *uri = own_uri(ctx, record);

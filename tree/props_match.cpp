@@ -1,4 +1,5 @@
-// Look-ups on the two caches. A record or group matches when its URI is the one looked up, or a query on it.
+// Look-ups on the two caches. A record or group matches when its URI is the one that is looked up, or that
+// one with a query ("?...") behind it.
 #include "zu_tovra/internal/records_cache.hpp"
 #include "zu_tovra/internal/report.hpp"
 #include "zu_tovra/internal/shortcuts.hpp"
@@ -7,7 +8,7 @@ namespace {
 
 using tvr::looked_up;
 
-// The URI that a record's property holds, of a record or of a collection, by the plain calls.
+// The URI, of a record or of a collection, that a record's property holds; read by the plain calls.
 zu_do_uri_text read_uri_plainly(zu_do_properties *record, const char *name) noexcept {
   zu_do_property *property = zu_do_properties_get_prop(record, name);
   if (property == nullptr) return {nullptr, 0, ZU_DO_NO_PROPERTY};
@@ -31,7 +32,8 @@ inline zu_do_uri_text read_uri(zu_do_properties *record, bool by_collection) noe
   return found;
 }
 
-// The record's text is the one looked up, or a query on it.
+// True when the record's text is the wanted one, or the wanted one with a query behind it. The second part is
+// compared first: it holds the name, in which texts differ most.
 inline bool answers(const zu_do_uri_text &record, const looked_up &wanted) noexcept {
   const size_t first = wanted.first.size();
   const size_t length = first + wanted.second.size();

@@ -1,4 +1,4 @@
-// The queues of records that wait to be walked.
+// Frees queues of records that wait to be walked.
 #include "zu_tovra/internal/own.hpp"
 #include "zu_tovra/record_cache.h"
 

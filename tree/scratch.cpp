@@ -1,4 +1,4 @@
-// Scratch nodes: made on first use in a walk, found by the template node's slot or, without one, by its key.
+// Scratch nodes: made at the first use in a walk, found by the template node's slot or by its key.
 #include "scratch.hpp"
 
 #include <algorithm>
@@ -20,14 +20,15 @@ const char *type_word(uint32_t type) noexcept {
   return type == TVR_NODE_COLL ? "coll" : type == TVR_NODE_ITER ? "iter" : "print";
 }
 
-// None (traced) on failure.
+// New scratch data for a node of a type; null (traced) on failure.
 void *new_scratch_data(uint32_t type) noexcept {
   if (type == TVR_NODE_COLL) return zu_tvr_coll_scratch_data_new();
   if (type == TVR_NODE_ITER) return zu_tvr_iter_scratch_data_new();
   return zu_tvr_print_scratch_data_new();
 }
 
-// Notes a scratch node under the slot of its template node. Without memory for the slots the table serves.
+// Stores a scratch node under the slot of its template node.
+// If memory is exhausted, later look-ups use the table.
 void note_in_slot(zu_tvr_node *node, zu_tvr_node *scratch_node, zu_tvr_walk_ctx *ctx) noexcept {
   if (node->slot == 0) return;
   if (node->slot >= ctx->scratch_slot_count) {
@@ -43,7 +44,7 @@ void note_in_slot(zu_tvr_node *node, zu_tvr_node *scratch_node, zu_tvr_walk_ctx 
   ctx->scratch_slots[node->slot] = {node, scratch_node};
 }
 
-// A new scratch node in the walk's table; none (traced) on failure.
+// A new scratch node in the walk's table; null (traced) on failure.
 zu_tvr_node *add_scratch_node(zu_tvr_node *node, text key, zu_tvr_walk_ctx *ctx) noexcept {
   owned_node scratch_node(tvr::new_node(node->type));
   if (scratch_node == nullptr) return nullptr;

@@ -1,5 +1,5 @@
-// The stack of a walk. Entries that are popped are kept and used again, since a walk pushes and pops all the
-// time.
+// The stack of a walk. Popped entries are kept and used again: a walk pushes and pops for each record, and
+// would allocate each time.
 #include "stack.hpp"
 
 #include <atomic>
@@ -45,7 +45,8 @@ zu_tvr_stack_entry *push_entry(zu_tvr_stack *stack, void *item) noexcept {
 zu_tvr_stack *zu_tvr_stack_new(zu_tvr_stack_compare_fn compare) noexcept {
   auto stack = tvr::or_error(tvr::make_zeroed<zu_tvr_stack>(), "Failed to allocate node stack");
   if (stack == nullptr) return nullptr;
-  // Stamps of one stack are never those of another, whatever address it has.
+  // Stamps of two stacks differ, so that memory of a deleted
+  // stack does not fit a new one at the same address.
   static std::atomic<uint64_t> stacks{0};
   stack->last_stamp = stacks.fetch_add(1, std::memory_order_relaxed) << 40;
   stack->compare = compare != nullptr ? compare : is_same;

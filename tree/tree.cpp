@@ -1,4 +1,7 @@
-// The template tree: its tables, the nodes added to it, the links between them.
+// The template tree: its tables, adding nodes, and linking them.
+//
+// Files are loaded in the order of their names, so a child may come before its parent. Such a child is an
+// orphan: it waits in a table under the parent's id until a node with that id is added.
 #include "zu_tovra/tree.h"
 
 #include <glib.h>
@@ -20,9 +23,9 @@ using table = tvr::unique<GHashTable, g_hash_table_destroy>;
 
 constexpr const char *root_id = "ROOT";
 
-// Who waits for a parent that has not arrived.
+// The nodes that wait for one parent.
 struct tvr_orphan {
-  zu_tvr_node *node;   // the first; it heads the chain of all, in arrival order
+  zu_tvr_node *node;   // the first; the others follow as its siblings, in the order in which they were added
   const char *node_id; // its id, borrowed from the nodes table
 };
 
@@ -55,7 +58,8 @@ tvr_orphan *find_orphan(zu_tvr_tree *tree, const char *parent_id) noexcept {
 
 // ---- Adding a node ----
 
-// The anchors that every template file may define anew.
+// Ids that several template files may define, so that each
+// file can hang its nodes below them. The first node is kept.
 bool is_anchor(const char *id) noexcept {
   return std::strcmp(id, "config") == 0 || std::strcmp(id, "interface") == 0;
 }
@@ -64,8 +68,9 @@ zu_tvr_node *elder_of(const zu_tvr_node *node) noexcept {
   return node->elder != nullptr ? node->elder : node->parent;
 }
 
-// The ancestor without parent. Shortcuts on the way keep this short, however long a chain grows: a parent
-// stays one for good.
+// The oldest ancestor, which has no parent. The search leaves shortcuts on its way; without them loading a
+// long chain of nodes would take time in proportion to the square of its length. Shortcuts stay right,
+// because a node never loses its parent.
 zu_tvr_node *oldest_of(zu_tvr_node *node) noexcept {
   while (zu_tvr_node *elder = elder_of(node)) {
     zu_tvr_node *older = elder_of(elder);
@@ -76,8 +81,8 @@ zu_tvr_node *oldest_of(zu_tvr_node *node) noexcept {
   return node;
 }
 
-// A new node can only close a circle by naming itself, or by adopting the chain from which its parent
-// descends.
+// A circle would make walks endless. A new node can only close one by naming itself as parent, or by becoming
+// the parent of a waiting node from which its own parent descends.
 bool would_be_own_ancestor(zu_tvr_tree *tree, const char *id, const char *parent_id) noexcept {
   if (std::strcmp(id, parent_id) == 0) return true;
   const tvr_orphan *waiting = find_orphan(tree, id);
@@ -91,7 +96,7 @@ bool would_be_own_ancestor(zu_tvr_tree *tree, const char *id, const char *parent
   return false;
 }
 
-// Makes the node that was entered under `id` the parent of all who wait for it.
+// Makes the node that was added under `id` the parent of all nodes that wait for it.
 void adopt_waiting(zu_tvr_tree *tree, zu_tvr_node *node, const char *id) noexcept {
   void *key = nullptr;
   void *value = nullptr;
@@ -121,7 +126,8 @@ bool add_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char *
   TVR_DEBUG("tree: adding node %s", id);
   text key = or_error(tvr::copy_text(id), "Failed to allocate id");
   if (key == nullptr) return false;
-  // All that can fail comes before the first change: a refused node must not leave children behind.
+  // All steps that can fail come before the first change: the caller deletes a refused node, which must not
+  // have children or siblings by then.
   const tvr_orphan *siblings = find_orphan(tree, parent_id);
   zu_tvr_node *parent = find_node(tree, parent_id);
   const bool waits_first = siblings == nullptr && parent == nullptr;

@@ -1,4 +1,7 @@
-// Where a walk starts: the starting node, and the path from the root down to it.
+// Starts a walk: finds the starting node, and the path from the root down to it.
+//
+// A partial render does not begin at its node: the nodes above it may fetch the records that it needs. So the
+// walk begins at the root and follows the path; the siblings beside the path are not walked.
 #include <glib.h>
 
 #include "node.hpp"
@@ -13,8 +16,8 @@ void delete_path(zu_tvr_stack *path) noexcept {
 }
 using node_path = tvr::unique<zu_tvr_stack, delete_path>;
 
-// Gives the walk its path to the node: the node at the bottom, then its ancestors but for the last, which is
-// the result. None on failure.
+// Gives the walk its path to the node: a stack with the node at the bottom and its ancestors above it,
+// without the root, which is the result. Null on failure.
 zu_tvr_node *build_path(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_INFO("tree: partial TOVRA detected, building path to node %ld", tvr::node_address(node));
   node_path path(zu_tvr_stack_new(nullptr));

@@ -1,4 +1,5 @@
-// The walk engine: visits the tree depth first and calls the operations of each node's data in their order.
+// The walk engine: visits the tree depth first, and calls the operations of each node's data in the order
+// that the node's type needs. It knows the data records only by their public operations.
 #include "walk.hpp"
 
 #include "scratch.hpp"
@@ -23,7 +24,7 @@ Data *data_of(zu_tvr_node *node) noexcept {
 template <class Scratch>
 inline Scratch *scratch_of(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   void *scratch = tvr::scratch_data(node, ctx);
-  // What failed has been traced.
+  // The failure has been traced.
   if (scratch == nullptr) tvr::report(ctx, ZU_EXHAUSTED, "Failed to allocate tovra node");
   return static_cast<Scratch *>(scratch);
 }
@@ -60,7 +61,8 @@ void trace_children(zu_tvr_node *node) noexcept {
   TVR_DEBUG("node %p: walking children", static_cast<void *>(node));
 }
 
-// Below the starting node's ancestors only the next node of the path is walked, elsewhere all children.
+// Above the starting node of a partial render only the next
+// node of the path is walked, elsewhere all children.
 inline bool walk_below(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   bool result = true;
   if (ctx->node_path != nullptr) {
@@ -69,12 +71,12 @@ inline bool walk_below(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
     trace_children(node);
     if (node->first_child != nullptr) result = walk_siblings(node->first_child, ctx);
   }
-  ctx->node = node; // again
+  ctx->node = node; // the children's walk has changed it
   return result;
 }
 
-// Once for every instance of the batch. After a failure the instances are still gone through, but no child is
-// walked for them.
+// Walks the children once for every instance of the batch. After a failure the remaining instances are still
+// read (which also queues the records of other parents), but no child is walked for them.
 bool walk_instances(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   auto *data = data_of<zu_tvr_coll_data>(node);
   auto *scratch = scratch_of<zu_tvr_coll_scratch_data>(node, ctx);
@@ -100,7 +102,8 @@ void trace_done(zu_tvr_node *node) noexcept {
   TVR_DEBUG("node %p: done waolking (type %d)", static_cast<void *>(node), node->type);
 }
 
-// Batch by batch, while there are more. A batch that cannot be fetched ends the walk with the result so far.
+// Walks a collection batch by batch. A batch that cannot be fetched ends the node's walk with the result so
+// far, which may be true: the failure is reported, and the rest of the configuration is still rendered.
 [[gnu::noinline]] bool walk_collection(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   auto *data = data_of<zu_tvr_coll_data>(node);
   auto *scratch = scratch_of<zu_tvr_coll_scratch_data>(node, ctx);
@@ -123,7 +126,8 @@ void trace_done(zu_tvr_node *node) noexcept {
   return result;
 }
 
-// The record stays on the cache when the children fail.
+// The record stays on the cache when the children fail: the
+// walk then ends, and clearing the context releases it.
 bool walk_get_one(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   auto *data = data_of<zu_tvr_crudx_data>(node);
   const int32_t step = data->walk(data, ctx);
@@ -159,7 +163,7 @@ bool walk_print(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
 }
 
 [[gnu::cold, gnu::noinline]] void leave(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
-  ctx->node = node; // not what it led to
+  ctx->node = node; // the walk of the nodes below has changed it
   tvr::observe(ctx, tvr::event_of(ZU_TVR_EVENT_LEAVE));
 }
 
@@ -189,8 +193,8 @@ bool walk_by_type(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   return result;
 }
 
-// A node with nothing below it, neither a child nor the next node of a path, cannot be come back to: no line
-// pays for a frame. And only a jump leads back.
+// Only a jump can lead back to a node that is being walked, and only to a node that has a child or the next
+// node of a path below it. So other nodes get no frame and no check, which most lines would pay for.
 bool walk_node(zu_tvr_node *node, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_DEBUG("node %p: wolking (type %d)", static_cast<void *>(node), node->type);
   ctx->node = node;

@@ -1,4 +1,4 @@
-// The walk context: made for one render, filled by its walk, cleared and freed after it.
+// The walk context: made for one render, filled by its walk, cleared and freed afterwards.
 #include "zu_tovra/walk_ctx.h"
 
 #include <algorithm>
