@@ -1,4 +1,7 @@
-// Condition lines: the text for the print node, and the eval properties read out of it.
+// Condition lines: the text for the print node, and the eval properties that are read from it.
+//
+// The evals of a condition are pairs: a variable ($tvrN) and a value. When default values are rendered, they
+// decide which variables the condition sees, and whether as null.
 #include "keywords.hpp"
 
 #include <cstring>
@@ -28,7 +31,7 @@ constexpr bool is_letter_or_digit(char c) noexcept {
   return is_letter(c) || (c >= '0' && c <= '9');
 }
 
-// The quote that closes a string literal, or none. A backslash makes the next character ordinary.
+// The quote that closes a string literal, or null. A backslash makes the next character ordinary.
 const char *find_closing_quote(const char *at) noexcept {
   for (; *at != '\0'; ++at) {
     if (*at == '"') return at;
@@ -51,7 +54,7 @@ value_ref decode_string(const char *start, const char *end) noexcept {
   return value;
 }
 
-// Reads the next argument. The cursor stays at its opening quote, so that the next search starts inside it.
+// Reads the next argument. The cursor stays at its opening quote: the next search starts inside the argument.
 eval_result read_eval(const char **cursor, eval_argument *argument) noexcept {
   static constexpr char word[] = "(eval";
   *cursor = std::strstr(*cursor, word);
@@ -74,7 +77,7 @@ eval_result read_eval(const char **cursor, eval_argument *argument) noexcept {
   return eval_result::read;
 }
 
-// The variable's name from its raw text, `$name"`; none (traced) for any other.
+// The variable's name from its raw text, `$name"`; null (traced) for any other.
 name_ref read_variable(const char *raw) noexcept {
   if (*raw != '$') return {};
   const char *start = raw + 1;
@@ -91,7 +94,8 @@ name_ref read_variable(const char *raw) noexcept {
   return name;
 }
 
-// The value that the argument's string describes: JSON up to the first '}'. None (traced) when it is not.
+// The value that the argument's string describes: JSON up to
+// the first '}'. Null (traced) when it describes none.
 value_ref read_value(const eval_argument &argument) noexcept {
   if (!or_error(argument.value != nullptr, "Value is NULL")) return {};
   int code = 0;

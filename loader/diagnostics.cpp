@@ -1,4 +1,5 @@
-// Loads that report each fault and go on.
+// Loads that report each fault and continue. They run the same code as ordinary loads: a failed step asks
+// tell_fault whether the load goes on, and for an ordinary load the answer is always no.
 #include "zu_tovra/diagnostics.h"
 
 #include <glib.h>
@@ -14,7 +15,7 @@ bool tell_fault(load_context &load, zu_tvr_diagnostic fault) noexcept {
   load.faulty = true;
   if (load.tell == nullptr || load.stopped) return false;
   const error_object error(std::exchange(*load.error, nullptr));
-  char words[sizeof last_cause]; // the callback may load too, and that has causes of its own
+  char words[sizeof last_cause]; // a copy: the callback may load templates too, which sets the thread's cause
   std::copy(std::begin(last_cause), std::end(last_cause), words);
   const char *cause = words[0] != '\0' ? words : nullptr;
   fault.code = error != nullptr   ? zu_do_error_get_code(error.get())
@@ -30,7 +31,7 @@ bool tell_fault(load_context &load, zu_tvr_diagnostic fault) noexcept {
 
 namespace {
 
-// Runs a load with an error object of its own. True: nothing was told.
+// Runs a load with an error object of its own. True: nothing was reported.
 template <class Load>
 bool observed(zu_tvr_tree *tree, zu_tvr_diagnostic_fn tell, void *user, Load run) noexcept {
   TVR_ASSERT(tree);
@@ -48,7 +49,7 @@ struct orphan {
   const char *parent_id;
 };
 
-// The first node of an entry of the tree's orphans heads the chain of all who wait.
+// The first node of an entry of the tree's orphans; the others that wait follow as its siblings.
 const zu_tvr_node *first_waiting(void *entry) noexcept {
   return *static_cast<zu_tvr_node *const *>(entry);
 }

@@ -19,8 +19,8 @@ namespace {
 constexpr size_t path_room = 4096;
 constexpr char no_buffer[] = "Failed to allocate buffer";
 
-// The directory text of the environment, in `room` where it has to be put together; none (traced) when
-// there is none.
+// The directory text of the environment, in `room` if it has to be put together; null (traced) when no
+// variable is set.
 const char *default_directory(char (&room)[path_room], zu_do_error **error) noexcept {
   if (const char *given = std::getenv("ZU_TVR_DIR")) return given;
   if (const char *prefix = std::getenv("ORLIX_INSTALL_PREFIX")) {

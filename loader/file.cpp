@@ -14,8 +14,8 @@ namespace {
 
 using open_file = unique<FILE, std::fclose>;
 
-// Opens without waiting: a pipe that is named like a template file must not hold up the host. It cannot be
-// positioned, and is refused for that.
+// Opens without waiting: a pipe that is named like a template file must not block the host. It is refused
+// later, because it cannot be positioned.
 open_file open_for_reading(const char *path) noexcept {
   const int number = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (number < 0) return nullptr;
@@ -24,7 +24,7 @@ open_file open_for_reading(const char *path) noexcept {
   return file;
 }
 
-// The whole file as a text, read in one block; none (traced, in one case with an error object) on failure.
+// The whole file as a text, read in one block; null (traced, in one case with an error object) on failure.
 text read_whole(FILE *file, const char *path, zu_do_error **error) noexcept {
   if (std::fseek(file, 0, SEEK_END) != 0) {
     TVR_ERROR("Unable to seek to end of file %s", path);

@@ -13,8 +13,8 @@ namespace {
 
 constexpr int32_t most_format_slots = 10000;
 
-// Stores a value without the blanks around it. A value of blanks alone is the keyword's default; one that is
-// not there at all is the empty text.
+// Stores a value without the blanks around it. A value of blanks only becomes the keyword's default; a value
+// that is missing becomes the empty text.
 bool store_trimmed(growable &field, const char *value, word keyword, zu_do_error **error) noexcept {
   const char *start = skip_blanks(value);
   if (*start == '\0' && start != value) {
@@ -59,7 +59,7 @@ bool take_query(parse_context &parse, const char *value) noexcept {
   }
   text name;
   if (!copy_range(&name, start, equals, parse.error)) {
-    if (equals != nullptr && equals != start) return false; // memory is exhausted, and the copy has said so
+    if (equals != nullptr && equals != start) return false; // memory is exhausted: the copy has reported it
     return refuse(parse.error, "Failed to parse query: ", value);
   }
   const auto wanted = ref<zu_do_value>::adopt(zu_do_value_new_string(equals + 1));

@@ -1,4 +1,5 @@
-// The state of one call of a loading function, with or without diagnostics.
+// The state of one call of a loading function, with or without diagnostics. One code serves both, so that
+// they accept the same templates.
 #pragma once
 
 #include "text.hpp"
@@ -9,20 +10,20 @@ namespace tvr::loader {
 struct load_context {
   zu_tvr_tree *tree;
   zu_do_error **error;
-  zu_tvr_diagnostic_fn tell = nullptr; // none: the load ends at its first fault, which is left in `error`
+  zu_tvr_diagnostic_fn tell = nullptr; // null: the load ends at its first fault, which stays in `error`
   void *user = nullptr;
-  bool faulty = false;
+  bool faulty = false;  // a fault was found
   bool stopped = false; // by the callback
 };
 
-// After a failed step. Completes the diagnostic from the error object and the cause, and tells it. True: the
-// load goes on, with no error object.
+// Called after a failed step. Completes the diagnostic from the error object and the cause, and reports it
+// through the callback. True: the load goes on, without the error object.
 bool tell_fault(load_context &load, zu_tvr_diagnostic fault) noexcept;
 
-// All are false only when the load ends.
+// Each returns false only when the load has to end.
 bool load_list(load_context &load, const char *directories) noexcept;
 bool load_file(load_context &load, const char *path) noexcept;
-// Parses a text up to its NUL. `file` names it; none for a text in memory.
+// Parses a text up to its NUL. `file` names it; null for a text in memory.
 bool parse_text(load_context &load, const char *file, const char *source) noexcept;
 
 } // namespace tvr::loader

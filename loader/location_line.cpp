@@ -11,7 +11,7 @@ namespace {
 
 using name_ref = ref<zu_do_name>;
 
-// What all field tokens of a line have in common.
+// The first tokens of a line, which apply to all its field tokens.
 struct location {
   text uri;
   name_ref name;

@@ -14,7 +14,8 @@ static bool take_line(parse_context &parse) noexcept {
   return take_keyword_line(parse, line) && check_version(parse);
 }
 
-// The record goes on without the line; a map that the line began is not whole.
+// Continues the record without a refused line. A properties
+// map that this line began is incomplete, and dropped.
 static bool go_on_without_line(parse_context &parse, bool had_map) noexcept {
   parse.data->lost_line = true;
   if (!had_map) parse.data->props_map.reset();

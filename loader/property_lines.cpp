@@ -1,4 +1,4 @@
-// What the lines "Props:" and "Location:" share: the URI, the map and the URI item.
+// The common parts of "Props:" and "Location:" lines: the URI, the map and the URI item.
 #include "property_lines.hpp"
 
 #include "zu_tovra/internal/report.hpp"
@@ -25,8 +25,8 @@ bool need_map(parse_context &parse, const char *value) noexcept {
   return true;
 }
 
-// Tokens are separated by blanks outside double quotes. One with four or more colons outside them has a
-// second piece, so two slots.
+// Counts the slots that the tokens declare. Tokens are separated by blanks outside double quotes. A token
+// with four or more colons outside quotes has a second piece, so it declares two slots.
 static int32_t count_slots(const char *rest) noexcept {
   int32_t slots = 0;
   for (const char *at = skip_blanks(rest); *at != '\0'; at = skip_blanks(at)) {

@@ -1,4 +1,4 @@
-// "Props:" lines: the properties of one URI, each a name with one or two pieces.
+// "Props:" lines: the properties of one URI. Each token is a name with one or two pieces, `NAME:SLOT[...]`.
 #include <cstring>
 
 #include "keywords.hpp"
@@ -24,7 +24,7 @@ struct piece {
   int32_t partner = -1;
   text prefix;
   uint8_t independent = 1;
-  const char *second = nullptr; // where the token's second piece begins, or none
+  const char *second = nullptr; // where the token's second piece begins, or null
 };
 
 bool begins_with(const char *at, const char *word) noexcept {
@@ -32,7 +32,7 @@ bool begins_with(const char *at, const char *word) noexcept {
 }
 
 // From the colon after the slot, over the prefix field (which may be absent or empty), to where the colon
-// before the flag should be. None: refused.
+// before the flag should be. Null: refused.
 const char *skip_prefix(const char *colon, piece *piece, zu_do_error **error) noexcept {
   const char *field = colon + 1;
   if (*field == ':') return field;

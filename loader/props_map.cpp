@@ -1,4 +1,4 @@
-// The properties map's life and its dump.
+// Making, freeing and dumping a properties map.
 #include "zu_tovra/props_map.h"
 
 #include <glib.h>
@@ -12,7 +12,8 @@ namespace {
 
 using namespace tvr;
 
-// The data goes by its own tag: the item's kind is that of the last property, also of a refused one.
+// The data is freed by its own tag (data_kind). The item's kind is no guide: it is that of the last property
+// that was added, even if this one was refused.
 void free_fmt_item(zu_tvr_fmt_item *item) noexcept {
   if (item == nullptr) return;
   const block<zu_tvr_fmt_item> owner(item);
@@ -35,7 +36,7 @@ void free_extra_props(zu_tvr_extra_prop *property) noexcept {
   }
 }
 
-// "-" stands for a slot without an item, and for an item that lost its name.
+// Prints "-" for a slot without an item, and for an item without a name (after a failed add).
 void print_names(zu_do_strbuf *buffer, const zu_tvr_props_map &map) noexcept {
   zu_do_strbuf_add_string(buffer, "Prop Names:");
   for (int32_t i = 0; i < map.num_items; ++i) {

@@ -1,4 +1,4 @@
-// How a properties map grows: URI items, properties and value maps.
+// Adding to a properties map: URI items, properties and value maps.
 #include "props_map_add.hpp"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ void free_uri_item(zu_tvr_uri_item *item) noexcept {
 
 namespace {
 
-// The item's array data, or none when there is no such item or it holds something else.
+// The item's array data, or null when there is no such item or it holds something else.
 zu_tvr_array_data *find_array_data(const zu_tvr_props_map &map, int32_t slot) noexcept {
   if (slot < 0 || slot >= map.num_items) return nullptr;
   const zu_tvr_fmt_item *item = map.fmt_items[slot];
@@ -50,7 +50,7 @@ bool add_array_data(zu_tvr_props_map &map, int32_t slot, const array_options &op
   item.data = data.release();
   item.data_kind = TVR_KIND_ARRAY_ELEMENT;
 
-  // The linked pair carries the options of its second piece.
+  // Both items of a linked pair have the options of the second piece.
   if (zu_tvr_array_data *partner = find_array_data(map, options.partner)) {
     partner->multiline = options.multiline;
     partner->independent = options.independent;
@@ -101,7 +101,7 @@ zu_tvr_fmt_item *need_fmt_item(zu_tvr_props_map &map, int32_t slot) noexcept {
   return or_error(item, "Failed to allocate format item");
 }
 
-// Filled indices come first, so the place of the next one is found by halving.
+// Filled indices come first, so the next free place is found by binary search.
 void record_slot(zu_tvr_uri_item &item, zu_do_name *name, int32_t kind, int32_t slot) noexcept {
   int32_t *const end = item.indices + item.num_props;
   int32_t *free = std::partition_point(item.indices, end, [](int32_t index) { return index != -1; });
@@ -193,7 +193,7 @@ bool add_prop(zu_tvr_props_map *map, zu_tvr_uri_item *uri_item, zu_do_name *name
 
 bool add_value_map(zu_tvr_props_map *map, int32_t slot, zu_tvr_hash_table *value_map) noexcept {
   TVR_ASSERT(map);
-  // A slot without an item has nothing that the texts could replace.
+  // A slot without an item has no property whose values could be replaced.
   if (slot < 0 || slot >= map->num_items || map->fmt_items[slot] == nullptr) {
     TVR_EXPLAIN("Invalid property index (%d)", slot);
     return false;

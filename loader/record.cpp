@@ -1,4 +1,4 @@
-// The record under construction and what makes a node of it.
+// The record that is being read, and making a node from it.
 #include "record.hpp"
 
 #include <glib.h>
@@ -80,7 +80,7 @@ constexpr op_entry ops[] = {
     {"iter", need::location_scheme, make_iter},
 };
 
-// The tools' table has the same names.
+// The table that is shared with the tools has the same names in the same order.
 static_assert([] {
   for (size_t i = 0; i < std::size(tvr::ops); ++i) {
     if (std::string_view(ops[i + 1].op) != tvr::ops[i]) return false;
@@ -125,13 +125,14 @@ const zu_tvr_node *find_namesake(const parse_context &parse) noexcept {
   return static_cast<zu_tvr_node *>(g_hash_table_lookup(parse.tree->nodes, parse.data->cmd_id.chars.get()));
 }
 
-// A record whose op is unknown is told at its "Op:" line, any other at its "Cmd:" line.
+// Reports a refused record and continues with the next one. The place is the "Op:" line when the op is
+// unknown, else the "Cmd:" line. A record that misses a line which was refused gets no second report.
 bool go_on_without_record(parse_context &parse, bool made) noexcept {
   const tvr_parse_data &data = *parse.data;
   const op_entry *op = find_op(data.op.chars.get());
   const bool misses = !made && op != nullptr && zu_do_error_get_code(*parse.error) == ZU_FAILED;
   if (misses && data.lost_line && parse.load.tell != nullptr) {
-    const error_object told(std::exchange(*parse.error, nullptr)); // with the line that it misses
+    const error_object told(std::exchange(*parse.error, nullptr)); // the missing line has been reported
     return true;
   }
   zu_tvr_diagnostic fault{};

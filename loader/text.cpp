@@ -1,5 +1,4 @@
-// Text work of the loader: blanks, growable buffers, substring copies, numbers, and how a refusal is
-// reported.
+// Text functions of the loader: blanks, growable buffers, substring copies, numbers, and reporting a refusal.
 #include "text.hpp"
 
 #include <algorithm>

@@ -13,7 +13,7 @@ void free_entry_text(void *entry) noexcept {
 
 using value_map = unique<GHashTable, g_hash_table_destroy>;
 
-// The rest of the line, alternately a key and its value; a key that comes again has its last value.
+// Reads the rest of the line: keys and values alternate. For a key that appears twice the last value counts.
 bool read_pairs(parse_context &parse, const char *value, const char *at, GHashTable *table) noexcept {
   text key;
   while (*at != '\0') {

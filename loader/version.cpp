@@ -7,11 +7,12 @@
 
 namespace tvr::loader {
 
-// 0 stands for a text without a version line.
+// A text without a version line has version 0.
 static constexpr uint32_t oldest_version = 0;
 static constexpr uint32_t newest_version = 1;
 
-// Unlike other refusals these name a whole line and a file, and are not cut.
+// Refuses with a formatted message. Unlike those of other refusals it is not cut to 255 characters: it
+// contains a whole line and a file name.
 template <class... Details>
 static bool refuse_formatted(zu_do_error **error, const char *format, Details... details) noexcept {
   char *message = nullptr;
