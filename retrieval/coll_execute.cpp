@@ -1,4 +1,7 @@
-// Executing a collection node: which request it makes, and one batch of its answer.
+// Executing a collection node: which request it makes, and one batch of the answer.
+//
+// With a fetch count a collection is read in batches, so that a big one is never in memory as a whole. The
+// walk engine calls execute once for each batch; between batches the cursor stays open in the scratch data.
 #include <utility>
 
 #include "coll_node.hpp"
@@ -12,7 +15,7 @@ namespace tvr {
 
 namespace {
 
-// Added to the flags of every open.
+// Added to the flags of every cursor that is opened.
 constexpr uint64_t collection_read = 0x10;
 
 bool resolve(zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
@@ -25,8 +28,8 @@ bool resolve(zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_w
   return true;
 }
 
-// True when an earlier request has fetched the collection: its instances, or the knowledge that there are
-// none, are in the cache.
+// True when an earlier request has fetched the collection: the cache has an entry for it, with its instances
+// or without any.
 bool was_requested(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noexcept {
   if (ctx->mr_cache_cursor == nullptr) return false;
   const char *coll_text = zu_do_uri_get_uri_str(scratch->coll_uri);
@@ -39,7 +42,8 @@ bool was_requested(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx) noex
   return false;
 }
 
-// 0, or an error code; `*freed`: a cursor came with it and was freed.
+// Opens the cursor unless one is open from the batch before: 0, or an error code. `*freed` is set when a
+// cursor came with the error; it is freed.
 int32_t open_cursor(const zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx,
                     zu_do_nvlist *query, uint64_t flags, bool *freed) noexcept {
   if (scratch->cursor != nullptr) {
@@ -68,7 +72,7 @@ int32_t open_cursor(const zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scra
   return error != 0 ? error : ZU_FAILED;
 }
 
-// The same for a fetch. The cursor stays open when more may follow.
+// Fetches a batch: 0, or an error code; `*freed` as above. The cursor stays open when more rows may follow.
 int32_t fetch(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx, bool *freed) noexcept {
   TVR_DEBUG("coll node: fetching data (fetch_count=%d)", static_cast<int>(ctx->fetch_count));
   cursor_handle cursor(std::exchange(scratch->cursor, nullptr));
@@ -109,7 +113,8 @@ bool sort_batch(const zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch,
   return true;
 }
 
-// What a batch that was read amounts to.
+// The result of a batch that was read: WALK when more batches follow. A collection without instances is
+// marked as requested, so that the next parent does not request it again.
 int32_t conclude(const zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch,
                  zu_tvr_walk_ctx *ctx) noexcept {
   const bool empty = zu_do_vtable_get_len(scratch->vtable) == 0;
@@ -137,9 +142,9 @@ int32_t execute_batch(zu_tvr_coll_data *data, zu_tvr_coll_scratch_data *scratch,
     query = coll_build_query(ctx, data->query);
     if (!query) return ZU_TVR_STEP_FAILED;
   } else if (uri_is_under_ref_many_subtree(ctx, scratch->coll_uri)) {
-    // There the same node runs once a parent instance: the first run asks for the instances under all
-    // parents.
-    if (was_requested(scratch, ctx)) return ZU_TVR_STEP_NOTHING; // which needs no table
+    // Under a list the same node runs once for each parent. The first run asks for the instances under all
+    // parents, instead of one request for each.
+    if (was_requested(scratch, ctx)) return ZU_TVR_STEP_NOTHING; // iterate reads from the cache
     TVR_DEBUG("coll node:Request zucore to return all instances for %s (for caching)",
               zu_do_uri_get_uri_str(scratch->coll_uri));
     scratch->flags |= TVR_COLL_FOR_CACHING;

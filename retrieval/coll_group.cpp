@@ -1,4 +1,4 @@
-// The key of a group: the order-by values that its records share.
+// The key of a group: the order-by values that all its records have.
 #include <cstring>
 
 #include "coll_node.hpp"
@@ -8,7 +8,7 @@ namespace tvr {
 
 namespace {
 
-// Calls `each` with every name until it answers false; whether it never did.
+// Calls `each` with every name until it returns false. True when it never did.
 template <class Each>
 bool every_name(zu_do_nlist *names, Each &&each) noexcept {
   zu_do_iter it = {};

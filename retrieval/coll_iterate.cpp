@@ -1,4 +1,5 @@
-// Iterating a collection node: the next instance, or the next group of them, onto the caches of the walk.
+// Iterating a collection node: pushes the next instance, or the next group of instances, on the caches of the
+// walk. They come from the batch that execute read, or from the records that wait since an earlier request.
 #include "coll_node.hpp"
 #include "failed.hpp"
 
@@ -12,7 +13,7 @@ struct pass {
   zu_tvr_coll_scratch_data *scratch;
   zu_tvr_walk_ctx *ctx;
   group_key key = {};
-  bool append = false; // a group of this call is on the groups cache
+  bool append = false; // this call has opened a group, so that records are appended to it
 };
 
 const char *uri_text(const pass &step) noexcept {
@@ -59,7 +60,7 @@ bool push_into_group(pass &step, zu_do_properties *record) noexcept {
 
 // ---- From the cache ----
 
-// The head record, taken out and made one of this collection. None on failure (reported).
+// Takes the head record out of the queue and gives it this collection's URI. Null on failure (reported).
 ref<zu_do_properties> take_cached(const pass &step, cursor_cache_entry *entry) noexcept {
   auto record = cursor_cache_take(step.ctx, entry);
   const int code = zu_do_properties_set_coll_uri(record.get(), ZU_DO_NAME_COLL_URI, step.scratch->coll_uri);
@@ -69,7 +70,7 @@ ref<zu_do_properties> take_cached(const pass &step, cursor_cache_entry *entry) n
   return {};
 }
 
-// Removes the entry when its last record is out; whether it is gone.
+// Removes the entry when its last record has been taken. True when the entry is gone.
 bool remove_emptied(const pass &step, cursor_cache_entry *entry) noexcept {
   TVR_DEBUG("Removing %s from cache", uri_text(step));
   if (cursor_cache_peek(entry) != nullptr) return false;
@@ -101,12 +102,13 @@ int32_t iterate_cached(pass &step, cursor_cache_entry *entry) noexcept {
 
 // ---- From the batch ----
 
-// Makes the iterator over the batch; 1, or iterate's result when there is nothing to read, or on failure.
+// Makes the iterator over the batch: ZU_TVR_STEP_WALK, or the result of iterate when there is nothing to read
+// or on failure.
 int32_t start_batch(const pass &step) noexcept {
   zu_tvr_coll_scratch_data *scratch = step.scratch;
   TVR_DEBUG("coll node: starting to iterate through the results (%d)",
             static_cast<int>(zu_do_vtable_get_len(scratch->vtable)));
-  if (scratch->vtable == nullptr) return ZU_TVR_STEP_NOTHING; // all came from the cache
+  if (scratch->vtable == nullptr) return ZU_TVR_STEP_NOTHING; // all records came from the cache
   scratch->iter = zu_do_iter_new();
   if (scratch->iter == nullptr) return failed_step(step.ctx, ZU_EXHAUSTED, "Failed to allocate iterator");
   zu_do_vtable_iter(scratch->vtable, scratch->iter);

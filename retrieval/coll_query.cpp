@@ -6,7 +6,8 @@ namespace tvr {
 
 namespace {
 
-// The argument that a query entry's value names: what follows its "$". None (traced) when it names none.
+// The name of the argument in a query entry's value: the
+// text after the "$". Null (traced) when there is no "$".
 const char *argument_of(zu_do_nvpair *entry) noexcept {
   int code = 0;
   const char *text = zu_do_value_get_string(zu_do_nvpair_get_value(entry), &code);

@@ -1,4 +1,4 @@
-// The rows of a batch: their records, and the collections that these belong to.
+// The rows of a batch: making their records, and finding the collections to which the records belong.
 #include <utility>
 
 #include "coll_node.hpp"
@@ -10,7 +10,7 @@ namespace tvr {
 
 namespace {
 
-// The columns as properties over the collection URI, which a column of its name replaces.
+// Sets the columns as properties. A column named `_coll_uri` replaces the collection URI that is already set.
 bool set_columns(zu_do_properties *record, zu_do_ntlist *columns, zu_do_vlist *row) noexcept {
   zu_do_iter column_it = {};
   zu_do_iter value_it = {};
@@ -48,7 +48,7 @@ ref<zu_do_properties> coll_record_from_row(zu_tvr_coll_scratch_data *scratch, zu
   if (shortcuts.new_from_row != nullptr) {
     record = ref<zu_do_properties>::adopt(shortcuts.new_from_row(scratch->coll_uri, columns, row));
   }
-  return record ? std::move(record) : copy_row(scratch->coll_uri, columns, row); // tells what is wrong
+  return record ? std::move(record) : copy_row(scratch->coll_uri, columns, row); // also traces what is wrong
 }
 
 route coll_route(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_properties *record) noexcept {
@@ -63,7 +63,7 @@ route coll_route(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx, zu_do_
   coll_text collection;
   if (!collection.take(ctx, instance)) return route::no_record;
   TVR_DEBUG("new coll uri is %s ", collection.get().data());
-  // In the form of the node's URI.
+  // The node's URI may be absolute or relative: the two are compared in its form.
   if (zu_do_uri_is_absolute(scratch->coll_uri)) {
     TVR_DEBUG("absolute coll uri (%s)", collection.get().data());
   } else {

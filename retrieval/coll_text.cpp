@@ -12,7 +12,7 @@ bool coll_text::read_off(zu_do_uri *instance) noexcept {
   if (shortcuts.uri_parts == nullptr) return false;
   zu_do_uri_parts parts;
   shortcuts.uri_parts(instance, &parts);
-  // The parent of a URI with a query is its path, so that one is left to the platform.
+  // A URI with a query has its path as parent: such a URI is left to the platform.
   if (!parts.has_segment || parts.end != parts.length) return false;
   const size_t name = parts.name_end - parts.name;
   const size_t length = parts.parent + 1 + name;
@@ -22,7 +22,8 @@ bool coll_text::read_off(zu_do_uri *instance) noexcept {
   std::memcpy(buffer_ + parts.parent + 1, parts.text + parts.name, name);
   buffer_[length] = '\0';
   text_ = {buffer_, length};
-  // What is left of the parent without its location is the root when the instance stands right below that.
+  // In relative form the location is cut off. If the instance is directly below the location, the parent is
+  // then the root.
   const bool is_slice = parts.relative_ok && parts.parent > parts.relative;
   relative_ = is_slice ? parts.relative : parts.parent - 1;
   return true;

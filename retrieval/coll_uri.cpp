@@ -1,4 +1,4 @@
-// Whether a whole collection is fetched for caching, and the URI that is asked for then.
+// Decides whether a whole collection is fetched for caching, and makes its URI.
 #include "zu_tovra/coll_uri.h"
 
 #include "coll_text.hpp"

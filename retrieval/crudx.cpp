@@ -1,4 +1,5 @@
-// The get-one node: its data record, its walk, and the direct read.
+// The get-one node: its data record, its walk, and the direct read. A record below a list is read through the
+// cache instead (crudx_cached.cpp).
 #include "zu_tovra/crudx.h"
 
 #include "crudx_node.hpp"

@@ -1,4 +1,6 @@
-// The get-one node's cached read: one request for a whole collection, the other instances kept for later.
+// The get-one node's cached read. Below a list the node runs once for each
+// parent. The first run fetches the instances under all parents in one
+// request, keeps its own, and puts the others into the cache for later runs.
 #include <cstring>
 #include <utility>
 
@@ -29,7 +31,7 @@ struct rows_reader {
   ref<zu_do_properties> make_record(zu_do_vlist *row) noexcept;
 };
 
-// None on failure (reported).
+// The record of a row; null on failure (reported).
 ref<zu_do_properties> rows_reader::make_record(zu_do_vlist *row) noexcept {
   if (!names) names = ref<zu_do_nlist>::adopt(zu_do_nlist_new_from_ntlist(columns));
   if (!names) {
@@ -44,7 +46,7 @@ ref<zu_do_properties> rows_reader::make_record(zu_do_vlist *row) noexcept {
   return record;
 }
 
-// The relative form of a URI's text; `*parsed` holds it when it is no part of that. None on failure (traced).
+// The relative form of a URI's text: a part of that text, or else in `*parsed`. Null on failure (traced).
 const char *relative_text(zu_do_uri *uri, ref<zu_do_uri> *parsed) noexcept {
   zu_do_uri_parts parts = {};
   if (shortcuts.uri_parts != nullptr) shortcuts.uri_parts(uri, &parts);
@@ -54,7 +56,7 @@ const char *relative_text(zu_do_uri *uri, ref<zu_do_uri> *parsed) noexcept {
   return zu_do_uri_get_uri_str(parsed->get());
 }
 
-// Keeps the row's record: as `*found` when it is the wanted one, else in the cache. False on failure.
+// Keeps the row's record: in `*found` if it is the wanted one, else in the cache. False on failure.
 bool rows_reader::keep(zu_do_vlist *row, ref<zu_do_properties> *found) noexcept {
   auto record = make_record(row);
   if (!record) return false;

@@ -11,7 +11,7 @@ inline void free_cursor(zu_cursor *cursor) noexcept {
 }
 using cursor_handle = unique<zu_cursor, free_cursor>;
 
-// The walk's collection interface, got on first use: 0, or an error code (traced, not reported).
+// Gets the walk's collection interface on first use: 0, or an error code (traced, not reported).
 inline int32_t get_coll_ifc(zu_tvr_walk_ctx *ctx) noexcept {
   if (ctx->coll_ifc != nullptr) return 0;
   const int error = ctx->data_ifc->ops->get_coll_ifc(ctx->data_ifc, &ctx->coll_ifc);
@@ -21,7 +21,7 @@ inline int32_t get_coll_ifc(zu_tvr_walk_ctx *ctx) noexcept {
   return error != 0 ? error : ZU_FAILED;
 }
 
-// Asked for after the end of the data, and after "no such record".
+// Clears the status after the end of the data and after "no such record", which are no errors for a walk.
 template <class Source>
 void clear_status(Source *source) noexcept {
   zu_status *status = source->ops->status(source);

@@ -1,4 +1,4 @@
-// An operation's step that failed, traced and reported where it is found.
+// For a failed step of an operation: it is traced and reported where it is found.
 #pragma once
 
 #include "zu_tovra/internal/report.hpp"

@@ -1,4 +1,5 @@
-// The order by location of a batch: among consecutive rows with equal order-by values, and only there.
+// Sorts a batch by location. The order-by values come first: only consecutive rows with equal values (a run)
+// are sorted among each other.
 #include <cstring>
 
 #include "coll_node.hpp"
@@ -56,7 +57,8 @@ bool locate(sorting &sort, zu_do_vlist *row, uint32_t at) noexcept {
   return false;
 }
 
-// The run's value at a position becomes the row's; noted as a change unless the run had none yet.
+// Compares a key of the row with that of the current run, and makes it the run's key. `*changed` is set when
+// the run had another value; a run without a value yet is not changed.
 bool compare_key(sorting &sort, zu_do_vlist *row, size_t position, bool *changed) noexcept {
   zu_do_value *value = zu_do_vlist_get_value(row, sort.key_columns.get()[position]);
   if (value == nullptr) return fail(sort.ctx, ZU_FAILED, "Failed to get value");

@@ -14,7 +14,7 @@ constexpr size_t largest_chunk = size_t{4} << 20;
 
 } // namespace
 
-// Each chunk is twice as large as the one before it, so that they are few.
+// Each chunk is twice as large as the one before it, so that there are few.
 bool chunk_memory::add_chunk(size_t wanted) noexcept {
   size_t room = first_chunk;
   if (chunks != nullptr)

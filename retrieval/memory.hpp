@@ -1,4 +1,6 @@
-// Memory for pieces that are all freed together: they are cut from big chunks.
+// Memory for pieces that are all freed together: they are cut from big
+// chunks. A walk may keep a record for each item of a list; with blocks of
+// their own, key, entry and queue item would be three allocations for each.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +8,7 @@
 
 namespace tvr {
 
-// Of the chunks, the newest and largest is first.
+// A list of chunks; the first is the newest and largest.
 struct chunk_memory {
   struct chunk {
     chunk *older;
@@ -17,7 +19,7 @@ struct chunk_memory {
   char *free; // what is left of the newest
   char *end;
 
-  // Not initialised, and aligned as a pointer; none when memory is exhausted.
+  // A piece that is not initialised, aligned for a pointer; null when memory is exhausted.
   void *take(size_t size) noexcept {
     size = (size + sizeof(void *) - 1) / sizeof(void *) * sizeof(void *);
     if (size > static_cast<size_t>(end - free) && !add_chunk(size)) return nullptr;

@@ -1,6 +1,7 @@
-// Records that were fetched ahead of need, until a node asks for them. Entries and items are in chunk memory
-// of the walk, which is freed when the walk's context is cleared, and are used again until then. A host may
-// have put others into the tables: those are blocks of the named allocator.
+// Keeps records that were fetched early, until a node asks for them. Entries and items are in chunk memory of
+// the walk, which is freed when the walk's context is cleared; until then they are used again. The tables are
+// public: a host may have added entries too, which are blocks of the named allocator. So each entry is freed
+// according to its owner.
 #include "record_caches.hpp"
 
 #include <cstring>
@@ -14,14 +15,14 @@ namespace tvr {
 
 namespace {
 
-// An entry of mr_cache_cursor, with the queue that it points at once a record waits, and its key.
+// An entry of mr_cache_cursor, its queue and its key in one piece.
 struct kept_entry {
   cursor_cache_entry entry; // first
-  queue waiting;
+  queue waiting;            // `entry` points at it once a record waits
   kept_entry *next_spare;
-  uint32_t serial; // another one for each use
+  uint32_t serial; // changes when the entry is removed: shows that a pointer to it is old
   uint32_t key_room;
-  std::string_view key; // behind the entry
+  std::string_view key; // its text follows the entry
 };
 
 } // namespace
@@ -32,9 +33,9 @@ struct zu_tvr_retrieval_memory {
   tvr::chunk_memory pieces;
   tvr::kept_entry *spare_entries;
   queue_item *spare_items;
-  tvr::kept_entry *last; // added last; or none
-  uint32_t additions;    // to mr_cache_cursor
-  uint32_t live;         // of these, those in it; more are a host's
+  tvr::kept_entry *last; // the entry that was added last, or null
+  uint32_t additions;    // number of entries added to mr_cache_cursor so far
+  uint32_t live;         // how many of them are still in it; further entries are those of a host
 };
 
 namespace tvr {
@@ -52,7 +53,7 @@ void free_unless_owned(const memory *of, T *piece) noexcept {
   if (!owns(of, piece)) const block<T> freed(piece);
 }
 
-// False when memory is exhausted.
+// Makes the memory and a table when they are missing; false when memory is exhausted.
 bool make(zu_tvr_walk_ctx *ctx, ht_table *&table) noexcept {
   if (ctx->retrieval == nullptr) ctx->retrieval = make_zeroed<memory>().release();
   if (table == nullptr && ctx->retrieval != nullptr) table = htMake(0);
@@ -73,7 +74,7 @@ void free_item(memory *of, props_item *item) noexcept {
   }
 }
 
-// With its records.
+// Frees an entry with its records.
 void free_entry(memory *of, cursor_cache_entry *entry) noexcept {
   queue *waiting = entry->props_list;
   while (waiting != nullptr && waiting->head != nullptr) {
@@ -92,7 +93,7 @@ void free_entry(memory *of, cursor_cache_entry *entry) noexcept {
   }
 }
 
-// The three below give none when memory is exhausted.
+// The next three functions return null when memory is exhausted.
 
 char *new_key(memory *of, std::string_view key, size_t room_before = 0) noexcept {
   auto *room = static_cast<char *>(of->pieces.take(room_before + key.size() + 1));
@@ -100,7 +101,7 @@ char *new_key(memory *of, std::string_view key, size_t room_before = 0) noexcept
   return room;
 }
 
-// Without a queue, and with a copy of the key.
+// A new entry without a queue, with a copy of the key.
 kept_entry *new_entry(memory *of, std::string_view key) noexcept {
   kept_entry *entry = of->spare_entries;
   if (entry != nullptr && entry->key_room > key.size()) {
@@ -125,7 +126,7 @@ props_item *new_item(memory *of) noexcept {
   return reinterpret_cast<props_item *>(spare);
 }
 
-// Adds an entry, which is freed when the table does not take it (not traced).
+// Adds an entry to the table. On failure (not traced) the entry is freed.
 bool add(zu_tvr_walk_ctx *ctx, kept_entry *entry) noexcept {
   char *key = const_cast<char *>(entry->key.data());
   TVR_DEBUG("adding to cursor hash %s %p %p", key, address(entry), address(entry->entry.props_list));
@@ -163,7 +164,7 @@ bool enqueue(memory *of, cursor_cache_entry *entry, const char *coll_text,
   return true;
 }
 
-// Removes the entry under the text, with its records; false when the table does not give it up.
+// Removes the entry under the text and its records; false when the table fails to remove it.
 bool drop(zu_tvr_walk_ctx *ctx, const char *coll_text, cursor_cache_entry *entry) noexcept {
   char *key = nullptr;
   if (htRemove2(ctx->mr_cache_cursor, coll_text, &key) == 0) return false;
@@ -173,13 +174,14 @@ bool drop(zu_tvr_walk_ctx *ctx, const char *coll_text, cursor_cache_entry *entry
   return true;
 }
 
-// Never 0, as a mark that holds.
+// The number of additions, plus 1: a mark must not be 0.
 uint32_t additions(const zu_tvr_walk_ctx *ctx) noexcept {
   return (ctx->retrieval != nullptr ? ctx->retrieval->additions : 0) + 1;
 }
 
-// What was found for a URI stays right until the entry is removed; that there was none, until one is added.
-// A host's entry is looked up each time.
+// Remembers the result of a look-up in the scratch data, since iterate asks for the same URI for every
+// instance. An entry that was found stays right until it is removed (its serial changes); "not found" stays
+// right until an entry is added. An entry of a host has no serial, and is looked up each time.
 cursor_cache_entry *remember(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx *ctx,
                              cursor_cache_entry *found) noexcept {
   const auto *owned = owns(ctx->retrieval, found) ? reinterpret_cast<kept_entry *>(found) : nullptr;
@@ -193,7 +195,7 @@ cursor_cache_entry *remember(zu_tvr_coll_scratch_data *scratch, zu_tvr_walk_ctx 
   return found;
 }
 
-// The closing of a table hands on nothing but its entries.
+// The memory of the tables that are being closed: the functions that a closing table calls get only an entry.
 thread_local memory *closing = nullptr;
 
 void close_record(char *key, void *value) noexcept {
@@ -231,15 +233,15 @@ bool cursor_cache_insert(zu_tvr_walk_ctx *ctx, std::string_view coll_text,
     return false;
   }
   memory *of = ctx->retrieval;
-  // Rows of one collection follow each other.
+  // The rows of one collection follow each other, so the entry is mostly the one that was added last.
   const bool again = of->last != nullptr && of->last->key == coll_text;
   auto *entry =
       again ? &of->last->entry : static_cast<cursor_cache_entry *>(htFind(ctx->mr_cache_cursor, key));
   if (entry != nullptr) {
-    // The record is appended in place, though the traces tell of an entry that is taken out and added again.
+    // The record is appended in place. The traces still describe removing the entry and adding it again.
     TVR_DEBUG("found in cursor hash %s %p %p - removing", key, address(entry), address(entry->props_list));
     if (!enqueue(of, entry, key, record)) {
-      drop(ctx, key, entry); // a failure loses it
+      drop(ctx, key, entry); // on failure the entry and its records are lost
       return false;
     }
     TVR_DEBUG("adding to cursor hash %s %p %p", key, address(entry), address(entry->props_list));
