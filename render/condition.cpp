@@ -14,7 +14,8 @@ int print_condition_error(void *, int32_t code, const char *message) {
   return 0;
 }
 
-// Of a condition that is parsed again, to say what is wrong with it.
+// Reports the errors of a condition that is parsed again at
+// its check: only then there is a walk to report them to.
 int report_parse_error(void *walk_ctx, int32_t code, const char *message) {
   auto *ctx = static_cast<zu_tvr_walk_ctx *>(walk_ctx);
   const int result = ctx->error_cb(ctx->cb_ctx, code, message);
@@ -61,7 +62,8 @@ bool resolve_condition(const print_job &job, bool *holds) noexcept {
   return false;
 }
 
-// The record is made when there is none, and when who was given it has kept it: then it is theirs.
+// The record of the last line is filled again. A new one is made when there is none yet, or when a condition
+// check has kept a reference on it: the old record is then no longer ours to change.
 bool fill_conditions(print_job &job) noexcept {
   ref<zu_do_properties> &made = job.memory->conditions;
   zu_do_value *const *values = job.memory->condition_values.get();

@@ -1,4 +1,8 @@
 // Finds the cached record that a URI template names, and remembers it.
+//
+// There are three ways, each slower than the one before: the remembered record (find_record.hpp), a look-up
+// of the resolved text, and a look-up of a URI object by the cache's compare operation. The last is needed
+// when the text need not be that of its URI, and when a host has replaced an operation.
 #include "find_record.hpp"
 
 #include <algorithm>
@@ -16,7 +20,7 @@ void trace_unresolved() noexcept {
   TVR_INFO("print node: could not solve dynamic URI");
 }
 
-// What a look-up of the URI gave; with a record, its pending attributes.
+// Stores the result of a look-up; if there is a record, also its pending attributes.
 void take(named_record &named, const char *uri_text, zu_do_properties *record,
           const zu_tvr_walk_ctx *ctx) noexcept {
   named.found = {record, uri_text};
@@ -36,7 +40,7 @@ void find_by_uri(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &name
   take(named, zu_do_uri_get_uri_str(named.held.get()), static_cast<zu_do_properties *>(found), ctx);
 }
 
-// The text that a template resolves to, NUL-terminated; none when it does not.
+// The text that a template resolves to, NUL-terminated; null when it cannot be resolved.
 std::string_view text_of(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named,
                          cache_source &source) noexcept {
   if (uri->is_dynamic == 0) return uri->program->start;
@@ -48,7 +52,8 @@ std::string_view text_of(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &na
   return {};
 }
 
-// By a text that need not be that of its URI.
+// Looks up by a URI object, because the text need not be that of its URI, or because the cache has a compare
+// operation of the host.
 void find_by_text(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named, std::string_view text,
                   bool is_uri) noexcept {
   if (uri->is_dynamic == 0) return find_by_uri(uri, ctx, named, ref<zu_do_uri>::share(uri->data.uri));
@@ -62,7 +67,7 @@ void find_by_text(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &nam
   find_by_uri(uri, ctx, named, std::move(made));
 }
 
-// Looks up the resolved text, and remembers what it finds.
+// Looks up the resolved text, and remembers the result.
 void find_by_look_up(const zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named, std::string_view text,
                      cache_source &source) noexcept {
   if (uri->is_dynamic != 0) TVR_DEBUG("uri resolved to %s", text.data());
@@ -89,8 +94,9 @@ void search(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, named_record &named) noexcept
   }
 }
 
-// Whether all steps and the look-up would find again what they found, though other records are in scope
-// above: then nothing is resolved anew.
+// True when all steps and the look-up would find the same records again, although other records have been
+// pushed above them: then the template need not be resolved again. Lines that name a list's parent profit,
+// since each instance of the list pushes a record.
 bool finds_again(const zu_tvr_uri *uri, const zu_tvr_walk_ctx *ctx, named_record &named) noexcept {
   const zu_tvr_uri_program &program = *uri->program;
   const zu_tvr_stack *cache = ctx->props_cache;

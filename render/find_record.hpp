@@ -8,8 +8,8 @@
 
 namespace tvr {
 
-// Whether a template resolves as the library does it: what a host put in the place of an operation is called,
-// and what templates of the same text share is not for it.
+// False for a template with an operation that a host has replaced. That operation must be called each time,
+// and what templates of the same text share does not apply to it.
 inline bool resolves_as_compiled(const zu_tvr_uri *uri) noexcept {
   for (; uri != nullptr && uri->is_dynamic != 0; uri = uri->data.dyn->parent) {
     if (uri->data.dyn->resolve_keys != resolve_uri_keys) return false;
@@ -19,8 +19,9 @@ inline bool resolves_as_compiled(const zu_tvr_uri *uri) noexcept {
 
 const found_record &search_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept;
 
-// The record that a template names just now, good until the template is asked again. Exhausted memory is
-// reported: who asks would take it for a record that is not in scope.
+// The record that a template names now; the result is valid until the next call for the template. Exhausted
+// memory is reported here: the caller would take it for a record that is not in scope, and the line would
+// silently be missing.
 inline const found_record &find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   if (uri->resolve != resolve_uri || !resolves_as_compiled(uri) || ctx->render == nullptr) {
     return search_record(uri, ctx);
@@ -29,7 +30,7 @@ inline const found_record &find_record(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) no
   if (named == nullptr || named->id != uri->program->id || !named->mark.stands(ctx->props_cache)) {
     return search_record(uri, ctx);
   }
-  // Again, for the traces of what is remembered.
+  // At debug level it is searched again, so that the traces are the same as without the memory.
   return tracing(7) ? search_record(uri, ctx) : named->found;
 }
 

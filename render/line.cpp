@@ -1,4 +1,4 @@
-// The line renderer: walks a format, renders its slots and hands the finished line out.
+// The line renderer: goes through the slots of a format, renders each, and hands out the finished line.
 #include <cstring>
 
 #include "find_record.hpp"
@@ -13,7 +13,8 @@ constexpr char failure_marker[] = "! The command below had failures during proce
 
 // ---- Slots ----
 
-// Once a password was hidden, so is every plain value after it in the pass.
+// Sets `*hide` at a password that must not be shown. Every
+// plain value after it in the pass is then hidden too.
 void check_password(const print_job &job, const zu_do_value_facts &facts, bool *hide) noexcept {
   const char *type = facts.has_typedef ? zu_do_value_get_typedef_name(facts.value) : nullptr;
   TVR_DEBUG("password override check: typedef_name=[%s] in_show_tech=[%d]\n", type,
@@ -35,7 +36,7 @@ void check_password(const print_job &job, const zu_do_value_facts &facts, bool *
     fail(job.ctx, ZU_FAILED, "Failed to map value", place_of(job, slot));
     return after_slot::failed;
   }
-  // A failed line is told when it is put.
+  // A buffer that has failed is reported in put_line.
   if (job.line->size() > length || job.line->failed()) return after_slot::go_on;
   TVR_ERROR("Render value empty string '%s' - stop", job.line->c_str());
   if (observed(job.ctx, ZU_TVR_EVENT_WITHHELD))
@@ -84,7 +85,7 @@ after_slot render_slot(print_job &job, uint32_t slot, bool *hide) noexcept {
 
 // ---- Completion ----
 
-// Puts the failure marker, as a line of its own, before the line.
+// Inserts the failure marker, a line of its own, before the line.
 bool add_failure_marker(print_job &job) noexcept {
   text_buffer marker;
   if (marker.start_line(job.data->newline != 0, job.ctx->indentation)) marker.add(failure_marker);

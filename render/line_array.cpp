@@ -1,4 +1,4 @@
-// Arrays in a line: elements one after the other in a line, or the rest of the line once per element.
+// Arrays in a line: all elements one after the other, or the rest of the line once per element (expansion).
 #include "observe_line.hpp"
 #include "value_text.hpp"
 #include "zu_tovra/internal/report.hpp"
@@ -9,7 +9,7 @@ namespace {
 constexpr int most_expansions = 64;
 constexpr char no_element_text[] = "Failed to render array value";
 
-// The array of a slot's value; none when it cannot be had (traced and reported).
+// The array of a slot's value; null when the value is no array (traced and reported).
 zu_do_vlist *take_array(const print_job &job, uint32_t slot) noexcept {
   int code = 0;
   zu_do_vlist *array = zu_do_value_get_array(job.value_of(slot).value, &code);
@@ -18,7 +18,7 @@ zu_do_vlist *take_array(const print_job &job, uint32_t slot) noexcept {
   return nullptr;
 }
 
-// Appends one element: its value, or for an item of the index kind its number.
+// Appends one element: its value, or its number for an item of the index kind.
 bool render_element(const print_job &job, const zu_tvr_fmt_item *item, int32_t number, zu_do_value *value,
                     const char *prefix) noexcept {
   if (prefix != nullptr) job.line->add(prefix);
@@ -62,14 +62,14 @@ bool report_unset(const print_job &job) noexcept {
   return false;
 }
 
-// The condition property of an item: the element, or its number.
+// Sets the condition property of an item to the element or to its number.
 bool set_element_condition(const print_job &job, uint32_t condition, bool as_number, zu_do_value *element,
                            int32_t number) noexcept {
   const bool set = as_number ? set_condition(job, condition, number) : set_condition(job, condition, element);
   return set || report_unset(job);
 }
 
-// The linked item shows the same element further on in the line.
+// Sets the element that the linked item shows further on in the line.
 bool link_partner(print_job &job, const planned_slot &planned, zu_do_value *element,
                   int32_t number) noexcept {
   const int32_t partner = planned.array->partner;
@@ -80,7 +80,7 @@ bool link_partner(print_job &job, const planned_slot &planned, zu_do_value *elem
   return set_element_condition(job, planned.partner_condition, as_number, element, number);
 }
 
-// The line at hand is for one element, in both slots that show it.
+// Notes for an observer which element the current line shows, in both slots that show it.
 void mark_line(const print_job &job, uint32_t slot, int32_t number) noexcept {
   const int32_t partner = job.plan->slots.get()[slot].array->partner;
   job.memory->slots.get()[slot].line_element = number;
@@ -104,7 +104,8 @@ bool expand_element(print_job &job, uint32_t slot, zu_do_value *element, int32_t
   return false;
 }
 
-// With `multiline` each element goes on with the line as it stood before the first.
+// Renders the rest of the line once per element. With `multiline` each element starts from the line as it was
+// before the first one; otherwise it continues the line.
 bool expand_elements(print_job &job, uint32_t slot) noexcept {
   zu_do_vlist *array = take_array(job, slot);
   if (array == nullptr) return false;

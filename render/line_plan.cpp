@@ -1,4 +1,4 @@
-// Compiles a print node's line.
+// Compiles the line of a print node into a plan.
 #include "line_plan.hpp"
 
 #include <algorithm>
@@ -41,7 +41,7 @@ private:
 
   zu_tvr_line_plan &plan_;
   const zu_tvr_print_data *data_;
-  const zu_tvr_props_map *map_; // or none
+  const zu_tvr_props_map *map_; // or null
 };
 
 bool planner::split_format() noexcept {
@@ -64,7 +64,7 @@ bool planner::split_format() noexcept {
   return true;
 }
 
-// The search for extra properties goes on where the last was found.
+// The search for an extra property starts at the one that was found last.
 planned_property planner::plan_property(int32_t index, const zu_tvr_extra_prop *&extra) noexcept {
   if (index < map_->num_items) {
     zu_tvr_fmt_item *item = map_->fmt_items[index];
@@ -118,7 +118,7 @@ bool planner::place_slots() noexcept {
   return true;
 }
 
-// ---- Condition properties: one for every index that a line may set ----
+// ---- Condition properties: one ($tvrN) for every index that a line may set ----
 
 bool planner::name_conditions() noexcept {
   if (data_->cond == nullptr) return true;

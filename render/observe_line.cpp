@@ -11,7 +11,7 @@ bool is_password(zu_do_value *value) noexcept {
   return type != nullptr && std::strcmp(type, "PasswordString") == 0;
 }
 
-// A template may have found the record by the URI of its collection.
+// The record's own URI if it has one: the template may have named the URI of its collection.
 const char *uri_of(const read_memory &read) noexcept {
   const char *own = own_uri_text(read.record);
   return own != nullptr ? own : read.uri;
@@ -32,7 +32,7 @@ zu_tvr_observed_value observed_value(const print_job &job, const planned_propert
           .is_password = is_password(value)};
 }
 
-// Tells the event with the values of the line; with none of them when memory is exhausted.
+// Reports the event with the values of the line, or without them when memory is exhausted.
 void observe_values(const print_job &job, zu_tvr_event event) noexcept {
   const zu_tvr_line_plan &plan = *job.plan;
   const auto values = make_zeroed_array<zu_tvr_observed_value>(plan.property_count);

@@ -7,14 +7,14 @@
 
 namespace tvr {
 
-// The walk is observed. The values of the line are gathered.
+// Only for a walk that is observed, and after the values of the line have been gathered.
 [[gnu::cold]] void observe_line(const print_job &job, const char *line) noexcept;
 [[gnu::cold]] void observe_false_condition(const print_job &job) noexcept;
 
-// Of a step that failed: the property that fills a slot, and its record.
+// The place of a failed step: the property that fills a slot, and its record.
 [[gnu::cold]] error_at place_of(const print_job &job, uint32_t slot) noexcept;
 
-// Tells an observer, if there is one, why a line is not written.
+// Reports to the observer, if there is one, why a line is not written.
 inline void observe_withheld(const zu_tvr_walk_ctx *ctx, int32_t reason, error_at at = {}) noexcept {
   if (!observed(ctx, ZU_TVR_EVENT_WITHHELD)) return;
   zu_tvr_event event = event_of(ZU_TVR_EVENT_WITHHELD);

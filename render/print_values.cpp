@@ -1,4 +1,7 @@
 // Gathers the values of a line from the cached records that the node's URI items name.
+//
+// A value that is absent fails the line; a value that is null, or a record that is not in scope, means that
+// the line is not written.
 #include <algorithm>
 
 #include "find_record.hpp"
@@ -16,7 +19,7 @@ zu_do_value_facts facts_of(zu_do_value *value) noexcept {
 
 // ---- Reading a record ----
 
-// Learns where a read's properties stand in the record's shape.
+// Finds the positions of a read's properties in the record's shape.
 [[gnu::noinline]] void learn_shape(print_job &job, const planned_read &read, read_memory &known,
                                    zu_do_properties *record, const void *shape) noexcept {
   drop_field(known.held);
@@ -31,7 +34,7 @@ zu_do_value_facts facts_of(zu_do_value *value) noexcept {
   }
 }
 
-// The properties that have no position: what is not in the shape may still have been set.
+// Reads the properties without a position by name: a record may have properties beyond its shape.
 [[gnu::noinline]] void read_by_name(const planned_read &read, zu_do_properties *record,
                                     const int32_t *positions, zu_do_value_facts *facts) noexcept {
   for (uint32_t i = 0; i < read.count; ++i) {
@@ -89,8 +92,9 @@ void read_record(print_job &job, const planned_read &read, read_memory &known, z
   return slot.location != nullptr;
 }
 
-// Defaults count as null unless defaults are rendered; then the node's eval properties, where there are any,
-// say what is set. None: nothing is.
+// The value that the condition sees for a property. A default counts as null unless defaults are rendered.
+// Then the node's eval properties, if there are any, decide: a name that they do not have is not set (null
+// pointer), one with null counts as null.
 zu_do_value *condition_value(const print_job &job, uint32_t condition,
                              const zu_do_value_facts &facts) noexcept {
   bool as_null = facts.is_default;
@@ -105,8 +109,8 @@ zu_do_value *condition_value(const print_job &job, uint32_t condition,
   return as_null ? job.memory->null.get() : facts.value;
 }
 
-// The name of an extra property. When records before its own are missing, the search for its index starts at
-// the first extra property, and may find another one than the plan did. None (traced) when there is none.
+// The name of an extra property. If records before its own are missing, the search for its index starts at
+// the first extra property, and may find another one than the plan. Null (traced) when there is none.
 [[gnu::noinline]] zu_do_name *find_extra_name(const planned_property &property,
                                               const zu_tvr_extra_prop *&extra) noexcept {
   const zu_tvr_extra_prop *next = property.is_extra ? find_extra(extra, property.index) : nullptr;
@@ -118,7 +122,8 @@ zu_do_value *condition_value(const print_job &job, uint32_t condition,
   return next->name;
 }
 
-// `extra`: where the search for extra properties starts; none: they are those of the plan.
+// Reads the values of one record. `extra`: where the search for extra properties starts; null: those of the
+// plan are used.
 inline int32_t gather_read(print_job &job, const planned_read &read, read_memory &memory,
                            const found_record &found, const zu_tvr_extra_prop *extra) noexcept {
   TVR_INFO("print node: processing %d props for %s", read.item->num_props, found.uri);
@@ -158,14 +163,15 @@ inline int32_t gather_read(print_job &job, const planned_read &read, read_memory
   return ZU_TVR_STEP_WALK;
 }
 
-// Keeps the URI of a record that is missing, for an observer.
+// Keeps the URI of a missing record for an observer.
 [[gnu::cold]] void note_missing(print_job &job, const char *uri) noexcept {
   text_buffer &missing = job.memory->missing;
   missing.clear();
   if (uri != nullptr) missing.add(uri);
 }
 
-// None of the records, or not all of them, are in scope.
+// Ends a line whose records are not all in scope. If none is, the line does not apply; if some are, the
+// template is wrong.
 [[gnu::noinline]] int32_t end_without_record(const print_job &job, bool found_one) noexcept {
   const error_at at = {job.memory->missing.size() > 0 ? job.memory->missing.c_str() : nullptr};
   if (!found_one) {

@@ -1,4 +1,5 @@
-// The walk of a print node: gathers the values of its line, checks its condition, and renders the line.
+// The walk of a print node: gathers the values of its line, checks its condition, and renders the line. In a
+// line with arrays the condition is checked for each element, since it may read the element.
 #include "find_record.hpp"
 #include "observe_line.hpp"
 #include "zu_tovra/internal/report.hpp"
@@ -7,8 +8,8 @@ namespace tvr {
 
 namespace {
 
-// Takes the walk's line buffer and writes the start of a line: the newline character of the node, and the
-// indentation. False (traced and reported) when memory is exhausted.
+// Takes the walk's line buffer and writes the start of a line: the newline character if the node has one, and
+// the indentation. False (traced and reported) when memory is exhausted.
 [[gnu::always_inline]] inline bool start_line(print_job &job) noexcept {
   zu_tvr_render_memory *memory = render_memory(job.ctx);
   job.line = memory != nullptr ? &memory->line : nullptr;
@@ -36,7 +37,7 @@ int32_t walk_without_properties(print_job &job) noexcept {
   return put_line(job) ? ZU_TVR_STEP_WALK : ZU_TVR_STEP_FAILED;
 }
 
-// A line whose every value is default is not rendered unless defaults are.
+// False for a line whose values are all defaults, unless defaults are rendered.
 bool has_something_to_say(const print_job &job) noexcept {
   if (job.ctx->render_defaults != 0) return true;
   const uint32_t count = job.plan->item_count;
@@ -80,7 +81,7 @@ int32_t walk_with_properties(print_job &job) noexcept {
     fail(job.ctx, ZU_EXHAUSTED, "Failed to allocate values buffer");
     return ZU_TVR_STEP_FAILED;
   }
-  // What is remembered of elements matters to their partners, and to who observes.
+  // The elements of the line before matter only to partners and observers.
   if (job.plan->has_partners || job.ctx->observed != 0) job.memory->clear_elements();
   const int32_t gathered = gather_values(job);
   return gathered == ZU_TVR_STEP_WALK ? render_gathered(job) : gathered;

@@ -12,7 +12,7 @@ using uri_template = unique<zu_tvr_uri, zu_tvr_uri_delete>;
 
 constexpr char incorrect[] = "partial/incorrect URI detected ";
 
-// Where the parts of a template's last dynamic segment stand, as offsets into its text.
+// The parts of a template's last dynamic segment, as offsets into the text.
 struct segment_layout {
   size_t separator; // 0: the template is static
   size_t delimiter; // before the key: ';', or what ends the scan for it
@@ -26,8 +26,8 @@ bool is_separator(char c) noexcept {
   return c == '!' || c == '#' || c == '$';
 }
 
-// The last separator, or 0; the first character is never one. A '?' after it makes the template that of a
-// collection.
+// The last separator, or 0 when there is none; the first character never counts as one. A '?' after it makes
+// the template that of a collection.
 size_t find_separator(std::string_view source, uint32_t &kind) noexcept {
   for (size_t at = source.size(); at-- > 1;) {
     if (is_separator(source[at])) return at;
@@ -36,8 +36,8 @@ size_t find_separator(std::string_view source, uint32_t &kind) noexcept {
   return 0;
 }
 
-// Finds the key's delimiter; false for the forms that are not supported: more than one separator behind it,
-// a key that follows a '/' directly, no '=' before the separator, no key.
+// Finds the delimiter before the key. False for forms that are not supported: more than one separator behind
+// the delimiter, a key directly after a '/', no '=' before the separator, an empty key.
 bool find_key(std::string_view source, segment_layout &at) noexcept {
   size_t separators = 0;
   size_t scan = at.separator;
@@ -63,7 +63,7 @@ ref<zu_do_name> make_name(const char *start, size_t length) noexcept {
   return name;
 }
 
-// What follows the key, unless it is a single character that starts nothing.
+// The tail: the text after the key, unless it is a single character without a meaning.
 bool parse_tail(zu_tvr_dyn_uri *segment, std::string_view source, size_t separator) noexcept {
   const size_t start = source.find_first_of("/;?", separator);
   if (start == std::string_view::npos || start + 1 == source.size()) return true;
@@ -93,8 +93,8 @@ bool parse_keys(zu_tvr_dyn_uri *segment, std::string_view source, const segment_
   return true;
 }
 
-// The text of the parent template: what stands before the segment, without the slash in between; at the
-// root that slash, and two of them before the segment that names a location.
+// The text of the parent template: the text before the segment without the slash between them. Directly after
+// the root it is "/", or "//" if the segment names a location.
 std::string_view parent_text(std::string_view source, const zu_tvr_dyn_uri *segment, size_t before) noexcept {
   if (before == 1) return "/";
   if (before == 2 && source.front() == '/') {

@@ -30,7 +30,7 @@ uint32_t count_steps(const zu_tvr_uri *uri) noexcept {
   return count;
 }
 
-// Where the texts of a program go: its one block of pieces.
+// Writes the texts of a program into its block of pieces.
 class writer {
 public:
   explicit writer(char *at) noexcept : at_(at), start_(at) {}
@@ -39,7 +39,7 @@ public:
     at_ = std::copy(text.begin(), text.end(), at_);
     return *this;
   }
-  // What was written since the last call.
+  // The text that was written since the last call.
   std::string_view piece() noexcept {
     const char *start = std::exchange(start_, at_);
     return {start, static_cast<size_t>(at_ - start)};
@@ -78,8 +78,8 @@ bool is_text_of_uri(const char *given, std::string_view expected) noexcept {
   return written != nullptr && expected == written;
 }
 
-// Writes sample values, and learns which look-ups have the text of their URI. A value is always written in
-// key form, so that one sample speaks for all.
+// A source that writes sample values, to find out which look-ups are canonical. Values are always written in
+// key form, so one sample shows it for all values.
 class sample_source {
 public:
   explicit sample_source(bool relative) noexcept : relative_(relative) {}
@@ -112,7 +112,7 @@ void learn_canonical(zu_tvr_uri_program &program) noexcept {
   program.canonical = written != nullptr && is_text_of_uri(written, out.view());
 }
 
-// The text of a template that is, or begins with, a static one.
+// The text of the static template with which a template begins, or which it is.
 std::string_view static_text(const zu_tvr_uri *uri) noexcept {
   while (uri != nullptr && uri->is_dynamic != 0) uri = uri->data.dyn->parent;
   const char *text = uri != nullptr ? zu_do_uri_get_uri_str(uri->data.uri) : "";
@@ -132,7 +132,8 @@ bool make_pieces(zu_tvr_uri_program &program, const zu_tvr_uri *uri, std::string
   return program.pieces != nullptr;
 }
 
-// From the outermost segment in, and the pieces from the end of the way back.
+// Fills the steps. The segments are linked from the last to the first, so the function calls itself for the
+// parent before it writes its own pieces.
 void place_steps(zu_tvr_uri_program &program, const zu_tvr_uri *uri, uint32_t count, writer &out) noexcept {
   if (count == 0) return;
   place_steps(program, uri->data.dyn->parent, count - 1, out);
@@ -168,7 +169,7 @@ void free_beginning(char *key, void *value) noexcept {
   const block<step_id> owned_id(static_cast<step_id *>(value));
 }
 
-// The id of a beginning; one of its own without memory to keep it.
+// The id of a beginning, the same for equal beginnings in a tree; a new one when memory is exhausted.
 step_id id_of(zu_tvr_uri_programs *programs, text beginning) noexcept {
   if (programs == nullptr || !beginning) return {next_id(), 0};
   if (const auto *known = static_cast<step_id *>(htFind(programs->beginnings, beginning.get())))
@@ -194,7 +195,7 @@ void number_steps(zu_tvr_uri_program &program, zu_tvr_uri_programs *programs) no
   }
 }
 
-// The set owns a reference of its own.
+// Adds the program to the set, which takes a reference of its own.
 void share(zu_tvr_uri_programs *programs, zu_tvr_uri_program *program) noexcept {
   if (programs == nullptr || htAdd(programs->by_text, program->pieces, program) != 0) return;
   ++program->references;

@@ -67,7 +67,8 @@ void cache_source::note(const cache_answer &answer) noexcept {
   silent_ = silent_ && answer.silent;
 }
 
-// By the URI's own constructor: what it makes of the text may be another text, or nothing.
+// Looks up by a URI object: the text of the URI that is made
+// may differ from the given one, or no URI can be made.
 zu_do_properties *cache_source::find_by_uri(const uri_step &step, const step_look_up &wanted,
                                             bool is_uri) noexcept {
   silent_ = false;
@@ -87,14 +88,14 @@ zu_do_properties *cache_source::find_by_uri(const uri_step &step, const step_loo
   return record;
 }
 
-// None (traced) when the record has no such property.
+// The value of a key; null (traced) when the record has no such property.
 static zu_do_value *value_of_key(zu_do_properties *record, zu_do_name *key) noexcept {
   zu_do_value *value = zu_do_properties_get_value_n(record, key);
   if (value == nullptr) TVR_ERROR("Unable to find %s in cache", zu_do_name_get_strname(key));
   return value;
 }
 
-// A key behind the first, which the step's head names.
+// Appends a further key; the name of the first is in the step's head.
 int32_t cache_source::append_key(zu_do_name *key, zu_do_properties *record, text_buffer &out) noexcept {
   const char *name = zu_do_name_get_strname(key);
   if (name == nullptr) {
@@ -138,7 +139,7 @@ cache_source::cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool as_compiled
   if (!as_compiled) version_ = next_version();
 }
 
-// What the step found last, if it would find it now.
+// Writes the step's last result, if the step would find the same record now.
 bool cache_source::take_again(const step_memory &memory, const uri_step &step, const looked_up &wanted,
                               text_buffer &out) noexcept {
   if (memory.id != step.id || memory.before != version_ || !memory.look_up.is_there(ctx_->props_cache)) {
@@ -148,7 +149,7 @@ bool cache_source::take_again(const step_memory &memory, const uri_step &step, c
   if (answer.entry == nullptr) return false;
   if (tracing(7)) {
     trace_look_up(step, wanted);
-    static_cast<void>(look_up_text(ctx_->props_cache, wanted, by_collection)); // again, for its traces
+    static_cast<void>(look_up_text(ctx_->props_cache, wanted, by_collection)); // only for its traces
   }
   note(answer);
   out.add(memory.piece.view());
@@ -212,7 +213,7 @@ int32_t cache_source::take(const uri_step &step, text_buffer &out) noexcept {
 
 namespace {
 
-// By an operation that is not the library's own.
+// Resolves by an operation of the host.
 int32_t call_foreign(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relative, zu_tvr_walk_ctx *ctx,
                      text_buffer &out) noexcept {
   source.distrust();
@@ -230,8 +231,8 @@ int32_t call_foreign(zu_tvr_dyn_uri *segment, cache_source &source, uint8_t rela
   return status;
 }
 
-// Runs the program up to a segment, its own step included. A parent's own operation stands for all the steps
-// up to it.
+// Runs the program up to and including a segment's step. If a host has replaced the operation of a parent,
+// that operation is called in the place of all steps up to the parent's.
 int32_t run_segment(const zu_tvr_dyn_uri *segment, cache_source &source, uint8_t relative,
                     zu_tvr_walk_ctx *ctx, text_buffer &out) noexcept {
   const zu_tvr_uri_program &program = *segment->program;
@@ -274,7 +275,7 @@ zu_do_uri *resolve_uri(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx) noexcept {
   TVR_ASSERT(ctx);
   zu_tvr_render_memory *memory = render_memory(ctx);
   text_buffer out;
-  if (memory != nullptr) out.swap(memory->spare); // an operation of a host may resolve another one meanwhile
+  if (memory != nullptr) out.swap(memory->spare); // taken out: a host's operation may resolve another URI
   out.clear();
   cache_source source(ctx, uri->relative != 0, true);
   zu_do_uri *made = nullptr;

@@ -5,29 +5,30 @@
 
 namespace tvr {
 
-// Gives the template, whose segments are linked, its program; false when memory is exhausted.
+// Gives a parsed template its program; false when memory is exhausted.
 bool compile_uri(zu_tvr_uri *uri, const char *text, zu_tvr_uri_programs *programs) noexcept;
 void drop_uri_program(zu_tvr_uri_program *program) noexcept;
 
 // ---- Over the caches of a walk ----
 
-// One resolution over the records and groups in scope. What it meets is traced, never reported.
+// One resolution over the records and groups in scope. Failures are traced, never reported: a record that is
+// not in scope is mostly no failure for the caller.
 class cache_source {
 public:
-  // `as_compiled`: nothing stands in front of the program's text.
+  // `as_compiled`: the text is that of the program alone, without a text of the caller before it.
   cache_source(zu_tvr_walk_ctx *ctx, bool relative, bool as_compiled) noexcept;
 
   int32_t take(const uri_step &step, text_buffer &out) noexcept;
 
-  bool canonical() const noexcept { return canonical_; } // every value stands in a URI as it is
-  bool exhausted() const noexcept { return exhausted_; } // memory, and not the template, is why it failed
-  bool silent() const noexcept { return silent_; } // the texts of the records cache decided, without an error
-  uint32_t consulted() const noexcept { return consulted_; } // entries of the records cache
-  uint64_t version() const noexcept { return version_; }     // of the text that was written; of no other text
+  bool canonical() const noexcept { return canonical_; } // every value is written in a URI without a change
+  bool exhausted() const noexcept { return exhausted_; } // it failed because memory is exhausted
+  bool silent() const noexcept { return silent_; }       // all look-ups were by text and traced no error
+  uint32_t consulted() const noexcept { return consulted_; } // entries of the cache that were compared
+  uint64_t version() const noexcept { return version_; }     // of the text that was written
 
   void fail_exhausted() noexcept { exhausted_ = true; }
   void note(const cache_answer &answer) noexcept;
-  // The text so far is not the program's own; nothing is to be remembered.
+  // Called when an operation of a host wrote the text so far: then nothing may be remembered.
   void distrust() noexcept {
     canonical_ = silent_ = false;
     version_ = next_version();
@@ -43,7 +44,7 @@ private:
   [[gnu::cold]] int32_t append_through_buffer(zu_do_value *value, text_buffer &out) noexcept;
 
   zu_tvr_walk_ctx *ctx_;
-  zu_tvr_render_memory *memory_; // or none
+  zu_tvr_render_memory *memory_; // or null
   bool relative_;
   bool canonical_;
   bool exhausted_ = false;
@@ -52,7 +53,7 @@ private:
   uint64_t version_ = 0;
 };
 
-// Writes what a dynamic template resolves to: 0, or the status.
+// Writes the text that a dynamic template resolves to: 0, or the status of the step that failed.
 int32_t resolve_text(zu_tvr_uri *uri, zu_tvr_walk_ctx *ctx, text_buffer &out, cache_source &source) noexcept;
 
 // The operations of the public records.

@@ -7,14 +7,14 @@
 
 namespace tvr {
 
-// A value that its table does not name stands as it is, without quotes.
+// A value that is not in the table is written unchanged, without quotes.
 void append_mapped(const zu_tvr_fmt_item *item, std::string_view shown, text_buffer *line) noexcept {
   const auto *entry = static_cast<const char *>(g_hash_table_lookup(item->value_map, shown.data()));
   line->add(entry != nullptr ? std::string_view(entry) : shown);
 }
 
-// Quotes around a text that a CLI would not read back as one word, or would take for a comment; a backslash
-// before its quotes.
+// Puts quotes around a text that the CLI would not read back as one word, or would take for a comment, and a
+// backslash before each of its quotes.
 void append_quoted(std::string_view shown, text_buffer *line) noexcept {
   bool enclose = shown.starts_with('!');
   bool has_quotes = false;
@@ -36,7 +36,7 @@ void append_quoted(std::string_view shown, text_buffer *line) noexcept {
   if (enclose) line->add('"');
 }
 
-// What only a buffer can show.
+// For values whose text only the platform's buffer can give (arrays, for example).
 bool append_through_buffer(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type,
                            text_buffer *line) noexcept {
   const string_buffer buffer(zu_do_strbuf_new());

@@ -1,4 +1,4 @@
-// The text of values, as lines show it.
+// The text of a value in a line.
 #pragma once
 
 #include <cstring>
@@ -9,7 +9,8 @@
 
 namespace tvr {
 
-// Whether a byte up to the double quote stands in it: blanks and quotes are among them.
+// True when the text has a byte up to the double quote (0x22), among them blanks and quotes. Most texts have
+// none, and this test of a word at a time saves them the search for quotes.
 inline bool has_low_byte(std::string_view shown) noexcept {
   const auto in_word = [](const char *at, auto word) {
     constexpr auto ones = static_cast<decltype(word)>(0x0101010101010101u);
@@ -28,7 +29,7 @@ inline bool has_low_byte(std::string_view shown) noexcept {
   return at != end;
 }
 
-// Numbers and truth values hold nothing that is quoted.
+// False for numbers and truth values: their texts have nothing that needs quotes.
 inline bool may_need_quotes(int32_t type) noexcept {
   return type < ZU_DO_TYPE_BOOL || type > ZU_DO_TYPE_DOUBLE;
 }
@@ -46,7 +47,7 @@ bool append_through_buffer(const zu_tvr_fmt_item *item, zu_do_value *value, int3
   line->add(shown);
 }
 
-// Appends what a value shows as, mapped or quoted. False on failure (traced).
+// Appends the text of a value, mapped or quoted. False on failure (traced).
 [[gnu::always_inline]] inline bool append_value(const zu_tvr_fmt_item *item, zu_do_value *value, int32_t type,
                                                 text_buffer *line) noexcept {
   char room[ZU_DO_VALUE_ROOM];
