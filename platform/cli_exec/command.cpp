@@ -1,4 +1,4 @@
-// Commands, condition operations and the small things of a request.
+// Commands, condition operations and the other small objects of a request.
 #include <cstdarg>
 #include <cstring>
 
@@ -57,7 +57,7 @@ int zu_exec_str_to_location_scheme(const char *text, uint32_t *scheme) {
   return ZU_NOT_FOUND;
 }
 
-// The arguments beside the conditions belong to the framework's command machinery; here they are only kept.
+// The arguments beside the conditions are for other commands of the framework; here they are only stored.
 struct zu_cli_cmd_op {
   zu_cond_list *conditions;
   uintptr_t context;

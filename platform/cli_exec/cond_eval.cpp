@@ -11,13 +11,14 @@ bool is_number(const zu_do_value *value) {
   return value->type == ZU_DO_TYPE_INT || value->type == ZU_DO_TYPE_UINT || value->type == ZU_DO_TYPE_DOUBLE;
 }
 
-// What is absent, without value or null is one thing: none.
+// Conditions do not distinguish absent properties, missing values and null values: all become a null pointer.
 zu_do_value *none_for_null(zu_do_value *value) {
   if (value == nullptr || value->type == ZU_DO_TYPE_NULL || value->type == ZU_DO_TYPE_NONE) return nullptr;
   return value;
 }
 
-// Whether the display text is empty. That of an array is when the array is, or when its one element's is.
+// True when the display text is empty. That of an array is
+// empty if the array is, or if its only element's is.
 bool shows_nothing(zu_do_value *value) {
   while (none_for_null(value) != nullptr && value->type == ZU_DO_TYPE_ARRAY) {
     zu_do_vlist *elements = value->content().list;
@@ -40,7 +41,7 @@ bool truth_of(zu_do_value *value) {
   }
 }
 
-// Which sides of an order a comparison is true for.
+// The results of an order for which a comparison is true.
 enum : unsigned { below = 1, same = 2, above = 4 };
 
 int order(zu_do_value *a, zu_do_value *b) {
@@ -68,7 +69,8 @@ private:
   zu_do_properties *properties_;
 };
 
-// A side of a comparison: borrowed, none for null. A group is a boolean, whose values need no memory.
+// The value of one side of a comparison, borrowed; a null value gives a null pointer. A group gives a
+// boolean, whose values need no memory.
 zu_do_value *evaluation::value_at(const node &what) {
   if (what.what == kind::constant) return none_for_null(what.value);
   if (what.what != kind::property) return zu_do_value_new_bool(holds(what));
@@ -132,7 +134,7 @@ bool evaluation::ordered(const node &group, unsigned wanted) {
 bool evaluate(const zu_cond_list &list, zu_do_properties *properties, bool *holds) noexcept {
   const node *nodes = list.nodes();
   try {
-    const node &all = nodes[1].end == list.count ? nodes[1] : nodes[0]; // mostly there is but one
+    const node &all = nodes[1].end == list.count ? nodes[1] : nodes[0]; // mostly there is only one
     *holds = evaluation(nodes, properties).holds(all);
     return true;
   } catch (const std::bad_alloc &) {

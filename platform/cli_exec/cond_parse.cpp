@@ -1,4 +1,4 @@
-// Parses a condition text into its node block, or refuses it with the column where it does not fit.
+// Parses a condition text into a block of nodes, or refuses it with the column of the fault.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -100,7 +100,7 @@ private:
   std::string_view word_at(size_t at) const;
   bool at_group() const;
 
-  // Each adds the nodes of what stands here, or throws.
+  // Each parses one form at the current position and adds its nodes, or throws.
   void parse_all();
   void parse_pair();
   void parse_group(unsigned depth);
@@ -123,7 +123,7 @@ private:
 
   std::string_view text_;
   size_t at_ = 0;
-  std::vector<node> nodes_; // what they hold is theirs
+  std::vector<node> nodes_; // they own their values and names
 };
 
 void parser::skip_blanks() {
@@ -261,7 +261,7 @@ owned_value parser::decode(std::string_view json, size_t at) {
   owned_value value(zu_do_value_from_json(json.data(), json.size(), &raw_error));
   const owned_error error(raw_error);
   if (value != nullptr) return value;
-  // An error object that could not be made is memory that is not there.
+  // Without an error object memory was exhausted.
   if (error == nullptr || zu_do_error_get_code(error.get()) == ZU_EXHAUSTED) throw std::bad_alloc();
   refuse(at, std::string("bad value (") + zu_do_error_get_msg(error.get()) + ")");
 }

@@ -24,7 +24,7 @@ enum class kind : uint8_t {
 
 struct node {
   kind what;
-  uint32_t end; // index behind the node's last argument: where its next sibling stands
+  uint32_t end; // index after the node's last argument: that of its next sibling
   union {
     zu_do_value *value; // of a constant, owned
     zu_do_name *name;   // of a property, owned: interned here once, so that evaluation compares pointers
@@ -44,7 +44,7 @@ static_assert(sizeof(zu_cond_list) % alignof(zu_cond::node) == 0, "the nodes fol
 
 namespace zu_cond {
 
-// Evaluates a whole list. The answer is good only when the result is true; false: memory is exhausted.
+// Evaluates a whole list. `*holds` is valid only when the result is true; false: memory is exhausted.
 bool evaluate(const zu_cond_list &list, zu_do_properties *properties, bool *holds) noexcept;
 
 } // namespace zu_cond

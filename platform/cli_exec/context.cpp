@@ -18,7 +18,7 @@ struct config_registry {
       by_name;
 };
 
-// The host may put interfaces of its own into the public record, so what is to be released stands here again.
+// The host may replace the interfaces in the public record, so the ones to release are also kept here.
 struct host_context {
   zu_cli_context cli; // first
   zu_results::recorder results;

@@ -28,7 +28,7 @@ typedef struct zu_data_ifc_ops {
   void *unused;
   int (*ref)(zu_data_ifc *ifc);
   int (*free)(zu_data_ifc *ifc);
-  /* Give a new interface, freed by its own operation; it must not outlive the data interface. */
+  /* Each gives a new interface, freed by its own operation; it must not outlive the data interface. */
   int (*get_coll_ifc)(zu_data_ifc *ifc, zu_coll_ifc **coll);
   int (*get_crudx_ifc)(zu_data_ifc *ifc, zu_crudx_ifc **crudx);
 } zu_data_ifc_ops;
@@ -42,7 +42,7 @@ typedef struct zu_coll_ifc_ops {
   int (*ref)(zu_coll_ifc *ifc);
   int (*free)(zu_coll_ifc *ifc);
   /* Opens a cursor on the instances of a collection URI. An empty name list asks for all fields; `query`
-   * and `order_by` may be none. The cursor is freed by its own operation. */
+   * and `order_by` may be null. The cursor is freed by its own operation. */
   int (*open_cursor)(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
                      zu_do_nlist *order_by, uint64_t flags, zu_cursor **cursor);
 } zu_coll_ifc_ops;
@@ -57,7 +57,7 @@ typedef struct zu_cursor_ops {
   /* Appends the next `count` rows (0: all that are left) to the table: 0 when more may follow, 1 at the end
    * of the data (rows may have been appended), any other value an error code. */
   int (*fetch)(zu_cursor *cursor, uint32_t count, zu_do_vtable *table);
-  zu_status *(*status)(zu_cursor *cursor); /* borrowed, never none */
+  zu_status *(*status)(zu_cursor *cursor); /* borrowed, never null */
 } zu_cursor_ops;
 struct zu_cursor {
   const zu_cursor_ops *ops;
@@ -69,10 +69,10 @@ typedef struct zu_crudx_ifc_ops {
   int (*ref)(zu_crudx_ifc *ifc);
   int (*free)(zu_crudx_ifc *ifc);
   /* Adds the properties of the record of that URI to `record`, whose `_uri` stays as the caller set it.
-   * ZU_NOT_FOUND when there is none. The configuration name may be none. */
+   * ZU_NOT_FOUND when there is none. The configuration name may be null. */
   int (*get)(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *config_name, uint64_t flags,
              zu_do_properties *record);
-  zu_status *(*status)(zu_crudx_ifc *ifc); /* borrowed, never none */
+  zu_status *(*status)(zu_crudx_ifc *ifc); /* borrowed, never null */
 } zu_crudx_ifc_ops;
 struct zu_crudx_ifc {
   const zu_crudx_ifc_ops *ops;
@@ -85,7 +85,7 @@ struct zu_status {
   const zu_status_ops *ops;
 };
 
-/* Takes what a request has to report. */
+/* Records the errors of a request. */
 typedef struct zu_result_ifc_ops {
   void *unused0;
   void *unused1;
@@ -122,9 +122,10 @@ struct zu_cli_context {
 /* The render context of a request. */
 struct zu_tovra_context {
   void *unused;
-  void *cleanup_ctx; /* set by the library; none when there is nothing to clean up */
-  void (*cleanup_fn)(zu_tovra_context *context); /* set by the library; called once the output is done with */
-  /* True when it took the text, which is borrowed for the call. False ends the render. */
+  void *cleanup_ctx; /* set by the library; null when there is nothing to clean up */
+  void (*cleanup_fn)(zu_tovra_context *context); /* set by the library; the host calls it when it no longer
+                                                    needs the output */
+  /* Takes a piece of text, which is borrowed for the call; returns false to end the render. */
   bool (*output_fn)(zu_tovra_context *context, zu_cli_context *cli, const char *text);
 };
 

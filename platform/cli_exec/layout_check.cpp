@@ -1,4 +1,5 @@
-// Pins the records that hosts and the library share: what is compiled apart must agree on every offset.
+// Checks the layout of the records that hosts and the library share: they are compiled apart and must agree
+// on every offset.
 #include <cstddef>
 #include <type_traits>
 

@@ -3,32 +3,32 @@
 
 #include "cli_exec/cli_exec.h"
 
-// Keeps the number of errors and the last one. Linked to the interface it watches when that is a bundled
-// one; another interface cannot be watched, so then only what goes through the array is kept.
+// Keeps the number of errors and the last one. It is linked to a bundled interface, which then reports to it;
+// another interface cannot be watched, so that only the errors reported through the array are kept.
 struct zu_results_array {
-  zu_result_ifc *results; // none once the interface is gone
+  zu_result_ifc *results; // null once the interface is gone
   zu_results_array *next;
-  zu_results_array **link; // what points at this array; none when it watches nothing
+  zu_results_array **link; // the pointer to this array in the list of arrays; null when it watches nothing
   uint32_t count;
-  zu_do_error *last; // owned; none when there was no memory for it
+  zu_do_error *last; // owned; null when there was no memory for it
 };
 
 #pragma GCC visibility push(hidden)
 
 namespace zu_results {
 
-// A result interface that hands errors on and shows them to the arrays that watch it.
+// A result interface that passes errors on, and to the arrays that watch it.
 struct recorder {
   zu_result_ifc ifc;
-  zu_cli_on_error_fn on_error; // may be none
+  zu_cli_on_error_fn on_error; // may be null
   void *error_context;
   zu_results_array *watchers;
 };
 
 void init(recorder &made, zu_cli_on_error_fn on_error, void *error_context) noexcept;
-// Lets go of the arrays, which may outlive it.
+// Unlinks the arrays, which may outlive the interface.
 void close(recorder &closed) noexcept;
-// Reports an error to the array's interface; the array may be none.
+// Reports an error to the array's interface; the array may be null.
 void report(zu_results_array *array, int32_t code, const char *message) noexcept;
 
 } // namespace zu_results

@@ -1,4 +1,5 @@
-// The one hash table of this platform: items under the hashes of their texts, which its users know.
+// The one hash table of this platform: items under the hashes of their texts. The texts are not in the table:
+// its users compare them.
 #pragma once
 
 #include <bit>
@@ -21,7 +22,7 @@ constexpr uint32_t four_bytes(const char *text) {
   return std::bit_cast<uint32_t>(bytes);
 }
 
-// Up to eight bytes as a number, which is also known to the compiler: of two pieces that may share bytes.
+// Up to eight bytes as a number, read as two pieces that may overlap; also usable at compile time.
 constexpr uint64_t word_of(const char *text, size_t length) {
   if (length >= 4) return four_bytes(text) | uint64_t{four_bytes(text + length - 4)} << (8 * (length - 4));
   uint64_t word = 0;
@@ -41,7 +42,8 @@ constexpr uint32_t hash_text(const char *text, size_t length) {
   return static_cast<uint32_t>(hash ^ (hash >> 32));
 }
 
-// Open-addressed: an item stands behind the place of its hash, with no free slot between. No item is `none`.
+// Open addressing: an item is in the slot of its hash or in one after it, without a free slot between. No
+// item has the value `none`.
 template <class Item, Item none>
 class hash_index {
 public:
@@ -58,8 +60,8 @@ public:
     while (size * 3 / 4 < items) size *= 2;
     return size <= size_ || resize(size);
   }
-  // Adds an item. False, and no change, when there is neither room nor memory: without memory the slots only
-  // get fuller at first.
+  // Adds an item. False, and no change, when there is neither room nor memory: a table that cannot grow is
+  // first filled up further.
   bool insert(uint32_t hash, Item item) {
     const bool full = used_ + 1 > size_ * 3 / 4 && !resize(size_ == 0 ? 8 : size_ * 2);
     if (full && used_ + 1 >= size_) return false;
@@ -76,9 +78,9 @@ public:
     }
     return none;
   }
-  // Puts another item in the place of one that is there.
+  // Replaces an item of the table by another one.
   void replace(uint32_t hash, Item item, Item by) { slots_[place_of(hash, item)].item = by; }
-  // Takes an item out that is there. Those behind it move up, as far as their hashes let them.
+  // Removes an item of the table. The items after it move up, as far as their hashes allow.
   void erase(uint32_t hash, Item item) {
     const size_t mask = size_ - 1;
     size_t gap = place_of(hash, item);
@@ -89,13 +91,13 @@ public:
     slots_[gap].item = none;
     --used_;
   }
-  // Takes all out, and keeps the room.
+  // Removes all items, and keeps the room.
   void clear() {
     for (size_t at = 0; at < size_; ++at) slots_[at].item = none;
     used_ = 0;
   }
   bool has_room() const { return size_ != 0; }
-  // Brings the place of a hash near, for a look-up that follows some steps later.
+  // Loads the slot of a hash into the processor's cache, for a look-up that follows some steps later.
   void prefetch(uint32_t hash) const {
     if (size_ != 0) __builtin_prefetch(&slots_[hash & (size_ - 1)]);
   }

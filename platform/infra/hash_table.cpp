@@ -1,5 +1,5 @@
-// Hash tables from text to a pointer. Entries stand in the table's memory, which goes with it; what is
-// removed is used again.
+// Hash tables from text to a pointer. Entries are in memory of the table, which is freed with it; removed
+// entries are used again.
 #include <cstring>
 
 #include "infra/hash_index.hpp"
@@ -11,7 +11,7 @@ namespace {
 struct node {
   node *older; // the entries of the whole table in the order of insertion
   node *newer;
-  node *next_same; // those of one key, in that order; the first knows the last
+  node *next_same; // the entries of one key, in that order; the first points at the last
   node *last_same;
   char *key;
   void *value;
@@ -26,7 +26,7 @@ struct ht_table {
   uint32_t count = 0;
   node *oldest = nullptr;
   node *newest = nullptr;
-  node *free = nullptr; // entries to use, linked by `newer`
+  node *free = nullptr; // unused entries, linked by `newer`
 };
 
 namespace {
@@ -40,7 +40,7 @@ node *find(const ht_table *table, const char *key) {
   return find(table, key, infra::hash_text(key, strlen(key)));
 }
 
-// None when memory is exhausted.
+// An unused entry; null when memory is exhausted.
 node *take_node(ht_table *table) {
   if (table->free != nullptr) return std::exchange(table->free, table->free->newer);
   try {

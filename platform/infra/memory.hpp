@@ -1,4 +1,5 @@
-// Named memory for C++: standard containers, and pieces of big chunks for many small things that go together.
+// Named memory for C++: an allocator for standard containers, and an arena for many small objects that are
+// freed together.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +16,7 @@
 
 namespace infra {
 
-// The allocator of containers whose memory counts as that of data objects.
+// The allocator of containers whose memory is charged to the area of data objects.
 template <class T>
 struct charged {
   using value_type = T;
@@ -83,7 +84,7 @@ private:
   static constexpr size_t largest = size_t{16} << 20;
 
   void *take_slow(size_t size) {
-    // A piece that would waste much of a chunk gets one of its own, and the current one goes on.
+    // A big piece gets a chunk of its own, so that the rest of the current chunk is not wasted.
     const bool alone = size > size_ / 4;
     const size_t room = alone ? size : size_;
     auto *fresh = static_cast<chunk *>(qmalloc_named(ZU_DO_AREA, sizeof(chunk) + room));

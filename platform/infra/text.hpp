@@ -1,4 +1,4 @@
-// Small things about texts.
+// Small functions for texts.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,8 @@
 
 namespace infra {
 
-// The white space of the C locale: a template line of a file with CR LF line ends hands its CR on.
+// The white space of the C locale. It includes CR, because a
+// template line of a file with CR LF line ends keeps its CR.
 inline bool is_blank(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -20,7 +21,7 @@ inline std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-// The start of a text, so many bytes at most, that does not end within a character.
+// The start of a text, at most `longest` bytes, that does not end within a character.
 inline std::string_view start_of(std::string_view text, size_t longest) {
   size_t length = std::min(text.size(), longest);
   const auto inside = [text](size_t at) { return (static_cast<unsigned char>(text[at]) & 0xc0) == 0x80; };
@@ -28,13 +29,13 @@ inline std::string_view start_of(std::string_view text, size_t longest) {
   return text.substr(0, length);
 }
 
-// Where something stands in a text.
+// A place in a text.
 struct place {
   size_t line;   // from 1
   size_t column; // from 1, in bytes
 };
 
-// A control byte as it is shown where texts must not move a terminal's cursor: `\xHH`, four bytes.
+// A control byte as shown on a terminal, where it could move the cursor: `\xHH`, four bytes.
 inline constexpr char hex_digits[] = "0123456789ABCDEF";
 inline bool is_control(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
@@ -48,7 +49,7 @@ inline char *put_escaped(char *at, char c) {
 // Appends a text as a string of JSON.
 void put_quoted(std::string &json, std::string_view text);
 
-// A new formatted text, charged to the library's area: its length, or a negative result and none in `*text`.
+// A new formatted text, charged to the library's area: its length, or a negative result and null in `*text`.
 int print_new(char **text, const char *format, va_list arguments) __attribute__((format(printf, 2, 0)));
 
 } // namespace infra

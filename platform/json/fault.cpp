@@ -1,4 +1,4 @@
-// The first fault in the syntax of a JSON text: as a second parser tells it, which knows places.
+// Finds the first fault in the syntax of a JSON text, with a second parser, which knows the places of faults.
 #include "json/fault.hpp"
 
 #include <algorithm>
@@ -20,14 +20,14 @@ bool is_in_number(char c) {
   return is_digit(c) || std::string_view("+-.eE").find(c) != std::string_view::npos;
 }
 
-// Where the run of such bytes begins that ends at `at`.
+// The beginning of the run of such bytes that ends at `at`.
 template <class IsIn>
 size_t start_of_run(std::string_view text, size_t at, IsIn is_in) {
   while (at > 0 && is_in(text[at - 1])) --at;
   return at;
 }
 
-// Where the UTF-8 sequence begins that the byte does not go on with.
+// The beginning of the UTF-8 sequence that the byte does not continue.
 size_t start_of_sequence(std::string_view text, size_t bad) {
   const auto continues = [](char c) { return (static_cast<uint8_t>(c) & 0xc0) == 0x80; };
   const size_t lead = start_of_run(text, bad, continues) - 1;
@@ -36,7 +36,7 @@ size_t start_of_sequence(std::string_view text, size_t bad) {
   return bad - lead < length ? lead : bad;
 }
 
-// The parser's word for what is wrong, and ours.
+// The parser's message for a fault, and ours.
 struct wording {
   const char *theirs;
   const char *ours;
@@ -61,7 +61,7 @@ const char *find(const wording (&all)[count], std::string_view said) {
   return nullptr;
 }
 
-// Of a fault that the parser met when it had read up to `read`; `token` is the length of what it read last.
+// A fault that the parser found after reading up to `read`; `token` is the length of the last token.
 refusal fault_at(std::string_view text, size_t read, size_t token, std::string_view said) {
   const auto says = [said](const char *what) { return said.find(what) != said.npos; };
   const size_t last = std::min(read, text.size()) - 1;
@@ -70,7 +70,7 @@ refusal fault_at(std::string_view text, size_t read, size_t token, std::string_v
     if (says("UTF-8")) return {start_of_sequence(text, last), message};
     if (says("control character")) return {last, message};
     const size_t escape = text.rfind('\\', says("4 hex digits") ? last - 1 : last);
-    // The first of a pair is told of, though the parser may have read what follows as another escape.
+    // The first escape of a pair is reported, although the parser may have read the next one too.
     return {says("must be followed by U") && last != escape + 6 ? escape - 6 : escape, message};
   }
   if (read > text.size() && says("unexpected end of input")) {
@@ -82,7 +82,7 @@ refusal fault_at(std::string_view text, size_t read, size_t token, std::string_v
   const size_t start = says("unexpected string literal") ? read - token
                        : number                          ? start_of_run(text, last, is_in_number)
                                                          : start_of_run(text, last, is_in_word);
-  // A number goes on until a byte that may stand behind one.
+  // A number ends at a byte that may follow a number.
   const bool goes_on =
       start > 0 && is_digit(text[start - 1]) && std::string_view(",]}").find(text[start]) == text.npos;
   if (goes_on || (says("number literal") && read - token > start) ||
@@ -92,7 +92,8 @@ refusal fault_at(std::string_view text, size_t read, size_t token, std::string_v
   return {start, message == nullptr ? "expected a value" : message};
 }
 
-// Where the text is nested too deep, if it is right so far; its end when nowhere.
+// The place where the text is nested too deep, if it is
+// correct up to there; its end if there is no such place.
 size_t too_deep_at(std::string_view text) {
   uint32_t depth = 0;
   bool in_string = false;
@@ -110,7 +111,7 @@ size_t too_deep_at(std::string_view text) {
   return text.size();
 }
 
-// Accepts everything, and notes the fault.
+// A receiver that accepts all values and stores the fault.
 struct fault_finder : nlohmann::detail::json_sax_acceptor<nlohmann::json> {
   std::string_view text;
   refusal found;

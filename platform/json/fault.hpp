@@ -1,4 +1,4 @@
-// Where a JSON text is refused: the first fault in its syntax.
+// Finds the place where a JSON text is refused: the first fault in its syntax.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace zu_json {
 
-// Containers inside one another, the outermost included.
+// The largest depth of nested containers, the outermost included.
 inline constexpr uint32_t deepest = 64;
 
 // Thrown while a text is read; caught where the reading starts.
@@ -17,9 +17,10 @@ struct refusal {
   std::string message;
 };
 
-// Where a text that is refused stops to be one JSON document in UTF-8, when that is not behind what was
-// found. The reader's parser reads only what it is asked for, not always in the order of the text, and does
-// not always know where; so another one, which does, reads the text once something is wrong.
+// The place from which a refused text is no JSON document in UTF-8, or `found` if that comes first in the
+// text. The reader's parser reads only the values that it is asked for, not always in the order of the text,
+// and does not always know the place of a fault. So another parser, which does, reads the text again when
+// something is wrong.
 refusal first_fault(std::string_view text, const refusal &found);
 
 } // namespace zu_json

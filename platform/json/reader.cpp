@@ -9,10 +9,10 @@ using namespace zuapi;
 
 namespace {
 
-// The bytes up to the closing quote of a string that starts after `start`; none when something is escaped.
+// The bytes up to the closing quote of a string that starts after `start`; null when something is escaped.
 // The parser has made sure that there is a closing quote.
 bool plain_string(const char *start, std::string_view &text) {
-  // A word at a time as long as neither is in it: the text is padded.
+  // A word at a time while it has neither quote nor backslash: the text is padded.
   constexpr uint64_t ones = 0x0101010101010101u;
   const auto has_zero = [](uint64_t word) { return ((word - ones) & ~word & (ones << 7)) != 0; };
   const char *end = start;
@@ -49,7 +49,7 @@ std::string_view value_reader::string(json::value &value) {
   const char *start = start_of(value);
   std::string_view text;
   if (plain_string(start + 1, text)) {
-    static_cast<void>(value.get_raw_json_string().value()); // takes the value off the document
+    static_cast<void>(value.get_raw_json_string().value()); // moves the document past the value
   } else {
     text = value.get_string().value();
     if (text.find('\0') != std::string_view::npos) refuse(start, "a string holds a NUL");
@@ -103,8 +103,8 @@ zu_do_value value_reader::read_untyped(json::value &value, types &type, uint32_t
   }
 }
 
-// An object gives its one member's value, and that member's name as typedef name unless it is "v" or a name
-// around it counts already.
+// An object stands for the value of its only member. The member's name becomes the typedef name, unless it is
+// "v" or an outer object has given one.
 zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t depth) {
   const char *start = start_of(value);
   zu_do_value cell = {};
@@ -147,7 +147,7 @@ zu_do_value value_reader::read_array(json::value &value, const types &type, uint
 zu_do_value value_reader::read_number(json::value &value) {
   const std::string_view token = value.raw_json_token();
   json::number number;
-  // A malformed number is found again, with its place, by the syntax scan that follows every refusal.
+  // For a malformed number the syntax check, which follows every refusal, finds the exact place.
   if (value.get_number().get(number) != simdjson::SUCCESS) refuse(token.data(), "a number out of range");
   switch (number.get_number_type()) {
   case json::number_type::signed_integer:

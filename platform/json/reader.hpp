@@ -17,7 +17,7 @@ namespace zu_json {
 namespace json = simdjson::ondemand;
 using zuapi::arena;
 
-// By value: a loop over the parser's own results would run over what is gone.
+// Takes the parser's result by value: a loop over a reference would use a temporary that no longer exists.
 template <class Value>
 json::object members_of(Value &value) {
   return value.get_object();
@@ -26,14 +26,14 @@ inline json::array elements_of(json::value &value) {
   return value.get_array();
 }
 
-// The text, which gets behind it what the parser reads beyond an end.
+// The text, extended by the padding that the parser reads behind the end.
 inline std::string_view padded(infra::string &text) {
   const size_t length = text.size();
   text.append(simdjson::SIMDJSON_PADDING, '\0');
   return {text.data(), length};
 }
 
-// Runs `read`, in which the parser reads that text. Throws a refusal of what comes first in the text, or
+// Runs `read`, in which the parser reads that text. Throws a refusal for the first fault in the text, or
 // std::bad_alloc.
 template <class Read>
 void read_json(std::string_view text, Read read) {
@@ -59,19 +59,19 @@ public:
     throw refusal{static_cast<size_t>(at - text_), std::move(message)};
   }
 
-  // The value as a frozen cell, its texts and lists in the arena. `class_type` (or none) is the typedef name
-  // that applies when the value brings none of its own; `depth` counts the containers around the value.
+  // The value as a frozen cell, its texts and lists in the arena. `class_type` (or null) is the typedef name
+  // of a value that has none of its own; `depth` is the number of containers around the value.
   zu_do_value read(json::value value, const char *class_type, uint32_t depth);
 
-  // A cell with that typedef name, or none; a string cell of a text that is in the arena already.
+  // A cell with that typedef name, or null; a string cell of a text that is in the arena already.
   zu_do_value with_type(zu_do_value cell, const char *type);
   zu_do_value string_cell(const char *text, size_t length, const char *type);
 
-  // A text of the document, decoded: a slice of the document where nothing is escaped in it, otherwise of the
-  // parser's buffer. Refused when it holds a NUL.
+  // A decoded text of the document: a part of the document if it has no escapes, else of the parser's buffer.
+  // A text with a NUL is refused.
   std::string_view name(json::field &field);
   std::string_view string(json::value &value);
-  // One text in the arena for equal names.
+  // The text of a name in the arena; equal names share one.
   const char *intern_type(std::string_view name);
 
   static const char *start_of(json::value &value) { return value.raw_json_token().data(); }
@@ -79,8 +79,8 @@ public:
 
 private:
   struct types {
-    const char *own;      // the name that the value brings, or none
-    const char *fallback; // the one that applies otherwise, or none
+    const char *own;      // the name that the value gives itself, or null
+    const char *fallback; // the name that applies otherwise, or null
     const char *used() const { return own != nullptr ? own : fallback; }
   };
 
@@ -97,7 +97,8 @@ private:
   std::vector<zu_do_value> elements_; // of the arrays that are being read, innermost last
 };
 
-// A value of this type is hidden in show-tech output, in traces and by `tovra get`: it must stand alone.
+// Values of this type are hidden in show-tech output, in traces and by `tovra get`. So they must not be part
+// of an array or a key, which are shown.
 inline bool is_secret_type(const char *type) {
   return type != nullptr && std::string_view(type) == "PasswordString";
 }

@@ -5,7 +5,7 @@ using namespace zu_json;
 
 namespace {
 
-// A value that needs nothing of the arena that its cell is in; none when memory is exhausted.
+// A counted value with copies of all that is in the cell's arena; null when memory is exhausted.
 zu_do_value *counted(zu_do_value &cell) {
   zu_do_vlist *elements = zu_do_value_get_array(&cell, nullptr);
   const char *typedef_name = zu_do_value_get_typedef_name(&cell);
@@ -25,7 +25,7 @@ zu_do_value *counted(zu_do_value &cell) {
   return value;
 }
 
-// The only value of a document: the only element of the text in brackets, because the
+// The only value of a document. It is read as the only element of the text in brackets, because the
 // parser walks only into containers.
 zu_do_value *read_only_element(std::string_view bracketed) {
   json::parser parser;

@@ -13,7 +13,7 @@
 
 namespace {
 
-// What stands in front of every block. The slot is kept, not the area, so that freeing looks nothing up.
+// The header of every block. It has the slot and not the area, so that freeing needs no look-up.
 struct alignas(16) block_header {
   size_t size;
   uint32_t slot;
@@ -23,8 +23,8 @@ static_assert(sizeof(block_header) == 16 && alignof(max_align_t) <= 16);
 constexpr size_t largest_size = PTRDIFF_MAX - sizeof(block_header);
 
 // ---- Areas ----
-// An open-addressed table that only grows. An area is entered at its first use, registered or not; the
-// position in the table is its slot. One more slot takes the areas that no longer fit, which no one can read.
+// An open-addressed table that only grows. An area is added at its first use, registered or not; its position
+// in the table is its slot. One further slot counts the areas that no longer fit; nobody can read it.
 constexpr uint32_t area_bits = 6;
 constexpr uint32_t area_count = 1u << area_bits;
 constexpr uint32_t overflow_slot = area_count;
@@ -33,7 +33,7 @@ constexpr uint64_t entry_used = 1ull << 32; // distinguishes area 0 from an empt
 constinit std::atomic<uint64_t> area_entries[area_count]{};
 constinit std::atomic<qmalloc_area_name_fn> area_names[area_count]{};
 
-// The slot of an area, entering it when `enter` says so; the overflow slot when it has none.
+// The slot of an area, which is added if `enter` is true; the overflow slot for an area without one.
 uint32_t slot_of(uint32_t area, bool enter) {
   const uint64_t wanted = entry_used | area;
   uint32_t slot = (area * 0x9e3779b1u) >> (32 - area_bits);
@@ -55,18 +55,19 @@ struct counter_set {
   std::atomic<int64_t> total_blocks;
 };
 
-// The counters of one thread. Only the owner writes, so a load and a store do for an addition; others read. A
-// thread that ends leaves them to the next one, which goes on counting.
+// The counters of one thread. Only the owner writes, so that an addition
+// needs no atomic operation but a load and a store; others read. A thread
+// that ends leaves its counters to the next new thread, which continues them.
 struct thread_record {
   counter_set counters[area_count + 1];
   thread_record *next;
   bool taken;
 };
 
-// Guards the list of records and who takes which.
+// Guards the list of records, and which thread has which.
 constinit std::mutex records_mutex;
 constinit thread_record *records = nullptr;
-// What threads count that have no record.
+// The counters of threads without a record.
 constinit counter_set shared[area_count + 1]{};
 
 // Reached through the static TLS block: one instruction instead of a call.
@@ -83,7 +84,7 @@ void add_own(counter_set &to, int64_t blocks, int64_t bytes, int64_t total) {
   add_own(to.total_blocks, total);
 }
 
-// What later destructors of the thread free is counted shared.
+// Blocks that later destructors of the thread free are counted in `shared`.
 struct thread_end {
   ~thread_end() {
     std::lock_guard lock(records_mutex);
@@ -93,7 +94,7 @@ struct thread_end {
   }
 };
 
-// Gives the thread a record; none when there is no memory for one.
+// Gives the thread a record; null when there is no memory for one.
 thread_record *take_record() {
   std::lock_guard lock(records_mutex);
   thread_record *record = records;
@@ -152,7 +153,7 @@ block_header *header_of(void *block) {
   return static_cast<block_header *>(block) - 1;
 }
 
-// Takes a fresh block into account; gives what the caller gets.
+// Counts a new block; returns the address for the caller.
 void *charge(uint32_t area, block_header *header, size_t size) {
   if (header == nullptr) return nullptr;
   header->size = size;
@@ -161,8 +162,8 @@ void *charge(uint32_t area, block_header *header, size_t size) {
   return header + 1;
 }
 
-// Asks for big pages under a block of many pages: filling it costs fewer page faults then, and walking over
-// it fewer look-ups of addresses. Nothing hangs on it.
+// Asks for big pages for a block of many pages: filling it then costs fewer page faults, and reading it fewer
+// look-ups of addresses. If the system refuses, nothing is lost.
 void ask_for_big_pages(block_header *header, size_t size) {
   constexpr size_t many = size_t{4} << 20;
   constexpr uintptr_t page = 4096;

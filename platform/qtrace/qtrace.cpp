@@ -50,7 +50,7 @@ void write_all(const char *bytes, size_t size) {
   while (size > 0) {
     const ssize_t written = write(STDERR_FILENO, bytes, size);
     if (written < 0 && errno != EINTR) {
-      return; // nobody is left to be told
+      return; // there is nobody to whom it could be reported
     }
     if (written > 0) {
       bytes += written;

@@ -14,7 +14,7 @@ extern "C" {
 #endif
 
 /* Registers a module: stores its new id in `*id` (from 1). The control word is the caller's
- * own. 0 on success, non-zero when an argument is none or memory or ids are exhausted. The
+ * own. 0 on success, non-zero when an argument is null or memory or ids are exhausted. The
  * same name gives the same id. */
 int qtrace_module_init_fn(const char *name, uint16_t *id, uintptr_t *control);
 
@@ -23,7 +23,7 @@ typedef void (*qtrace_sink_fn)(void *context, int level, const char *message);
 
 /* 0 (the default) traces nothing; L traces every message of a level up to L. */
 void qtrace_set_level(int level);
-/* Replaces the sink; none restores the default, which writes `zu_tovra[L] ` and the message as one line to
+/* Replaces the sink; null restores the default, which writes `zu_tovra[L] ` and the message as one line to
  * standard error, control bytes shown as \xHH. */
 void qtrace_set_sink(qtrace_sink_fn sink, void *context);
 
@@ -35,8 +35,8 @@ static inline bool qtrace_module_test(uint16_t module, int level) {
   return __builtin_expect(level <= __atomic_load_n(&qtrace_current_level, __ATOMIC_RELAXED), 0);
 }
 
-/* Formats and hands the message to the sink; reached through qtrace_wrapper. A message that cannot be
- * formatted for want of memory is cut, never lost. */
+/* Formats the message and passes it to the sink; called through qtrace_wrapper. When memory is exhausted the
+ * message is cut, but not lost. */
 void qtrace_emit(uint16_t module, int level, int reserved, const char *format, ...)
     __attribute__((format(printf, 4, 5), cold));
 

@@ -19,19 +19,19 @@ typedef struct tarvo_location {
 } tarvo_location;
 
 /* One to four decimal numbers separated by '/', '.' or '-' are rack, slot, subslot, port; what is missing
- * is rack 0, slot 0xffff, subslot 0xffff, port 0. A text of any other form (none and a number too large
- * for its field included) gives just those four. A slot or subslot of 65535 reads as
- * missing. The separators of one text may differ; leading zeros are accepted. */
+ * is rack 0, slot 0xffff, subslot 0xffff, port 0. A text of any other form (also null, and a number too large
+ * for its field) gives these four values. A slot or subslot of 65535 is read as missing. The separators of
+ * one text may differ; leading zeros are accepted. */
 void tarvo_location_from_str(const char *text, tarvo_location *location);
 
 /* Fills `index` with the positions 0 to count - 1 of the locations, ordered by rack, slot, subslot, port,
- * a missing slot or subslot before any other; stable. The last argument is reserved. Takes no memory. 0, or
- * non-zero when an array is none while count is not 0. */
+ * a missing slot or subslot before any other; stable. The last argument is reserved. Needs no memory. 0, or
+ * non-zero when an array is null although count is not 0. */
 int tarvo_location_sort(const tarvo_location *locations, uint32_t count, uint32_t *index, int reserved);
 
 /* Schemes: 0 DEFAULT `rack[/slot[/subslot[/port]]]` with missing ends left out, 1 SLOT `rack/slot`,
- * 2 PORT `rack/slot/subslot/port`; 0 for missing parts in the last two, and in the first for one that
- * stands before a part that is not missing. A port of 0 counts as missing. */
+ * 2 PORT `rack/slot/subslot/port`. A missing part is written as 0; in DEFAULT only if a part after it is not
+ * missing. A port of 0 counts as missing. */
 enum { TARVO_SCHEME_DEFAULT = 0, TARVO_SCHEME_SLOT = 1, TARVO_SCHEME_PORT = 2 };
 
 /* Writes the location's text, NUL-terminated. 0, or non-zero for an unknown scheme or a buffer too small,
@@ -42,11 +42,11 @@ enum { LOCSVCS_NV_UINT32 = 1, LOCSVCS_NV_INT32 = 2, LOCSVCS_NV_TEXT = 3, LOCSVCS
 
 typedef struct locsvcs_nvpair {
   uint32_t type;    /* LOCSVCS_NV_* */
-  const char *name; /* may be none */
+  const char *name; /* may be null */
   union {
     uint32_t u32;
     int32_t i32;
-    const char *text; /* may be none */
+    const char *text; /* may be null */
     char character;
   } value;
 } locsvcs_nvpair;
@@ -60,7 +60,7 @@ typedef struct locsvcs_nvlist {
  * frees what it holds with locsvcs_free_nvlist; the names live as long as the process. 0, or non-zero for
  * an unknown scheme and when memory is exhausted (the list is then empty). */
 int tarvo_location_to_nv_scheme(uint32_t scheme, const tarvo_location *location, locsvcs_nvlist *list);
-/* Frees what the list holds and empties it; an empty list and none are accepted. */
+/* Frees what the list holds and empties it; an empty list and null are accepted. */
 void locsvcs_free_nvlist(locsvcs_nvlist *list);
 
 #ifdef __cplusplus

@@ -1,15 +1,15 @@
-/* What all data objects share: their type names, the result codes and the ownership rules.
+/* The common part of all data objects: type names, result codes and ownership rules.
  *
  * Data objects are opaque and reference-counted. A function `..._new...` gives one reference that the
  * caller releases with `..._deref`; `..._ref` gives the same object with one more reference; a deref of
- * none does nothing. A "borrowed" result is not released and lives as long as the object it came from.
+ * null does nothing. A "borrowed" result is not released and lives as long as the object it came from.
  * Functions that take an object into a container take a reference of their own.
- * Reading functions accept none and then give none or 0. All allocation is charged to ZU_DO_AREA; a
- * function that would need memory that is not there gives none or a non-zero code and changes nothing.
+ * Reading functions accept null and then return null or 0. All allocation is charged to ZU_DO_AREA. When
+ * memory is exhausted a function returns null or a non-zero code and changes nothing.
  *
  * Threads: names, values and URIs are immutable and may be shared by any number of threads, counting
  * included. Lists, tables, records, string buffers and iterators belong to one thread at a time, except
- * the frozen ones of a store snapshot, which any number of threads may read.
+ * the frozen (immutable) ones of a store snapshot, which any number of threads may read.
  */
 #ifndef ZUAPI_BASE_H
 #define ZUAPI_BASE_H
@@ -67,8 +67,9 @@ extern "C" {
 zu_do_iter *zu_do_iter_new(void);
 void zu_do_iter_deref(zu_do_iter *it);
 
-/* An error object: a code and a copy of a message; never none: without memory for one it is a lasting object
- * with ZU_EXHAUSTED and "Memory exhausted". Both getters accept none (0, none). */
+/* An error object: a code and a copy of a message. Never null: when memory
+ * is exhausted the result is a permanent object with ZU_EXHAUSTED and
+ * "Memory exhausted". Both getters accept null (and return 0 and null). */
 zu_do_error *zu_do_error_new(int32_t code, const char *message);
 zu_do_error *zu_do_error_ref(zu_do_error *error);
 void zu_do_error_deref(zu_do_error *error);

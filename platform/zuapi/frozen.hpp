@@ -1,8 +1,10 @@
-// What a data store makes its records of: values, URIs, shapes and rows that are frozen.
+// The frozen (immutable) values, URIs, shapes and rows of a data store.
 //
-// A frozen object is not counted: ref and deref do nothing, and its owner (a snapshot) outlives every use.
-// What it points at (texts, lists, URIs, names) is kept alive by the same owner. How lists, names and shapes
-// lie in memory is this folder's own; a row has its values one behind the other.
+// A snapshot may have millions of them, read by many threads: counting references would cost an atomic
+// operation for each use. So a frozen object is not counted: ref and deref do nothing, and its owner (the
+// snapshot) outlives every use. Texts, lists, URIs and names to which it points are kept alive by the same
+// owner. The memory layout of lists, names and shapes is private to this folder; a row has its values one
+// after the other.
 #pragma once
 
 #include <atomic>
@@ -63,7 +65,7 @@ static_assert(sizeof(zu_do_value) == 16);
 
 namespace zuapi {
 
-// True when display shows the text as it is. `keep_lines`: it is of typedef `Text`.
+// True when the display text is the text unchanged. `keep_lines`: it is of typedef `Text`.
 bool text_is_clean(const char *text, size_t length, bool keep_lines);
 // The longest string that a value can hold.
 inline constexpr size_t longest_text = UINT32_MAX - 1;
@@ -92,7 +94,7 @@ inline zu_do_value cell_string(const char *text, size_t length, bool keep_lines 
   const uint8_t flags = text_is_clean(text, length, keep_lines) ? value_clean : 0;
   return {ZU_DO_TYPE_STRING, flags, 0, static_cast<uint32_t>(length), {.text = text}};
 }
-// Of the elements, which are copied. Throws std::bad_alloc.
+// An array of the elements, which are copied. Throws std::bad_alloc.
 zu_do_value cell_array(arena &memory, const zu_do_value *elements, uint32_t count);
 // The same value with a typedef name, which is not copied; a string whose typedef name is `Text` must have
 // been made with `keep_lines`. Throws std::bad_alloc.
@@ -101,8 +103,8 @@ inline void cell_set_default(zu_do_value &cell) {
   cell.flags |= value_default;
 }
 
-// The bytes of a string, the display text of any other value (which `room` may hold); no data for what has no
-// key form: null, no value and arrays.
+// The bytes of a string; the display text of any other value (which may be in `room`); no data for values
+// without a key form: null, no value and arrays.
 std::string_view raw_text(zu_do_value *value, char *room);
 // As zu_do_value_compare. Throws std::bad_alloc when there was no memory for a display text.
 int value_order(zu_do_value *a, zu_do_value *b);
@@ -117,7 +119,7 @@ enum uri_flag : uint8_t {
   uri_given_location = 16,   // the text is "/" and the segment `locations;loc=0`
 };
 
-// Where the parts of a canonical text stand.
+// The positions of the parts of a canonical text.
 struct uri_layout {
   uint8_t flags;
   uint8_t coll_type;
@@ -135,11 +137,11 @@ struct uri_segments;
 
 } // namespace zuapi
 
-// The text stands behind it, and never changes.
+// The text follows it in the same block, and never changes.
 struct zu_do_uri : zuapi::uri_layout {
   std::atomic<uint32_t> count;
   uint32_t hash;                                    // infra::hash_text of the text
-  std::atomic<zu_do_uri *> made_parent;             // when asked for: a reference, or none
+  std::atomic<zu_do_uri *> made_parent;             // when asked for: a reference, or null
   std::atomic<zuapi::uri_segments *> made_segments; // likewise
 
   bool is_absolute() const { return (flags & zuapi::uri_absolute) != 0; }
@@ -157,13 +159,13 @@ struct zu_do_uri : zuapi::uri_layout {
 
 namespace zuapi {
 
-// None, and why, for what is no URI. Throws std::bad_alloc. Call uri_drop before the memory goes: it frees
-// what was made lazily on the URI.
+// The frozen URI of a text; null, and the reason, for a text that is no URI. Throws std::bad_alloc. Call
+// uri_drop before the memory is freed: it frees the objects that were made later for the URI.
 zu_do_uri *uri_frozen_of(std::string_view text, arena &memory, const char **reason);
 void uri_drop(zu_do_uri *uri);
 
-// A walk over the keys of a segment, nothing made. `at` starts at the end of the segment's name; values are
-// as they stand in the text (key form: equal values have equal key forms).
+// Goes through the keys of a segment without making objects. `at` starts at the end of the segment's name;
+// values are in key form as in the text (equal values have equal key forms).
 struct uri_key {
   std::string_view name;
   std::string_view value;
@@ -174,13 +176,15 @@ size_t uri_decode_value(std::string_view value, char *out);
 
 // ---- Shapes and rows ----
 
-// What the records of one path have in common: their columns (`_uri` first, names without ':', none twice and
-// none `_coll_uri`) and where each name stands.
+// The columns that the records of one path share, and the position of each name. `_uri` is first; names have
+// no ':', no name is there twice, and none is `_coll_uri`. With shapes a record is only its values, and a
+// reader that has seen one record of a shape knows the positions in all of them.
 struct shape;
 
-// None when memory is exhausted. The names are copied; the references on them stay the caller's.
+// A new shape; null when memory is exhausted. The array is
+// copied; the references on the names stay the caller's.
 shape *shape_new(zu_do_name *const *names, uint32_t width);
-void shape_free(shape *form); // none is ignored
+void shape_free(shape *form); // null is ignored
 // The columns of a table of such rows; they cannot change.
 zu_do_ntlist *shape_columns(shape *form);
 // The slot of a name, or -1; the same by text, without interning.
@@ -194,8 +198,8 @@ shape *row_shape(const zu_do_vlist *row);
 zu_do_uri *row_uri(const zu_do_vlist *row);
 zu_do_value *row_values(const zu_do_vlist *row);
 
-// Adds a row's properties to a record, over what it has, but for `_uri`, which stays as it is when
-// it is set. A record without a shape becomes a view (no allocation). 0 or ZU_EXHAUSTED and no change.
+// Adds a row's properties to a record and replaces those of the same names, except a `_uri` that is already
+// set. A record without a shape becomes a view of the row (no allocation). 0, or ZU_EXHAUSTED and no change.
 int properties_add_row(zu_do_properties *record, zu_do_vlist *row);
 
 } // namespace zuapi

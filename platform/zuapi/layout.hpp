@@ -1,4 +1,4 @@
-// How data objects lie in memory: private to this folder.
+// The memory layout of data objects: private to this folder.
 #pragma once
 
 #include <atomic>
@@ -49,7 +49,7 @@ inline zu_do_name *name_of_uri() { // _uri
 inline zu_do_name *name_of_coll_uri() { // _coll_uri
   return &known_names[1].name;
 }
-// The one of them whose text that is, or none.
+// The well-known name with that text, or null.
 inline zu_do_name *known_name_of(std::string_view text) {
   const auto is = [text](const auto &known) {
     return text.size() == sizeof known - 1 && memcmp(text.data(), known, sizeof known - 1) == 0;
@@ -66,7 +66,7 @@ enum list_flag : uint8_t {
   list_record = 2, // frozen, and the first member of a store_record
 };
 
-// What all lists and tables begin with.
+// The first members of all lists and tables.
 template <class Item>
 struct counted_list {
   std::atomic<uint32_t> count;
@@ -79,14 +79,14 @@ struct counted_list {
 } // namespace zuapi
 
 struct zu_do_ntcolumn {
-  zu_do_name *name; // or none
+  zu_do_name *name; // or null
   int32_t type;
 };
 
 struct zu_do_nlist : zuapi::counted_list<zu_do_name *> {};
 struct zu_do_ntlist : zuapi::counted_list<zu_do_ntcolumn> {};
 
-// Its items are references; those of a frozen one are cells, one behind the other.
+// Its items are references; those of a frozen list are cells, one after the other.
 struct zu_do_vlist : zuapi::counted_list<zu_do_value *> {
   zu_do_value *cells() const { return reinterpret_cast<zu_do_value *>(items); }
   zu_do_value *at(size_t index) const {
@@ -107,7 +107,7 @@ inline zu_do_value cell_mr_uri(zu_do_uri *uri) {
 inline zu_do_value cell_coll_uri(zu_do_uri *uri) {
   return {ZU_DO_TYPE_COLL_URI, 0, 0, 0, {.uri = uri}};
 }
-// `block` holds the payload of an untyped cell from now on.
+// Moves the payload of an untyped cell into `block`, and sets the typedef name.
 inline void cell_set_typedef(zu_do_value &cell, typed_payload *block, const char *typedef_name) {
   *block = {typedef_name, cell.as};
   cell.as.typed = block;
@@ -134,14 +134,14 @@ struct store_record {
 
 inline constexpr size_t longest_uri = 65536;
 
-// A text checked against the grammar, and the layout that its canonical text will have.
+// A text that was checked against the grammar, and the layout of its canonical text.
 struct uri_scan : uri_layout {
   std::string_view source; // trimmed
   bool add_slash;          // the source has no leading slash
   bool verbatim;           // the canonical text is the source as it stands (after the added slash)
 };
 
-// None on success, otherwise a static text that says why the text is refused. The scan points into `text`.
+// Null on success, otherwise a static text that says why the text is refused. The scan points into `text`.
 const char *uri_scan_text(const char *text, size_t length, uri_scan *scan);
 // A frozen URI of the scan. Throws std::bad_alloc.
 zu_do_uri *uri_frozen_of(const uri_scan &scan, arena &memory);

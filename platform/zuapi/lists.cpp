@@ -1,5 +1,5 @@
-// The lists of names, values, columns, name/value pairs and records, and tables of rows: one core, and what
-// each has of its own.
+// The lists of names, values, columns, name/value pairs and records, and tables of rows: one common core, and
+// the functions that each has of its own.
 #include "zuapi/objects.hpp"
 
 using namespace zuapi;
@@ -17,7 +17,7 @@ struct zu_do_vtable : counted_list<zu_do_vlist *> {
 
 namespace {
 
-// ---- What a list lets go of ----
+// ---- Releasing an item ----
 
 void drop(zu_do_name *name) {
   zu_do_name_deref(name);
@@ -39,7 +39,7 @@ void drop(zu_do_nvpair *pair) {
   release(pair);
 }
 
-// ---- What a walk gives ----
+// ---- The item at a position ----
 
 template <class List>
 auto item_at(List *list, size_t index) {
@@ -58,7 +58,7 @@ zu_do_vtable_row *item_at(zu_do_vtable *table, size_t index) {
 
 // ---- The core ----
 
-// An empty list, or none when memory is exhausted.
+// An empty list, or null when memory is exhausted.
 template <class List>
 List *make() {
   void *block = qmalloc_named(ZU_DO_AREA, sizeof(List));
@@ -75,7 +75,7 @@ void drop_all(List *list) {
   release(list);
 }
 
-// Appends an item, which the list takes over in any case: 0 or ZU_EXHAUSTED.
+// Appends an item, which the list owns afterwards, also on failure: 0 or ZU_EXHAUSTED.
 template <class List, class Item>
 int append(List *list, Item item) {
   if (grow(list->items, list->capacity, list->length + size_t{1})) {
@@ -88,8 +88,8 @@ int append(List *list, Item item) {
 
 } // namespace
 
-// What all of them have: NAME_new, _ref, _deref, _get_len, _iter, _has_next, and _get_next, which gives an
-// `item`.
+// The functions that all of them have: NAME_new, _ref, _deref, _get_len, _iter, _has_next, and _get_next,
+// which returns an `item`.
 #define ZUAPI_LIST(list, item)                                                \
   list *list##_new(void) {                                                    \
     return make<list>();                                                      \

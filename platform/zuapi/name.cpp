@@ -8,7 +8,7 @@ using namespace zuapi;
 
 namespace {
 
-// The memory of the index is no part of what is counted: it stays for the names to come.
+// The memory of the index is charged to no area, because it is kept for later names.
 struct name_table {
   std::shared_mutex lock;
   infra::hash_index<zu_do_name *, nullptr> names{0};
@@ -21,8 +21,8 @@ name_table &table() {
   return *made;
 }
 
-// A new reference on the name of that text. Whoever holds the table's lock may raise the count of a name
-// that is in the table: a name whose count falls to 0 leaves it under the exclusive lock.
+// A new reference on the name with that text. The caller holds the table's lock. Then the name cannot be
+// freed meanwhile: a name whose count falls to 0 is removed under the exclusive lock.
 zu_do_name *find(uint32_t hash, std::string_view text) {
   return zu_do_name_ref(
       table().names.find(hash, [text](const zu_do_name *name) { return name->view() == text; }));

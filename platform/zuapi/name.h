@@ -8,8 +8,8 @@
 extern "C" {
 #endif
 
-/* The name of a text; blanks at either end are not part of it. None for none, for a text that holds a NUL
- * (the _l form), for a text that is empty or blank, and when memory is exhausted. */
+/* The name with a text; blanks at either end are not part of it. Null when the text is null, empty, blank or
+ * (the _l form) contains a NUL, and when memory is exhausted. */
 zu_do_name *zu_do_name_new(const char *text);
 zu_do_name *zu_do_name_new_l(const char *text, size_t length);
 zu_do_name *zu_do_name_ref(zu_do_name *name);
@@ -26,9 +26,9 @@ zu_do_nlist *zu_do_nlist_new(void);
 zu_do_nlist *zu_do_nlist_ref(zu_do_nlist *list);
 void zu_do_nlist_deref(zu_do_nlist *list);
 int zu_do_nlist_add(zu_do_nlist *list, zu_do_name *name);
-/* Adds the name of a text; a text that is none or makes no name adds nothing and gives ZU_FAILED. */
+/* Adds the name with a text; a text that is null or makes no name adds nothing and gives ZU_FAILED. */
 int zu_do_nlist_add_string(zu_do_nlist *list, const char *text);
-/* The names of the columns, in order; columns without a name are an error (none). */
+/* The names of the columns, in order; null when a column has no name, and when memory is exhausted. */
 zu_do_nlist *zu_do_nlist_new_from_ntlist(zu_do_ntlist *columns);
 size_t zu_do_nlist_get_len(zu_do_nlist *list);
 zu_do_name *zu_do_nlist_get(zu_do_nlist *list, size_t index); /* borrowed */

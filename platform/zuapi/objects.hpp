@@ -1,4 +1,4 @@
-// What the sources of this folder share: allocation, counting, growing, and the records of counted objects.
+// Common parts of this folder's sources: allocation, counting, growing, and the records of counted objects.
 #pragma once
 
 #include <cstring>
@@ -11,7 +11,7 @@ namespace zuapi {
 
 // ---- Memory ----
 
-// A block for a T with `extra` bytes behind it, or none. The caller fills it.
+// A block for a T with `extra` bytes behind it, or null. The caller fills it.
 template <class T>
 T *allocate(size_t extra = 0) {
   void *block = qmalloc_named(ZU_DO_AREA, sizeof(T) + extra);
@@ -42,7 +42,8 @@ inline void count_up(std::atomic<uint32_t> &count) {
   count.fetch_add(1, std::memory_order_relaxed);
 }
 
-// True when that was the last reference. A count of one is the caller's own: nobody can raise it meanwhile.
+// True when that was the last reference. If the count is one, the reference is the caller's, so nobody can
+// raise the count meanwhile: no atomic subtraction is needed.
 inline bool count_down(std::atomic<uint32_t> &count) {
   return count.load(std::memory_order_acquire) == 1 || count.fetch_sub(1, std::memory_order_acq_rel) == 1;
 }
@@ -55,8 +56,8 @@ inline constexpr std::string_view no_typedef{};
 zu_do_value *value_make(const zu_do_value &content, std::string_view typedef_name, bool is_default);
 zu_do_value *value_copy(zu_do_value *value);
 
-// A value on the heap. Behind the cell: the typed payload if it has a typedef name, the text of a string, the
-// typedef name.
+// A value on the heap. Behind the cell: the typed payload if it
+// has a typedef name, the text of a string, the typedef name.
 struct counted_value {
   std::atomic<uint32_t> count;
   uint32_t unused;
@@ -67,7 +68,8 @@ struct counted_value {
   }
 };
 
-// A new reference for a container: a cell inside a record is copied, so that records never hold each other.
+// A new reference for a container. A cell inside a record is
+// copied, so that records never keep each other alive.
 inline zu_do_value *value_share(zu_do_value *value) {
   if ((value->flags & value_in_record) != 0) return value_copy(value);
   if ((value->flags & value_counted) != 0) count_up(counted_value::of(value)->count);
@@ -78,9 +80,9 @@ inline const char *typedef_name_of(const zu_do_value *value) {
   return (value->flags & value_typed) != 0 ? value->as.typed->typedef_name : nullptr;
 }
 
-// As zu_do_value_to_strbuf, for debug texts: what is of typedef PasswordString shows as `<removed>`.
+// As zu_do_value_to_strbuf, for debug texts: a value of typedef PasswordString is shown as `<removed>`.
 int value_to_debug_text(zu_do_value *value, zu_do_strbuf *buffer);
-// Writes one line: tabs, the name, what stands between, and the value as debug text.
+// Writes one line: tabs, the name, the text between, and the value as debug text.
 void print_pair(FILE *stream, uint32_t indentation, const char *name, const char *between,
                 zu_do_value *value);
 
@@ -89,7 +91,7 @@ void print_pair(FILE *stream, uint32_t indentation, const char *name, const char
 using infra::hex_digits;
 using infra::trimmed;
 
-// Bytes of names of URIs and of values in key form.
+// Classes of bytes, for names in URIs and for values in key form.
 enum byte_class : uint8_t {
   byte_in_name = 1,   // may stand in the name of a segment, a key or a query
   byte_plain = 2,     // stands for itself in key form
@@ -104,7 +106,7 @@ inline bool byte_is(char c, byte_class wanted) {
   return (byte_classes.of[static_cast<uint8_t>(c)] & wanted) != 0;
 }
 
-// Appends a NUL-terminated copy at `at`; gives the end.
+// Writes a NUL-terminated copy to `at`; returns its end.
 inline char *put_text(char *at, std::string_view text) {
   if (!text.empty()) memcpy(at, text.data(), text.size());
   at[text.size()] = '\0';
@@ -120,20 +122,20 @@ int nvlist_add(zu_do_nvlist *list, std::string_view name, zu_do_value *value);
 // One property of a record that is not a view, or one set over a view.
 struct zu_do_entry {
   zu_do_name *name;
-  zu_do_value *value; // none: of a position that is not set
+  zu_do_value *value; // null: of a position that is not set
 };
 
-// A record. Without a shape, its entries are its properties; the first may have been made ahead, without
-// values, as positions. With a shape, it is a view: the shape's names over `cells`, and the entries are what
-// was set later, over a slot or beside them.
+// A record. Without a shape, its entries are its properties; the first ones may be positions, which exist
+// from the start without values. With a shape, the record is a view: the shape's names with the values in
+// `cells`; the entries are the properties that were set later, in place of a slot or beside them.
 struct zu_do_properties {
   static constexpr uint32_t own_count = 2;
 
   std::atomic<uint32_t> count;
   uint32_t width; // slots of the shape; 0 without one
   const zuapi::shape *form;
-  zu_do_value *cells; // of the row; without a shape those for the positions' integers, in this block
-  uint64_t overlaid;  // bit (slot % 64): an entry may stand over the slot
+  zu_do_value *cells; // of the row; without a shape those in this block for the integers of positions
+  uint64_t overlaid;  // bit (slot % 64): an entry may replace the slot
   zu_do_entry *entries;
   uint32_t length; // of the entries
   uint32_t capacity;
@@ -142,7 +144,8 @@ struct zu_do_properties {
   uint16_t own_used;
   uint16_t lead; // 1 in a view whose first entry, `_coll_uri`, comes before the slots
   infra::hash_index<uint32_t, UINT32_MAX> index; // of the entries by name; without room while they are few
-  // Values of `_coll_uri` and `_uri` without an allocation; each is filled once, so that it never changes.
+  // The values of `_coll_uri` and `_uri`, without an
+  // allocation; each is set once, since values are immutable.
   zu_do_value own[own_count];
 
   zu_do_entry *first_entries() { return reinterpret_cast<zu_do_entry *>(this + 1); }

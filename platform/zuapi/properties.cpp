@@ -1,4 +1,4 @@
-// Records: properties of their own, or views of a store's row with what was set later over it.
+// Records: with properties of their own, or views of a store's row with an overlay for later changes.
 #include <algorithm>
 
 #include "zuapi/record.hpp"
@@ -73,7 +73,8 @@ std::string_view name_text(const char *text) {
   return text == nullptr ? std::string_view() : trimmed(text);
 }
 
-// Sets a property to a fresh value, which is released on failure; a value of none is exhausted memory.
+// Sets a property to a new value, which is released on
+// failure. A value of null means that memory was exhausted.
 int put_new(zu_do_properties *record, const char *name, zu_do_value *value) {
   const std::string_view text = name_text(name);
   int code = ZU_FAILED;
@@ -125,7 +126,7 @@ zu_do_properties *make_view(store_record *row) {
   return record;
 }
 
-// `_coll_uri` (unless the URI is none) as the first property of a record without entries that has room.
+// Sets `_coll_uri` (unless the URI is null) as the first property of a record without entries that has room.
 void put_first(zu_do_properties *record, zu_do_uri *coll_uri) {
   if (coll_uri == nullptr) return;
   record->entries[0] = {name_of_coll_uri(), own_cell(record, cell_coll_uri(coll_uri))};
@@ -134,8 +135,8 @@ void put_first(zu_do_properties *record, zu_do_uri *coll_uri) {
   record->lead = record->form != nullptr ? 1 : 0;
 }
 
-// A record of `_coll_uri` and the pairs that `name_at` (a new reference, or none to give up) and the values
-// give; the last value of a name counts.
+// A record with `_coll_uri`, and with the names from `name_at` (a new reference, or null to give up) and the
+// values. The last value of a name counts.
 template <class NameAt>
 zu_do_properties *make_of(zu_do_uri *coll_uri, size_t names, zu_do_vlist *values, NameAt name_at) {
   const size_t count = names < values->length ? names : values->length;
@@ -203,7 +204,8 @@ zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns
   });
 }
 
-// Only the view that stands as it was made, with the same collection: what was set over it needs more.
+// Renews only a view that is as it was made, for the same
+// collection. A record that was changed is not renewed.
 bool record_renew(zu_do_properties *record, zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row) {
   if (record == nullptr || columns == nullptr || row == nullptr) return false;
   store_record *stored = record_of(row);

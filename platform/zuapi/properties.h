@@ -9,23 +9,23 @@ extern "C" {
 #endif
 
 /* ---- A record: properties in order, each a name and a value ----
- * A record made from a store's row is a view of it: the row's shape and values with a small overlay for
- * what is set later. */
+ * A record made from a store's row is a view of the row: it copies nothing, and keeps the properties that are
+ * set later in a small overlay. */
 zu_do_properties *zu_do_properties_new(void);
 /* One property per name with the value at its position, until either ends; the last value of a name counts.
- * None when memory is exhausted. */
+ * Null when memory is exhausted. */
 zu_do_properties *zu_do_properties_new_from_vlist(zu_do_nlist *names, zu_do_vlist *values);
 zu_do_properties *zu_do_properties_ref(zu_do_properties *record);
 void zu_do_properties_deref(zu_do_properties *record);
 
 size_t zu_do_properties_get_len(zu_do_properties *record);
-/* Look-ups by name; borrowed, good until the property is set again; none when the record has no such
- * property. */
+/* Look-ups by name; borrowed, good until the property is set
+ * again; null when the record has no such property. */
 zu_do_value *zu_do_properties_get_value(zu_do_properties *record, const char *name);
 zu_do_value *zu_do_properties_get_value_n(zu_do_properties *record, zu_do_name *name);
 zu_do_property *zu_do_properties_get_prop(zu_do_properties *record, const char *name);
 zu_do_value *zu_do_property_get_value(zu_do_property *property); /* borrowed */
-/* As the getters of values: none or 0, and ZU_FAILED in `*code` (may be none) when the property is absent
+/* As the getters of values: null or 0, and ZU_FAILED in `*code` (may be null) when the property is absent
  * or of another type. Borrowed. */
 const char *zu_do_properties_get_string(zu_do_properties *record, const char *name, int *code);
 int64_t zu_do_properties_get_int(zu_do_properties *record, const char *name, int *code);
@@ -61,7 +61,7 @@ void zu_do_properties_list_iter(zu_do_properties_list *list, zu_do_iter *it);
 bool zu_do_properties_list_has_next(zu_do_properties_list *list, zu_do_iter *it);
 zu_do_properties *zu_do_properties_list_get_next(zu_do_properties_list *list, zu_do_iter *it); /* borrowed */
 
-/* ---- Name/value lists; a name may stand in one more than once ---- */
+/* ---- Name/value lists; a list may have a name more than once ---- */
 zu_do_nvlist *zu_do_nvlist_new(void);
 zu_do_nvlist *zu_do_nvlist_ref(zu_do_nvlist *list);
 void zu_do_nvlist_deref(zu_do_nvlist *list);
@@ -73,7 +73,7 @@ bool zu_do_nvlist_has_next(zu_do_nvlist *list, zu_do_iter *it);
 zu_do_nvpair *zu_do_nvlist_get_next(zu_do_nvlist *list, zu_do_iter *it); /* borrowed */
 const char *zu_do_nvpair_get_name(zu_do_nvpair *pair);                   /* borrowed */
 zu_do_value *zu_do_nvpair_get_value(zu_do_nvpair *pair);                 /* borrowed */
-/* One line per pair: tabs, `name=value`; none writes nothing. */
+/* One line per pair: tabs, `name=value`; null writes nothing. */
 void zu_do_print_nvlist(FILE *stream, uint32_t indentation, zu_do_nvlist *list);
 
 #ifdef __cplusplus

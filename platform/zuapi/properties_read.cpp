@@ -5,7 +5,7 @@ using namespace zuapi;
 
 namespace {
 
-// The entries that are set and stand over no slot.
+// True for an entry that is set and does not replace a slot.
 bool is_beside(zu_do_properties *record, const zu_do_entry &entry) {
   return entry.value != nullptr && (record->form == nullptr || find_slot(record->form, entry.name) < 0);
 }
@@ -50,7 +50,7 @@ zu_do_value *zu_do_properties_get_value_n(zu_do_properties *record, zu_do_name *
   return record == nullptr || name == nullptr ? nullptr : value_of(record, name);
 }
 
-// A property is handed out as its value: nothing more is asked of it.
+// A property is represented by its value: callers only ask a property for that.
 zu_do_property *zu_do_properties_get_prop(zu_do_properties *record, const char *name) {
   return reinterpret_cast<zu_do_property *>(zu_do_properties_get_value(record, name));
 }
@@ -75,7 +75,7 @@ zu_do_uri *zu_do_properties_get_coll_uri(zu_do_properties *record, const char *n
   return zu_do_value_get_coll_uri(zu_do_properties_get_value(record, name), code);
 }
 
-// The positions of a view: the entry that leads, its slots, then the other entries.
+// The order in a view: the first entry (`_coll_uri`) if it leads, the slots, then the other entries.
 void zu_do_properties_iter(zu_do_properties *record, zu_do_iter *it) {
   *it = {record, 0};
 }

@@ -13,7 +13,7 @@ inline uint64_t slot_bit(uint32_t slot) {
   return uint64_t{1} << (slot % 64);
 }
 
-// The entry of that name, or none.
+// The entry of that name, or null.
 inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name) {
   if (record->index.has_room()) {
     const uint32_t found =
@@ -26,7 +26,7 @@ inline zu_do_entry *find_entry(zu_do_properties *record, const zu_do_name *name)
   return nullptr;
 }
 
-// What stands over a slot of a view.
+// The value that replaces a slot of a view, or null.
 inline zu_do_value *overlay_at(zu_do_properties *record, uint32_t slot) {
   const zu_do_entry *entry = find_entry(record, record->form->columns.items[slot].name);
   return entry != nullptr ? entry->value : &record->cells[slot];
@@ -49,19 +49,19 @@ inline zu_do_value *value_of(zu_do_properties *record, const zu_do_name *name) {
 
 // ---- Filling ----
 
-// A record without properties and with room for so many entries and cells; none when memory is exhausted.
+// A record without properties, with room for some entries and cells; null when memory is exhausted.
 zu_do_properties *record_make(size_t room, size_t cells = 0);
-// Makes room for so many entries. False when memory is exhausted.
+// Makes room for `wanted` entries. False when memory is exhausted.
 bool record_reserve(zu_do_properties *record, size_t wanted);
 // Builds the index of many entries again.
 void record_enter_all(zu_do_properties *record);
 
-// Releases the value of an entry (may be none); the record's own cells are released with the record.
+// Releases the value of an entry (may be null); the record's own cells are released with the record.
 inline void release_value(zu_do_value *value) {
   if (value != nullptr && (value->flags & value_counted) != 0) zu_do_value_deref(value);
 }
 
-// Gives an entry a value whose reference the record takes over.
+// Replaces an entry's value; the record takes over the reference.
 inline void replace_value(zu_do_properties *record, zu_do_entry &entry, zu_do_value *value) {
   ++record->revision;
   release_value(entry.value);

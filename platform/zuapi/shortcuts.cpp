@@ -1,4 +1,4 @@
-// What this platform offers so that a library asks it less per line and per record.
+// The shortcuts that this platform offers to a renderer.
 #include "zuapi/shortcuts.hpp"
 
 #include "zuapi/record.hpp"
@@ -21,7 +21,7 @@ zu_do_value_facts facts_of(zu_do_value *value) {
   return {value, value->type, (value->flags & value_default) != 0, (value->flags & value_typed) != 0};
 }
 
-// The positions from the first on that something may have been set over.
+// Reads the rest of the positions, from the first one whose slot may have been replaced.
 [[gnu::noinline]] void read_overlaid(zu_do_properties *record, const int32_t *position, const int32_t *end,
                                      zu_do_value_facts *facts) {
   for (; position != end; ++position, ++facts) {
@@ -30,7 +30,7 @@ zu_do_value_facts facts_of(zu_do_value *value) {
   }
 }
 
-// The loop reads the cells alone, so that it needs few registers and no call.
+// The loop only reads cells, so that it needs few registers and no call; read_overlaid does the rest.
 const void *read_at(zu_do_properties *record, const void *form, const int32_t *position, uint32_t count,
                     zu_do_value_facts *facts) {
   if (record == nullptr) return nullptr;
@@ -57,7 +57,8 @@ const void *read_at(zu_do_properties *record, const void *form, const int32_t *p
 
 void read_uri(zu_do_properties *record, bool collection, zu_do_uri_text *found) {
   zu_do_value *value = nullptr;
-  // In a view the row's URI stands in the first slot, and `_coll_uri` leads when the view was made with it.
+  // In a view the row's URI is in the first slot, and
+  // `_coll_uri` is the first entry if the view was made with it.
   if (record != nullptr) {
     if (record->width != 0 && !collection && (record->overlaid & slot_bit(0)) == 0) {
       value = &record->cells[0];
@@ -77,7 +78,7 @@ void read_uri(zu_do_properties *record, bool collection, zu_do_uri_text *found) 
   }
 }
 
-// ---- Positions: entries that are there from the start, each with a cell for an integer ----
+// ---- Positions: entries that exist from the start, each with a cell for an integer ----
 
 zu_do_properties *new_positions(zu_do_name *const *names, uint32_t count) {
   zu_do_properties *record = record_make(count, count);
@@ -100,7 +101,7 @@ zu_do_properties *new_positions(zu_do_name *const *names, uint32_t count) {
   return record;
 }
 
-// Makes it a record of its positions alone again.
+// Removes all properties that are not positions.
 [[gnu::noinline]] void drop_what_is_beside(zu_do_properties *record) {
   for (uint32_t i = record->positions; i < record->length; ++i) {
     release_value(record->entries[i].value);
@@ -141,7 +142,7 @@ int set_at(zu_do_properties *record, uint32_t position, zu_do_value *value) {
 int set_int_at(zu_do_properties *record, uint32_t position, int64_t number) {
   if (record == nullptr || position >= record->positions) return ZU_FAILED;
   zu_do_value *value = &record->cells[position];
-  // While somebody else holds the record, or one of its cells, no cell may change.
+  // A cell may only change while nobody else has a reference on the record or on one of its cells.
   if (value->spare != 0 && record->count.load(std::memory_order_acquire) == 1) {
     value->as.integer = number;
   } else {

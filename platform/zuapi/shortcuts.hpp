@@ -1,4 +1,4 @@
-// What this platform itself uses of what it offers as shortcuts.
+// The shortcuts that this platform also uses itself.
 #pragma once
 
 #include <new>
@@ -9,18 +9,18 @@
 
 namespace zuapi {
 
-// As zu_do_shortcuts::display; an empty text for a value that is none.
+// As zu_do_shortcuts::display; an empty text when the value is null.
 const char *value_display(zu_do_value *value, char *room, size_t *length);
 // As zu_do_shortcuts::key_form.
 const char *value_key_form(zu_do_value *value, char *room, size_t size, size_t *length);
-// As zu_do_shortcuts::uri_parts; all zero for a URI that is none.
+// As zu_do_shortcuts::uri_parts; all members are zero when the URI is null.
 void uri_parts_of(zu_do_uri *uri, zu_do_uri_parts *parts);
 // As zu_do_shortcuts::new_from_row.
 zu_do_properties *record_new_from_row(zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
 // As zu_do_shortcuts::renew.
 bool record_renew(zu_do_properties *record, zu_do_uri *coll_uri, zu_do_ntlist *columns, zu_do_vlist *row);
 
-// Display texts, one at a time; only what cannot be shown in place needs memory.
+// Display texts, one at a time; needs memory only for values without a shortcut.
 class shown_text {
 public:
   shown_text() = default;
@@ -28,7 +28,7 @@ public:
   shown_text(const shown_text &) = delete;
   shown_text &operator=(const shown_text &) = delete;
 
-  // Good until the next call. Throws std::bad_alloc.
+  // Valid until the next call. Throws std::bad_alloc.
   std::string_view of(zu_do_value *value) {
     size_t length = 0;
     const char *text = value_display(value, room_, &length);

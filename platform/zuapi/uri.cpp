@@ -31,7 +31,7 @@ zu_do_uri *make(std::string_view text) {
   return uri_scan_text(text.data(), text.size(), &scan) == nullptr ? make(scan) : nullptr;
 }
 
-// A URI that differs from `like` in what follows its first `kept` bytes: the tail, at most two parts.
+// A URI with the first `kept` bytes of `like`, followed by the tail (at most two parts).
 zu_do_uri *make_longer(const zu_do_uri *like, uint32_t kept, std::string_view tail, std::string_view more) {
   const size_t length = kept + tail.size() + more.size();
   if (length > longest_uri) return nullptr;
@@ -110,7 +110,7 @@ zu_do_uri *zu_do_uri_new_relative(const char *text) {
   uri_scan scan;
   if (text == nullptr || uri_scan_text(text, strlen(text), &scan) != nullptr) return nullptr;
   if ((scan.flags & uri_absolute) == 0) return make(scan);
-  // What follows the location segment; without a leading '/' it is read as if it had one.
+  // The text after the location segment; without a leading '/' it is read as if it had one.
   const size_t rest = scan.source.find_first_of("/?", 2);
   return make(rest == scan.source.npos ? "/" : scan.source.substr(rest));
 }

@@ -1,4 +1,4 @@
-// The segments of a URI's path and their keys, made when asked for, and its location.
+// The segments of a URI's path and their keys, made when they are asked for; and its location.
 #include "zuapi/objects.hpp"
 #include "zuapi/uri_text.hpp"
 
@@ -6,7 +6,7 @@ using namespace zuapi;
 
 struct zu_do_uri_segment {
   const char *name;
-  zu_do_nvlist *keys; // none without keys
+  zu_do_nvlist *keys; // null without keys
 };
 
 namespace zuapi {
@@ -22,7 +22,7 @@ struct alignas(zu_do_uri_segment) uri_segments {
 
 namespace {
 
-// Where the parts of the segment that starts at `start` end.
+// The ends of the parts of the segment that begins at `start`.
 struct segment_ends {
   size_t name;
   size_t segment;
@@ -70,7 +70,8 @@ zu_do_nvlist *make_keys(std::string_view keys) {
 uri_segments *make_segments(const zu_do_uri *uri) {
   const std::string_view path = path_of(uri);
   const size_t size = uri->segment_count * sizeof(zu_do_uri_segment);
-  // Each name takes a byte more than in the text; the slashes between segments make up for all but one.
+  // Each name needs one byte more than in the text (its
+  // NUL); the slashes between the segments give all but one.
   auto *made =
       static_cast<uri_segments *>(qmalloc_named(ZU_DO_AREA, sizeof(uri_segments) + size + path.size() + 1));
   if (made == nullptr) return nullptr;

@@ -9,8 +9,9 @@
 
 namespace zuapi {
 
-// Made of one URI; tells whether another text is a URI that differs in the values of its keys only, and where
-// its parts are then. Records of a list share a pattern, so that few URIs of a file need the whole grammar.
+// Made from one URI. It finds out whether another text is a URI that differs only in the values of its keys,
+// and then where its parts are. The records of a list share a pattern, so that only a few URIs of a file need
+// the whole grammar.
 class uri_pattern {
 public:
   explicit uri_pattern(const zu_do_uri *sample);
@@ -22,10 +23,10 @@ public:
   std::string_view below_location() const { return std::string_view(text_).substr(below_); }
   bool absolute() const { return (layout_.flags & uri_absolute) != 0; }
 
-  // The frozen URI of a text of this pattern in canonical form, or none. Throws std::bad_alloc.
+  // The frozen URI of a text of this pattern in canonical form, or null. Throws std::bad_alloc.
   zu_do_uri *make(std::string_view text, arena &memory);
-  // Notes where the values of a canonical text of this pattern are: `value` tells of the last text that was
-  // noted or matched.
+  // Stores the positions of the values in a canonical text of this pattern: `value` refers to the text that
+  // was noted or matched last.
   void note(std::string_view text);
   size_t value_count() const { return cuts_.size(); }
   std::string_view value(std::string_view text, size_t i) const {
@@ -33,7 +34,7 @@ public:
   }
 
 private:
-  // An offset in a URI: behind so many values, and so many other bytes.
+  // An offset in a URI, as a number of values and a number of other bytes before it.
   struct place {
     uint32_t values;
     uint32_t fixed;
@@ -45,8 +46,8 @@ private:
 
   std::string text_;
   std::vector<uint32_t> cuts_; // where in it a value is left out
-  std::vector<uint32_t> sums_; // how long the first values are together, from none to all
-  uint32_t below_ = 0;         // where the text of what follows a location begins
+  std::vector<uint32_t> sums_; // the lengths of the first 0, 1, ... values together
+  uint32_t below_ = 0;         // where the text after the location begins
   uri_layout layout_;          // of the sample
   static constexpr uint32_t uri_layout::*moving[] = {&uri_layout::relative, &uri_layout::parent,
                                                      &uri_layout::name, &uri_layout::name_end,

@@ -48,7 +48,8 @@ int hex_value(char c) {
          end;
 }
 
-// Walks the source once: each take_ moves over a part and counts what it will take in the canonical text.
+// Goes through the source once: each take_ function moves
+// over a part and counts its bytes in the canonical text.
 class scanner {
 public:
   scanner(const char *at, const char *end, uint32_t out) : at_(at), end_(end), out_(out) {}
@@ -62,7 +63,7 @@ public:
 
   bool take_name() { return skip_bytes(byte_in_name) > 0; }
 
-  // None, or why the value is refused.
+  // Null, or why the value is refused.
   const char *take_value() {
     for (;; ++at_) {
       skip_bytes(byte_plain);
@@ -76,7 +77,7 @@ public:
     }
   }
 
-  // None, or why the segment is refused; where its name ends in the canonical text.
+  // Null, or why the segment is refused; where its name ends in the canonical text.
   const char *take_segment(uint32_t &name_end) {
     if (!take_name()) return done() || next_is('/') || next_is('?') ? "empty segment" : "bad segment name";
     name_end = out_;

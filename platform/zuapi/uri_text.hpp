@@ -1,4 +1,4 @@
-// What the URI sources share: writing canonical text, and the lazily made segments.
+// Common parts of the URI sources: writing canonical text, and the segments, which are made on demand.
 #pragma once
 
 #include "zuapi/objects.hpp"
@@ -7,7 +7,7 @@ namespace zuapi {
 
 // Writes the canonical text of a scan: scan.length bytes and a NUL.
 void uri_write_text(char *at, const uri_scan &scan);
-// Writes one byte of a value in key form; gives the end.
+// Writes one byte of a value in key form; returns the end.
 inline char *put_key_byte(char *at, char byte) {
   if (byte_is(byte, byte_plain)) {
     *at++ = byte;
@@ -18,7 +18,7 @@ inline char *put_key_byte(char *at, char byte) {
   return at;
 }
 
-void uri_segments_free(uri_segments *segments); // none is ignored
+void uri_segments_free(uri_segments *segments); // null is ignored
 
 // The one segment of the absolute root of a relative URI.
 inline constexpr std::string_view given_location = "locations;loc=0";

@@ -11,7 +11,7 @@ constinit zu_do_value the_null{ZU_DO_TYPE_NULL, 0, 0, 0, {.whole = 0}};
 constinit zu_do_value the_booleans[2] = {{ZU_DO_TYPE_BOOL, 0, 0, 0, {.boolean = false}},
                                          {ZU_DO_TYPE_BOOL, 0, 0, 0, {.boolean = true}}};
 
-// What a value holds on to beside its own block.
+// Takes a reference on the URI or list in a value.
 void share_content(const zu_do_value &cell) {
   if (cell.type == ZU_DO_TYPE_ARRAY) zu_do_vlist_ref(cell.content().list);
   if (cell.type == ZU_DO_TYPE_MR_URI || cell.type == ZU_DO_TYPE_COLL_URI) zu_do_uri_ref(cell.content().uri);
@@ -30,7 +30,7 @@ zu_do_value *make(const zu_do_value &cell) {
   return value_make(cell, no_typedef, false);
 }
 
-// That part of the payload when the value is of that type, else none or 0; sets the code.
+// A part of the payload if the value has the wanted type, else null or 0; sets the code.
 template <class Part>
 Part part_of(zu_do_value *value, int8_t type, Part value_payload::*part, int *code) {
   const bool right = value != nullptr && value->type == type;

@@ -13,7 +13,7 @@ int order(T a, T b) {
   return a < b ? -1 : b < a ? 1 : 0;
 }
 
-// Where a type stands in the order.
+// The rank of a type in the order.
 int rank(int32_t type) {
   switch (type) {
   case ZU_DO_TYPE_NONE:
@@ -32,7 +32,7 @@ int rank(int32_t type) {
   }
 }
 
-// An integer against a double, without rounding either; a double that is no number comes first.
+// Compares an integer with a double without rounding either; a double that is no number comes first.
 int order_mixed(const zu_do_value *whole, double number) {
   constexpr double two_63 = 9223372036854775808.0;
   constexpr double two_64 = 18446744073709551616.0;

@@ -13,7 +13,7 @@ constexpr uint64_t every_byte(uint8_t byte) {
   return 0x0101010101010101u * byte;
 }
 
-// True when one of the eight bytes may be a control: never false for one that is.
+// False only when none of the eight bytes is a control byte.
 bool may_hold_control(uint64_t word) {
   const uint64_t below_space = (word - every_byte(0x20)) & ~word;
   const uint64_t delete_bytes = word ^ every_byte(0x7f);
@@ -79,7 +79,7 @@ const char *print(Number number, char *room, size_t *length) {
   return room;
 }
 
-// How many bytes at the front stand for themselves in key form.
+// The number of bytes at the front that are not escaped in key form.
 size_t plain_bytes(std::string_view raw) {
   size_t count = 0;
   while (count < raw.size() && byte_is(raw[count], byte_plain)) ++count;
@@ -91,7 +91,7 @@ const char *give(std::string_view text, size_t *length) {
   return text.data();
 }
 
-// The display text of what is no string.
+// The display text of a value that is no string.
 [[gnu::noinline]] const char *display_other(zu_do_value *value, char *room, size_t *length) {
   if (value == nullptr) return give("", length);
   switch (value->type) {
