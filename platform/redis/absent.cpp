@@ -1,4 +1,4 @@
-// In place of the other files where the platform is built without Redis.
+// Replaces the other files when the platform is built without Redis.
 #include "redis/watch.hpp"
 #include "zuapi/base.h"
 
@@ -28,7 +28,7 @@ std::vector<std::string> members_with(connection &, const std::string &,
   refuse();
 }
 
-// No connection can be made, so none is ever asked.
+// No connection can be made, so these are never called.
 value::kind value::of() const {
   return kind::none;
 }

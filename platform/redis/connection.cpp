@@ -1,5 +1,6 @@
-// A connection to a Redis server. The library connects and knows the protocol; what is sent and received goes
-// by here, so that every wait has an end, and no signal comes of a server that has gone.
+// A connection to a Redis server. The library connects and knows the protocol. Sending and receiving is done
+// here, because the library has no limit for the time of an answer that comes slowly, and raises SIGPIPE when
+// a server has closed the connection.
 #include "redis/connection.hpp"
 
 #include <fcntl.h>
@@ -30,7 +31,7 @@ constexpr size_t part = size_t{64} << 10;
 constexpr size_t most_of_an_answer = size_t{1} << 30;
 constexpr size_t most_of_a_message = size_t{1} << 20;
 constexpr int most_elements =
-    1 << 20; // of a list: the library makes room for all as soon as it is told of them
+    1 << 20; // of a list: the library allocates all elements as soon as it has read their number
 constexpr int most_redirections = 5;
 constexpr const char *password_variable = "ZU_TVR_REDIS_PASSWORD";
 
@@ -52,7 +53,7 @@ std::string read_password(const address &to) {
   return password;
 }
 
-// The library's own way to keep answers, but that a list which is too long is not kept.
+// The library's functions for storing answers, except that a list which is too long is not stored.
 redisReplyObjectFunctions *bounded(const redisReader *reader) {
   static const redisReplyObjectFunctions usual = *reader->fn;
   static redisReplyObjectFunctions made = [] {
@@ -75,7 +76,7 @@ std::string system_words(int number) {
   return std::generic_category().message(number);
 }
 
-// Where in the cluster the keys of a command are, as a node tells it.
+// The node of the cluster that has the keys of a command, as reported by another node.
 struct redirection {
   bool asking = false; // for this command only
   std::string to;      // "HOST:PORT"; without a host it is the one that answered
@@ -148,7 +149,7 @@ void connection::drop::operator()(redisContext *context) const {
 
 std::string shown(const command &asked) {
   constexpr size_t most = 200;
-  // A password must not be seen; and where the key of a script stands, its number of keys comes first.
+  // A password must not be shown. In a command with a script, the number of keys comes before the key.
   if (asked.size() < 2 || asked[0] == "AUTH") return asked[0];
   const std::string &key = asked[0] == "EVAL" && asked.size() > 3 ? asked[3] : asked[1];
   return asked[0] + " " + key.substr(0, most);
@@ -293,8 +294,8 @@ std::optional<reply> connection::arrived() {
   }
 }
 
-// An answer may be read while commands behind it are still to be sent: a server need not take them all before
-// it answers the first.
+// Reads an answer, and meanwhile continues to send the commands that follow: a server may want its answers
+// read before it takes more commands.
 reply connection::receive(const command &asked, std::string_view &rest) {
   auto until = clock::now() + to_.to_answer;
   size_t read = 0;

@@ -16,9 +16,9 @@ struct redisReply;
 
 namespace zu_redis {
 
-// Where a server listens, and as whom it is spoken to.
+// The address of a server, and the user.
 struct address {
-  std::string host; // empty: at the socket
+  std::string host; // empty: the socket is used
   int port = 6379;
   std::string socket; // the path of a UNIX socket
   int database = 0;
@@ -26,7 +26,7 @@ struct address {
   std::string password_file;
   std::chrono::milliseconds to_connect{5000};
   std::chrono::milliseconds to_answer{10000}; // for each answer, and for a part of the commands to be taken
-  int until = -1; // a descriptor: once it can be read, nothing is waited for any more
+  int until = -1;                             // a descriptor: once it can be read, all waiting ends
 };
 
 // An answer, or an element of one, which is borrowed from it.
@@ -59,9 +59,9 @@ private:
 
 using command = std::vector<std::string>; // its name and what follows
 
-// Used by one thread at a time. All functions throw store::source_failure, whose words say which command
-// failed, or std::bad_alloc. What a failure leaves behind is a connection that can only be closed, unless the
-// server answered.
+// Used by one thread at a time. All functions throw store::source_failure, whose message says which command
+// failed, or std::bad_alloc. After a failure the connection can only be closed, unless the failure was an
+// answer of the server.
 class connection {
 public:
   explicit connection(address to);
@@ -69,32 +69,34 @@ public:
   connection(const connection &) = delete;
   connection &operator=(const connection &) = delete;
 
-  // The answer; one that is an error is thrown.
+  // The answer; an error is thrown.
   reply ask(const command &asked);
-  // The answers, in the order of the commands, which are sent at once: one round trip. Errors of the server
-  // are answers as others. A command whose keys are elsewhere in the cluster is sent there.
+  // The answers, in the order of the commands, which are sent all at once: one
+  // round trip. Errors of the server are returned like other answers. A command
+  // whose keys are on another node of the cluster is sent to that node.
   std::vector<reply> ask_all(const std::vector<command> &asked);
 
-  // How long an answer may take, for commands that wait themselves (XREADGROUP with BLOCK).
+  // Sets how long an answer may take, for commands that wait themselves (XREADGROUP with BLOCK).
   void set_time_to_answer(std::chrono::milliseconds most) { to_.to_answer = most; }
-  // Of the node that answered last.
+  // The address of the node that answered last.
   const address &at() const { return to_; }
 
-  // What comes without being asked for, as the messages of SUBSCRIBE: where it is waited for, and the next
-  // one that has come.
+  // For messages that come without a command, after SUBSCRIBE: the descriptor to wait for, and the next
+  // message that has come.
   int file() const;
   std::optional<reply> arrived();
 
 private:
   void open();
-  // Adds the answers of those commands, sent at once, to the places of them in `told`.
+  // Sends the commands with the numbers `which` at once, and
+  // stores their answers under the same numbers in `told`.
   void exchange(const std::vector<command> &asked, const std::vector<size_t> &which, bool asking,
                 std::vector<reply> &told);
   static void append(const command &asked, std::string &text);
-  // `rest` is what has not been sent yet.
+  // `rest`: the text that has not been sent yet.
   reply receive(const command &asked, std::string_view &rest);
-  redisReply *parse(const command &asked); // none: it has not come whole yet
-  // What the server takes at once; false: nothing.
+  redisReply *parse(const command &asked); // null: the answer is not complete yet
+  // Sends as much as the server takes at once; false: it took nothing.
   bool send_part(const command &asked, std::string_view &rest);
   size_t read_part(const command &asked);
   [[noreturn]] void fail(const command &asked, const std::string &why);
@@ -104,12 +106,12 @@ private:
   };
   address to_;
   std::string password_;
-  std::unique_ptr<redisContext, drop> context_; // none: nothing can be asked any more, and why
+  std::unique_ptr<redisContext, drop> context_; // null: closed, for the reason that was thrown
   std::string lost_;
   bool too_long_ = false; // a list of the answer that is being read
 };
 
-// What a message shows of a command: its name and its key.
+// A command as messages show it: its name and its key.
 std::string shown(const command &asked);
 // Throws an answer that is an error, or of another kind.
 void expect(const command &asked, const value &told, value::kind wanted);

@@ -1,7 +1,8 @@
 // The records of one device of a Redis server.
 //
-// The keys of a version of the device are written before it becomes the device's, and never changed. So what
-// is read is good when the version is still there after it; when it has gone, reading begins again.
+// Redis has no transaction in which a reader sees one state. So each import writes the keys of a new version,
+// which then becomes the device's version; keys of a version are never changed. A reader checks after reading
+// that its version still exists; if not, reading begins again.
 #include <algorithm>
 #include <charconv>
 #include <map>
@@ -100,7 +101,8 @@ public:
         ask_for_all(all);
         continue;
       }
-      // All that begins so: the smallest text that does, and the smallest behind those.
+      // The range of all members with this beginning: from the
+      // smallest such text to the smallest text after them.
       const std::string begin = wanted.of == record  ? wanted.text + " "
                                 : wanted.text == "/" ? wanted.text
                                                      : wanted.text + "/";
@@ -138,7 +140,8 @@ private:
     uint64_t records = 0;
   };
 
-  // Reads "records", and of each path "records PATH", "pattern PATH" and so on. False: the version has gone.
+  // Reads "records", and for each path "records PATH", "pattern
+  // PATH" and so on. False: the version no longer exists.
   bool read_facts(const std::string &key) {
     facts_ = key;
     const command asked = {"HGETALL", key};
@@ -175,25 +178,27 @@ private:
     return true;
   }
 
-  // What is read in one round trip: of which keys, how many records each of them has, and which ranges.
+  // A request that is sent in one round trip: the keys, the
+  // number of records of each key, and the ranges to read.
   struct request {
     std::vector<std::pair<std::string, uint64_t>> counts;
     std::vector<command> ranges;
   };
 
-  // For all of the last key.
+  // Adds ranges for all records of the last key.
   static void ask_for_all(request &all) {
     const auto &[key, records] = all.counts.back();
     for (uint64_t at = 0; at < records; at += chunk)
       all.ranges.push_back({"ZRANGE", key, std::to_string(at), std::to_string(at + chunk - 1)});
   }
 
-  // Tells what was asked for, in store order.
+  // Calls `take` with the records that were asked for, in store order.
   void tell(const request &all, const take_record &take) {
     if (all.ranges.empty()) return;
     const size_t ranges = all.ranges.size();
     std::vector<command> asked = all.ranges;
-    // Where another hand removed records, a range looks whole.
+    // If something else removed records, their range still
+    // looks complete; so the numbers of records are compared.
     for (const auto &[key, records] : all.counts) asked.push_back({"ZCARD", key});
     asked.push_back({"EXISTS", facts_});
     const std::vector<reply> told = server_.ask_all(asked);
@@ -269,7 +274,7 @@ std::vector<std::string> members_with(connection &server, const std::string &set
   return found;
 }
 
-// Those are left out that nobody has finished to write.
+// Devices whose import was never finished are left out.
 std::vector<std::string> names_at(connection &server, const std::string &prefix) {
   return members_with(server, devices_key(prefix), [&](const std::string &name) {
     return command{"HEXISTS", head_key(prefix, name), "version"};

@@ -1,5 +1,5 @@
-// Writing a device to a Redis server: the keys of a new version first, a part at a time; at the end one
-// script makes it the device's version.
+// Writing a device to a Redis server: first the keys of a new version, in parts; at the end one script makes
+// it the device's version. So readers never see half a device.
 #include <random>
 
 #include "redis/layout.hpp"
@@ -10,9 +10,9 @@ namespace zu_redis {
 
 namespace {
 
-// What an importer leaves behind that dies expires. A version that is no longer the device's stays for
-// renders that began with it, unless one more comes; its records outlive its facts, by which readers see that
-// it is there.
+// The keys of an import that was never finished expire. A replaced version stays for renders that began with
+// it, until the next one is replaced. Its records expire later than its facts, because readers check by the
+// facts whether the version exists.
 constexpr const char *unfinished_seconds = "3600";
 constexpr const char *facts_seconds = "60";
 constexpr const char *records_seconds = "120";
@@ -50,8 +50,8 @@ if known[3] and known[3] ~= '' then each_key(known[3], function(key) redis.call(
 if known[2] then each_key(known[2], function(key, seconds) redis.call('EXPIRE', key, seconds) end) end
 return redis.status_reply('OK'))";
 
-// KEYS and the first of ARGV likewise, of a script that may have run or not: 1 when it has, else it never
-// will.
+// KEYS and the first of ARGV as above, for a script whose answer was lost: 1 when it has run; otherwise it
+// will never run.
 constexpr const char *abandon_script = R"(
 local known = redis.call('HMGET', KEYS[1], 'version', 'before')
 if known[1] == ARGV[1] or known[2] == ARGV[1] then return 1 end
@@ -89,7 +89,7 @@ public:
 
   void finish() override {
     write_waiting();
-    // A name without a version behind it is no device yet.
+    // A name without a version is no device yet.
     const command listed = {"SADD", devices_, device_};
     expect(listed, server_.ask(listed), value::kind::number);
     command done = {"EVAL", finish_script, "", head_, facts_};
@@ -126,7 +126,7 @@ private:
     uint64_t written;
   };
 
-  // When the answer was lost.
+  // Called when the answer was lost: true when the device was written.
   bool was_done() {
     command asked = {"EVAL", abandon_script, "", head_, facts_};
     for (const written_path &path : paths_) asked.push_back(path.key);

@@ -1,4 +1,4 @@
-// The keys of a device: docs/data.md tells what stands in each.
+// The keys of a device: docs/data.md describes the content of each.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ inline std::string devices_key(const std::string &prefix) {
 inline std::string head_key(const std::string &prefix, const std::string &device) {
   return prefix + ":{" + device + "}";
 }
-// Of one version of the device: facts of it and of its paths; and the records of a path.
+// The keys of one version of the device: the facts about it and its paths, and the records of a path.
 inline std::string facts_key(const std::string &head, std::string_view version) {
   return head + ":" + std::string(version);
 }
@@ -28,7 +28,7 @@ inline std::string records_key(const std::string &facts, std::string_view path) 
 
 // The devices, in the order of their names.
 std::vector<std::string> names_at(connection &server, const std::string &prefix);
-// Puts a device in the place of what the server has under its name.
+// Replaces the device of that name on the server.
 std::unique_ptr<store::device_writer> write_device(const place &where, const std::string &device);
 
 } // namespace zu_redis

@@ -20,7 +20,7 @@ int number_in(std::string_view text, const char *what, int most) {
   return read;
 }
 
-// Takes off what stands before a mark, and the mark.
+// Removes the text before a mark, and the mark, from `text`; returns the text before it.
 std::string_view take_until(std::string_view &text, char mark) {
   const std::string_view before = text.substr(0, text.find(mark));
   text.remove_prefix(std::min(text.size(), before.size() + 1));

@@ -14,11 +14,11 @@ namespace zu_redis {
 inline constexpr std::string_view host_scheme = "redis://";
 inline constexpr std::string_view socket_scheme = "redis+unix:";
 
-// A server, and what the names of all keys there begin with.
+// A server, and the prefix of all its keys.
 struct place {
   address at;
   std::string prefix = "tovra";
-  std::string device; // empty: of none in particular
+  std::string device; // empty: none is named
 };
 
 inline bool is_place(std::string_view name) {
@@ -26,19 +26,20 @@ inline bool is_place(std::string_view name) {
 }
 // Reads "redis://USER@HOST:PORT/DB?prefix=P&device=NAME" and
 // "redis+unix:SOCKET?user=USER&db=N&prefix=P&device=NAME". Both may have `password-file=FILE` and
-// `timeout=MS`. Throws source_failure or std::bad_alloc, and so does what follows.
+// `timeout=MS`. This and the next functions throw source_failure or std::bad_alloc.
 place read_place(std::string_view name);
-// A name as messages show it: a password in it, which is refused, is left out. Other texts are as they were.
+// A name as messages show it, without a password (a name
+// with a password is refused). Other texts are unchanged.
 std::string without_password(std::string_view name);
-// Refuses what cannot stand in the names of keys.
+// Refuses a text that cannot be part of a key's name.
 void check_name(std::string_view text, const char *what);
 
-// The members of a set for which a command answers another number than 0, in their order. What a member names
-// may be on another node than the set, and is written after it.
+// The members of a set for which a command answers a number other than 0, in their order. A set may have
+// members whose keys do not exist yet: these may be on another node than the set, and are written after it.
 std::vector<std::string> members_with(connection &server, const std::string &set,
                                       const std::function<command(const std::string &)> &ask);
 
-// Connects to nothing yet.
+// Does not connect yet.
 std::unique_ptr<store::device_database> database_at(place where);
 
 } // namespace zu_redis

@@ -22,7 +22,7 @@ std::string place_of(const address &node) {
 
 } // namespace
 
-// What an import changes. An answer that is an error is a state as others.
+// The state of the device: the values that an import changes. An error answer counts as a state too.
 std::string device_watch::state() {
   std::string found;
   std::string device = where_.device;
@@ -38,7 +38,7 @@ std::string device_watch::state() {
   return found.append(told.front().text());
 }
 
-// Has the server tell events of a channel. Why it does not, or nothing.
+// Makes the server send the events of a channel. Returns the reason if it refuses, else an empty text.
 std::string device_watch::follow(const std::string &channel) {
   const command known = {"CONFIG", "GET", "notify-keyspace-events"};
   const command subscribed = {"SUBSCRIBE", channel};
@@ -80,7 +80,7 @@ device_watch::news device_watch::look() {
       std::string why = head_.empty() ? said_ : follow(channel);
       if (!why.empty() && why != said_) made.words = why + "; it is asked every second";
       said_ = std::move(why);
-      now = state(); // what came before events did
+      now = state(); // for changes before the events began
     }
     made.changed = now != state_;
     made.back = std::exchange(lost_, false);

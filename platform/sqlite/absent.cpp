@@ -1,4 +1,4 @@
-// In place of the other files where the platform is built without SQLite.
+// Replaces the other files when the platform is built without SQLite.
 #include "sqlite/open.hpp"
 #include "zuapi/base.h"
 

@@ -1,4 +1,4 @@
-// What every use of a database file needs.
+// The operations on a database file that reading and writing share.
 #include "sqlite/database.hpp"
 
 #include "store/message.hpp"
@@ -24,7 +24,7 @@ database::database(const std::string &file, access how) {
 
 void database::fail(int code) const {
   if ((code & 0xff) == SQLITE_NOMEM) throw std::bad_alloc();
-  const bool told = sqlite3_errcode(handle_.get()) == code; // the words are those of the last call
+  const bool told = sqlite3_errcode(handle_.get()) == code; // the message is that of the last call
   throw store::source_failure{code == SQLITE_CANTOPEN ? ZU_CANNOT_OPEN : ZU_FAILED,
                               told ? sqlite3_errmsg(handle_.get()) : sqlite3_errstr(code)};
 }
@@ -65,7 +65,7 @@ bool statement::step() {
 }
 
 void statement::reset() {
-  sqlite3_reset(made_.get()); // a failure was told by the step
+  sqlite3_reset(made_.get()); // a failure has been reported by the step
 }
 
 void statement::refuse(int column, const char *wanted, std::string_view record) const {

@@ -1,5 +1,5 @@
-// A database file of devices: its tables, and what every use of it needs.
-// docs/data.md tells what stands in each column of its tables.
+// A database file of devices: its tables, and the operations that reading and writing share.
+// docs/data.md describes the columns of its tables.
 #pragma once
 
 #include <cstdint>
@@ -15,10 +15,10 @@ namespace zu_sqlite {
 inline constexpr int layout_version = 1;       // PRAGMA user_version
 inline constexpr int layout_mark = 0x7a757476; // PRAGMA application_id
 
-// Thrown on every failure: store::source_failure, with the words of the library.
+// Every failure is thrown as store::source_failure, with the library's message.
 class database {
 public:
-  enum class access : char { read, write }; // what is opened to be written is made when it is not there
+  enum class access : char { read, write }; // a missing file is made when it is opened to be written
   database(const std::string &file, access how);
 
   // For statements without results.
@@ -45,7 +45,8 @@ public:
   void run() { step(), reset(); }
   void reset();
 
-  // Of the row; a column of another type is refused. Columns count from 0. `record` is the row's, if known.
+  // A column of the row; one of another type is refused. Columns count from 0. `record`: the row's record, if
+  // known, for the message.
   std::string_view text(int column, std::string_view record = {}) const;
   int64_t number(int column) const;
 
@@ -59,7 +60,7 @@ private:
   std::unique_ptr<sqlite3_stmt, finalize> made_;
 };
 
-// Puts a device in the place of what the file has under its name, in one transaction.
+// Replaces the device of that name in the file, in one transaction.
 std::unique_ptr<store::device_writer> write_device(const std::string &file, const std::string &device);
 
 } // namespace zu_sqlite

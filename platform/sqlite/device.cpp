@@ -17,7 +17,7 @@ std::vector<std::string> names_in(database &data) {
   return names;
 }
 
-// Begins a transaction whose first read fixes what is seen until its end.
+// Begins a transaction. All its reads see the state at the first one.
 void begin_to_read(database &data) {
   data.run("BEGIN");
   const int64_t mark = data.pragma("application_id");
@@ -44,9 +44,9 @@ public:
 
   void read(const store::selection &wanted, const take_record &take) override {
     using enum store::selection::kind;
-    // Two paths at most: those of the root's collections.
+    // At most two paths: those of the root's collections.
     std::string sql = "SELECT location, relative, properties FROM record";
-    // Without counts of its rows the library would rather read all of a path.
+    // The table has no statistics, so SQLite would choose to read all records of the path.
     if (wanted.of != path)
       sql += wanted.of == parent ? " INDEXED BY record_by_parent" : " INDEXED BY record_by_uri";
     sql += wanted.paths.size() == 1 ? " WHERE path = ?1" : " WHERE path IN (?1, ?3)";

@@ -33,11 +33,11 @@ CREATE UNIQUE INDEX record_by_uri ON record (path, relative, location);
 CREATE INDEX record_by_parent ON record (path, parent, position);
 )";
 
-// Opens the file, with tables, in a transaction of one who writes.
+// Opens the file, makes missing tables, and begins a transaction for writing.
 database opened(const std::string &file) {
   database data(file, database::access::write);
   if (data.pragma("schema_version") == 0)
-    data.run("PRAGMA journal_mode = WAL"); // readers go on beside a writer
+    data.run("PRAGMA journal_mode = WAL"); // readers are not blocked by a writer
   data.run("BEGIN IMMEDIATE");
   const int64_t mark = data.pragma("application_id");
   const int64_t version = data.pragma("user_version");

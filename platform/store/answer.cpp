@@ -1,4 +1,4 @@
-// Which rows of a snapshot answer a request: what a collection URI names.
+// Finds the rows of a snapshot that a collection URI names.
 #include "store/answer.hpp"
 
 #include "store/path.hpp"
@@ -11,7 +11,7 @@ uri_halves halves_of(const zu_do_uri *uri) {
   return {uri->path(), uri->is_absolute()};
 }
 
-// Whether the URI gives every key of the path's records: then it is a record's own text, or none's.
+// True when the URI has every key of the path's records: then its text is that of one record, or of none.
 bool gives_all_keys(const snapshot &data, const path_entry &path, const zu_do_uri *uri) {
   const uri_halves asked = halves_of(uri);
   const uri_halves sample = halves_of(zuapi::row_uri(path.records.rows[0]));
@@ -21,7 +21,7 @@ bool gives_all_keys(const snapshot &data, const path_entry &path, const zu_do_ur
   return same_key_names(asked.location, halves_of(data.uri_of(path.first_located)).location);
 }
 
-// The records of the path that a URI without a query, or with one of type 2, gives in full.
+// The records of a URI without a query, or with a query of type 2: the URI has their path in full.
 void look_up(const snapshot &data, zu_do_uri *uri, answer &found) {
   if (zu_do_uri_get_coll_type(uri) != 0) uri = zu_do_uri_get_parent_uri(uri);
   if (uri == nullptr) throw std::bad_alloc();

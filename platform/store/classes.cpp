@@ -1,4 +1,4 @@
-// Classes: what they declare, and which names and values of properties are good.
+// Classes: reads what they declare, and checks names and values of properties.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -19,7 +19,7 @@ size_t index_of(const std::string_view (&names)[count], std::string_view name) {
   return static_cast<size_t>(std::find(names, names + count, name) - names);
 }
 
-// Null and no value are of any kind.
+// Null and a missing value count as any kind.
 declaration::value_kind kind_of(const zu_do_value &value) {
   using enum declaration::value_kind;
   constexpr declaration::value_kind kinds[] = {any, boolean, number, number, number, text, array};
@@ -114,7 +114,7 @@ void loader::read_declaration(property &of, json::value value) {
   const char *start = value_reader::start_of(value);
   declaration given;
   json::object members = members_of(value);
-  // Values are read once their type is known, which may stand behind them.
+  // Values are read in a second pass: the type, on which they depend, may come after them.
   for (const bool values : {false, true}) {
     if (values) members.reset().value();
     for (json::field field : members) {
@@ -164,7 +164,7 @@ void loader::read_member(const property &of, declaration &given, size_t member, 
   given.kind = static_cast<declaration::value_kind>(kind);
 }
 
-// What several texts say of a property counts together, where no two of them differ.
+// Several texts may declare a property: their declarations are combined, and must not contradict each other.
 void loader::unite(property &of, const declaration &given, const char *start) {
   if (of.said == nullptr) of.said = std::make_unique<declaration>();
   declaration &all = *of.said;
@@ -173,7 +173,7 @@ void loader::unite(property &of, const declaration &given, const char *start) {
                        all.kind == given.kind, zu_do_value_equals(&values[2], &values[3])};
   for (size_t i = 0; i < declaration::member_count; ++i) {
     if (given.at[i] == nullptr) continue;
-    // A default was read as of its type, or of none.
+    // The default was read according to the type of its own text, which may be missing there.
     const bool reads_default = i == declaration::of_type && all.has_default();
     const char *before = all.at[reads_default ? size_t{declaration::of_default} : i];
     if (before != nullptr && !same[i]) {
@@ -209,7 +209,8 @@ void loader::check_value(const char *what, const property &of, const zu_do_value
   if (!is_allowed(*of.said, value)) must_be(at, "one of " + list_of(of.said->allowed));
 }
 
-// A number that would be printed otherwise ("010") is none: URIs are found by their texts.
+// A number in another form than the one it would be printed
+// in ("010") is no number: URIs are compared as texts.
 zu_do_value loader::key_value(const property &of, std::string_view text) {
   const char *const end = text.data() + text.size();
   const auto reads_as = [&](auto &number) {

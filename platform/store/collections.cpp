@@ -1,4 +1,4 @@
-// The collection interface: opens cursors, and keeps what has been requested for caching.
+// The collection interface: opens cursors, and remembers the requests for caching.
 #include <algorithm>
 #include <vector>
 
@@ -9,7 +9,7 @@ namespace store {
 
 namespace {
 
-// Asks for the instances of all collections of a path and name at once.
+// A flag of requests: the instances of all collections of a path and name are wanted at once.
 constexpr uint64_t for_caching = 0x10000000;
 
 struct caching_request {
@@ -21,17 +21,17 @@ struct caching_request {
 
 struct coll_object : counted_object<coll_object, zu_coll_ifc> {
   using counted_object::counted_object;
-  std::vector<caching_request> requests; // those that were answered with all instances
-  std::vector<std::string> narrowed;     // the paths of which a query asked for some records, of a source
+  std::vector<caching_request> requests; // the ones that were answered with all instances
+  std::vector<std::string> narrowed;     // of a source: paths of which a query asked for a part
 };
 
-// The path of what a collection's URI names, without its keys.
+// The path of a collection's instances: the URI without keys.
 std::string path_below(const zu_do_uri *uri) {
   return path_text(uri->path(), uri->is_absolute());
 }
 
-// Below a list of which few records were asked for, a source gives each collection's own records: with those
-// of all the others, one part of a device would cost the whole.
+// True below a list of which only some records were asked for. There a source gives each collection its own
+// records: with the records of all parents, rendering a part of a device would read the whole device.
 bool is_below_narrowed(const coll_object &object, const zu_do_uri *uri) {
   if (object.narrowed.empty()) return false;
   const std::string path = path_below(uri) + "/";
@@ -56,7 +56,7 @@ int open_for_caching(coll_object &object, zu_do_uri *uri, zu_do_nvlist *query, z
   const collection_entry *own = data.find_collection(uri);
   if (own == nullptr) return cursor_object_new(object.data, answer(), true, cursor);
 
-  // Records of several paths are in one collection only below the root, which has no sibling.
+  // Only a collection below the root has records of several paths, and it has no sibling.
   const path_entry *path = own->path == no_id ? nullptr : &data.paths[own->path];
   const caching_request request = {flags, path != nullptr ? path->text : std::string_view()};
   const bool first = path != nullptr && std::ranges::find(object.requests, request) == object.requests.end();
@@ -68,7 +68,7 @@ int open_for_caching(coll_object &object, zu_do_uri *uri, zu_do_nvlist *query, z
   return code;
 }
 
-// All fields are always answered: the list of fields says nothing here.
+// The list of fields is not used: the answer always has all fields.
 int coll_open_cursor(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *, zu_do_nvlist *query,
                      zu_do_nlist *order_by, uint64_t flags, zu_cursor **cursor) noexcept {
   coll_object &object = *coll_object::of(ifc);

@@ -17,7 +17,7 @@ struct cursor_object : counted_object<cursor_object, zu_cursor> {
   answer found;
   bool whole;
   uint32_t position = 0; // of the next row
-  owned_columns columns; // of rows of several shapes: made at the first fetch
+  owned_columns columns; // for rows of several shapes: made at the first fetch
 };
 
 zu_do_name *name_at(zu_do_ntlist *columns, size_t index) {
@@ -34,7 +34,7 @@ void expect(bool done) {
   if (!done) throw std::bad_alloc();
 }
 
-// The columns of all shapes among the rows, in the order first seen.
+// The columns of all shapes among the rows, in the order in which they first appear.
 owned_columns all_columns(const run &rows) {
   owned_columns columns(zu_do_ntlist_new());
   expect(columns != nullptr);

@@ -20,8 +20,8 @@ using nlohmann::ordered_json;
 constexpr size_t names_told = 5;
 
 struct source_name {
-  std::unique_ptr<device_database> in; // none: the name of a data file
-  std::string device;                  // empty: of none in particular
+  std::unique_ptr<device_database> in; // null: the name of a data file
+  std::string device;                  // empty: none is named
 };
 
 // Reads "sqlite:FILE?device=NAME", and names of servers.
@@ -50,7 +50,8 @@ std::string json_of(std::string_view name) {
   return ordered_json(name).dump();
 }
 
-// Tells the members of a data file's text that loads: of both sections, in their order.
+// Calls `take` with the members of both sections of a data
+// file's text, in their order. The text is known to load.
 template <class Take>
 void for_each_member(std::string_view text, Take &&take) {
   std::string section;
@@ -64,13 +65,13 @@ void for_each_member(std::string_view text, Take &&take) {
   [[maybe_unused]] const auto emptied = ordered_json::parse(text, seen);
 }
 
-// The members of an object, as they stand between its braces.
+// The members of an object, as the text between its braces.
 std::string members_of(const ordered_json &object) {
   const std::string text = object.dump();
   return text.substr(1, text.size() - 2);
 }
 
-// What is known of the paths of a data file beside its snapshot.
+// The facts about a data file's paths that its snapshot does not have.
 class paths_of {
 public:
   explicit paths_of(const snapshot &data) : data_(data), made_(data.paths.size()) {
@@ -91,7 +92,7 @@ public:
     path.known.facts.declared = members_of(declared);
     for (const auto &[property, declaration] : declared.items()) path.named.emplace(infra::trimmed(property));
   }
-  // Once all classes have been taken.
+  // Called when all classes have been taken.
   given_path facts(size_t i) const {
     given_path made = made_[i].known;
     zu_do_ntlist *columns = zuapi::shape_columns(data_.paths[i].form);
@@ -175,7 +176,7 @@ std::string export_text(source &from) {
   return text + "\n  }\n}\n";
 }
 
-// Takes a step of a database, whose failures name it.
+// Runs a step of a database; its failures name the database.
 template <class Step>
 bool done(const char *name, zu_do_error **error, Step &&step) noexcept {
   return reported(error, [&] {

@@ -1,4 +1,4 @@
-// Databases of devices: what holds the records of many, each under a name.
+// Databases of devices, which hold the records of many devices, each under a name.
 #pragma once
 
 #include <memory>
@@ -21,8 +21,8 @@ struct given_record {
   std::string properties; // a JSON object
 };
 
-// Puts a device in the place of what the database has under its name: whole once it is finished, else not at
-// all.
+// Replaces a device in a database. Readers see the new device only once it is finished; before that, and
+// after a failure, they see the old one.
 class device_writer {
 public:
   virtual ~device_writer() = default;
@@ -31,18 +31,19 @@ public:
   virtual void finish() = 0;
 };
 
-// All functions throw source_failure or std::bad_alloc. What they give may outlive the database.
+// All functions throw source_failure or std::bad_alloc. Their results may outlive the database.
 class device_database {
 public:
   virtual ~device_database() = default;
   // In the order of their names.
   virtual std::vector<std::string> devices() = 0;
-  // The records of a device as they are when it is opened. No name: of the only device.
+  // The records of a device as they are when it is opened. An empty name means the only device.
   virtual std::unique_ptr<source> open(const std::string &device) = 0;
   virtual std::unique_ptr<device_writer> write(const std::string &device) = 0;
 };
 
-// The only device, where none is asked for by name; else source_failure tells of the names.
+// The only device, if no name was asked for. Otherwise, also for a name that does not exist, it throws
+// source_failure with the names that there are.
 const std::string &only_device(const std::vector<std::string> &names, const std::string &asked);
 
 } // namespace store

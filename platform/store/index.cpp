@@ -1,4 +1,4 @@
-// How the tables of a snapshot are looked up.
+// Looks up records and collections in the tables of a snapshot.
 #include "store/index_builder.hpp"
 
 namespace store {

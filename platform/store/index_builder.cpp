@@ -5,7 +5,7 @@ namespace store {
 
 namespace {
 
-// A record in a location; a location record itself is in none.
+// True for a record in a location; a location record itself is in no location.
 bool is_located(const zu_do_uri *uri) {
   return uri->is_absolute() && uri->segment_count > 1;
 }

@@ -18,16 +18,16 @@ struct collection_key {
   }
 };
 
-// Of the collection that a record is an instance of, in its absolute form if the record has one.
+// The key of the collection to which a record belongs, in absolute form if the record has one.
 collection_key own_key(const zu_do_uri *uri);
 // The same in relative form. The relative form of "//" is "/".
 collection_key any_key(const zu_do_uri *uri);
 
-// The runs of groups of the snapshot's records, of which `group_of` tells each record's, or no_id. A group
-// whose records stand side by side needs no rows of its own. Throws std::bad_alloc.
+// The runs of groups of the snapshot's records; `group_of` has the group of each record, or no_id. A group
+// whose records are consecutive needs no rows of its own. Throws std::bad_alloc.
 std::vector<run> runs_of(snapshot &data, const std::vector<uint32_t> &group_of, size_t groups);
 
-// Makes a table of collections, of those records that are added, under the keys that `key_of` gives. All
+// Makes a table of the collections of the records that are added, under the keys that `key_of` gives. All
 // functions throw std::bad_alloc.
 class collections_builder {
 public:
@@ -36,10 +36,12 @@ public:
   collections_builder(const std::vector<zu_do_uri *> &uris, collection_table &table, key_function key_of)
       : uris_(uris), table_(table), key_of_(key_of) {}
 
-  // Called a while before the record is added: the table is far bigger than the caches.
+  // Called some time before the record is added, to load the
+  // slot into the processor's cache: the table is far bigger
+  // than the cache.
   void prepare(const zu_do_uri *uri, uint32_t path);
   void add(const zu_do_uri *uri, uint32_t id, uint32_t path);
-  // After all records have been added and placed.
+  // Called after all records have been added and placed.
   void place(snapshot &data);
 
 private:
@@ -59,8 +61,8 @@ private:
   std::vector<collection> collections_;
   std::vector<uint32_t> last_of_path_;
   std::vector<uint32_t> of_record_; // the collection of each record, or no_id
-  // Of the record that comes next: whether it is in the collection of the one before on its path, or else the
-  // hash of its key.
+  // For the next record: whether it is in the same collection as the record before it on its path, or else
+  // the hash of its key.
   bool same_as_last_ = false;
   uint32_t hash_ = 0;
 };
@@ -71,15 +73,15 @@ public:
   explicit index_builder(snapshot &data)
       : data_(data), any_(uris_, data.any_collections, any_key), own_(uris_, data.own_collections, own_key) {}
 
-  // Called a while before the URI is added.
+  // Called some time before the URI is added.
   void prepare(const zu_do_uri *uri, uint32_t path);
-  // False when a record before has the same text.
+  // False when an earlier record has the same text.
   bool add(zu_do_uri *uri, uint32_t path);
   uint32_t count() const { return static_cast<uint32_t>(uris_.size()); }
   zu_do_uri *uri(uint32_t id) const { return uris_[id]; }
   uint32_t path(uint32_t id) const { return paths_[id]; }
 
-  // Once all records stand in the snapshot.
+  // Called when all records are in the snapshot.
   void finish();
 
 private:

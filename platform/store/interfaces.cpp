@@ -27,7 +27,7 @@ struct crudx_object : counted_object<crudx_object, zu_crudx_ifc> {
   using counted_object::counted_object;
 };
 
-// A named configuration is a store of its own, so the name and the flags say nothing here.
+// The name and the flags are not used: a named configuration is a store of its own.
 int crudx_get(zu_crudx_ifc *ifc, zu_do_uri *uri, const char *, uint64_t, zu_do_properties *record) noexcept {
   if (uri == nullptr || record == nullptr) return ZU_FAILED;
   return answered([&]() -> int {

@@ -9,23 +9,23 @@
 
 namespace store {
 
-// The data interface of a snapshot, or of a source; its snapshots live as long.
+// The data interface of a snapshot, or of a source. The snapshots live as long as the interface.
 struct data_object {
   zu_data_ifc ifc; // first
   std::atomic<uint32_t> count;
   snapshot data;
-  std::unique_ptr<on_demand> rest;             // null: the snapshot is all of the data
-  static constexpr uint32_t area = ZU_DO_AREA; // of what is made through it
+  std::unique_ptr<on_demand> rest;             // null: the snapshot has all data
+  static constexpr uint32_t area = ZU_DO_AREA; // the area of objects made through it
 
   data_object *share();
   void release();
-  // A snapshot that has what a request for the URI is about. Throws as on_demand does.
+  // A snapshot with the records that a request for the URI needs. Throws as on_demand does.
   const snapshot &part_for(zu_do_uri *uri, on_demand::need what, zu_do_nvlist *query) {
     return rest == nullptr ? data : rest->part_for(uri, what, query);
   }
 };
 
-// Takes a step of a call: what it answers, or the code of its failure.
+// Runs a step of a call: its result, or the code of its failure.
 template <class Step>
 int answered(Step &&step) noexcept {
   try {
@@ -40,11 +40,12 @@ int answered(Step &&step) noexcept {
 // One reference; its snapshot is empty, and it has no source. Throws std::bad_alloc.
 data_object *data_object_new();
 
-// What a data interface reads from when asked; none of a snapshot's, and of one that was not made here.
+// The source from which a data interface reads on demand; null for the interface of a snapshot, and for one
+// that was not made here.
 on_demand *source_behind(zu_data_ifc *ifc);
 
-// What the other objects have in common: counted, by one thread, with a reference on what they are made
-// through.
+// The common part of the other objects: counted, used by one thread, with a reference on the object through
+// which they were made.
 template <class Self, class Ifc, class Data = data_object>
 struct counted_object {
   Ifc ifc; // first
@@ -83,7 +84,7 @@ int coll_object_new(data_object *data, zu_coll_ifc **coll);
 // A cursor over the answer, which it takes. `whole`: one fetch gives all rows, whatever its count.
 int cursor_object_new(data_object *data, answer &&found, bool whole, zu_cursor **cursor);
 
-// The status of everything: nothing is kept in it.
+// The status of all interfaces and cursors: it keeps nothing.
 zu_status *empty_status();
 
 } // namespace store

@@ -1,4 +1,4 @@
-// Loads data files, which are read whole.
+// Loads data files, which are read as a whole.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -65,7 +65,7 @@ bool is_yaml_name(std::string_view path) {
   return path.ends_with(".yaml") || path.ends_with(".yml");
 }
 
-// A text as JSON, and the YAML document that it was made of.
+// A text as JSON, and the YAML document from which it was made.
 struct json_text {
   infra::string text;
   zu_yaml::document yaml;
@@ -110,7 +110,7 @@ zu_data_ifc *load(const std::vector<zu_store_text> &given) {
   return &object.release()->ifc;
 }
 
-// What a step makes; none after a failure.
+// The result of a step; null after a failure.
 template <class Step>
 auto made_by(Step &&step, const char *name, zu_do_error **error) noexcept {
   decltype(step()) made = nullptr;

@@ -79,7 +79,7 @@ void loader::expect_object(json::value &value, const char *what, std::string_vie
 }
 
 bool loader::is_named(const json::field &field, std::string_view name) const {
-  // The end of what may be read may be nearer than that of a long name.
+  // A name may be longer than the bytes that may still be read.
   const char *const end = text_.data() + text_.size() + simdjson::SIMDJSON_PADDING;
   const auto room = static_cast<size_t>(end - field.key().raw());
   return name.size() < room && field.key().unsafe_is_equal(name.size(), name);

@@ -1,4 +1,4 @@
-// What messages about a data file show: names from it, lines and columns.
+// The parts of messages about a data file: names from it, lines and columns.
 #include "store/message.hpp"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Messages about data: what they show of a file, and how a failure becomes an error object.
+// Messages about data: names and places in a file, and making an error object of a failure.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ char *new_text(std::string_view text);
 // "NAME:LINE:COLUMN"
 std::string shown_place(const char *name, infra::place at);
 
-// Takes a step; false after a failure, which is told.
+// Runs a step; false after a failure, which is stored as an error object.
 template <class Step>
 bool reported(zu_do_error **error, Step &&step) noexcept {
   if (error != nullptr) *error = nullptr;
@@ -35,7 +35,7 @@ bool reported(zu_do_error **error, Step &&step) noexcept {
   return false;
 }
 
-// A JSON text that is read, and the YAML document that it was made of, or none.
+// A JSON text that is being read, and the YAML document from which it was made, or null.
 struct named_text {
   const char *name;
   std::string_view text;

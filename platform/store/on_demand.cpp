@@ -20,7 +20,7 @@ std::string pattern_of(std::string_view relative) {
   return pattern;
 }
 
-// The value in key form that a query gives for a property; none when it gives none.
+// The value in key form that a query has for a property, if it has one.
 std::optional<std::string> key_in(zu_do_nvlist *query, std::string_view name) {
   zu_do_iter it = {};
   zu_do_nvlist_iter(query, &it);
@@ -35,7 +35,7 @@ std::optional<std::string> key_in(zu_do_nvlist *query, std::string_view name) {
   return std::nullopt;
 }
 
-// The record that a query names by all its keys; none when it does not.
+// The record that a query names, if it has all keys of one.
 std::optional<std::string> record_in(zu_do_nvlist *query, const std::string &parent,
                                      std::string_view pattern) {
   if (query == nullptr || pattern.empty()) return std::nullopt;
@@ -144,7 +144,7 @@ const snapshot &on_demand::read(selection wanted) {
   std::string all;
   for (const std::string &path : wanted.paths) all += path + "\n";
   if (const auto found = parts_.find(all); found != parts_.end()) return *found->second;
-  // Who asks for many parts of a path will have the rest of it too.
+  // After many requests for parts of a path the rest is likely to be needed too, so the whole path is read.
   if (wanted.of != selection::kind::path && ++small_parts_[all] > few)
     wanted = {selection::kind::path, wanted.paths, ""};
   const std::string key =

@@ -13,12 +13,12 @@ size_t end_of(std::string_view text, size_t at, char a, char b) {
   return at;
 }
 
-// Walks the segments of two texts of one path side by side.
+// Goes through the segments of two texts of one path side by side.
 class segment {
 public:
   explicit segment(std::string_view text) : text_(text) {}
 
-  // False at the end of the text; `at_` stands behind the name otherwise.
+  // False at the end of the text; otherwise `at_` is after the name.
   bool next() {
     at_ = static_cast<uint32_t>(end_of(text_, at_, '/', '/'));
     if (at_ == text_.size()) return false;

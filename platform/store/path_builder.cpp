@@ -1,4 +1,4 @@
-// The paths of a file while it is read: which properties the records of each have, and in what order.
+// The paths of a file while it is read: the properties of each path's records, and their order.
 #include "store/path_builder.hpp"
 
 #include <algorithm>

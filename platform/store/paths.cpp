@@ -1,4 +1,4 @@
-// Telling all that a store holds.
+// Goes through all paths of a store with their records.
 #include <algorithm>
 
 #include "store/interfaces.hpp"

@@ -1,4 +1,4 @@
-// What the records of a file give, kept until all of the file is known.
+// Keeps the properties of a file's records until the whole file is known.
 #include "store/record_log.hpp"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ void record_log::add(uint32_t path, const std::vector<uint32_t> &properties,
   values_.insert(values_.end(), cells.begin(), cells.end());
 }
 
-// From now on the outlines hold slots, which are known once the paths are finished.
+// Replaces the indices in the outlines by slots, which are known once the paths are finished.
 void record_log::name_slots(path_list &paths) {
   for (size_t at = 0; at < outlines_.size();) {
     const std::vector<property> &properties = paths[outlines_[at]].properties();
@@ -44,7 +44,7 @@ void record_log::place(snapshot &data, path_list &paths, const index_builder &in
     const uint32_t *slots = outlines_.data() + outline + 2;
     for (uint32_t i = 0; i < outlines_[outline + 1]; ++i) {
       values[slots[i]] = values_.front();
-      values_.pop_front(); // its memory is wanted for the records
+      values_.pop_front(); // its memory is needed for the records
     }
   }
 }

@@ -1,4 +1,4 @@
-// What the records of a file give, kept until all of the file is known.
+// Keeps the properties of a file's records until the whole file is known.
 #pragma once
 
 #include <deque>
@@ -10,13 +10,13 @@
 namespace store {
 
 // The values of records in the order of the file, each with the index of its property. Records of a path
-// mostly give the same properties in the same order: only the first of such a run notes which. Throws
-// std::bad_alloc.
+// mostly give the same properties in the same order: then only the first of them stores the indices (its
+// outline). Throws std::bad_alloc.
 class record_log {
 public:
   void add(uint32_t path, const std::vector<uint32_t> &properties, const std::vector<zu_do_value> &cells);
 
-  // Writes every record in its final shape and place. The values are gone then.
+  // Writes every record in its final shape and place, and drops the values.
   void place(snapshot &data, path_list &paths, const index_builder &index);
 
 private:

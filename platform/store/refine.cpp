@@ -1,4 +1,4 @@
-// Which rows of a snapshot answer a request: the query and the order.
+// Applies the query and the order of a request to rows of a snapshot.
 #include <algorithm>
 
 #include "store/answer.hpp"
@@ -8,13 +8,13 @@ namespace store {
 
 namespace {
 
-// A column of rows, found again only when the shape of a row differs from that of the one before.
+// A column of rows. Its position is searched again only when a row has another shape than the row before.
 class column {
 public:
   explicit column(zu_do_name *name) : name_(name) {}
   explicit column(std::string_view text) : name_(nullptr), text_(text) {}
 
-  // The row's value; one without value where the row has no such property.
+  // The row's value; a value of type NONE when the row has no such property.
   zu_do_value *of(zu_do_vlist *row) {
     static zu_do_value none = zuapi::cell_none();
     zuapi::shape *form = zuapi::row_shape(row);
@@ -32,7 +32,7 @@ private:
   int32_t slot_ = -1;
 };
 
-// A sort must not go on with an order that is not one: comparing throws.
+// Comparing throws when memory is exhausted: with an inconsistent order the sort must not continue.
 void sort_by(zu_do_name *name, infra::vector<zu_do_vlist *> &rows) {
   column a(name), b(name);
   std::stable_sort(rows.begin(), rows.end(), [&](zu_do_vlist *left, zu_do_vlist *right) {
@@ -57,7 +57,7 @@ void refine_rows(zu_do_nvlist *query, zu_do_nlist *order_by, answer &found) {
     keep_rows_with(zu_do_nvpair_get_name(pair), shown.of(zu_do_nvpair_get_value(pair)), found);
   }
   if (found.rows().count < 2) return;
-  // The last property first: a stable sort keeps what the later ones have put in order.
+  // Sorts by the last property first: a stable sort then keeps that order among equal values of the others.
   for (size_t i = zu_do_nlist_get_len(order_by); i-- > 0;) {
     sort_by(zu_do_nlist_get(order_by, i), found.pick());
   }

@@ -9,7 +9,7 @@
 
 namespace store {
 
-// Rows in store order, somewhere in the snapshot.
+// Consecutive rows in store order.
 struct run {
   zu_do_vlist *const *rows;
   uint32_t count;
@@ -52,16 +52,16 @@ struct snapshot {
   snapshot(const snapshot &) = delete;
   snapshot &operator=(const snapshot &) = delete;
 
-  // The record of that canonical URI: of a relative one the first, in store order, in any location. No_id
-  // when there is none. Ids count the records in store order, from 0.
+  // The record with that canonical URI; for a relative URI the first in store order in any location. no_id
+  // when there is none. Ids number the records in store order, from 0.
   uint32_t find(const zu_do_uri *uri) const;
-  // The record of exactly that canonical text.
+  // The record with exactly that canonical text.
   uint32_t find_own(const zu_do_uri *uri) const;
   // All records of a relative URI, in store order: calls `use(id)`.
   template <class Use>
   void find_all_relative(const zu_do_uri *uri, Use &&use) const;
   const path_entry *find_path(std::string_view path) const;
-  // The collection of a URI of type 1, or none when it has no instances.
+  // The collection of a URI of type 1, or null when it has no instances.
   const collection_entry *find_collection(const zu_do_uri *uri) const;
 
   const zu_do_uri *uri_of(uint32_t id) const { return zuapi::row_uri(records[id]); }
@@ -73,7 +73,8 @@ struct snapshot {
   std::vector<path_entry> paths;
   id_table path_by_text;
   id_table by_text;
-  // Of records in a location: the first with each relative text, and the next with the same (id + 1, or 0).
+  // For records in a location: the first one with each relative text, and for each the next one with the same
+  // text (id + 1; 0: no next one).
   id_table by_relative_text;
   std::vector<uint32_t> next_relative;
   collection_table own_collections; // of absolute URIs
@@ -93,7 +94,7 @@ void snapshot::find_all_relative(const zu_do_uri *uri, Use &&use) const {
       without = no_id;
     } else {
       use(located);
-      located = next_relative[located] - 1; // 0, none, becomes no_id
+      located = next_relative[located] - 1; // 0 (no next record) becomes no_id
     }
   }
 }

@@ -1,7 +1,7 @@
-// A forwarding wrapper around a data interface: counts the calls, and fails one when it is told to.
+// A forwarding wrapper around a data interface: counts the calls, and makes one fail on request.
 #include "store/interfaces.hpp"
 
-// Everything reached through a wrapper holds on to it, so that it may be freed before them.
+// All objects made through a wrapper have a reference on it, so that the owner may free it before them.
 struct zu_store_wrapper {
   zu_data_ifc ifc; // first
   uint32_t count;  // references: its owner's, and those of the objects made through it
@@ -15,7 +15,7 @@ struct zu_store_wrapper {
   uint64_t fired;
   zu_store_watch_fn watch;
   void *watch_context;
-  // Of all that is wrapped: not that of data objects, whose counts it must not touch.
+  // The area of all wrappers: not that of data objects, whose counts must stay the same as without a wrapper.
   static constexpr uint32_t area = 0;
 
   zu_store_wrapper *share() {
@@ -41,7 +41,7 @@ struct wrapped : store::counted_object<wrapped<Ifc>, Ifc, zu_store_wrapper> {
   Ifc *inner;
 };
 
-// Wraps what a forwarded call gave, which it takes over in any case.
+// Wraps the result of a forwarded call, and takes it over also on failure.
 template <class Ifc, class Ops>
 int wrap(zu_store_wrapper *wrapper, const Ops *ops, Ifc *inner, Ifc **out) {
   const int code = wrapped<Ifc>::make(out, ops, wrapper, inner);
@@ -49,7 +49,7 @@ int wrap(zu_store_wrapper *wrapper, const Ops *ops, Ifc *inner, Ifc **out) {
   return code;
 }
 
-// Steps an armed countdown; true when it has come to its end.
+// Counts down to the call that is to fail; true for that call.
 bool strikes(uint64_t &left) {
   return left != 0 && --left == 0;
 }

@@ -1,4 +1,4 @@
-// In place of document.cpp where the platform is built without YAML.
+// Replaces document.cpp when the platform is built without YAML.
 #include "yaml/document.hpp"
 
 namespace zu_yaml {

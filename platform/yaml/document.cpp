@@ -1,4 +1,5 @@
-// A YAML document as JSON: written while the parser tells what it reads, nothing is kept but anchors.
+// Converts a YAML document to JSON while the parser reports its events. Only anchors are kept, so that a big
+// file needs no second copy in memory.
 #include "yaml/document.hpp"
 
 #include <algorithm>
@@ -28,7 +29,7 @@ size_t digits_of(std::string_view text) {
   return std::min(text.find_first_not_of("0123456789"), text.size());
 }
 
-// A whole number of another base as JSON; empty when it is none, or does not fit.
+// A whole number of another base as JSON; empty when the text is no such number, or does not fit.
 std::string number_of_base(std::string_view text) {
   const bool octal = text.starts_with("0o");
   if (!octal && !text.starts_with("0x")) return "";
@@ -38,8 +39,8 @@ std::string number_of_base(std::string_view text) {
   return fault == std::errc() && read == end ? std::to_string(value) : "";
 }
 
-// A plain scalar that is a number, as JSON has it: no plus, digits on both sides of the point, no zeros in
-// front. Empty when it is no number.
+// A plain scalar that is a number, in the form of JSON: no plus, digits on both sides of the point, no
+// leading zeros. Empty when it is no number.
 std::string number_of(std::string_view text) {
   if (std::string number = number_of_base(text); !number.empty()) return number;
   std::string number;
@@ -114,7 +115,7 @@ private:
   // A sequence or mapping that is being read.
   struct container {
     bool mapping;
-    bool any = false;   // something stands in it
+    bool any = false;   // it is not empty
     bool named = false; // a mapping's name was read, and its value comes
     bool typed;
     YAML::anchor_t anchor;
@@ -128,7 +129,7 @@ private:
 
   bool is_key() const { return !open_.empty() && open_.back().mapping && !open_.back().named; }
 
-  // What stands before a node: a comma, and the lines up to its own.
+  // Writes the text before a node: a comma, and the line feeds up to its line.
   void begin(const YAML::Mark &mark) {
     if (!open_.empty() && !open_.back().named) {
       if (open_.back().any) made_.json += ',';
@@ -140,14 +141,14 @@ private:
     made_.tokens.push_back({made_.json.size(), {line + 1, static_cast<size_t>(mark.column) + 1}});
     if (made_.json.size() > longest_) refuse(mark, "aliases make the text too long");
   }
-  // What follows a node: in a mapping another name.
+  // Called after a node: in a mapping another name follows.
   void ended() {
     if (!open_.empty()) open_.back().named = false;
   }
   void remember(YAML::anchor_t anchor, size_t start) {
     if (anchor == 0) return;
     std::string text = made_.json.substr(start);
-    std::erase(text, '\n'); // an alias stands on one line
+    std::erase(text, '\n'); // an alias is on one line
     anchored_[anchor] = std::move(text);
   }
 
@@ -186,7 +187,7 @@ private:
     ended();
   }
 
-  // The typedef name that a tag of the document's own gives; none of a standard one.
+  // The typedef name from a tag of the document's own; empty for a standard tag.
   static std::string type_of(const YAML::Mark &mark, const std::string &tag) {
     if (tag.empty() || tag == "?" || tag == "!") return "";
     if (tag.starts_with(standard_tags)) {
@@ -217,7 +218,8 @@ private:
   std::unordered_map<YAML::anchor_t, std::string> anchored_;
 };
 
-// What the parser would read as another encoding, as its own marks, or as it is.
+// Refuses bytes that the parser would read as another encoding
+// or as marks of its own, or would pass on unchanged.
 void check_bytes(std::string_view text) {
   const bool valid = simdjson::validate_utf8(text.data(), text.size());
   size_t line = 1;

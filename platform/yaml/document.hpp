@@ -1,5 +1,5 @@
-// A YAML document as JSON, for what reads JSON: its scalars by the core schema, `!Name value` as an object
-// with that one member, aliases as what they stand for.
+// Converts a YAML document to JSON, so that one reader serves both: scalars follow the core schema, `!Name
+// value` becomes an object with that one member, and an alias a copy of its anchor's node.
 #pragma once
 
 #include <cstddef>
@@ -18,9 +18,9 @@ struct refusal {
 };
 
 struct document {
-  std::string json; // every token stands on the line on which it stands in the YAML text
+  std::string json; // every token is on the same line as in the YAML text
 
-  // Where the token stands in the YAML text that is at or before an offset in the JSON text.
+  // The place in the YAML text of the token at or before an offset in the JSON text.
   infra::place place_of(size_t offset) const;
 
   struct token {

@@ -1,4 +1,4 @@
-// In place of the others where the platform is built without YANG.
+// Replaces the other files when the platform is built without YANG.
 #include "yang/document.hpp"
 
 namespace zu_yang {

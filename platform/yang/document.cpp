@@ -1,5 +1,5 @@
-// Instance data as records: what libyang read and found valid, in the order of the modules, entries of lists
-// in that of their keys.
+// Writes instance data, which libyang has read and found valid, as records: in the order of the modules,
+// entries of lists in the order of their keys.
 #include "yang/document.hpp"
 
 #include <algorithm>
@@ -37,7 +37,7 @@ void blank(std::string &text, size_t from, size_t end) {
   }
 }
 
-// Servers answer with the data in an envelope. It is blanked, so that lines stay what they are.
+// Servers put the data into an envelope. It is replaced by blanks, so that line numbers stay the same.
 void open_json(std::string &text) {
   constexpr std::string_view envelope = "\"ietf-restconf:data\"";
   const size_t brace = text.find_first_not_of(blanks);
@@ -53,7 +53,7 @@ void open_json(std::string &text) {
   blank(text, inner_last, inner_last + 1);
 }
 
-// The start of the first element; behind it, unless nothing is there.
+// The start of the first element; npos when the text has none.
 size_t first_element(const std::string &text) {
   size_t at = text.find_first_not_of(blanks);
   while (at != text.npos) {
@@ -80,7 +80,7 @@ void open_xml(std::string &text) {
     if (!theirs || (local != "data" && local != "config" && local != "rpc-reply")) return;
     const size_t last = text.rfind("</" + name);
     const bool is_empty = tag.ends_with('/');
-    // Nothing may stand behind it: that would be lost.
+    // No text may follow it: it would be lost.
     if (!is_empty) {
       const size_t behind = last == text.npos ? last : text.find_first_not_of(blanks, last + 2 + name.size());
       if (behind == text.npos || last < end || text[behind] != '>' ||
@@ -93,7 +93,7 @@ void open_xml(std::string &text) {
   }
 }
 
-// The data alone, each on its line.
+// The data without their envelope, each token on its line.
 std::string opened(std::string_view name, std::string text) {
   if (const size_t nul = text.find('\0'); nul != text.npos) refuse_at(name, text, nul, "a NUL byte");
   const size_t start = text.find_first_not_of(blanks);
@@ -106,13 +106,13 @@ std::string opened(std::string_view name, std::string text) {
 tree parse(const schema &of, std::string_view name, std::string &text) {
   const size_t start = text.find_first_not_of(blanks);
   const bool is_xml = start == text.npos || text[start] == '<'; // blank: of what was no more than an envelope
-  if (!is_xml) std::swap(text[0], text[start]); // it counts the lines in front of the first token twice
+  if (!is_xml) std::swap(text[0], text[start]); // libyang counts the lines before the first token twice
 
   ly_in *made_in = nullptr;
   if (const LY_ERR code = ly_in_new_memory(text.c_str(), &made_in); code != LY_SUCCESS) of.refuse(code, name);
   const input from(made_in);
   lyd_node *parsed = nullptr;
-  // Validated later: state, which is left out, need not be whole.
+  // Validated later, without the state: state is left out, and may be incomplete.
   const LY_ERR code = lyd_parse_data(of.context(), nullptr, made_in, is_xml ? LYD_XML : LYD_JSON,
                                      LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &parsed);
   tree made(parsed);
@@ -123,7 +123,7 @@ tree parse(const schema &of, std::string_view name, std::string &text) {
   return made;
 }
 
-// Frees what is no configuration; the first of those that are left.
+// Frees all nodes that are no configuration, and returns the first of the others.
 lyd_node *without_state(lyd_node *first) {
   lyd_node *next = nullptr;
   for (lyd_node *node = first; node != nullptr; node = next) {
@@ -144,7 +144,7 @@ public:
 
   std::string take() { return std::move(json_); }
 
-  // Writes the records of a place's data, and all below.
+  // Writes the records of a place's data, and of all places below.
   void write(uint32_t number, const lyd_node *children, bool is_root) {
     const place &at = of_.places()[number];
     std::vector<const lyd_node *> given(at.leaves.size());
@@ -222,7 +222,7 @@ private:
     for (size_t i = 0; i < given.size(); ++i) {
       const leaf &of = at.leaves[i];
       const lyd_node *node = given[i];
-      // The class has the default, which is not in force where the leaf has no place.
+      // The class has the default; but the default does not apply where the leaf has no place.
       const bool by_class = !is_root && of.has_default;
       if (node == nullptr ? !by_class : by_class && (node->flags & LYD_DEFAULT) != 0) continue;
       const bool in_uri = of.key && (of.of_one_kind || of_.show(of, value_of(node)).is_text);
@@ -236,7 +236,7 @@ private:
     json_ += '}';
   }
 
-  // No class is that of what stands above all modules: its types stand with the values.
+  // The level above all modules has no class, so its types are written with the values.
   void write_value(const leaf &of, const lyd_node *node, bool is_root) {
     if (node == nullptr) {
       json_ += "null";
@@ -272,7 +272,7 @@ std::string read_document(const choice &chosen, std::string_view name, std::stri
   data.reset(without_state(data.release()));
   lyd_node *first = data.release();
   const LY_ERR code = lyd_validate_all(&first, of.context(), LYD_VALIDATE_NO_STATE, nullptr);
-  data.reset(first); // defaults and containers may stand before it now
+  data.reset(first); // validation may have added defaults and containers before it
   if (code != LY_SUCCESS) {
     of.refuse(code, name, [&](const std::string &path) { return find_position(data.get(), own, path); });
   }

@@ -1,5 +1,5 @@
-// YANG instance data as the text of a data file, for what reads JSON: containers and entries of lists as
-// records, leaves as their properties, what the modules say of them as classes.
+// Converts YANG instance data to the text of a data file in JSON: containers and entries of lists become
+// records, leaves their properties, and the definitions in the modules become classes.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace zu_yang {
 
-// Thrown for modules that do not load and data that are not valid: a line for each fault.
+// Thrown for modules that do not load and for data that are not valid; the message has a line for each fault.
 struct refusal {
   std::string message;
 };

@@ -1,4 +1,5 @@
-// Where in a document its data stand: the way to a node, as names and numbers, followed in the text.
+// Finds the place of data in a document: the way from the root
+// to a node, as names and numbers, is followed in the text.
 #include "yang/position.hpp"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ struct step {
   bool in_list;
 };
 
-// Ends above what cannot be told from others of its name.
+// Ends above a node that cannot be distinguished from others of its name.
 std::vector<step> way_to(const lyd_node *node) {
   std::vector<step> way;
   for (; node != nullptr; node = lyd_parent(node)) {
@@ -41,7 +42,7 @@ std::vector<step> way_to(const lyd_node *node) {
   return way;
 }
 
-// The offset of the last step that is there.
+// The offset of the last step that the text has.
 size_t follow_json(std::string_view text, const std::vector<step> &way) {
   namespace json = simdjson::ondemand;
   const simdjson::padded_string padded(text);
@@ -113,7 +114,7 @@ size_t follow_xml(std::string_view text, const std::vector<step> &way) {
   return found;
 }
 
-// What a path leads to, which may end at a choice; none: it is of no part of the modules.
+// The node of the modules to which a path leads, maybe a choice; null when there is no such node.
 const lysc_node *part_at(const ly_ctx *of, const std::string &path) {
   if (const lysc_node *found = lys_find_path(of, nullptr, path.c_str(), 0)) return found;
   const size_t split = path.rfind('/');
@@ -123,7 +124,7 @@ const lysc_node *part_at(const ly_ctx *of, const std::string &path) {
   return child;
 }
 
-// Finds the entry or container that has the fewest of a part.
+// Finds the entry or container that has the fewest children of a kind.
 class owner {
 public:
   explicit owner(const lysc_node *part) : part_(part), above_(lysc_data_parent(part)) {}

@@ -1,4 +1,4 @@
-// Where in a document its data stand.
+// Finds the place of data in a document.
 #pragma once
 
 #include <string>
@@ -13,8 +13,8 @@ struct position {
   size_t line = 0;  // 0: it is not known
 };
 
-// libyang tells the line of what it cannot parse. Of what is parsed and not valid it tells a path: that of
-// data, or of what is missing somewhere in them. The data are those of the text (JSON or XML).
+// libyang reports a line only for faults of parsing. For data that are parsed but not valid it reports a
+// path: of the data, or of something that is missing in them. The data are those of the text (JSON or XML).
 position find_position(const lyd_node *data, std::string_view text, const std::string &told);
 
 } // namespace zu_yang

@@ -1,4 +1,4 @@
-// Loads YANG modules, and tells what paths and properties they have.
+// Loads YANG modules, and finds the paths and properties that they define.
 #include "yang/schema.hpp"
 
 #include <algorithm>
@@ -18,8 +18,8 @@ namespace {
 constexpr uint16_t inner_nodes = LYS_CONTAINER | LYS_LIST;
 constexpr uint16_t term_nodes = LYS_LEAF | LYS_LEAFLIST;
 
-// Its messages are asked for, not printed. They cannot be kept for one thread alone: where it reads unions
-// it sets that back itself.
+// libyang's messages are stored, not printed. This cannot be set for one thread alone, because libyang resets
+// that setting itself when it reads unions.
 void keep_messages() {
   static std::once_flag once;
   std::call_once(once, [] { ly_log_options(LY_LOSTORE); });
@@ -35,7 +35,7 @@ std::string file_of(const ly_ctx *of, const std::string &module) {
   return file;
 }
 
-// What stands between the quotes behind some words; empty when they do not stand there.
+// The text in quotes after some words; empty when the text does not have these words.
 std::string quoted_behind(std::string_view text, std::string_view words) {
   const size_t at = text.find(words);
   if (at == text.npos) return "";
@@ -48,8 +48,9 @@ struct told_place {
   std::string line; // with a colon before it, or empty
 };
 
-// Of what libyang tells as "/path", or as: Schema location "/path", data location "/path", line number 5.
-// A key in the path may read like these words, so they are looked for at the ends.
+// Reads the place that libyang reports as "/path", or as: Schema
+// location "/path", data location "/path", line number 5. A key in
+// the path may contain these words, so they are searched at the ends.
 told_place place_in(std::string_view told) {
   if (told.starts_with('/')) return {std::string(told), ""};
   told_place found;
@@ -82,7 +83,7 @@ std::string without_keys(std::string_view path) {
 
 using paths = std::set<std::string>;
 
-// Where a key with both kinds of quotes ends, nobody can tell: then the name of the leaf decides.
+// The end of a key with both kinds of quotes cannot be found: then the name of the leaf decides.
 bool may_be_of(const paths &secret, std::string_view path) {
   if (secret.contains(without_keys(path))) return true;
   if (path.find('\'') == path.npos || path.find('"') == path.npos) return false;
@@ -98,7 +99,7 @@ std::string message_of(const ly_err_item &item, const std::string &file, const p
   std::string_view words = item.msg != nullptr ? item.msg : "";
   const bool is_secret = may_be_of(secret, path);
   if (is_secret) words = "the value of a secret is not valid";
-  if (words == "Unexpected character \"") words = "Unexpected end-of-input"; // the character is none
+  if (words == "Unexpected character \"") words = "Unexpected end-of-input"; // it names no character
   if (words.ends_with('.')) words.remove_suffix(1);
   if (find && line.empty() && !path.empty()) {
     position at = find(path);
@@ -109,7 +110,7 @@ std::string message_of(const ly_err_item &item, const std::string &file, const p
   return file + line + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
 }
 
-// The file that an error of a module is in: a later one says what is not parsed, or its path does.
+// The file with a module's error: a later message names what could not be parsed, or the path does.
 std::string module_file(const ly_ctx *of, const ly_err_item &item, const std::string &asked) {
   const std::string_view told = item.path != nullptr ? item.path : "";
   if (told.starts_with('/')) return file_of(of, std::string(told.substr(1, told.find(':') - 1)));
@@ -127,7 +128,7 @@ template <class File>
 [[noreturn]] void refuse_all(const ly_ctx *of, LY_ERR code, const std::string &name, File &&file_of_item,
                              const paths &secret = {}, const schema::finder &find = nullptr) {
   std::string message;
-  // Looking for something may add others.
+  // Searching may add further errors.
   const ly_err_item *last = of != nullptr ? ly_err_last(of) : nullptr;
   for (const ly_err_item *item = last != nullptr ? ly_err_first(of) : nullptr; item != nullptr;
        item = item == last ? nullptr : item->next) {
@@ -145,7 +146,7 @@ template <class File>
              [&](const ly_err_item &item) { return module_file(of, item, module); });
 }
 
-// NETCONF's access control lets nobody read it who is not named.
+// True for a node that NETCONF's access control hides from all who are not named.
 bool is_denied(const lysc_node *node) {
   const auto extensions = items(node->exts);
   return std::any_of(extensions.begin(), extensions.end(), [](const lysc_ext_instance &each) {
@@ -276,10 +277,10 @@ void schema::add_leaf(uint32_t parent, const lysc_node *node, std::string name) 
   places_[parent].leaves.push_back(std::move(made));
 }
 
-// Whether the modules or who chose them call it secret.
+// True when the modules, or the user's choice, declare it secret.
 bool schema::is_named_secret(const lysc_node *node, const std::string &path, const leaf *of) {
   const std::string own_path = path_of(node);
-  // The extension goes on to all below, which only the one above has to say.
+  // The extension applies to all nodes below too, so only the topmost node that has it counts as named.
   const lysc_node *above = lysc_data_parent(node);
   bool secret = (is_denied(node) && (above == nullptr || !is_denied(above))) ||
                 (of != nullptr && of->type == "PasswordString");

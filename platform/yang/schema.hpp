@@ -1,4 +1,4 @@
-// What YANG modules say of records: the paths that there are, and the properties of each.
+// The records that YANG modules define: their paths, and the properties of each path.
 #pragma once
 
 #include <functional>
@@ -26,7 +26,7 @@ using context = std::unique_ptr<ly_ctx, context_deleter>;
 // The path of a node in data.
 std::string path_of(const lysc_node *node);
 
-// Whether all values of a type are of one kind.
+// True when all values of a type are of one kind.
 bool is_of_one_kind(const lysc_type *type);
 
 // A leaf or a leaf-list, which is a property of its parent's records.
@@ -35,7 +35,7 @@ struct leaf {
   std::string name;
   std::string type; // typedef name, or empty
   bool key;
-  bool of_one_kind; // which the class says
+  bool of_one_kind; // then the class says it
   bool secret;
   bool has_default;
 
@@ -47,7 +47,7 @@ struct leaf {
   }
 };
 
-// A container or a list: a path of records. The first one is what stands above all modules.
+// A container or a list: a path of records. The first place is the level above all modules.
 struct place {
   const lysc_node *node;
   std::string segment; // the name in URIs
@@ -57,7 +57,7 @@ struct place {
   bool in_order_of_keys() const { return node->nodetype == LYS_LIST && (node->flags & LYS_ORDBY_USER) == 0; }
 };
 
-// How values stand in order: numbers by size, texts by bytes.
+// The order of values: numbers by size, texts by bytes.
 struct order_key {
   bool is_text;
   long double number;
@@ -80,12 +80,13 @@ public:
 
   ly_ctx *context() const { return context_.get(); }
   const std::vector<place> &places() const { return places_; }
-  // Of a container or list its place, of a leaf its index there. The node is one of those.
+  // For a container or list the number of its place, for a leaf
+  // its index in its place. The node must be one of these.
   uint32_t index_of(const lysc_node *node) const { return indexes_.at(node); }
 
-  // The class of each path, as members of a JSON object, a line each.
+  // The class of each path as members of a JSON object, one line each.
   std::string classes() const;
-  // A value as a text, which stands as it is in JSON when it is no text. It lives as long as the value.
+  // A value as text. If its kind is not a text, JSON has it unquoted. It lives as long as the value.
   struct shown {
     std::string_view text;
     bool is_text;
@@ -111,7 +112,7 @@ private:
   std::vector<place> places_;
   std::vector<bool> secret_places_;
   std::unordered_map<const lysc_node *, uint32_t> indexes_;
-  std::set<std::string> secret_paths_; // of leaves, as libyang tells them
+  std::set<std::string> secret_paths_; // of leaves, in libyang's form
   std::vector<bool> found_;            // of the secrets that were chosen
   // The names of the identities that a type allows.
   using identity_names = std::map<const lysc_ident *, std::string>;

@@ -1,5 +1,5 @@
-// Looks up typedefs as YANG does: by prefix in what a module imports, else in what stands around, and in the
-// module and its submodules.
+// Looks up typedefs by the rules of YANG: with a prefix in an imported module, otherwise in the enclosing
+// nodes, in the module and in its submodules.
 #include "yang/typedefs.hpp"
 
 #include <string_view>

@@ -1,4 +1,4 @@
-// The names of types in YANG modules, which libyang keeps as they are written only.
+// The names of types in YANG modules. libyang keeps them only as they are written, without their module.
 #pragma once
 
 #include <span>
@@ -8,15 +8,16 @@
 
 namespace zu_yang {
 
-// One of libyang's arrays, which know their size.
+// One of libyang's arrays, which store their size.
 template <class T>
 std::span<T> items(T *array) {
   return {array, array == nullptr ? 0 : LY_ARRAY_COUNT(array)};
 }
 
-// The name of the typedef that a leaf or leaf-list has; empty when its type is built in.
+// The name of the typedef of a leaf or leaf-list; empty when its type is built in.
 std::string type_name(const lysc_node *node);
-// Whether its type, one that this is derived of, or one of a union's, has that name, `NAME` or `MODULE:NAME`.
+// True when its type, a type from which that is derived, or a member of a union has that name (`NAME` or
+// `MODULE:NAME`).
 bool is_of_type(const lysc_node *node, const std::string &name);
 
 } // namespace zu_yang

@@ -1,4 +1,4 @@
-// Values of YANG's types as values of records, and what classes say of them.
+// Converts values of YANG's types to values of records, and writes their declarations in classes.
 #include <algorithm>
 #include <charconv>
 #include <new>
@@ -15,7 +15,8 @@ namespace {
 enum class kind { any, text, number, boolean };
 constexpr const char *kind_names[] = {"", "text", "number", "boolean"};
 
-// A double shows these as YANG does: with more digits behind the point it may be 1e-04.
+// With at most this number of digits a double is displayed
+// as in YANG; with more it may be displayed as 1e-04.
 constexpr uint8_t most_fraction_digits = 3;
 constexpr size_t most_digits = 15;
 
@@ -145,7 +146,7 @@ void schema::put_values(std::string &json, const leaf &of, std::vector<const lyd
       put_value(joined, of, *each);
     }
   }
-  // A secret must stand alone.
+  // A secret must not be part of an array.
   if (of.secret) return infra::put_quoted(json, joined);
   json += "[" + joined + "]";
 }
