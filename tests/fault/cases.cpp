@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 constexpr const char *whole = "0";
 constexpr const char *batches = "2";
 
-// None for a run that does not render, or that is wrong usage.
+// Null for a run that does not render, or with wrong usage.
 std::unique_ptr<asked> parse(std::istream &words) {
   static const std::set<std::string> with_value = {"--templates", "--data",     "--named",       "--config",
                                                    "--arg",       "--arg-json", "--fetch-count", "--trace"};
@@ -81,7 +81,7 @@ void render_scenario(device &of, const golden_run &run, const std::string &name,
         .may_miss_rows = in_batches && of.read_ahead()});
 }
 
-// The render that shows what was loaded is none of the body's.
+// The render that shows which templates are loaded is not part of the body: no failure is injected into it.
 void reload_scenario(device &of, const std::string &name, const taker &take) {
   const auto reload = [&of](outcome &got) { of.reload(got); };
   const auto show = [&of](outcome &got) {

@@ -1,4 +1,5 @@
-// The exported functions that make something for a host. A failed one gives none and traces why.
+// The exported functions that make an object for a host.
+// After a failure they return null and trace the reason.
 #include "driver.hpp"
 
 #include <memory>

@@ -31,7 +31,8 @@ struct data_deleter {
 };
 using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
 
-// What a failure can strike is made anew for every render; the rest lives here.
+// The parts of a run that are shared by its renders. Objects
+// in which a failure may be injected are made for each render.
 class device {
 public:
   explicit device(const asked &run);

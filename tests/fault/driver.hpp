@@ -31,15 +31,15 @@ enum class meaning {
   refusal    // the host wants no more text
 };
 
-// What fails. `arm` lets the n-th place fail, from 0; `disarm` ends that and tells how many places failed;
-// `seen` tells how many there were.
+// A kind of failure. `arm` makes the n-th place fail, from 0; `disarm` ends that and returns how many places
+// failed; `seen` returns how many places there were.
 struct kind {
   std::string name;
   meaning means;
   std::function<void(uint64_t)> arm;
   std::function<uint64_t()> disarm;
   std::function<uint64_t()> seen;
-  int code = 0; // that the host must be told
+  int code = 0; // that must be reported to the host
 };
 
 // Both ways to run out of memory.
@@ -49,7 +49,7 @@ struct scenario {
   std::string name;
   std::function<void(outcome &)> body;                    // runs armed
   std::function<void(outcome &)> look = [](outcome &) {}; // disarmed right after the body: adds what it left
-  std::function<void(outcome &)> again = body; // then the whole anew, which must go as if nothing had failed
+  std::function<void(outcome &)> again = body; // all once more, which must succeed as if nothing had failed
   std::vector<kind> kinds;
   bool loads = false;         // the body loads templates
   bool in_batches = false;    // rows come in more than one batch: the last one answers for all
@@ -81,9 +81,9 @@ totals run(const scenario &tried, const settings &how,
 
 using taker = std::function<void(const scenario &)>;
 
-// The scenarios of the golden cases and examples below a project's folder, in turn: those whose case begins
-// with `prefix`, or the other way round. Throws on a case that does not render as it should before anything
-// fails.
+// The scenarios of the golden cases and examples below a project's folder,
+// in turn: those whose case begins with `prefix`, or the other way round.
+// Throws on a case that does not render as it should before anything fails.
 void each_case(const std::string &root, const std::string &prefix, const taker &take);
 
 // A scenario for every exported function that makes something: "constructors/NAME".

@@ -1,4 +1,5 @@
-// What must hold after a failure. The lists here are those of docs/embedding.md, "What is not told".
+// Checks the rules that apply after a failure. The lists
+// here are those of docs/embedding.md, "What is not told".
 #include "judge.hpp"
 
 #include <algorithm>
@@ -9,7 +10,7 @@ namespace {
 
 using texts = std::vector<std::string>;
 
-// Failures that are told in the trace alone while the result may be true, by what begins their trace.
+// Failures that are only traced while the result may be true, by the beginning of their trace.
 constexpr const char *told_by_a_load[] = {
     // the text of a template file, an "Orderby:" line
     "Failed to allocate string",
@@ -65,7 +66,7 @@ bool is_part_of(const texts &some, const texts &all) {
   return true;
 }
 
-// The get-one node tells these failures with codes of its own.
+// The get-one node reports these failures with codes of its own.
 bool has_code(const texts &errors, int code) {
   return std::any_of(errors.begin(), errors.end(), [&](const std::string &error) {
     return error.starts_with(std::to_string(code) + " ") ||

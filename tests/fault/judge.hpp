@@ -1,4 +1,4 @@
-// What must hold after a failure.
+// Checks the rules that apply after a failure.
 #pragma once
 
 #include "driver.hpp"

@@ -1,4 +1,5 @@
-// `tovra check` over template text: whatever the library refuses is found, and what is found can be told.
+// `tovra check` over template text: it must find all that
+// the library refuses, and be able to print its findings.
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>

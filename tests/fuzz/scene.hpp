@@ -269,7 +269,7 @@ private:
     }
   }
 
-  // A print node, or two of the same line with conditions of which one holds.
+  // A print node, or two nodes with the same line and conditions, one of which is true.
   void print(const std::string &id, const std::string &parent, const scope &names) {
     begin(id, parent);
     const size_t at = text_.size();

@@ -1,4 +1,4 @@
-// Tells all that renders of scenes do. scene_dump SEED COUNT writes, for each of COUNT scenes, parts of one
+// Writes all that renders of scenes do. scene_dump SEED COUNT writes, for each of COUNT scenes, parts of one
 // line `SEED PART LENGTH` and that many bytes: the load, and a render at each trace level. scene_dump SEED
 // prints the scene. scripts/compare compiles it against two commits of the library, so it uses the public
 // interface only.

@@ -1,4 +1,4 @@
-// A tree and a store, and renders of the one over the other that tell everything they did.
+// A tree and a store, and renders of the tree over the store that record all that they do.
 #pragma once
 
 #include "fuzz.hpp"
@@ -13,7 +13,7 @@ struct free_data {
 };
 using own_data = std::unique_ptr<zu_data_ifc, free_data>;
 
-// A tree of a template text, links resolved; none when it is refused, which is traced.
+// A tree of a template text with resolved links; null (traced) when it is refused.
 inline own_tree load_tree(const char *text, int level, std::string *log = nullptr) {
   const traces seen(level, log);
   own_tree tree(zu_tvr_tree_new());

@@ -1,6 +1,6 @@
-/* Loaded before a library: the call of it whose number stands in FAIL_NAME fails; the calls are counted into
- * the file that COUNT_NAME names. NAME is defined by who includes this, as is what each call forwards and how
- * it fails. */
+/* Preloaded before a library, to make one of its calls fail: the call whose number is in the environment
+ * variable FAIL_NAME. The number of calls is written to the file in COUNT_NAME. The including file defines
+ * NAME, and for each call how it is forwarded and how it fails. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <stdio.h>

@@ -11,7 +11,7 @@
 
 namespace {
 
-// None of the operations is to be reached: what is given only has to be there.
+// Arguments that only have to be given: no operation is called on them.
 struct given {
   zu_tvr_tree *tree = zu_tvr_tree_new();
   zu_tvr_node *node = tree->root;

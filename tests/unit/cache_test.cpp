@@ -1,5 +1,5 @@
-// The stack, the caches of records and groups on it, the iteration over a group, the walk context that owns
-// them.
+// The stack, the caches of records and groups on it, the
+// iteration over a group, the walk context that owns them.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -24,7 +24,7 @@ own_uri uri_of(const char *text) {
   return uri;
 }
 
-// A record with its URI and the URI of its collection; none leaves the property out, "" makes it a number.
+// A record with its URI and the URI of its collection; null leaves the property out, "" makes it a number.
 own_record record_of(const char *uri, const char *coll_uri = nullptr) {
   own_record record(zu_do_properties_new());
   const auto set = [&](const char *name, const char *text, auto set_uri) {

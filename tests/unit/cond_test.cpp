@@ -65,7 +65,8 @@ const evaluated conditions[] = {
      "Invalid variable value in expression|Invalid value for name[a]"},
     {R"((eval "$a") (eval "{\"v\":1"))", "(none)",
      "find_end_of_json_expr unexpectedly returned NULL|Invalid value for name[a]"},
-    // The search goes on inside an argument's string, where a quote that ends it opens the next argument.
+    // The search continues inside an argument's string:
+    // there the quote that ends it begins the next argument.
     {R"((eval "$a") (eval "{\"v\":1} (eval ") "))", "(none)", "Invalid variable name"},
 };
 

@@ -1,4 +1,4 @@
-// Loads that tell every fault with its place, and go on.
+// Loads that report every fault with its place, and continue.
 #include "zu_tovra/diagnostics.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ struct log {
   std::string lines;
   int room = 1000; // how many are taken before the load is ended
 
-  bool loads = false; // while a fault is told, which must not change its words
+  bool loads = false; // the callback loads templates too, which must not change the fault's message
 
   static bool take(void *self, const zu_tvr_diagnostic *fault) {
     log &all = *static_cast<log *>(self);

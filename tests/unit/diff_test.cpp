@@ -1,4 +1,4 @@
-// Differences: the pairs that the search finds, and the texts that are told of them.
+// Differences: the pairs that the search finds, and the texts that are written for them.
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
@@ -87,7 +87,7 @@ TEST(diff, tells_changes_below_their_sections) {
       {"r\n n\n  x 1\n y 1\nz 1\n", "r\n n\n  x 2\n y 2\nz 2\n",
        "  r\n   n\n-   x 1\n+   x 2\n-  y 1\n+  y 2\n- z 1\n+ z 2\n",
        "@@ -1,5 +1,5 @@\n r\n  n\n-  x 1\n- y 1\n-z 1\n+  x 2\n+ y 2\n+z 2\n"},
-      // Equal headings are told apart.
+      // Sections with equal headings are distinguished.
       {"v\n a\n!\nv\n b\n", "v\n!\nv\n", "  v\n-  a\n  v\n-  b\n", "@@ -1,5 +1,3 @@\n v\n- a\n !\n v\n- b\n"},
       // An empty line ends no section.
       {"i\n\n x\n", "i\n\n y\n", "  i\n-  x\n+  y\n", "@@ -1,3 +1,3 @@\n i\n \n- x\n+ y\n"},

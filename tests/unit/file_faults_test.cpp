@@ -1,5 +1,5 @@
-// Template and data files when the file system fails: each call in turn, and files that change under the
-// reader.
+// Template and data files when the file system fails: each
+// call in turn, and files that change under the reader.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -83,7 +83,8 @@ protected:
 
   void write(const char *name, const std::string &text) const { std::ofstream(root / name) << text; }
 
-  // What a load gave: "loaded", or its error, none when there is no error object; and the nodes that it made.
+  // The result of a load: "loaded", or its error (nothing
+  // without an error object); and the nodes that it made.
   std::string load() {
     tree.nodes.clear();
     const int descriptor = lowest_free_descriptor();

@@ -1,4 +1,4 @@
-// Conditions: what is accepted, what is refused and where, what holds.
+// Conditions: which texts are accepted, which are refused and where, and which conditions are true.
 #include <algorithm>
 
 #include "cli_exec/cli_exec.h"
@@ -72,7 +72,8 @@ std::string repeated(const char *text, int times) {
   return all;
 }
 
-// Conditions stand between bars and ends of lines. Each is of a rule that the rendered examples do not show.
+// The conditions are separated by bars and line ends. Each
+// is for a rule that the rendered examples do not use.
 constexpr const char *hold = R"--(
 $ten 10 $up "up" (set $yes)|$null null|-5 $minus|1e1 $ten|$odd.name-1:x 1
 ( eval "$up" )(eval "up")|(eval "up {") "up {"|(eval "$a b") "$a b"|(eval "$") "$"|(eval "{v") "{v"
@@ -111,8 +112,8 @@ TEST(conditions, hold_or_do_not) {
 }
 
 TEST(conditions, refused_with_the_column) {
-  // Besides those of the golden cases. A message ends with the column; why a value is no JSON is not told
-  // here.
+  // Besides those of the golden cases. A message ends with the column; the reason why a value is no JSON is
+  // not compared here.
   const struct {
     const char *text;
     const char *start;

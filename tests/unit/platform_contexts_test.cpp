@@ -7,7 +7,7 @@
 
 namespace {
 
-// A data interface that only counts its references; every one must be back when it goes.
+// A data interface that only counts its references; all must be released when it ends.
 struct counted_data {
   zu_data_ifc ifc{&ops};
   int references = 1;

@@ -238,7 +238,7 @@ const void *shape_of(zu_do_properties *record) {
   return offered.read_at(record, nullptr, nullptr, 0, nullptr);
 }
 
-// What a record holds under `_uri` and `_coll_uri`.
+// The content of a record's `_uri` and `_coll_uri`.
 std::string uris(zu_do_properties *record) {
   std::string text;
   for (const bool collection : {false, true}) {
@@ -250,7 +250,7 @@ std::string uris(zu_do_properties *record) {
   return text;
 }
 
-// Reads every position of the record's shape, and some that are none, in one call.
+// Reads every position of the record's shape, and some beyond it, in one call.
 void expect_facts_of(zu_do_properties *record, const frozen_row &frozen) {
   const int32_t positions[] = {-1, 3, INT32_MIN, 2, 0, 1};
   zu_do_value_facts facts[6] = {};
@@ -364,7 +364,8 @@ TEST(records, of_positions_are_filled_again_and_again) {
       EXPECT_EQ(offered.set_at(record, 0, nullptr), ZU_FAILED);
       EXPECT_EQ(debug_text(record), "n0=-7, n1=-7, n" + std::to_string(last) + "=8, _uri=/a");
 
-      // What somebody holds stays as it is; a value of the record's own keeps the whole record.
+      // A value with another reference does not change; a reference
+      // on one of the record's own values keeps the record.
       own_value taken(zu_do_value_ref(value_of_last()));
       EXPECT_EQ(offered.set_int_at(record, last, 9), 0);
       EXPECT_EQ(display(value_of_last()) + display(taken.get()), "98");

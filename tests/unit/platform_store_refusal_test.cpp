@@ -54,7 +54,7 @@ TEST(store_refusal, syntax) {
             "f:1:28: expected ',' or '}'"},
            {records(R"("/a": {"x": "after backslash", 1})"), "f:1:45: expected a name in quotes"},
            {"{\"missing closing quote\"\n: 1 \"'; expected ':'", "f:2:5: string without an end"},
-           // The first fault is told, whether of the syntax or of what was read until then.
+           // The first fault is reported, whether it is one of the syntax or of the values read until then.
            {records(R"("/a": {"x": [1}, "/b?c": {})"), "f:1:28: expected ',' or ']'"},
            {records(R"("/b?c": {}, "/a": {"x": [1})"), "f:1:14: URI \"/b?c\" of a record has a query"},
        }) {
@@ -92,7 +92,8 @@ TEST(store_refusal, members_and_classes) {
             "f:1:38: a PasswordString is an array"},
            {classes(R"("/a": {"_pending_attrs": {"default": 1}})"),
             "f:1:51: property \"_pending_attrs\" must be a string"},
-           // Classes behind the records count for them, and faults are told in the order of the file.
+           // Classes that come after the records apply to them,
+           // and faults are reported in the order of the file.
            {R"({"records": {"/a": {"x": [1]}}, "classes": {"/a": {"x": {"type": "PasswordString"}}}})",
             "f:1:26: a PasswordString is an array"},
            {R"({"records": {"/a": 1}, "classes": 1})", "f:1:20: record \"/a\" must be an object"},

@@ -91,7 +91,7 @@ own_data load_from_file(std::string_view text) {
   return given(data, error);
 }
 
-// From a file's text, or from a database with STORE_SOURCE: all that is tested here holds for each.
+// Loads from a file's text, or with STORE_SOURCE from a database: all tests here apply to every source.
 own_data load(std::string_view text) {
   return std::getenv("STORE_SOURCE") != nullptr ? load_from_database(text) : load_from_file(text);
 }
@@ -378,7 +378,7 @@ TEST(store, a_database_answers_as_a_file) {
   }
 }
 
-// A host tells by its code what is not there from what is no good.
+// The code shows a host whether a file cannot be opened or has bad content.
 TEST(store, what_cannot_be_opened_has_a_code_of_its_own) {
   const std::string text = testing::TempDir() + "store_text." + std::to_string(getpid());
   std::ofstream(text)

@@ -140,7 +140,7 @@ TEST(retrieval, reads_a_collection_in_batches) {
     EXPECT_EQ(only(did, "open"), lines{"open /sys?ifc 0x1010010"});
     EXPECT_EQ(only(did, "fetch").size(), c.executed.size());
     EXPECT_EQ(only(did, "free").size(), 1u);
-    // The status is cleared at the end of the data only, which one fetch of all rows may not tell.
+    // The status is only cleared at the end of the data. A fetch of all rows may not report the end.
     EXPECT_EQ(only(did, "clear").size(), c.late_end && c.fetch_count == 0 ? 0u : 1u);
   }
 }

@@ -15,7 +15,8 @@ tree_ptr new_tree() {
   return tree_ptr(zu_tvr_tree_new(), zu_tvr_tree_delete);
 }
 
-// Adds a no-op node; a refused one is deleted, as the loader does. The node that the tree now holds, or none.
+// Adds a no-op node; a refused one is deleted, as the loader
+// does. Returns the node that the tree now has, or null.
 zu_tvr_node *add(const tree_ptr &tree, const char *id, const char *parent_id) {
   zu_tvr_node *node = zu_tvr_node_new_noop();
   if (tree->add_node(tree.get(), node, id, parent_id)) return node;

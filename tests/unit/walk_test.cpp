@@ -24,7 +24,8 @@ std::string called() {
   return std::exchange(calls, "");
 }
 
-// A node whose operations only log that they are called (print nodes log their name) and answer as told.
+// A node whose operations only log that they are called
+// (print nodes log their name) and return the given results.
 class fake_node {
 public:
   // `steps`: the answers of execute, next or walk; `instances`: those of iterate. What follows them is 0.
@@ -80,8 +81,8 @@ public:
   zu_tvr_node *node() { return node_; }
 
 private:
-  // The node of the data (none: the node with children that is being walked), to which the scratch data
-  // belongs.
+  // The node of the data (null: the node with children that
+  // is being walked), to which the scratch data belongs.
   static fake_node *of(void *data, void *scratch, zu_tvr_walk_ctx *ctx) {
     if (data == nullptr) data = ctx->frame->node->data;
     fake_node *self = static_cast<fake_data *>(data)->self;

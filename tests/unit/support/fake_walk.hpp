@@ -43,7 +43,7 @@ private:
 
 // How a walk context is made.
 struct walk_options {
-  zu_data_ifc *data = nullptr; // none: a fake_data
+  zu_data_ifc *data = nullptr; // null: a fake_data
   const char *config_name = nullptr;
   zu_do_properties *arguments = nullptr;
   uint32_t fetch_count = 0;
@@ -65,7 +65,7 @@ public:
   fake_walk(const fake_walk &) = delete;
   fake_walk &operator=(const fake_walk &) = delete;
 
-  zu_tvr_walk_ctx *ctx() { return ctx_; } // none when it could not be made
+  zu_tvr_walk_ctx *ctx() { return ctx_; } // null when it could not be made
   operator zu_tvr_walk_ctx *() { return ctx_; }
   zu_tvr_walk_ctx *operator->() { return ctx_; }
 

@@ -49,7 +49,7 @@ struct print_options {
 struct print_case {
   std::string name;
   std::string format;
-  std::vector<uri_line> uris; // none: a node without a properties map
+  std::vector<uri_line> uris; // null: a node without a properties map
   std::vector<record_text> records;
   std::string expected; // of the first walk, as outcome::text gives it
   print_options with = {};
