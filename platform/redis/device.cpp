@@ -1,8 +1,8 @@
 // The records of one device of a Redis server.
 //
-// Redis has no transaction in which a reader sees one state. So each import writes the keys of a new version,
-// which then becomes the device's version; keys of a version are never changed. A reader checks after reading
-// that its version still exists; if not, reading begins again.
+// A render reads in many round trips, and others may import the device meanwhile. So each import writes the
+// keys of a new version, which then becomes the device's version; keys of a version are never changed. A
+// reader checks after reading that its version still exists; if not, reading begins again.
 #include <algorithm>
 #include <charconv>
 #include <map>

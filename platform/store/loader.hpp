@@ -93,7 +93,7 @@ private:
   index_builder index_;
   record_log log_;
   std::string scratch_;
-  const char *at_ = nullptr; // the text that is being read
+  const char *at_ = nullptr; // the place in the text that is being read
   bool records_wait_ = false;
 
   std::vector<std::unique_ptr<known_pattern>> patterns_;
