@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""check_redis.py TOVRA [--failing LIBRARY] [--unit PROGRAM] [--golden FOLDER]... [--renders N]: devices in Redis, over
+"""check_redis.py TOVRA [--failing LIBRARY] [--unit PROGRAM] [--golden CASE]... [--renders N]: devices in Redis, over
 servers of its own: that they give the texts of files, what is refused, servers that are paused, killed and answer
 garbage in the middle, a cluster, writers beside renders, and every call of hiredis failing once."""
 import argparse
