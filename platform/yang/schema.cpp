@@ -264,8 +264,11 @@ void schema::add_children(uint32_t parent, const std::vector<const lysc_node *> 
 void schema::add_leaf(uint32_t parent, const lysc_node *node, std::string name) {
   leaf made{node, std::move(name), type_name(node), (node->flags & LYS_KEY) != 0, false, false, false};
   made.of_one_kind = is_of_one_kind(made.value_type());
-  made.has_default = made.is_list() ? reinterpret_cast<const lysc_node_leaflist *>(node)->dflts != nullptr
-                                    : reinterpret_cast<const lysc_node_leaf *>(node)->dflt != nullptr;
+  // A type may have a default that is never in force, as the leaf has to be given.
+  const bool is_given = (node->flags & LYS_MAND_TRUE) != 0;
+  made.has_default = is_given         ? false
+                     : made.is_list() ? reinterpret_cast<const lysc_node_leaflist *>(node)->dflts != nullptr
+                                      : reinterpret_cast<const lysc_node_leaf *>(node)->dflt != nullptr;
   const std::string path = places_[parent].path + "/" + made.name;
   const bool named = is_named_secret(node, path, &made);
   if (named && made.key) throw refusal{path + ": a key cannot be secret: it stands in URIs"};

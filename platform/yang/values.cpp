@@ -18,7 +18,7 @@ constexpr const char *kind_names[] = {"", "text", "number", "boolean"};
 // With at most this number of digits a double is displayed
 // as in YANG; with more it may be displayed as 1e-04.
 constexpr uint8_t most_fraction_digits = 3;
-constexpr size_t most_digits = 15;
+constexpr auto most_digits = 15;
 
 kind kind_of(const lysc_type *type) {
   switch (type->basetype) {
@@ -65,10 +65,28 @@ const lyd_value &resolved(const lyd_value &value) {
   return value.realtype->basetype == LY_TYPE_UNION ? resolved(value.subvalue->value) : value;
 }
 
-void add_derived(const lysc_ident *base, std::set<const lysc_ident *> &into) {
+using identities = std::set<const lysc_ident *>;
+
+void add_derived(const lysc_ident *base, identities &into) {
   for (const lysc_ident *each : items(base->derived)) {
-    if (each->module->implemented != 0 && into.insert(each).second) add_derived(each, into);
+    if (into.insert(each).second) add_derived(each, into);
   }
+}
+
+// What a value may be: what is derived from every base, maybe by way of a module that is only imported.
+identities allowed_by(const lysc_type_identityref *type) {
+  identities allowed;
+  for (const lysc_ident *base : items(type->bases)) {
+    identities derived;
+    add_derived(base, derived);
+    const bool is_first = base == type->bases[0];
+    std::erase_if(derived, [&](const lysc_ident *each) {
+      return each->module->implemented == 0 || lys_identity_iffeature_value(each) != LY_SUCCESS ||
+             (!is_first && !allowed.contains(each));
+    });
+    allowed = std::move(derived);
+  }
+  return allowed;
 }
 
 } // namespace
@@ -86,7 +104,9 @@ std::string_view schema::canonical(const lyd_value &value) const {
 order_key schema::order_of(const lyd_value &given) const {
   const lyd_value &value = resolved(given);
   const std::string_view text = canonical(value);
-  if (kind_of(value.realtype) != kind::number) return {true, 0, text};
+  // A decimal64 is in order by size even where it is a text, as it has many digits.
+  const bool is_number = kind_of(value.realtype) == kind::number || value.realtype->basetype == LY_TYPE_DEC64;
+  if (!is_number) return {true, 0, text};
   long double number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return {false, number, {}};
@@ -100,10 +120,7 @@ void schema::note_identities(const lysc_type *type) {
       note_identities(each);
     }
   } else if (type->basetype == LY_TYPE_IDENT && !identities_.contains(type)) {
-    std::set<const lysc_ident *> allowed;
-    for (const lysc_ident *base : items(reinterpret_cast<const lysc_type_identityref *>(type)->bases)) {
-      add_derived(base, allowed);
-    }
+    const identities allowed = allowed_by(reinterpret_cast<const lysc_type_identityref *>(type));
     std::map<std::string_view, size_t> count;
     for (const lysc_ident *each : allowed) ++count[each->name];
     identity_names &names = identities_[type];
@@ -121,7 +138,7 @@ schema::shown schema::show(const leaf &of, const lyd_value &given) const {
   if (base == LY_TYPE_IDENT) return {identities_.at(value.realtype).at(value.ident), true};
   if (kind_of(value.realtype) == kind::text) return {text, true};
   if (base != LY_TYPE_DEC64) return {text, false};
-  if (text.size() > most_digits) {
+  if (std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }) > most_digits) {
     throw refusal{path_of(of.node) + ": " + (of.secret ? "a secret" : std::string(text)) +
                   " has more digits than a number keeps"};
   }

@@ -34,15 +34,24 @@ MAPPING = (
      {"/n;i=9;t=": {}, "/n;i=9;t=b%2F%3B%3D%25": {}, "/n;i=10;t=a": {},
       "/o;k=z": {}, "/o;k=z/below;k=-1": {}, "/o;k=z/below;k=2": {}, "/o;k=a": {},
       "/c": {"sorted": [9, 10], "user": [10, 9]}}),
+    ("keys that refer to numbers, numbers that are texts or large, empty keys",
+     """list n { key i; leaf i { type uint64; } } list r { key i; leaf i { type leafref { path "/m:n/m:i"; } } }
+        list d { key "e i"; leaf e { type empty; } leaf i { type decimal64 { fraction-digits 4; } } }""",
+     {"m:n": [{"i": "9007199254740993"}, {"i": "9007199254740992"}, {"i": "9"}], "m:r": [{"i": "9007199254740992"}, {"i": "9"}],
+      "m:d": [{"e": [None], "i": "10"}, {"e": [None], "i": "9.5"}]}, (), {"/r": {"i": {"kind": "number"}}},
+     {"/n;i=9": {}, "/n;i=9007199254740992": {}, "/n;i=9007199254740993": {}, "/r;i=9": {}, "/r;i=9007199254740992": {},
+      "/d;e=true;i=9.5": {}, "/d;e=true;i=10.0": {}}),
     ("choices vanish; defaults where they are in force",
      """container c { choice way { default a; case a { leaf x { type int8; default 5; } } case b { container y {
         leaf z { type string; default "zz"; } } } } leaf w { when "../y"; type int8; default 1; }
         leaf-list l { type string; default b; default a; } }
-        container there { presence "p"; leaf z { type int8; default 1; } } container none { presence "p"; }""",
-     {"m:c": {"y": {"z": "q"}}, "m:there": {}}, (),
+        typedef set { type int8; default 1; } container all { leaf a { type set; mandatory true; }
+        leaf-list b { type set; min-elements 1; } } container there { presence "p"; leaf z { type int8; default 1; } } container none { presence "p"; }""",
+     {"m:c": {"y": {"z": "q"}}, "m:all": {"a": 1, "b": [1]}, "m:there": {}}, (),
      {"/c": {"x": {"kind": "number", "default": 5}, "w": {"kind": "number", "default": 1},
-             "l": {"kind": "array", "default": ["a", "b"]}}, "/none": {}},
-     {"/c": {"x": None}, "/c/y": {"z": "q"}, "/there": {}}),
+             "l": {"kind": "array", "default": ["a", "b"]}}, "/none": {},
+      "/all": {"a": {"type": "set", "kind": "number"}, "b": {"type": "set", "kind": "array"}}},
+     {"/c": {"x": None}, "/c/y": {"z": "q"}, "/all": {"a": 1, "b": [1]}, "/there": {}}),
     ("state is left out, whole or not",
      """container c { leaf a { type string; } leaf s { type string; config false; mandatory true; }
         list l { config false; leaf x { type string; } } container all { config false; leaf m { type string; mandatory
@@ -60,6 +69,13 @@ MAPPING = (
              "same": {"kind": "number"}, "r": {"kind": "number"}, "i": {"kind": "text", "enum": ["one", "two"]}}},
      {"/c": {"u": 5, "v": "x", "same": -300, "r": 7, "i": "two"},
       "/l;k=9": {"k": 9}, "/l;k=10": {"k": 10}, "/l;k=x": {}}),
+    ("identities of several bases, by way of a module that is only imported, and of a feature that is off",
+     """feature off; identity b; identity far { base o:same; } identity both { base o:thing; base b; } identity no {
+        if-feature off; base o:thing; } container c { leaf i { type identityref { base o:thing; } } leaf two { type
+        identityref { base o:thing; base b; } } }""",
+     {"m:c": {"i": "far", "two": "both"}}, (),
+     {"/c": {"i": {"kind": "text", "enum": ["both", "far"]}, "two": {"kind": "text", "enum": ["both"]}}},
+     {"/c": {"i": "far", "two": "both"}}),
     ("secrets by the module, by type and by path",
      """typedef word { type string; } typedef longer { type word; } container c { leaf a { nacm:default-deny-all; type
         string; } leaf b { type longer; } leaf open { type string; } container all { leaf x { type int8; }
