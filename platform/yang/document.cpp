@@ -143,6 +143,8 @@ public:
   explicit writer(const schema &of) : of_(of) {}
 
   std::string take() { return std::move(json_); }
+  // What was to be written last, and so what was refused.
+  const lyd_node *at() const { return at_; }
 
   // Writes the records of a place's data, and of all places below.
   void write(uint32_t number, const lyd_node *children, bool is_root) {
@@ -151,6 +153,7 @@ public:
     std::vector<entry> below;
     for (const lyd_node *node = children; node != nullptr; node = node->next) {
       if (node->schema->nodetype == LYS_ANYDATA || node->schema->nodetype == LYS_ANYXML) {
+        at_ = node;
         throw refusal{path_of(node->schema) + ": no record holds the data of anydata"};
       }
       const uint32_t index = of_.index_of(node->schema);
@@ -199,6 +202,7 @@ private:
   void add_keys(const place &of, const lyd_node *node) {
     for (; node != nullptr && lysc_is_key(node->schema); node = node->next) {
       const leaf &key = of.leaves[of_.index_of(node->schema)];
+      at_ = node;
       uri_ += ";" + key.name + "=";
       for (const char c : of_.show(key, value_of(node)).text) {
         constexpr std::string_view plain = "-._~:@+,*()[]|";
@@ -238,6 +242,7 @@ private:
 
   // The level above all modules has no class, so its types are written with the values.
   void write_value(const leaf &of, const lyd_node *node, bool is_root) {
+    at_ = node;
     if (node == nullptr) {
       json_ += "null";
       return;
@@ -261,6 +266,7 @@ private:
   const schema &of_;
   std::string json_;
   std::string uri_;
+  const lyd_node *at_ = nullptr;
 };
 
 } // namespace
@@ -280,7 +286,8 @@ std::string read_document(const choice &chosen, std::string_view name, std::stri
   try {
     to.write(0, data.get(), true);
   } catch (const refusal &refused) {
-    throw refusal{std::string(name) + ": " + refused.message};
+    const size_t line = line_of(to.at(), own);
+    throw refusal{std::string(name) + (line != 0 ? ":" + std::to_string(line) : "") + ": " + refused.message};
   }
   return "{\"classes\":" + of.classes() + ",\n\"records\":{" + to.take() + "\n}}\n";
 }

@@ -20,8 +20,8 @@ struct step {
   bool in_list;
 };
 
-// Ends above a node that cannot be distinguished from others of its name.
-std::vector<step> way_to(const lyd_node *node) {
+// Ends above a node that cannot be distinguished from others of its name; in XML other modules count too.
+std::vector<step> way_to(const lyd_node *node, bool is_xml) {
   std::vector<step> way;
   for (; node != nullptr; node = lyd_parent(node)) {
     step made = {node->schema->name, node->schema->module->name, 0,
@@ -32,7 +32,7 @@ std::vector<step> way_to(const lyd_node *node) {
       if (each->schema == node->schema) {
         made.number += before ? 1 : 0;
       } else {
-        unique = unique && each->schema->name != made.name;
+        unique = unique && (!is_xml || each->schema->name != made.name);
       }
     }
     if (!unique) way.clear();
@@ -161,17 +161,30 @@ private:
 
 } // namespace
 
+size_t line_of(const lyd_node *node, std::string_view text) {
+  const size_t start = text.find_first_not_of(" \t\r\n");
+  const bool is_xml = start != text.npos && text[start] == '<';
+  const std::vector<step> way = node != nullptr ? way_to(node, is_xml) : std::vector<step>();
+  if (node != nullptr && way.empty()) return 0;
+  const size_t at = way.empty() ? std::min(start, text.size())
+                    : is_xml    ? follow_xml(text, way)
+                                : follow_json(text, way);
+  return 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n'));
+}
+
 position find_position(const lyd_node *data, std::string_view text, const std::string &told) {
   position made = {told, 0};
-  if (data == nullptr) return made;
+  const bool of_one = told.find('[') != told.npos; // of a certain entry
   const lyd_node *node = nullptr;
   lyd_node *exact = nullptr;
-  if (lyd_find_path(data, told.c_str(), 0, &exact) == LY_SUCCESS) {
+  if (data != nullptr && lyd_find_path(data, told.c_str(), 0, &exact) == LY_SUCCESS) {
     node = exact;
     for (const lyd_node *each = exact->next; each != nullptr; each = each->next) { // what stands twice
       if (each->schema == exact->schema && lyd_compare_single(each, exact, 0) == LY_SUCCESS) node = each;
     }
-  } else if (told.find('[') == told.npos) { // it does not say of which entry
+  } else if (told.rfind('/') == 0 && !of_one) { // missing in the document itself
+    made.line = line_of(nullptr, text);
+  } else if (data != nullptr && !of_one) {
     const lysc_node *part = part_at(LYD_CTX(data), told);
     if (part == nullptr) return made;
     owner of(part);
@@ -182,12 +195,7 @@ position find_position(const lyd_node *data, std::string_view text, const std::s
     if (above == nullptr) throw std::bad_alloc();
     made.path = above.get() + told.substr(told.rfind('/'));
   }
-  const std::vector<step> way = way_to(node);
-  const bool is_xml = text.find_first_not_of(" \t\r\n") == text.find('<');
-  if (way.empty()) return made;
-  const size_t at = is_xml ? follow_xml(text, way) : follow_json(text, way);
-  made.line =
-      1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n'));
+  if (node != nullptr) made.line = line_of(node, text);
   return made;
 }
 

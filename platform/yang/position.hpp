@@ -16,5 +16,7 @@ struct position {
 // libyang reports a line only for faults of parsing. For data that are parsed but not valid it reports a
 // path: of the data, or of something that is missing in them. The data are those of the text (JSON or XML).
 position find_position(const lyd_node *data, std::string_view text, const std::string &told);
+// The line where a node of the data, or what it is part of, begins; 0: it is not known.
+size_t line_of(const lyd_node *node, std::string_view text);
 
 } // namespace zu_yang
