@@ -15,7 +15,9 @@ constexpr int wait_for_others = 10000; // milliseconds
 database::database(const std::string &file, access how) {
   const int flags = how == access::read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   sqlite3 *handle = nullptr;
-  const int code = sqlite3_open_v2(file.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  // The library takes some names for other things than files: ":memory:", "file:a?mode=memory".
+  const std::string name = file.starts_with('/') ? file : "./" + file;
+  const int code = sqlite3_open_v2(name.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   handle_.reset(handle);
   if (handle == nullptr) throw std::bad_alloc();
   if (code != SQLITE_OK) fail(code);
@@ -25,8 +27,10 @@ database::database(const std::string &file, access how) {
 void database::fail(int code) const {
   if ((code & 0xff) == SQLITE_NOMEM) throw std::bad_alloc();
   const bool told = sqlite3_errcode(handle_.get()) == code; // the message is that of the last call
-  throw store::source_failure{code == SQLITE_CANTOPEN ? ZU_CANNOT_OPEN : ZU_FAILED,
-                              told ? sqlite3_errmsg(handle_.get()) : sqlite3_errstr(code)};
+  std::string message = told ? sqlite3_errmsg(handle_.get()) : sqlite3_errstr(code);
+  if ((code & 0xff) == SQLITE_READONLY)
+    message += " (to read it, too, takes permission to write in its folder)";
+  throw store::source_failure{code == SQLITE_CANTOPEN ? ZU_CANNOT_OPEN : ZU_FAILED, std::move(message)};
 }
 
 void database::run(const char *sql) {
@@ -83,8 +87,8 @@ std::string_view statement::text(int column, std::string_view record) const {
           static_cast<size_t>(sqlite3_column_bytes(made_.get(), column))};
 }
 
-int64_t statement::number(int column) const {
-  if (sqlite3_column_type(made_.get(), column) != SQLITE_INTEGER) refuse(column, "whole number", {});
+int64_t statement::number(int column, std::string_view record) const {
+  if (sqlite3_column_type(made_.get(), column) != SQLITE_INTEGER) refuse(column, "whole number", record);
   return sqlite3_column_int64(made_.get(), column);
 }
 

@@ -35,7 +35,10 @@ source_name read_name(std::string_view text) {
   if (!text.starts_with(prefix)) return {};
   text.remove_prefix(prefix.size());
   const size_t split = text.rfind(option);
-  return {zu_sqlite::database_in(std::string(text.substr(0, split))),
+  const std::string_view file = text.substr(0, split);
+  if (file.empty()) throw source_failure{ZU_FAILED, "it names no file"};
+  if (file.find(option) != file.npos) throw source_failure{ZU_FAILED, "it names two devices"};
+  return {zu_sqlite::database_in(std::string(file)),
           split == text.npos ? "" : std::string(text.substr(split + option.size()))};
 }
 
