@@ -48,7 +48,7 @@ public:
   // A column of the row; one of another type is refused. Columns count from 0. `record`: the row's record, if
   // known, for the message.
   std::string_view text(int column, std::string_view record = {}) const;
-  int64_t number(int column) const;
+  int64_t number(int column, std::string_view record = {}) const;
 
 private:
   [[noreturn]] void refuse(int column, const char *wanted, std::string_view record) const;

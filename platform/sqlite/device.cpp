@@ -4,6 +4,8 @@
 
 #include "sqlite/database.hpp"
 #include "sqlite/open.hpp"
+#include "store/message.hpp"
+#include "store/path.hpp"
 #include "zuapi/base.h"
 
 namespace zu_sqlite {
@@ -30,6 +32,8 @@ void begin_to_read(database &data) {
   }
 }
 
+constexpr const char *records = "SELECT location, relative, properties, parent, record.position FROM record";
+
 class device_source : public store::source {
 public:
   device_source(const std::string &file, const std::string &device) : data_(file, database::access::read) {
@@ -45,7 +49,7 @@ public:
   void read(const store::selection &wanted, const take_record &take) override {
     using enum store::selection::kind;
     // At most two paths: those of the root's collections.
-    std::string sql = "SELECT location, relative, properties FROM record";
+    std::string sql = records;
     // The table has no statistics, so SQLite would choose to read all records of the path.
     if (wanted.of != path)
       sql += wanted.of == parent ? " INDEXED BY record_by_parent" : " INDEXED BY record_by_uri";
@@ -67,9 +71,9 @@ public:
   }
 
   void read_all(const take_record &take) override {
-    statement rows(data_,
-                   "SELECT location, relative, properties FROM record JOIN path ON record.path = path.id "
-                   "WHERE path.device = ? ORDER BY record.position");
+    const std::string sql = std::string(records) + " JOIN path ON record.path = path.id "
+                                                   "WHERE path.device = ? ORDER BY record.position";
+    statement rows(data_, sql.c_str());
     rows.bind(1, device_);
     tell(rows, take);
   }
@@ -79,11 +83,19 @@ private:
     int64_t id = 0; // 0: the device has no such path
     store::path_facts facts;
   };
+  // Others may have written what does not belong together.
   static void tell(statement &rows, const take_record &take) {
     std::string uri;
     while (rows.step()) {
       uri = rows.text(0);
-      uri += rows.text(1);
+      const std::string_view relative = rows.text(1);
+      uri += relative;
+      if (rows.text(3, uri) != store::parent_of(relative)) {
+        throw store::source_failure{ZU_FAILED, "record " + store::in_quotes(uri) +
+                                                   ": column parent: it is not " +
+                                                   store::in_quotes(store::parent_of(relative))};
+      }
+      rows.number(4, uri); // its place in the order
       take(uri, rows.text(2, uri));
     }
   }

@@ -75,9 +75,8 @@ public:
 
   void add(const store::given_record &record) override {
     const store::uri_halves halves(record.uri, record.absolute);
-    const size_t last = halves.relative.rfind('/');
     add_record_.bind(1, path_ids_[record.path]).bind(2, position_++).bind(3, halves.location);
-    add_record_.bind(4, halves.relative).bind(5, halves.relative.substr(0, last == 0 ? 1 : last));
+    add_record_.bind(4, halves.relative).bind(5, store::parent_of(halves.relative));
     add_record_.bind(6, record.properties).run();
   }
 

@@ -161,6 +161,15 @@ void import(std::string_view text, const source_name &to) {
   writer->finish();
 }
 
+void check_uri(std::string_view uri) {
+  infra::arena memory;
+  const char *reason = nullptr;
+  zu_do_uri *read = zuapi::uri_frozen_of(uri, memory, &reason);
+  const std::string canonical(read != nullptr ? read->view() : uri);
+  if (read != nullptr) zuapi::uri_drop(read);
+  check_spelling(uri, canonical);
+}
+
 std::string export_text(source &from) {
   std::string text = "{\n  \"classes\": {";
   const char *comma = "\n";
@@ -173,6 +182,7 @@ std::string export_text(source &from) {
   text += "\n  },\n  \"records\": {";
   comma = "\n";
   from.read_all([&](std::string_view uri, std::string_view properties) {
+    check_uri(uri);
     text += comma + ("    " + json_of(uri)) + ": " + std::string(properties);
     comma = ",\n";
   });

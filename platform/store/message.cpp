@@ -21,6 +21,12 @@ std::string in_quotes(std::string_view text) {
   return shown + (start.size() < text.size() ? "...\"" : "\"");
 }
 
+void check_spelling(std::string_view uri, std::string_view canonical) {
+  if (uri == canonical) return;
+  throw source_failure{ZU_FAILED,
+                       "record " + in_quotes(uri) + ": its URI is written as " + in_quotes(canonical)};
+}
+
 char *new_text(std::string_view text) {
   auto *made = static_cast<char *>(qmalloc_named(ZU_DO_AREA, text.size() + 1));
   if (made == nullptr) throw std::bad_alloc();

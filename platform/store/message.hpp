@@ -14,6 +14,9 @@ namespace store {
 // A name from the file as it is shown in a message: in quotes, control bytes escaped, long ones cut.
 std::string in_quotes(std::string_view text);
 
+// Refuses a record of a source whose URI is not written as in requests, which do not find it.
+void check_spelling(std::string_view uri, std::string_view canonical);
+
 // A copy that is freed with qfree_named. Throws std::bad_alloc.
 char *new_text(std::string_view text);
 

@@ -180,6 +180,9 @@ const snapshot &on_demand::read(selection wanted) {
     throw source_failure{ZU_FAILED, where + ": " + refused.message};
   }
   if (made->records.size() != starts.size()) throw source_failure{ZU_FAILED, "a record holds several"};
+  for (uint32_t id = 0; id < starts.size(); ++id) {
+    check_spelling(starts[id].second, made->uri_of(id)->view());
+  }
   for (const path_entry &path : made->paths) {
     if (path.records.count == 0 || std::ranges::find(wanted.paths, path.text) != wanted.paths.end()) continue;
     throw source_failure{ZU_FAILED, "record " + in_quotes(zuapi::row_uri(path.records.rows[0])->view()) +

@@ -43,4 +43,10 @@ struct uri_halves {
   std::string_view relative;
 };
 
+// The first half of a relative text: all but its last segment, "/" when there is no other.
+inline std::string_view parent_of(std::string_view relative) {
+  const size_t last = relative.rfind('/');
+  return relative.substr(0, last == 0 ? 1 : last);
+}
+
 } // namespace store

@@ -17,17 +17,20 @@ class Checks(devices.Checks):
     def load(self, version, database):
         return self.load_into(version, f"sqlite:{database}")
 
-    def refused(self, what, words, statement=None, parameters=()):
-        """Renders a good database after that change."""
+    def change(self, statement, parameters=()):
+        """A good database but for that."""
         database = self.folder / "bad.db"
         for part in ("", "-wal", "-shm"):
             Path(f"{database}{part}").unlink(missing_ok=True)
         self.load(1, "bad.db")
-        if statement is not None:
-            with sqlite3.connect(database) as opened:
-                opened.execute("PRAGMA ignore_check_constraints = 1")
-                opened.execute(statement, parameters)
-            opened.close()
+        with sqlite3.connect(database) as opened:
+            opened.execute("PRAGMA ignore_check_constraints = 1")
+            opened.execute(statement, parameters)
+        opened.close()
+
+    def refused(self, what, words, statement, parameters=()):
+        """Renders a good database after that change."""
+        self.change(statement, parameters)
         self.expect_refused(what, words, self.render("bad.db"))
 
     def refusals(self):
@@ -40,9 +43,13 @@ class Checks(devices.Checks):
             self.refused(f"properties {value!r}", words, change, (value,))
         for statement, words in (
                 ("UPDATE record SET relative = '/sys/port;n=%zz' WHERE relative = '/sys/port;n=1'", "bad URI"),
-                ("UPDATE record SET relative = '/other;n=1' WHERE relative = '/sys/port;n=1'",
-                 'record "/other;n=1" is kept as one of the path "/sys/port"'),
+                ("UPDATE record SET relative = '/sys/other;n=1' WHERE relative = '/sys/port;n=1'",
+                 'record "/sys/other;n=1" is kept as one of the path "/sys/port"'),
                 ("UPDATE record SET location = x'00'", "column location"),
+                ("UPDATE record SET relative = '/sys/port;n=%31' WHERE relative = '/sys/port;n=1'",
+                 'record "/sys/port;n=%31": its URI is written as "/sys/port;n=1"'),
+                ("UPDATE record SET parent = '/x'", 'record "/sys": column parent: it is not "/"'),
+                ("UPDATE record SET position = 'x' WHERE relative = '/sys/port;n=1'", port + ": column position"),
                 ("UPDATE path SET declared = '}' WHERE path = '/sys/port'", 'class "/sys/port"'),
                 ("UPDATE path SET declared = '\"mtu\":{\"kind\":7}' WHERE path = '/sys/port'", 'class "/sys/port"'),
                 ("UPDATE path SET keys = 5.5", ""), ("UPDATE path SET pattern = x'01'", "column pattern"),
@@ -52,6 +59,18 @@ class Checks(devices.Checks):
                 ("INSERT INTO device (name) VALUES ('e')", "?device=NAME must say which: d, e")):
             if words:
                 self.refused(statement, words, statement)
+        # No request finds these: they are told of where the whole device is read.
+        for column, value, words in (("parent", "/x", port + ": column parent"),
+                                     ("relative", "/sys/port;n=%31", 'is written as "/sys/port;n=1"')):
+            self.change(f"UPDATE record SET {column} = ? WHERE relative = '/sys/port;n=1'", (value,))
+            got = self.run("check", "--templates", "t", "--data", "sqlite:bad.db")
+            self.expect_refused(f"{column} {value} in a check", words, got)
+        for target, words in (("sqlite:", "it names no file"), ("sqlite:bad.db?device=e", "it names two devices")):
+            self.expect_refused(target, words, self.run("import", "1.json", target, "--device", "d"))
+        # Names that SQLite takes for other things than files.
+        for name in (":memory:", "file:a.db?mode=memory"):
+            self.load(1, name)
+            self.expect(f"{name} is a file", self.render(name).stdout == devices.text_of(1))
         (self.folder / "text.db").write_text("no database\n" * 100)
         (self.folder / "empty.db").write_text("")
         for name, words in (("nowhere.db", "unable to open"), ("text.db", "not a database"),
