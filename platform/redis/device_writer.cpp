@@ -53,7 +53,7 @@ return redis.status_reply('OK'))";
 // KEYS and the first of ARGV as above, for a script whose answer was lost: 1 when it has run; otherwise it
 // will never run.
 constexpr const char *abandon_script = R"(
-local known = redis.call('HMGET', KEYS[1], 'version', 'before')
+local known = redis.pcall('HMGET', KEYS[1], 'version', 'before')
 if known[1] == ARGV[1] or known[2] == ARGV[1] then return 1 end
 for i = 2, #KEYS do redis.call('UNLINK', KEYS[i]) end
 return 0)";

@@ -1,5 +1,6 @@
 // Reads the names of servers.
 #include <charconv>
+#include <set>
 
 #include "redis/open.hpp"
 #include "zuapi/base.h"
@@ -38,6 +39,7 @@ void read_host(std::string_view text, address &to) {
   const size_t closed = before.starts_with('[') ? before.find(']') : 0; // of an IPv6 address
   if (closed == before.npos) refuse("the host has no ']'");
   const size_t split = std::min(before.find(':', closed), before.size());
+  if (closed != 0 && split != closed + 1) refuse("there is something else than a port behind ']'");
   to.host = closed == 0 ? before.substr(0, split) : before.substr(1, closed - 1);
   if (to.host.empty()) refuse("it names no host");
   if (split < before.size()) to.port = number_in(before.substr(split + 1), "port", 65535);
@@ -66,6 +68,8 @@ void read_option(std::string_view name, std::string_view given, place &made) {
 } // namespace
 
 place read_place(std::string_view name) {
+  if (name.starts_with(encrypted_scheme))
+    refuse("TLS is not supported: the name of a server begins with redis://");
   place made;
   std::string_view rest = name;
   const bool socket = name.starts_with(socket_scheme);
@@ -80,9 +84,12 @@ place read_place(std::string_view name) {
   } else {
     read_host(server, made.at);
   }
+  if (rest.ends_with('&')) refuse("there is no option ''"); // it may be the end of a name
+  std::set<std::string_view> given;
   while (!rest.empty()) {
     std::string_view value = take_until(rest, '&');
     const std::string_view option = take_until(value, '=');
+    if (!given.insert(option).second) refuse("the option '" + std::string(option) + "' is given twice");
     read_option(option, value, made);
   }
   check_name(made.prefix, "prefix");

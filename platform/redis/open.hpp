@@ -13,6 +13,7 @@ namespace zu_redis {
 
 inline constexpr std::string_view host_scheme = "redis://";
 inline constexpr std::string_view socket_scheme = "redis+unix:";
+inline constexpr std::string_view encrypted_scheme = "rediss://"; // which is refused
 
 // A server, and the prefix of all its keys.
 struct place {
@@ -22,7 +23,8 @@ struct place {
 };
 
 inline bool is_place(std::string_view name) {
-  return name.starts_with(host_scheme) || name.starts_with(socket_scheme);
+  return name.starts_with(host_scheme) || name.starts_with(socket_scheme) ||
+         name.starts_with(encrypted_scheme);
 }
 // Reads "redis://USER@HOST:PORT/DB?prefix=P&device=NAME" and
 // "redis+unix:SOCKET?user=USER&db=N&prefix=P&device=NAME". Both may have `password-file=FILE` and

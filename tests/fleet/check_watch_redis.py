@@ -31,8 +31,8 @@ class Redis(Watched):
 
     def load(self, speed, device="a", server=None):
         (self.folder / "new.json").write_text(data(speed))
-        subprocess.run([TOVRA, "import", "new.json", server or self.server.name(), "--device", device], cwd=self.folder,
-                       check=True)
+        target = server or self.server.name(device=device)
+        subprocess.run([TOVRA, "import", "new.json", target], cwd=self.folder, check=True)
 
     def watch(self, options="", device="a", **more):
         self.name = self.server.name(options, device)

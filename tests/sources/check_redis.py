@@ -97,7 +97,9 @@ class Checks(devices.Checks):
         """What is no good name, and what does not stand as it should in the keys of a device."""
         server, source = self.server, self.server.name(f"timeout={SHORT}")
         for name, words in (("redis://", "no host"), ("redis://h:x", "port 'x'"), ("redis://h/x", "DB 'x'"),
-                            ("redis://[::1", "]"), ("redis+unix:?", "no socket"), ("redis://h/?what=1", "no option 'what'"),
+                            ("redis://[::1", "]"), ("redis://[::1]6379", "behind ']'"), ("rediss://h", "TLS"),
+                            ("redis://h?device=a&device=b", "'device' is given twice"), ("redis://h?device=a&", "no option ''"),
+                            ("redis+unix:?", "no socket"), ("redis://h/?what=1", "no option 'what'"),
                             ("redis://h?prefix=", "prefix"), ("redis://h?prefix={a", "prefix"),
                             ("redis://u:geheim@h", "a password stands in"), ("redis://h?password=geheim", "no option"),
                             (f"redis://127.0.0.1:{free_port()}", "Connection refused"),
@@ -134,6 +136,11 @@ class Checks(devices.Checks):
             for command in bad:
                 server.cli(*map(named, command))
             self.refused(f"{bad}", named(words), source)
+        server.cli("flushall")
+        server.cli("set", head, "x")
+        self.expect_refused("an import over another's key", "device=d: EVAL tovra:{d}: WRONGTYPE",
+                            self.load_into(1, server.name()))
+        self.expect("nothing is left of it", sorted(server.cli("keys", "*").split()) == ["tovra:devices", head])
         locked = Server(self.folder / "locked", "--requirepass", "geheim")
         (self.folder / "password").write_text("geheim\n")
         variable = "ZU_TVR_REDIS_PASSWORD"
