@@ -3,12 +3,15 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <new>
 
 #include <libyang/plugins_exts.h>
 
 #include "infra/text.hpp"
+#include "yang/statement.hpp"
 #include "yang/typedefs.hpp"
 
 namespace zu_yang {
@@ -110,11 +113,24 @@ std::string message_of(const ly_err_item &item, const std::string &file, const p
   return file + line + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
 }
 
+// The file, and the line, of what a path of the schema leads to.
+std::string place_of(const ly_ctx *of, const ly_err_item &item, const std::string &path) {
+  // A deviation's path begins with the module that it is about.
+  std::string module = quoted_behind(item.msg != nullptr ? item.msg : "", "from module \"");
+  module = module.substr(0, module.find('"'));
+  if (module.empty()) module = path.substr(1, path.find(':') - 1);
+  const std::string file = file_of(of, module);
+  std::ifstream in(file, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(in), {}};
+  const size_t line = statement_line(text, path);
+  return line != 0 ? file + ":" + std::to_string(line) : file;
+}
+
 // The file with a module's error: a later message names what could not be parsed, or the path does.
 std::string module_file(const ly_ctx *of, const ly_err_item &item, const std::string &asked) {
-  const std::string_view told = item.path != nullptr ? item.path : "";
-  if (told.starts_with('/')) return file_of(of, std::string(told.substr(1, told.find(':') - 1)));
-  if (place_in(told).line.empty()) return "YANG module " + asked;
+  const told_place told = place_in(item.path != nullptr ? item.path : "");
+  if (told.line.empty() && told.path.starts_with('/')) return place_of(of, item, told.path);
+  if (told.line.empty()) return "YANG module " + asked;
   for (const ly_err_item *next = item.next; next != nullptr; next = next->next) {
     for (const char *words : {"Parsing module \"", "Including \""}) { // a module, a submodule
       const std::string module = quoted_behind(next->msg != nullptr ? next->msg : "", words);

@@ -109,7 +109,16 @@ OTHERS = {
       augment "/m:c" { leaf a { type string; } container d; } }""",
     "bad": "module bad {\n prefix }", "part": "submodule part {\n prefix }",
     "parted": 'module parted { namespace "urn:w"; prefix w; include part; }',
-    "worse": 'module worse { namespace "urn:w"; prefix w; leaf x { type no; } }'}
+    "worse": 'module worse { namespace "urn:w"; prefix w;\nleaf x { type no; } }',
+    "used": """module used { namespace "urn:" + 'u;{'; prefix u; // container c {
+      grouping g { leaf x { type no; } } /* container c { */ container b { leaf c { type string; } }
+      container "c" { description "\\"}";
+        leaf y { type string; } uses g; } }""",
+    "shorter": """module shorter { namespace "urn:s"; prefix s;
+      choice w {
+        leaf x { type int8; default 300; } } }""",
+    "changed": """module changed { namespace "urn:c"; prefix c; import o { prefix o; }
+      deviation /o:none { deviate not-supported; } }"""}
 
 BODY = """container c { leaf n { type uint8; } leaf s { type string { pattern "[a-z]*"; } } leaf w { when "../n > 5"; type
   string; } leaf r { type leafref { path "../n"; } } leaf d { type decimal64 { fraction-digits 1; } } anydata any;
@@ -157,7 +166,10 @@ MODULES = (  # options, and what is said of them
     (("--yang-module", "m", "--yang-dir", "none"), 'Unable to use search directory "none"'),
     (("--yang-module", "bad"), "bad.yang:2: Invalid character sequence"),
     (("--yang-module", "parted"), "part.yang:2: Invalid keyword"),
-    (("--yang-module", "worse"), 'worse.yang: /worse:x: Referenced type "no" not found'),
+    (("--yang-module", "worse"), 'worse.yang:2: /worse:x: Referenced type "no" not found'),
+    (("--yang-module", "used"), "used.yang:4: /used:c/{uses='g'}/x: Referenced type"),
+    (("--yang-module", "shorter"), "shorter.yang:3: /shorter:"),
+    (("--yang-module", "changed"), "changed.yang:2: /o:{deviation='/o:none'}: Deviation"),
     (("--yang-module", "m", "--yang-secret", "wrod"), 'of the type or path "wrod", which is to be secret'),
     (("--yang-module", "m", "--yang-secret", "/c/l/k"), "/c/l/k: a key cannot be secret: it stands in URIs"),
     ((), "YANG data need the names of their modules"),
