@@ -216,6 +216,7 @@ schema::schema(const choice &chosen) : chosen_(chosen), found_(chosen.secrets.si
     refuse_module(made, failed, chosen.modules.back());
   }
   add_places();
+  hide_references();
   const auto missed = std::find(found_.begin(), found_.end(), false);
   if (missed != found_.end()) {
     throw refusal{"no leaf of the YANG modules is of the type or path \"" +
@@ -288,12 +289,46 @@ void schema::add_leaf(uint32_t parent, const lysc_node *node, std::string name) 
   const std::string path = places_[parent].path + "/" + made.name;
   const bool named = is_named_secret(node, path, &made);
   if (named && made.key) throw refusal{path + ": a key cannot be secret: it stands in URIs"};
-  made.secret = named || (secret_places_[parent] && !made.key);
-  if (made.secret) made.type = "PasswordString";
-  if (made.secret) secret_paths_.insert(path_of(node));
+  if (named || (secret_places_[parent] && !made.key)) hide(made);
   note_identities(made.value_type());
   indexes_.emplace(node, static_cast<uint32_t>(places_[parent].leaves.size()));
   places_[parent].leaves.push_back(std::move(made));
+}
+
+void schema::hide(leaf &of) {
+  of.secret = true;
+  of.type = "PasswordString";
+  secret_leaves_.insert(of.node);
+  secret_paths_.insert(path_of(of.node));
+}
+
+// What refers to a secret has the same value. It may be referred to itself.
+void schema::hide_references() {
+  for (size_t before = 0; before != secret_leaves_.size();) {
+    before = secret_leaves_.size();
+    for (place &each : places_) {
+      for (leaf &of : each.leaves) {
+        if (!of.secret && !of.key && refers_to_secret(of.node, of.value_type())) hide(of);
+      }
+    }
+  }
+}
+
+bool schema::refers_to_secret(const lysc_node *node, const lysc_type *type) const {
+  if (type->basetype == LY_TYPE_UNION) {
+    const auto types = items(reinterpret_cast<const lysc_type_union *>(type)->types);
+    return std::any_of(types.begin(), types.end(),
+                       [&](const lysc_type *each) { return refers_to_secret(node, each); });
+  }
+  if (type->basetype != LY_TYPE_LEAFREF) return false;
+  const auto *reference = reinterpret_cast<const lysc_type_leafref *>(type);
+  ly_set *made = nullptr; // the nodes on the way, and what it leads to
+  const LY_ERR code = lys_find_expr_atoms(node, node->module, reference->path, reference->prefixes, 0, &made);
+  const std::unique_ptr<ly_set, void (*)(ly_set *)> found(made,
+                                                          [](ly_set *set) { ly_set_free(set, nullptr); });
+  if (code != LY_SUCCESS) refuse(code, "YANG modules");
+  return std::any_of(found->snodes, found->snodes + found->count,
+                     [this](const lysc_node *each) { return secret_leaves_.contains(each); });
 }
 
 // True when the modules, or the user's choice, declare it secret.

@@ -103,6 +103,9 @@ private:
   void add_children(uint32_t parent, const std::vector<const lysc_node *> &children);
   void add_leaf(uint32_t parent, const lysc_node *node, std::string name);
   bool is_named_secret(const lysc_node *node, const std::string &path, const leaf *of);
+  void hide(leaf &of);
+  void hide_references();
+  bool refers_to_secret(const lysc_node *node, const lysc_type *type) const;
   std::string declaration(const leaf &of) const;
   std::string_view canonical(const lyd_value &value) const;
   void note_identities(const lysc_type *type);
@@ -112,7 +115,8 @@ private:
   std::vector<place> places_;
   std::vector<bool> secret_places_;
   std::unordered_map<const lysc_node *, uint32_t> indexes_;
-  std::set<std::string> secret_paths_; // of leaves, in libyang's form
+  std::set<const lysc_node *> secret_leaves_;
+  std::set<std::string> secret_paths_; // of these, in libyang's form
   std::vector<bool> found_;            // of the secrets that were chosen
   // The names of the identities that a type allows.
   using identity_names = std::map<const lysc_ident *, std::string>;

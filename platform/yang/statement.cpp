@@ -145,7 +145,8 @@ size_t statement_line(std::string_view text, std::string_view path) {
   const bool by_uses = steps[matched - 1].keyword == "uses";
   const std::string_view module = matched < steps.size() ? steps[matched].module : "";
   if (!by_uses && !module.empty() && module != steps[0].module) return 0; // another module's, added to this
-  return 1 + static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(found), '\n'));
+  return 1 +
+         static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(found), '\n'));
 }
 
 } // namespace zu_yang

@@ -78,16 +78,17 @@ MAPPING = (
      {"/c": {"i": "far", "two": "both"}}),
     ("secrets by the module, by type and by path",
      """typedef word { type string; } typedef longer { type word; } container c { leaf a { nacm:default-deny-all; type
-        string; } leaf b { type longer; } leaf open { type string; } container all { leaf x { type int8; }
+        string; } leaf b { type longer; } leaf open { type string; } leaf same { type union { type leafref { path
+        "../again"; } type int8; } } leaf again { type leafref { path "../b"; } } container all { leaf x { type int8; }
         leaf-list y { type string; ordered-by user; } list l { key k; leaf k { type string; } leaf z { type union {
         type word; type int8; } } } } }""",
-     {"m:c": {"a": "1", "b": "2", "open": "3", "all": {"x": 4, "y": ["6", "5"], "l": [{"k": "7", "z": "8"}]}}},
+     {"m:c": {"a": "1", "b": "2", "open": "3", "same": "2", "again": "2", "all": {"x": 4, "y": ["6", "5"], "l": [{"k": "7", "z": "8"}]}}},
      ("--yang-secret", "word", "--yang-secret", "/m:c/all"),
      {"/c": {"a": {"type": "PasswordString", "kind": "text"}, "b": {"type": "PasswordString", "kind": "text"},
-             "open": {"kind": "text"}},
+             "open": {"kind": "text"}, "again": {"type": "PasswordString", "kind": "text"}, "same": {"type": "PasswordString"}},
       "/c/all": {"x": {"type": "PasswordString", "kind": "number"}, "y": {"type": "PasswordString", "kind": "text"}},
       "/c/all/l": {"k": {"kind": "text"}, "z": {"type": "PasswordString"}}},
-     {"/c": {"a": "1", "b": "2", "open": "3"}, "/c/all": {"x": 4, "y": "6 5"}, "/c/all/l;k=7": {"z": "8"}}),
+     {"/c": {"a": "1", "b": "2", "open": "3", "same": "2", "again": "2"}, "/c/all": {"x": 4, "y": "6 5"}, "/c/all/l;k=7": {"z": "8"}}),
     ("names that are not alone, features, leaves above all",
      """container c { leaf a { type string; } leaf _uri { type string; } container d; leaf f { if-feature on; type
         string; } leaf g { if-feature off; type string; } leaf i { type identityref { base o:thing; } } }
@@ -122,7 +123,7 @@ OTHERS = {
 
 BODY = """container c { leaf n { type uint8; } leaf s { type string { pattern "[a-z]*"; } } leaf w { when "../n > 5"; type
   string; } leaf r { type leafref { path "../n"; } } leaf d { type decimal64 { fraction-digits 1; } } anydata any;
-  leaf h { nacm:default-deny-all; type decimal64 { fraction-digits 1; } } leaf-list sl { nacm:default-deny-all; type string; }
+  leaf hr { type leafref { path "../h"; } } leaf h { nacm:default-deny-all; type decimal64 { fraction-digits 1; } } leaf-list sl { nacm:default-deny-all; type string; }
   list l { key k; leaf k { type string; } leaf p { nacm:default-deny-all; type string { length 5; } } leaf m { type string; mandatory true; } leaf-list ll { type int8; }
   container in { presence ""; leaf-list few { type int8; min-elements 2; max-elements 3; } choice w { mandatory true;
   leaf x { type int8; } } } } }"""
@@ -151,6 +152,7 @@ REFUSED = (  # a document, and what is said of it
     ('{"m:c": {"l": [{"k": "location \\\"/", "p": "hidden"}]}}', "f:1: /m:c/l[k='location \"/']/p: the value of a secret is not valid"),
     ('{"m:c": {"l": [{"k": "\\\", line number 9.", "p": "hidden"}]}}', "f:1: /m:c/l[k='\", line number 9.']/p: the value of a secret is not valid"),
     ('{"m:c": {"l": [{"k": "\'\\\"]/x", "p": "hidden"}]}}', "f:1: /m:c/l[k=\"'\"]/x\"]/p: the value of a secret is not valid"),
+    ('{"m:c": {"hr": "77.7"}}', "f:1: /m:c/hr: the value of a secret is not valid"),
     ('{"m:c": {"sl": ["hidden",\n"hidden"]}}', "f:2: /m:c/sl: the value of a secret is not valid"),
     ('{"m:c":\n{"d": "123456789012345.6"}}', "f:2: /m:c/d: 123456789012345.6 has more digits than a number keeps"),
     ('{"m:c": {"h": "123456789012345.6"}}', "f:1: /m:c/h: a secret has more digits than a number keeps"),

@@ -11,6 +11,10 @@ FORWARD(struct lys_module *, ly_ctx_load_module,
         (struct ly_ctx * context, const char *name, const char *revision, const char **features),
         (context, name, revision, features), NULL)
 FORWARD(LY_ERR, ly_ctx_compile, (struct ly_ctx * context), (context), LY_EINT)
+FORWARD(LY_ERR, lys_find_expr_atoms,
+        (const struct lysc_node *node, const struct lys_module *module, const struct lyxp_expr *path,
+         const struct lysc_prefix *prefixes, uint32_t options, struct ly_set **found),
+        (node, module, path, prefixes, options, found), LY_EMEM)
 FORWARD(LY_ERR, ly_in_new_memory, (const char *text, struct ly_in **made), (text, made), LY_EMEM)
 FORWARD(LY_ERR, lyd_parse_data,
         (const struct ly_ctx *context, struct lyd_node *parent, struct ly_in *in, LYD_FORMAT format,
