@@ -280,8 +280,8 @@ class Checks:
     def templates(self):
         """Templates against the modules: with data, and alone."""
         self.module("container c { leaf n { type uint8; } leaf s { type string; } list l { key k; leaf k { type int8; } } "
-                    "container o { leaf x { type string; } } }")
-        self.write("f", '{"m:c": {"n": 1}}')
+                    "container o { leaf x { type string; } } } leaf top { type string; }")
+        self.write("f", '{"m:c": {"n": 1}, "m:top": "x"}')
         for prop, path, words in (("s", "l", ("unread-property]: no template uses 'k' of /c/l", "no template reads /c/o")),
                                   ("t", "l", ("error [unknown-property]: records of /c have no property 't'", "/c/o")),
                                   ("s", "z", ("error [unknown-path]: the data has no record and no class /c/z", "/c/o"))):
@@ -289,6 +289,7 @@ class Checks:
             for data in (("--data", "yang:f"), ()):
                 got = self.run("check", "--templates", "t", "--yang-dir", "mods", "--yang-module", "m", *data)
                 self.expect(f"check tells of {prop} {path} {data}", all(each in got.stdout for each in words) and
+                            ("reads / (1 record): top" in got.stdout) == (data != ()) and
                             (got.returncode == 1) == ("error" in words[0]), got)
 
     def hostile(self):

@@ -131,6 +131,11 @@ void tell_unknown_paths(const subject &subject, const teller &tell, bool with_sc
 
 } // namespace
 
+// As in messages: that of the record "/" is empty.
+std::string shown(const std::string &path) {
+  return path.empty() ? "/" : path;
+}
+
 // A path that neither a record nor a class of the data has: other devices may have it.
 void find_unknown_paths(const subject &subject, const teller &tell) {
   tell_unknown_paths(subject, tell, false);
@@ -154,7 +159,8 @@ void find_unknown_properties(const subject &subject, const teller &tell) {
       if (name.empty() || of_place || name.starts_with('_') || path->properties.contains(unqualified(name)))
         continue;
       tell(*use.by, use.number,
-           "records of " + use.path + " have no property '" + name + "': " + use.effect + near.hint(name),
+           "records of " + shown(use.path) + " have no property '" + name + "': " + use.effect +
+               near.hint(name),
            use.path + " " + near.nearest(name));
     }
   }
@@ -167,7 +173,7 @@ void find_unread_records(const subject &subject, const teller &tell) {
   const bool modules = subject.data->has_modules;
   for (const auto &[path, about] : subject.data->paths) {
     if (read.contains(path) || (modules ? about.properties.empty() : about.records == 0)) continue;
-    std::string message = "no template reads " + path;
+    std::string message = "no template reads " + shown(path);
     if (about.records != 0) {
       message += " (" + std::to_string(about.records) + (about.records == 1 ? " record)" : " records)");
     }
@@ -193,7 +199,8 @@ void find_unread_properties(const subject &subject, const teller &tell) {
     for (const auto &[name, property] : about.properties) {
       const bool counts = property.given || (subject.data->has_modules && !property.said.is_null());
       if (!counts || used[path].contains(name)) continue;
-      tell(subject.data->file, about.number, "no template uses '" + name + "' of " + path, path + " " + name);
+      tell(subject.data->file, about.number, "no template uses '" + name + "' of " + shown(path),
+           path + " " + name);
     }
   }
 }
