@@ -124,6 +124,7 @@ class Checks(devices.Checks):
                 (port, ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, member + "{" * 1000]),
                 ("a record holds several", ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, member + '{}, "/x": {}']),
                 ("bad URI", ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, "/sys/port;n=%zz  2 {}"]),
+                ("its URI is written as", ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, "/sys/port;n=%31  2 {}"]),
                 ("kept as one of the path", ["ZREMRANGEBYRANK", "PORTS", "1", "1"], [*change, "/sys/other;n=1  2 {}"]),
                 ('class "/sys/port"', ["HSET", "FACTS", f"declared {ports}", "}"])):
             server.cli("flushall")
