@@ -117,6 +117,11 @@ bool all_are_sound(const template_set &set) {
 
 namespace {
 
+// A path in messages: that of the record "/" is empty.
+std::string shown(const std::string &path) {
+  return path.empty() ? "/" : path;
+}
+
 void tell_unknown_paths(const subject &subject, const teller &tell, bool with_schema) {
   if (subject.data == nullptr || subject.data->has_schema != with_schema) return;
   nearest_names near(paths_of(*subject.data));
@@ -130,11 +135,6 @@ void tell_unknown_paths(const subject &subject, const teller &tell, bool with_sc
 }
 
 } // namespace
-
-// As in messages: that of the record "/" is empty.
-std::string shown(const std::string &path) {
-  return path.empty() ? "/" : path;
-}
 
 // A path that neither a record nor a class of the data has: other devices may have it.
 void find_unknown_paths(const subject &subject, const teller &tell) {
@@ -213,7 +213,8 @@ void find_secret_keys(const subject &subject, const teller &tell) {
       const property_data *property = subject.data->find(path, key);
       if (property == nullptr || !property->is_secret()) return;
       tell(record, number,
-           "'" + key + "' of " + path + " is a password, and a key of this URI: errors and traces show URIs");
+           "'" + key + "' of " + shown(path) +
+               " is a password, and a key of this URI: errors and traces show URIs");
     });
   }
 }
