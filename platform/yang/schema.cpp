@@ -96,21 +96,35 @@ bool may_be_of(const paths &secret, std::string_view path) {
   });
 }
 
+// What is wrong with the syntax is shown by the text that stands there, which may be that of a secret.
+std::string without_text(const ly_err_item &item, std::string words) {
+  const bool of_syntax =
+      item.vecode == LYVE_SYNTAX || item.vecode == LYVE_SYNTAX_JSON || item.vecode == LYVE_SYNTAX_XML;
+  for (const char *names_alone : {"Opening (", "Child element ", "Top-level JSON object member "}) {
+    if (!of_syntax || words.starts_with(names_alone)) return words;
+  }
+  const size_t first = words.find('"');
+  const size_t last = words.rfind('"');
+  if (first < last) words.replace(first + 1, last - first - 1, "...");
+  return words;
+}
+
 std::string message_of(const ly_err_item &item, const std::string &file, const paths &secret,
                        const schema::finder &find) {
   auto [path, line] = place_in(item.path != nullptr ? item.path : "");
-  std::string_view words = item.msg != nullptr ? item.msg : "";
+  std::string words = item.msg != nullptr ? item.msg : "";
   const bool is_secret = may_be_of(secret, path);
   if (is_secret) words = "the value of a secret is not valid";
   if (words == "Unexpected character \"") words = "Unexpected end-of-input"; // it names no character
-  if (words.ends_with('.')) words.remove_suffix(1);
+  if (words.ends_with('.')) words.pop_back();
+  if (!secret.empty()) words = without_text(item, std::move(words));
   if (find && line.empty() && !path.empty()) {
     position at = find(path);
     path = std::move(at.path);
     if (at.line != 0) line = ":" + std::to_string(at.line);
   }
   if (is_secret) path.resize(std::min(path.find("[.="), path.size())); // the value of a leaf-list
-  return file + line + ": " + path + (path.empty() ? "" : ": ") + std::string(words);
+  return file + line + ": " + path + (path.empty() ? "" : ": ") + words;
 }
 
 // The file, and the line, of what a path of the schema leads to.
