@@ -138,6 +138,11 @@ class Texts(Fleets):
         self.assertIn("OOM", self.run_fleet(status=1)[1])
         self.assertEqual(self.redis("get", "p:texts:{r02}") + "\n", text(2))
 
+    def test_are_not_told_of_when_the_server_has_no_command_for_them(self):
+        said = self.run_fleet(out=self.start("--rename-command", "SET", "").name(), status=1)[1]
+        self.assertIn("SET tovra:texts:{r00}: ERR unknown command", said)
+        self.assertNotIn("port 0 speed", said)
+
     def test_are_refused_before_anything_is_rendered(self):
         locked, refused = self.start("--requirepass", "geheim"), f"redis://127.0.0.1:{free_port()}"
         self.redis("set", "taken:texts", "x")
