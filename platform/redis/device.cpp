@@ -53,7 +53,11 @@ member read_member(const command &asked, const value &told) {
   read.location = next();
   const auto position = number_in(next());
   read.properties = rest;
-  if (!told.is(text) || !position) refuse(asked, "a member is no record: " + store::in_quotes(told.text()));
+  if (!told.is(text) || !position) {
+    // The rest may hold passwords.
+    const std::string_view uri = told.text().substr(0, told.text().find_first_of(" {\""));
+    refuse(asked, "a member is no record: " + store::in_quotes(uri));
+  }
   read.position = *position;
   return read;
 }

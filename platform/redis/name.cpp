@@ -65,6 +65,22 @@ void read_option(std::string_view name, std::string_view given, place &made) {
   }
 }
 
+// From the ':' before a password in a name to the '@' behind it; empty when none stands there.
+std::string_view password_in(std::string_view name) {
+  const size_t scheme = name.find("://");
+  if (scheme == name.npos || name.starts_with(socket_scheme)) return {};
+  name.remove_prefix(scheme + 3);
+  const std::string_view server = name.substr(0, name.find('?'));
+  size_t colon = server.find(':');
+  size_t at = server.rfind('@');
+  if (at == server.npos) { // of a password with a '?' the first part looks like a port
+    colon = server.find(':', server.starts_with('[') ? server.find(']') : 0);
+    const std::string_view port = server.substr(std::min(colon, server.size() - 1) + 1);
+    if (port.substr(0, port.find('/')).find_first_not_of("0123456789") != port.npos) at = name.rfind('@');
+  }
+  return colon < at && at != name.npos ? name.substr(colon, at - colon) : std::string_view();
+}
+
 } // namespace
 
 place read_place(std::string_view name) {
@@ -75,9 +91,7 @@ place read_place(std::string_view name) {
   const bool socket = name.starts_with(socket_scheme);
   rest.remove_prefix(std::min(rest.size(), (socket ? socket_scheme : host_scheme).size()));
   const std::string_view server = take_until(rest, '?');
-  const size_t user = socket ? server.npos : server.rfind('@');
-  if (user != server.npos && server.substr(0, user).find(':') != server.npos)
-    refuse("a password stands in a file or in the environment, not in a name");
+  if (!password_in(name).empty()) refuse("a password stands in a file or in the environment, not in a name");
   if (socket) {
     made.at.socket = server;
     if (server.empty()) refuse("it names no socket");
@@ -98,11 +112,9 @@ place read_place(std::string_view name) {
 
 std::string without_password(std::string_view name) {
   std::string shown(name);
+  if (const std::string_view password = password_in(name); !password.empty())
+    shown.replace(static_cast<size_t>(password.data() - name.data()), password.size(), ":***");
   if (!is_place(name)) return shown;
-  const size_t options = std::min(shown.find('?'), shown.size());
-  const size_t user = shown.rfind('@', options);
-  if (const size_t colon = shown.find(':', host_scheme.size()); user != shown.npos && colon < user)
-    shown.replace(colon, user - colon, ":***");
   constexpr std::string_view given = "password=";
   for (size_t at = shown.find(given); at != shown.npos; at = shown.find(given, at + 1)) {
     const size_t start = at + given.size();

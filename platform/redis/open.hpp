@@ -31,7 +31,7 @@ inline bool is_place(std::string_view name) {
 // `timeout=MS`. This and the next functions throw source_failure or std::bad_alloc.
 place read_place(std::string_view name);
 // A name as messages show it, without a password (a name
-// with a password is refused). Other texts are unchanged.
+// with a password is refused), also of other servers. Other texts are unchanged.
 std::string without_password(std::string_view name);
 // Refuses a text that cannot be part of a key's name.
 void check_name(std::string_view text, const char *what);
