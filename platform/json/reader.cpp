@@ -115,8 +115,9 @@ zu_do_value value_reader::read_wrapped(json::value &value, types &type, uint32_t
     const std::string_view type_name = name(field);
     if (type_name.empty()) refuse(name_start, "a typedef name is empty");
     if (type.own == nullptr && type_name != "v") type.own = intern_type(type_name);
-    if (!open_secrets_ && arrays_ != 0 && type_name == "PasswordString") {
-      refuse(name_start, "a PasswordString stands in an array");
+    if (!open_secrets_ && type_name == "PasswordString" && (arrays_ != 0 || !is_secret_type(type.own))) {
+      const std::string where = arrays_ != 0 ? "an array" : "a value of another type";
+      refuse(name_start, "a PasswordString stands in " + where);
     }
     cell = read_untyped(field.value(), type, depth);
   }

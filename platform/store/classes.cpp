@@ -206,7 +206,9 @@ void loader::check_value(const char *what, const property &of, const zu_do_value
   };
   if (of.name == ZU_DO_NAME_PENDING_ATTRS && value.type != ZU_DO_TYPE_STRING) must_be(at_, "a string");
   if (!is_of_kind(*of.said, value)) must_be(at, kind_words[of.said->kind]);
-  if (!is_allowed(*of.said, value)) must_be(at, "one of " + list_of(of.said->allowed));
+  if (is_allowed(*of.said, value)) return;
+  must_be(at, zu_json::is_secret_type(of.type()) ? "one of those that its class allows"
+                                                 : "one of " + list_of(of.said->allowed));
 }
 
 // A number in another form than the one it would be printed
@@ -247,7 +249,11 @@ std::string_view loader::property_name(json::field &field) {
 
 void loader::check_property_name(std::string_view name) const {
   if (name.empty()) refuse(at_, "a property name is empty");
-  if (name.find(':') != name.npos) refuse(at_, "property name " + in_quotes(name) + " has a ':'");
+  if (const size_t colon = name.find(':'); colon != name.npos) {
+    // Without a blank behind it, YAML takes the value for a part of the name.
+    const std::string start(name.substr(0, colon + 1));
+    refuse(at_, "property name " + in_quotes(start + (start == name ? "" : "...")) + " has a ':'");
+  }
   if (name == ZU_DO_NAME_URI || name == ZU_DO_NAME_COLL_URI) {
     refuse(at_, "property name " + in_quotes(name) + " is the data store's own");
   }

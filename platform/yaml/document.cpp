@@ -196,7 +196,7 @@ private:
     } else if (tag.starts_with('!')) {
       return tag.substr(1);
     }
-    refuse(mark, "unknown tag " + tag);
+    refuse(mark, "unknown tag"); // of a text without quotes, perhaps, which begins with a '!'
   }
   // The value of a plain scalar; empty when it is a text.
   static std::string json_of_plain(const std::string &text) {
