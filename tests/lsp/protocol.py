@@ -250,7 +250,14 @@ def test_hover(space):
     space.client.change(path, PORTS.replace("Op: no_op", "Op: wrong"), 61)
     value = space.ask("hover", "ports", "Fmt: sp^eed %s")["contents"]["value"]
     check("hover of what does not load", "not rendered: ports.tvr:23: Invalid Op in node: wrong" in value, True)
-    space.client.change(path, PORTS, 62)
+    # A line that names the folder of the templates, and has a password.
+    folder = str(space.root / "t") + "/"
+    (space.root / "data.json").write_text(json.dumps(DATA).replace("100}", '{"PasswordString": "s3cret"}}'))
+    space.client.change(path, PORTS.replace("Fmt: speed", f"Fmt: {folder}x"), 62)
+    value = space.ask("hover", "ports", f"Fmt: {folder}x^ %s")["contents"]["value"]
+    check("hover of a folder and a password", f" {folder}x <removed>\n" in value and "s3cret" not in value, True)
+    (space.root / "data.json").write_text(json.dumps(DATA))
+    space.client.change(path, PORTS, 63)
 
 
 def test_slow_hover(space):

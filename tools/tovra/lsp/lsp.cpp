@@ -26,8 +26,8 @@ constexpr int render_seconds = 10;
 process_request explain_node(const std::string &id, const std::string &directories, const std::string &data,
                              const std::vector<std::string> &classes) {
   process_request asked;
-  asked.arguments = {"explain", "--node=" + id, "--templates=" + directories, "--data=" + data,
-                     "--format=json"};
+  asked.arguments = {"explain",        "--node=" + id,  "--templates=" + directories,
+                     "--data=" + data, "--format=json", "--show-tech"};
   for (const std::string &file : classes) asked.arguments.push_back("--classes=" + file);
   for (std::string &each : yang_arguments()) asked.arguments.push_back(std::move(each));
   asked.seconds = render_seconds;

@@ -175,14 +175,15 @@ static std::string with_plain_names(std::string text, const std::string &directo
   return text;
 }
 
-static void take_visit(const json &visit, explained &into) {
-  into.never = visit.value("never", "");
+static void take_visit(const json &visit, const std::string &directories, explained &into) {
+  into.never = with_plain_names(visit.value("never", ""), directories);
   for (const json &outcome : visit.value("outcomes", json::array())) {
-    const std::string told = outcome.value("told", "");
-    if (outcome.contains("number")) {
+    std::string told = outcome.value("told", "");
+    if (outcome.contains("number")) { // a line, which may name such a directory itself
       if (++into.lines <= explained::most_lines) into.shown += (into.shown.empty() ? "" : "\n") + told;
       continue;
     }
+    told = with_plain_names(std::move(told), directories);
     explained::outcome &other = into.others[outcome.value("reason", told)];
     if (other.times++ == 0) other = {1, told, visit.value("record", "")};
   }
@@ -207,10 +208,10 @@ void workspace::take_render() {
   }
   const std::string directories = ended->templates.directories();
   made.failure = with_plain_names(std::move(got.error), directories);
-  std::istringstream lines(with_plain_names(std::move(got.output), directories));
+  std::istringstream lines(got.output);
   for (std::string line; std::getline(lines, line);) { // a JSON object each
     const json visit = json::parse(line, nullptr, false);
-    if (visit.is_object()) take_visit(visit, made);
+    if (visit.is_object()) take_visit(visit, directories, made);
   }
 }
 
