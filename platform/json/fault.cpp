@@ -123,6 +123,8 @@ struct fault_finder : nlohmann::detail::json_sax_acceptor<nlohmann::json> {
     const size_t at = said.find(introduction);
     if (at != said.npos) said.erase(at + introduction.size(), token.size());
     found = fault_at(text, read, token.size(), said);
+    constexpr int overflow = 406;
+    if (fault.id == overflow) found.message = "a number out of range";
     return false;
   }
 };

@@ -49,6 +49,7 @@ TEST(store_refusal, syntax) {
            {records(R"("/a": {"x": "\ud800"})"), "f:1:27: half of a surrogate pair in a string"},
            {records(R"("/a": {"x": "\ud800\u0041"})"), "f:1:27: half of a surrogate pair in a string"},
            {records("\"/a\": {\"x\": \"\xed\xa0\x80\"}"), "f:1:27: the text is not valid UTF-8"},
+           {records(R"("/a": {"x": [-1e400]})"), "f:1:27: a number out of range"},
            // The parser's own words in the text are not those of its message.
            {records("\"/a\": {\"x\": 1 \"unexpected string literal number literal\"\n\"y\": nul}"),
             "f:1:28: expected ',' or '}'"},
