@@ -17,6 +17,10 @@ option &option::required() {
   return *this;
 }
 
+option &option::not_empty() {
+  return check([](const std::string &given) -> std::string { return given.empty() ? "it is empty" : ""; });
+}
+
 option &option::repeatable() {
   of_->allow_extra_args(false);
   return *this;

@@ -21,6 +21,7 @@ public:
 
   option &type(const char *name); // of the value, for the help
   option &required();
+  option &not_empty();  // an empty name, as of a shell's variable that is not set, would be none
   option &repeatable(); // a value each time
   option &separated();  // values behind one option, by commas
   option &among(const std::vector<std::string> &values);

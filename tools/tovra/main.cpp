@@ -59,7 +59,9 @@ const CLI::App *add_check(CLI::App &app, options &asked) {
       "finding is a line `FILE:LINE: error|warning [ID]: MESSAGE` on standard output. The exit status\n"
       "is 1 when there is an error, else 0. docs/check.md tells each ID.");
   tovra::add_templates(made, asked);
-  made.add("--data", asked.data, "Compare with the paths and properties of this data file too").type("FILE");
+  made.add("--data", asked.data, "Compare with the paths and properties of this data file too")
+      .type("FILE")
+      .not_empty();
   tovra::add_classes(made, asked.classes);
   made.flag("--strict", asked.strict, "Let warnings count as errors for the exit status");
   tovra::add_format(made, asked.json, "text (default), one line for each finding, or json, one array");

@@ -96,7 +96,8 @@ tool add_import(CLI::App &app) {
   static import_options asked;
   made.add("source", asked.source, "Data file, - for standard input, a device of a database, or yang:FILE")
       .type("SOURCE")
-      .required();
+      .required()
+      .not_empty();
   made.add("target", asked.target, "The database: sqlite:FILE or redis://HOST").type("TARGET").required();
   add_yang(made);
   made.add("--device", asked.device, "The name of the device in the database").type("NAME");
@@ -108,7 +109,8 @@ tool add_export(CLI::App &app) {
   static export_options asked;
   made.add("source", asked.source, "Data file, - for standard input, a device of a database, or yang:FILE")
       .type("SOURCE")
-      .required();
+      .required()
+      .not_empty();
   made.each(
           "--format", [](const std::string &format) { asked.yaml = format == "yaml"; },
           "json (default) or yaml")

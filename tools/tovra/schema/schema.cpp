@@ -29,7 +29,7 @@ tool add_schema(CLI::App &app) {
   made.footer(
       "Writes the paths and properties of all data files, with the kind of their values where all have\n"
       "one, and what the classes of all that have a path say alike. None of the files is refused with it.");
-  made.add("data", *files, "Data files, - for standard input").type("DATA").required();
+  made.add("data", *files, "Data files, - for standard input").type("DATA").required().not_empty();
   return {made.get(), [files] { return draw_schema(*files); }};
 }
 
