@@ -68,6 +68,11 @@ class OutputFile(unittest.TestCase):
         self.assertEqual(job.wait(20), -signal.SIGTERM)
         self.assertEqual(list(self.folder.iterdir()), [pipe])
 
+    def test_holds_nothing_of_what_is_said_to_a_closed_stream(self):
+        for closing in ("2>&-", ">&- 2>&-", "<&- 2>&-"):
+            done = run("sh", "-c", f'"$@" {closing}', "sh", *RENDER, "--arg", "a=b", "--output", self.file)
+            self.assertEqual((done.returncode, self.file.read_bytes()), (0, WANTED))
+
     def test_replaces_no_device(self):
         done = run(*RENDER, "--output", "/dev/null")
         self.assertEqual((done.returncode, done.stderr), (1, b"tovra: --output /dev/null: not a regular file\n"))

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <glib.h>
 #include <new>
 #include <set>
@@ -128,6 +129,14 @@ void end_with_glib(const char *domain, GLogLevelFlags level, const char *message
   g_log_default_handler(domain, level, message, nullptr);
 }
 
+// Else a file that is opened takes the number of a standard stream that is closed, and what is said to that
+// stream stands in the file. What is put there fails as the closed one does.
+void keep_standard_streams_apart() {
+  for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(file, F_GETFD) < 0) open("/dev/null", file == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
 int run(int argc, char **argv) {
   CLI::App app("Renders a network device's configuration records as CLI text.", "tovra");
   app.require_subcommand(1);
@@ -172,6 +181,7 @@ int run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
+  keep_standard_streams_apart();
   std::set_new_handler(end_without_memory);
   g_log_set_default_handler(end_with_glib, nullptr);
   try {
