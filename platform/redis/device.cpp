@@ -278,9 +278,11 @@ std::vector<std::string> members_with(connection &server, const std::string &set
   return found;
 }
 
-// Devices whose import was never finished are left out.
+// Devices whose import was never finished are left out. A name with an '&' is refused:
+// in the name of a source, options would begin there.
 std::vector<std::string> names_at(connection &server, const std::string &prefix) {
   return members_with(server, devices_key(prefix), [&](const std::string &name) {
+    check_name(name, ("name of a device, " + store::in_quotes(name) + ",").c_str());
     return command{"HEXISTS", head_key(prefix, name), "version"};
   });
 }

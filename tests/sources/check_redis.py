@@ -140,6 +140,10 @@ class Checks(devices.Checks):
             for command in bad:
                 server.cli(*map(named, command))
             self.refused(f"{bad}", named(words), source)
+        server.cli("sadd", "tovra:devices", "d&password-file=/etc/passwd")
+        self.refused("a name with an option in it", 'device, "d&password-file=/etc/passwd", has', server.name())
+        got = self.run("import", "1.json", server.name(), "--device", "d&prefix=other")
+        self.expect("such a name for an import is refused", got.returncode == 2 and "no '&'" in got.stderr, got)
         server.cli("flushall")
         server.cli("set", head, "x")
         self.expect_refused("an import over another's key", "device=d: EVAL tovra:{d}: WRONGTYPE",

@@ -7,6 +7,7 @@
 #include "../output.hpp"
 #include "../output_file.hpp"
 #include "../tools.hpp"
+#include "redis/open.hpp"
 #include "store/store.h"
 #include "zuapi/zuapi.h"
 
@@ -29,6 +30,10 @@ struct export_options {
 };
 
 int import(const import_options &asked) {
+  if (zu_redis::is_place(asked.target) && asked.device.find('&') != asked.device.npos) {
+    say("tovra: --device: a device's name has no '&'"); // another option would begin there
+    return wrong_usage;
+  }
   const auto texts = read_good_data(asked.source);
   if (!texts) return failed;
   const std::string &text = texts->front();
