@@ -1,4 +1,4 @@
-// Finding names in a condition without parsing it.
+// Finds names in a condition without parsing it.
 #include "cond_text.hpp"
 
 #include <algorithm>
@@ -25,10 +25,10 @@ size_t end_of_string(std::string_view text, size_t at) {
 
 struct operand {
   std::string name;       // of a property; empty: a literal
-  nlohmann::json literal; // discarded: a group
+  nlohmann::json literal; // discarded: the operand is a group
 };
 
-// Reads a condition that parses, group by group.
+// Reads a condition that is known to parse, group by group.
 class condition_reader {
 public:
   explicit condition_reader(std::string_view text) : text_(text) {}
@@ -73,7 +73,7 @@ private:
     if (text_[at_] == '$') return {std::string(take_word().substr(1)), {}};
     if (text_[at_] == '"') return {"", take_string()};
     const std::string_view word = take_word();
-    if (word.empty()) ++at_; // not in a condition that parses
+    if (word.empty()) ++at_; // cannot happen in a condition that parses
     return {"", nlohmann::json::parse(word, nullptr, false)};
   }
 
@@ -89,7 +89,7 @@ private:
     return {"", nlohmann::json(nlohmann::json::value_t::discarded)};
   }
 
-  // A text that is a name, a value or a text.
+  // What a literal text stands for: it may be the text of a name or of a value.
   static operand evaluated(const operand &given) {
     if (!given.literal.is_string()) return given;
     const auto &text = given.literal.get_ref<const std::string &>();

@@ -1,4 +1,4 @@
-// The texts of conditions, as far as the rules read them.
+// What the rules need of the texts of conditions.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,17 +9,17 @@
 
 namespace tovra::check {
 
-// The properties that a condition names, without their '$', as operands and in eval strings.
+// The properties that a condition names, without their '$': operands, and names in eval strings.
 std::set<std::string> names_in(std::string_view condition);
 
 struct comparison {
   std::string op;   // "eq" for a pair at the top
   std::string name; // of the property, without its '$'
   nlohmann::json literal;
-  std::string text; // as it could be written
+  std::string text; // of the comparison, as a template would have it
 };
 
-// What a condition that parses compares with literals.
+// The comparisons of properties with literals in a condition that parses.
 std::vector<comparison> comparisons_in(std::string_view condition);
 
 } // namespace tovra::check

@@ -1,4 +1,6 @@
-// What findings follow from others, and are gone when those are mended.
+// Finds which findings are only consequences of others. One mistake, such as a wrong path high in the tree,
+// may cause dozens of findings; the author needs to see the mistake first. Mending it removes its
+// consequences.
 #include <algorithm>
 #include <map>
 
@@ -32,14 +34,14 @@ public:
     }
   }
 
-  // The cause of a finding, or none.
+  // The cause of a finding, or null.
   const finding *of(const finding &found) const {
     const finding *cause = nullptr;
     if (is_one_of(found, {"unreached", "unread-records", "unread-property"})) {
-      cause = find(of_names_, found.about); // what was meant to be named
+      cause = find(of_names_, found.about); // the records that a wrong name should have named
     } else if (is_one_of(found, {"repeated", "discarded", "props-before-fmt", "literal-slot", "empty-slot",
                                  "no-array", "count", "unknown-path", "key"})) {
-      cause = find(of_records_, found.at); // one record, read for another
+      cause = find(of_records_, found.at); // one record, of which a line was misread
     }
     if (cause == nullptr && is_one_of(found, {"key", "scope", "incomplete", "optional", "list-path"})) {
       cause = read_above(found);
@@ -53,7 +55,7 @@ private:
     return at != all.end() ? at->second : nullptr;
   }
 
-  // What is wrong with the read whose records are missing here.
+  // The finding about the read above that should have brought the missing records.
   const finding *read_above(const finding &found) const {
     const auto way = ways_.find(found.at);
     if (way == ways_.end()) return nullptr;
@@ -63,7 +65,7 @@ private:
     return nullptr;
   }
 
-  std::map<const record *, const step *> ways_; // the first to each
+  std::map<const record *, const step *> ways_; // the first way to each record
   std::map<const record *, const finding *> of_records_;
   std::map<const record *, const finding *> of_reads_;
   std::map<std::string, const finding *> of_names_;

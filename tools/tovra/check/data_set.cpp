@@ -1,4 +1,4 @@
-// Reading a data file: the store says whether it is one, its text says what is in it.
+// Reads a data file twice: the store finds out whether it is good, and we read its text for what is in it.
 #include "data_set.hpp"
 
 #include <algorithm>
@@ -34,26 +34,27 @@ std::vector<key> keys_of(zu_do_uri_segment *segment) {
   return found;
 }
 
-// Without its location.
+// The URI without its location.
 std::string relative(std::string_view uri) {
   if (!uri.starts_with("//")) return std::string(uri);
   return std::string(uri.substr(std::min(uri.find('/', 2), uri.size())));
 }
 
-// A whole number as it would be printed.
+// True for a whole number in the form in which it would be printed.
 bool is_whole_number(std::string_view text) {
   if (text.starts_with('-')) text.remove_prefix(1);
   return text == "0" || (!text.empty() && text.size() < 19 && text.front() != '0' &&
                          text.find_first_not_of("0123456789") == text.npos);
 }
 
-// Finds the lines of members. Those asked for in the order of the file cost one pass over it; after very many
-// passes no more is looked for.
+// Finds the lines on which members stand, which JSON parsers do not report. Members that are asked for in the
+// order of the file cost one pass over it. After very many passes it gives up, so that a bad file cannot hold
+// up a check.
 class line_finder {
 public:
   explicit line_finder(const std::string &text) : text_(text) {}
 
-  // The line on which a record's URI stands as a member's name.
+  // The line of the member whose name is that record URI.
   int line_of(const std::string &uri) {
     const std::string member = json(uri).dump();
     size_t at = find(member, at_);
@@ -68,7 +69,7 @@ public:
     return line_;
   }
 
-  // The line of a property of that record.
+  // The line of that property of the record.
   int line_of_property(const std::string &uri, const std::string &name) {
     line_of(uri);
     const std::string member = json(name).dump();
@@ -93,7 +94,7 @@ private:
   const std::string &text_;
   size_t at_ = 0;
   int line_ = 1;                     // of at_
-  size_t left_ = size_t{1000000000}; // bytes to look through
+  size_t left_ = size_t{1000000000}; // how many more bytes it may search
 };
 
 void add(some_records &records, const std::string &record, const auto &line) {
@@ -102,7 +103,7 @@ void add(some_records &records, const std::string &record, const auto &line) {
   records.record = record;
 }
 
-// Reads the texts of a store, which the store has accepted.
+// Reads texts that the store has accepted.
 class reader {
 public:
   reader(data_set &data, const std::string &text) : data_(data), text_(text), lines_(text) {}
@@ -110,7 +111,7 @@ public:
   void read() {
     std::string section;
     std::string member;
-    // Taken one by one as they are read, and dropped: that keeps the order of the file.
+    // Each member is taken as soon as it is parsed, and then dropped: this keeps the order of the file.
     const auto take = [&](int depth, json::parse_event_t event, json &parsed) {
       if (event == json::parse_event_t::key && depth <= 2) (depth == 1 ? section : member) = parsed;
       if (event != json::parse_event_t::object_end || depth != 2) return true;
@@ -200,7 +201,7 @@ private:
     }
   }
 
-  struct nested { // a record below one with keys
+  struct nested { // a record below another one that has keys
     std::string written;
     std::string parent;
     path_data *path;
@@ -209,7 +210,7 @@ private:
   data_set &data_;
   const std::string &text_;
   line_finder lines_;
-  std::unordered_set<std::string> records_; // relative URIs: a key is looked for in all locations
+  std::unordered_set<std::string> records_; // relative URIs, since a record may be in any location
   std::vector<nested> below_;
 };
 

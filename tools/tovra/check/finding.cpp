@@ -1,4 +1,4 @@
-// Findings in order, as text for people and as JSON for editors.
+// Puts findings into order, and writes them as text for people and as JSON for editors.
 #include "finding.hpp"
 
 #include <algorithm>
@@ -56,7 +56,7 @@ void findings::fold(const std::function<const finding *(const finding &)> &cause
   }
   for (size_t i = 0; i < all_.size(); ++i) {
     if (causes[i] == i) continue;
-    size_t first = causes[i]; // a cause may follow from another
+    size_t first = causes[i]; // the cause may itself follow from another finding
     for (size_t steps = 0; causes[first] != first && steps < all_.size(); ++steps) first = causes[first];
     finding &cause = all_[first];
     cause.weight = std::max(cause.weight, all_[i].weight);

@@ -1,4 +1,4 @@
-// A whole check: all files loaded, all ways followed, all rules asked.
+// A whole check: loads all files, follows all ways, applies all rules.
 #include "inspect.hpp"
 
 namespace tovra::check {

@@ -8,10 +8,10 @@ namespace tovra::check {
 struct inspection {
   template_set set;
   walks ways;
-  findings found; // in order
+  findings found; // sorted
 };
 
-// Checks the templates of the directories, with the data if there is some.
+// Checks the templates of the directories, together with the data if it is not null.
 inspection inspect(const std::string &directories, const data_set *data, const text_source &texts = {});
 
 } // namespace tovra::check

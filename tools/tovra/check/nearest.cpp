@@ -1,4 +1,4 @@
-// Edit distance, and the hint made of it.
+// Edit distance, and the hint that is made from it.
 #include "nearest.hpp"
 
 #include <algorithm>
@@ -28,7 +28,8 @@ size_t distance(std::string_view a, std::string_view b) {
   return last.back();
 }
 
-// Which letters a text has. A change of one letter changes at most two of them.
+// The set of letters in a text. A change of one letter changes at most two members of the set, so texts whose
+// sets differ more need not be compared.
 static uint64_t letters_of(std::string_view text) {
   uint64_t letters = 0;
   for (const char c : text) letters |= uint64_t{1} << (static_cast<unsigned char>(c) % 64);
@@ -53,7 +54,7 @@ std::string nearest_names::hint(const std::string &name) {
   return found.empty() ? "" : ", did you mean " + found + "?";
 }
 
-// Of several that are equally near the first in the order of names.
+// Of several equally near names, the first in alphabetical order.
 std::string nearest_names::look_for(const std::string &name) {
   const uint64_t letters = letters_of(name);
   const size_t most = std::max<size_t>(1, name.size() / 4);

@@ -10,12 +10,12 @@
 
 namespace tovra::check {
 
-// How many letters have to be changed, put in, taken out, or swapped with the next, to make one text of the
-// other.
+// How many edits make one text out of the other: to change, insert or remove a letter, or to swap it with the
+// next one.
 size_t distance(std::string_view a, std::string_view b);
 
-// Names by their lengths and letters, so that few of them are compared with a wrong one. What was found is
-// remembered, and after very many comparisons no more is looked for: a check ends soon, however much is
+// Names, sorted by length and letters so that only few are compared with a wrong name. Results are
+// remembered, and after very many comparisons the search stops: a check must end soon even when everything is
 // wrong.
 class nearest_names {
 public:
@@ -23,9 +23,9 @@ public:
   nearest_names(const nearest_names &) = delete;
   nearest_names &operator=(const nearest_names &) = delete;
 
-  // The nearest name; empty when none is near, or the name is one of them.
+  // The nearest name; empty when no name is near, or when the given one exists.
   const std::string &nearest(const std::string &name);
-  // ", did you mean NAME?" with it, or empty.
+  // ", did you mean NAME?", or empty.
   std::string hint(const std::string &name);
 
 private:
@@ -39,10 +39,10 @@ private:
   std::set<std::string> names_;
   std::vector<std::vector<entry>> by_length_;
   std::map<std::string, std::string> found_;
-  size_t left_ = 100000000; // of comparing one letter with another
+  size_t left_ = 100000000; // how many more letters may be compared
 };
 
-// The same for one name.
+// The same for a single search.
 std::string did_you_mean(const std::string &name, const std::set<std::string> &names);
 
 } // namespace tovra::check

@@ -1,4 +1,4 @@
-// Reading a properties map back: its URI items stand in the order of the lines.
+// Takes the properties out of a properties map: its URI items are in the order of the lines.
 #include "placed.hpp"
 
 #include <map>
@@ -17,7 +17,7 @@ struct filling {
 std::map<int32_t, filling> beyond_format(const zu_tvr_props_map &map) {
   std::map<int32_t, filling> slots;
   for (const zu_tvr_extra_prop *extra = map.extra_props; extra != nullptr; extra = extra->next) {
-    slots.emplace(extra->slot, filling{extra->name, extra->kind}); // the first of a slot counts
+    slots.emplace(extra->slot, filling{extra->name, extra->kind}); // the first one in a slot counts
   }
   return slots;
 }

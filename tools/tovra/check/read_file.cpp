@@ -1,4 +1,4 @@
-// A file as one text.
+// Reads a file as one text.
 #include "read_file.hpp"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// The table of rules.
+// The table of rules: the id of each, how severe its findings are, and its function. A rule is written once,
+// in its function and here; messages, order and JSON are made for all of them in one place.
 #include "rules.hpp"
 
 namespace tovra::check {

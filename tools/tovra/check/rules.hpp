@@ -1,4 +1,4 @@
-// The rules of a check: each looks at all templates and tells what it finds.
+// The rules of a check. Each looks at all templates and reports its findings.
 #pragma once
 
 #include <string>
@@ -11,10 +11,10 @@ namespace tovra::check {
 struct subject {
   const template_set &templates;
   const walks &ways;
-  const data_set *data; // none: the templates are checked alone
+  const data_set *data; // null: the templates are checked alone
 };
 
-// Tells a rule's findings.
+// Takes the findings of one rule, and adds the id and the severity that the table has for it.
 class teller {
 public:
   teller(findings &into, const char *id, severity weight) : into_(into), id_(id), weight_(weight) {}
@@ -26,7 +26,7 @@ public:
                   const std::string &about = "") const {
     into_.add({at.file, line, weight_, id_, message, &at, about, {}});
   }
-  // At the last line of that keyword, or else at the "Cmd:" line.
+  // Reports at the last line of that keyword, or at the "Cmd:" line when there is none.
   void operator()(const record &at, word keyword, const std::string &message,
                   const std::string &about = "") const {
     (*this)(at, at.number_of(keyword), message, about);
@@ -44,13 +44,13 @@ struct rule {
   void (*look)(const subject &, const teller &);
 };
 
-// Adds what they find, in order, with what follows from another finding under that one.
+// Applies all rules, and adds their findings in order, consequences below their causes.
 void run_rules(const subject &subject, findings &found);
 
-// Puts findings under those that they follow from.
+// Moves consequences below the findings that cause them.
 void fold_consequences(const subject &subject, findings &found);
 
-// ---- The rules; what each is about stands at its definition ----
+// ---- The rules; each is described at its definition ----
 
 // links
 void find_orphans(const subject &, const teller &);

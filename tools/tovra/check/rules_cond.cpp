@@ -20,7 +20,7 @@ const zu_tvr_print_data *print_with_condition(const record &record) {
   return data->cond != nullptr ? data : nullptr;
 }
 
-// None when it parses.
+// Why the condition does not parse; empty when it does.
 std::string refusal_of(const char *condition) {
   std::string message;
   const auto take = [](void *into, int32_t, const char *told) {
@@ -38,7 +38,7 @@ std::string list_of_names(const std::set<std::string> &names) {
   return text;
 }
 
-// A comparison of a plain property with a literal, where the data or its classes tell of the property.
+// A comparison of a plain property with a literal, when the data or its classes know the property.
 struct known_comparison {
   comparison of;
   const placed_property *property;
@@ -69,7 +69,7 @@ bool is_order(const std::string &op) {
   return op != "eq" && op != "ne";
 }
 
-// Whether it orders numbers by their digits, one after the other.
+// True when the comparison orders numbers like texts, digit by digit.
 bool compares_digits(const known_comparison &found) {
   const json &literal = bare(found.of.literal);
   const std::string text = literal.is_string() ? literal.get<std::string>() : literal.dump();
@@ -78,7 +78,7 @@ bool compares_digits(const known_comparison &found) {
 
 } // namespace
 
-// A value that the property never has.
+// Finds comparisons with a value that the property never has.
 void find_literals_of_no_value(const subject &subject, const teller &tell) {
   for_known_comparisons(subject, [&tell](const record &at, const known_comparison &found) {
     const json &literal = bare(found.of.literal);
@@ -89,7 +89,7 @@ void find_literals_of_no_value(const subject &subject, const teller &tell) {
                                : found.of.op == "ne" ? " always holds"
                                                      : " never holds";
     if (!found.about->may_be(*kind)) {
-      if (compares_digits(found)) return; // told as that
+      if (compares_digits(found)) return; // reported by the rule for that
       tell(at, word::cond,
            property + " is never " + words_of(*kind) + ": " + found.of.text + effect + "; write " +
                found.about->kinds_in_words());
@@ -107,7 +107,7 @@ void find_literals_of_no_value(const subject &subject, const teller &tell) {
   });
 }
 
-// Numbers that are texts are compared as texts.
+// Finds comparisons of numbers that the data has as texts: they are compared as texts.
 void find_compared_texts(const subject &subject, const teller &tell) {
   for_known_comparisons(subject, [&tell](const record &at, const known_comparison &found) {
     if (!compares_digits(found)) return;
@@ -117,7 +117,7 @@ void find_compared_texts(const subject &subject, const teller &tell) {
   });
 }
 
-// A condition that does not parse fails its line, and with it the render.
+// Finds conditions that do not parse: the line fails, and the whole render with it.
 void find_bad_conditions(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const auto *data = print_with_condition(record);
@@ -127,7 +127,7 @@ void find_bad_conditions(const subject &subject, const teller &tell) {
   }
 }
 
-// A property that no line of the record has is always null.
+// Finds properties in conditions that no line of the record has: their value is always null.
 void find_unknown_condition_names(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const auto *data = print_with_condition(record);
@@ -145,7 +145,7 @@ void find_unknown_condition_names(const subject &subject, const teller &tell) {
   }
 }
 
-// When defaults are rendered, a pair with null makes the property null whatever its value.
+// Finds pairs with null: when defaults are rendered, they make the property null, whatever its value.
 void find_null_pairs(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const auto *data = print_with_condition(record);
@@ -160,7 +160,8 @@ void find_null_pairs(const subject &subject, const teller &tell) {
   }
 }
 
-// When defaults are rendered, a record with eval pairs sets the properties of its pairs only.
+// Finds plain names beside pairs: when defaults are rendered, a condition with eval pairs sets only the
+// properties of its pairs.
 void find_names_beside_pairs(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const auto *data = print_with_condition(record);

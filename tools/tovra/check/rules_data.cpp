@@ -1,4 +1,4 @@
-// Rules about templates and the data that they are written for.
+// Rules that compare templates with their data.
 #include <algorithm>
 
 #include "nearest.hpp"
@@ -10,17 +10,17 @@ namespace tovra::check {
 
 namespace {
 
-// A use of a path, with the properties that are asked of its records.
+// A place where templates use a path, with the properties that they expect of its records.
 struct use {
   const record *by;
   int number;
   std::string path;
   std::set<std::string> properties;
-  const char *effect; // of a property that the records do not have
+  const char *effect; // what happens when the records do not have the property
 };
 
-// The keys of a record's URIs that are taken from other records: the line of the URI, the path and the
-// property.
+// Calls `look` for the keys that a record's URIs take from other records: with the line of the URI, the path
+// and the property.
 void for_keys(const record &record, const auto &look) {
   const auto look_in = [&look](int number, const zu_tvr_uri &uri) {
     const auto keys = look_ups_of(uri);
@@ -37,7 +37,7 @@ void for_keys(const record &record, const auto &look) {
   }
 }
 
-// The property that a URI searches by: "family" of "/routing/route?family=ipv4".
+// The properties by which a URI searches: "family" of "/routing/route?family=ipv4".
 std::set<std::string> searched_by(const pattern &uri) {
   const size_t query = uri.find('?');
   const size_t equals = query != uri.npos ? uri.find('=', query) : uri.npos;
@@ -90,7 +90,7 @@ std::set<std::string> paths_of(const data_set &data) {
   return paths;
 }
 
-// "/locations" may stand for the locations themselves in a relative URI.
+// In a relative URI "/locations" may mean the locations themselves.
 bool may_be_known(const data_set &data, const std::string &path) {
   return data.paths.contains(path) || path == "//locations" || path == "/locations" || path.empty();
 }
@@ -107,7 +107,8 @@ std::set<std::string> paths_read(const template_set &set) {
   return paths;
 }
 
-// What a refused line or record was to read or to print is not known.
+// True when no line or record was refused. Otherwise it is not known what the templates read and print, and a
+// rule about unused data would be wrong.
 bool all_are_sound(const template_set &set) {
   return std::all_of(set.records.begin(), set.records.end(),
                      [](const record &record) { return record.sound; });
@@ -136,17 +137,18 @@ void tell_unknown_paths(const subject &subject, const teller &tell, bool with_sc
 
 } // namespace
 
-// A path that neither a record nor a class of the data has: other devices may have it.
+// Finds paths that neither a record nor a class of the data has. Other devices may have them, so it is a
+// warning.
 void find_unknown_paths(const subject &subject, const teller &tell) {
   tell_unknown_paths(subject, tell, false);
 }
 
-// The same where files of classes say what paths there are on any device.
+// Finds the same when files of classes declare all paths that any device has.
 void find_paths_without_class(const subject &subject, const teller &tell) {
   tell_unknown_paths(subject, tell, true);
 }
 
-// A property that the records of a path do not have.
+// Finds properties that the records of their path do not have.
 void find_unknown_properties(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
   std::map<const path_data *, nearest_names> names;
@@ -166,7 +168,7 @@ void find_unknown_properties(const subject &subject, const teller &tell) {
   }
 }
 
-// Records that no template reads.
+// Finds records that no template reads.
 void find_unread_records(const subject &subject, const teller &tell) {
   if (subject.data == nullptr || !all_are_sound(subject.templates)) return;
   const auto read = paths_read(subject.templates);
@@ -186,7 +188,7 @@ void find_unread_records(const subject &subject, const teller &tell) {
   }
 }
 
-// Properties that no template prints or tests.
+// Finds properties that no template prints or tests.
 void find_unread_properties(const subject &subject, const teller &tell) {
   if (subject.data == nullptr || !all_are_sound(subject.templates)) return;
   const auto read = paths_read(subject.templates);
@@ -205,7 +207,7 @@ void find_unread_properties(const subject &subject, const teller &tell) {
   }
 }
 
-// A password that becomes a key of a URI, which messages show.
+// Finds passwords that become keys of URIs: messages show URIs.
 void find_secret_keys(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
   for (const record &record : subject.templates.records) {

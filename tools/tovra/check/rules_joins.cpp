@@ -1,4 +1,5 @@
-// Rules about lines that several records write together: one with "Newline:" begins it, others go on with it.
+// Rules about lines that several records write together: a record with "Newline:" begins the line, and the
+// records after it continue it.
 #include <algorithm>
 #include <utility>
 
@@ -25,7 +26,7 @@ bool has_blank_behind(std::string_view value) {
   return !trimmed(value).empty() && (value.ends_with(' ') || value.ends_with('\t'));
 }
 
-// Whether other values of the record stand away from their keywords too: as columns, not as text.
+// True when other values of the record are also away from their keywords: then they are columns, not text.
 bool is_in_columns(const record &record) {
   return std::any_of(record.lines.begin(), record.lines.end(), [](const line &line) {
     return line.keyword != word::fmt && line.keyword != word::none && blanks_before(line.value) > 1;
@@ -34,11 +35,11 @@ bool is_in_columns(const record &record) {
 
 } // namespace
 
-// Blanks at the ends of a format, where a line goes on: they are not part of it.
+// Finds blanks at the end of a format whose line another record continues: those blanks are not printed.
 void find_dropped_blanks(const subject &subject, const teller &tell) {
   const std::string effect =
       " of the format is dropped, and the texts run together; write them in one 'Fmt:'";
-  const record *next = nullptr; // that writes after this one
+  const record *next = nullptr; // the record that writes after this one
   for (auto visit = subject.ways.visits.rbegin(); visit != subject.ways.visits.rend(); ++visit) {
     const record &at = *visit->at;
     if (!prints(at)) continue;
@@ -53,7 +54,8 @@ void find_dropped_blanks(const subject &subject, const teller &tell) {
   }
 }
 
-// The indentation of a submode comes where a record begins to write, also within a line.
+// Finds formats that continue a line inside a submode: its indentation is written where a record begins, even
+// within a line.
 void find_blanks_within_lines(const subject &subject, const teller &tell) {
   for (const visit &visit : subject.ways.visits) {
     if (!prints(*visit.at) || !goes_on(*visit.at)) continue;

@@ -1,4 +1,4 @@
-// Rules about single lines and what a record makes of them.
+// Rules about single lines, and how a record combines its lines.
 #include <algorithm>
 #include <map>
 
@@ -21,7 +21,7 @@ struct op_fields {
   std::vector<word> used;
 };
 
-// What each op reads, besides "Cmd:", "Parent Cmd:", "Op:" and "TvrLangVersion:".
+// The keywords that each op reads, besides "Cmd:", "Parent Cmd:", "Op:" and "TvrLangVersion:".
 const std::vector<op_fields> &fields_of_ops() {
   static const std::vector<op_fields> fields = {
       {"no_op", {}},
@@ -48,7 +48,7 @@ bool may_repeat(word keyword) {
 
 } // namespace
 
-// Text without a keyword: the loader passes over it.
+// Finds text without a keyword: the loader ignores it.
 void find_unknown_lines(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     for (const line &line : record.lines) {
@@ -62,7 +62,7 @@ void find_unknown_lines(const subject &subject, const teller &tell) {
   }
 }
 
-// A record without an id makes no node; its lines pass to the record after it.
+// Finds records without an id: they make no node, and the next record gets their lines.
 void find_nameless(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (record.id.empty()) {
@@ -78,7 +78,7 @@ void find_nameless(const subject &subject, const teller &tell) {
   }
 }
 
-// What a record takes from the one before it, though it does not look like it.
+// Finds values that a record takes over from the record before it, though it does not look like that.
 void find_carried(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (record.id.empty()) continue;
@@ -96,13 +96,13 @@ void find_carried(const subject &subject, const teller &tell) {
   }
 }
 
-// A line that a later one of its record replaces.
+// Finds lines that a later line of the same record replaces.
 void find_repeated(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     std::map<word, int> seen;
     for (const line &line : record.lines) {
       if (may_repeat(line.keyword)) continue;
-      const word field = line.keyword == word::dest ? word::fmt : line.keyword; // one field
+      const word field = line.keyword == word::dest ? word::fmt : line.keyword; // both fill the same field
       const auto [at, first] = seen.try_emplace(field, line.number);
       if (first) continue;
       tell(record, line.number,
@@ -112,7 +112,7 @@ void find_repeated(const subject &subject, const teller &tell) {
   }
 }
 
-// A field that the record's op does not read.
+// Finds fields that the op of the record does not read.
 void find_discarded(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const auto op = std::find_if(fields_of_ops().begin(), fields_of_ops().end(),

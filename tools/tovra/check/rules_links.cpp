@@ -1,4 +1,4 @@
-// Rules about how the nodes hang together.
+// Rules about how nodes are linked.
 #include <map>
 #include <vector>
 
@@ -7,7 +7,7 @@
 
 namespace tovra::check {
 
-// A parent that no record defines: nothing is rendered at all.
+// Finds parents that no record defines: then nothing can be rendered at all.
 void find_orphans(const subject &subject, const teller &tell) {
   const template_set &set = subject.templates;
   nearest_names near(set.ids());
@@ -21,7 +21,7 @@ void find_orphans(const subject &subject, const teller &tell) {
   }
 }
 
-// A destination that no record defines: the render fails when it comes there.
+// Finds destinations that no record defines: the render fails when it comes there.
 void find_unresolved_jumps(const subject &subject, const teller &tell) {
   const template_set &set = subject.templates;
   nearest_names near(set.ids());
@@ -34,7 +34,7 @@ void find_unresolved_jumps(const subject &subject, const teller &tell) {
   }
 }
 
-// A jump to a node that is open where the jump stands.
+// Finds jumps to a node in which the jump itself is: such a walk would never end.
 void find_jump_loops(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (record.is("push_mode") && record.format == "ROOT") {
@@ -53,14 +53,14 @@ namespace {
 
 constexpr double too_many_ways = 1e6;
 
-// Where a walk goes from a node.
+// The nodes to which a walk goes from a node.
 std::vector<const record *> next_of(const template_set &set, const record &at) {
   if (!at.is("push_mode")) return set.children_of(at.id);
   const record *to = set.by_id(at.format);
   return to != nullptr ? std::vector{to} : std::vector<const record *>();
 }
 
-// Every node that a walk from `start` reaches, with the number of nodes and jumps that lead to it.
+// All nodes that a walk from `start` can reach, each with the number of nodes and jumps that lead to it.
 std::map<const record *, size_t> entries_from(const template_set &set, const record &start) {
   std::map<const record *, size_t> entries{{&start, 0}};
   std::vector<const record *> open{&start};
@@ -78,8 +78,9 @@ std::map<const record *, size_t> entries_from(const template_set &set, const rec
 
 } // namespace
 
-// Submodes that jump to others more than once: the ways multiply from each to the next. A render of one
-// device would not end. Each node is counted when all that lead to it are, so a loop of jumps is left out.
+// Finds submodes that jump to others more than once, each to the next: the number of ways multiplies at each
+// of them, and the render of one device would not end. A node is counted after all nodes that lead to it; so
+// nodes in a loop of jumps are never counted, and another rule reports the loop.
 void find_too_many_ways(const subject &subject, const teller &tell) {
   const template_set &set = subject.templates;
   const record *config = set.by_id("config");
@@ -126,7 +127,7 @@ std::set<std::string> destinations(const template_set &set) {
 
 } // namespace
 
-// A node that is neither below "config" nor in a submode that is entered.
+// Finds nodes that are neither below "config" nor in a submode that is entered.
 void find_unreached(const subject &subject, const teller &tell) {
   const template_set &set = subject.templates;
   if (set.by_id("config") == nullptr || !subject.ways.complete) return;
@@ -148,7 +149,7 @@ void find_unreached(const subject &subject, const teller &tell) {
   }
 }
 
-// Without it only parts can be rendered.
+// Finds that "config" is missing: without it, only parts can be rendered.
 void find_missing_config(const subject &subject, const teller &tell) {
   const template_set &set = subject.templates;
   if (set.named.empty() || set.by_id("config") != nullptr) return;
@@ -157,7 +158,7 @@ void find_missing_config(const subject &subject, const teller &tell) {
            nearest_names(set.ids()).hint("config"));
 }
 
-// An iteration walks the group of a collection above it.
+// Finds iterations without a group: an iteration walks the group of a collection above it.
 void find_iterations_of_nothing(const subject &subject, const teller &tell) {
   std::set<const record *> good;
   std::set<const record *> bad;

@@ -1,4 +1,4 @@
-// Rules about formats and the properties that fill their slots.
+// Rules about formats, and the properties that fill their slots.
 #include <algorithm>
 #include <map>
 
@@ -12,7 +12,7 @@ namespace tovra::check {
 
 namespace {
 
-// "Fmt:" after the line that counts its slots.
+// The "Fmt:" line of a record, if it comes after the properties, whose line counts the slots of the format.
 const line *format_after_properties(const record &record) {
   const auto properties = record.property_lines();
   const line *format = record.find(word::fmt);
@@ -30,7 +30,7 @@ bool has_slot(const std::vector<placed_property> &placed, size_t slot) {
   });
 }
 
-// A tab inside a property, outside its quoted prefix, with more behind it.
+// True when there is a tab between properties, outside a quoted prefix, with text after it.
 bool has_tab_between_properties(const line &line) {
   const std::string uri = first_word(line.value);
   const size_t start = std::min(line.value.find(uri), line.value.size());
@@ -55,7 +55,7 @@ bool has_tab_between_properties(const line &line) {
 
 } // namespace
 
-// Properties are separated by spaces alone: what stands behind a tab is lost, or refused.
+// Finds tabs between properties: only spaces separate them, so text after a tab is lost or refused.
 void find_tabs(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     for (const line &line : record.lines) {
@@ -66,7 +66,7 @@ void find_tabs(const subject &subject, const teller &tell) {
   }
 }
 
-// The properties map has as many slots as the format that stands before it.
+// Finds properties before their format: the properties map gets as many slots as the format before it has.
 void find_props_before_fmt(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const zu_tvr_props_map *map = map_of(record);
@@ -80,7 +80,7 @@ void find_props_before_fmt(const subject &subject, const teller &tell) {
   }
 }
 
-// A "%s" that no property fills fails the line.
+// Finds a "%s" that no property fills: the line fails.
 void find_empty_slots(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (map_of(record) == nullptr || format_after_properties(record) != nullptr) continue;
@@ -96,7 +96,7 @@ void find_empty_slots(const subject &subject, const teller &tell) {
   }
 }
 
-// A format without properties is printed as it stands.
+// Finds formats with slots but without properties: they are printed unchanged.
 void find_formats_without_properties(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (!prints(record) || !record.sound || map_of(record) != nullptr || count_slots(record.format) == 0)
@@ -105,7 +105,7 @@ void find_formats_without_properties(const subject &subject, const teller &tell)
   }
 }
 
-// Beyond the format a property is only good for the condition.
+// Finds properties beyond the slots of the format: they only matter to the condition.
 void find_unused_properties(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const zu_tvr_props_map *map = map_of(record);
@@ -124,7 +124,7 @@ void find_unused_properties(const subject &subject, const teller &tell) {
   }
 }
 
-// A line on which fewer properties were found than it seems to have.
+// Finds lines in which the loader found fewer properties than they seem to have.
 void find_counts(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     const zu_tvr_props_map *map = map_of(record);
@@ -143,7 +143,7 @@ void find_counts(const subject &subject, const teller &tell) {
   }
 }
 
-// A location scheme that the platform does not have.
+// Finds location schemes that the platform does not have.
 void find_location_schemes(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (!record.sound) continue;

@@ -1,5 +1,6 @@
-// Rules about records and lists that are read more than once in a render. Below a key the library reads a
-// whole list at once, hands each record out one time, and remembers that the list was asked for.
+// Rules about records and lists that are read more than once in a render. Below a key, the library reads a
+// whole list at once, hands out each of its records once, and remembers that the list was read: a second read
+// finds nothing.
 #include <algorithm>
 #include <map>
 
@@ -11,12 +12,12 @@ namespace {
 
 using kind = scope_entry::kind;
 
-// A read of a keyed record or list: two with one mark read the same things.
+// A read of a record or list with keys. Two reads with the same URI and mark read the same data.
 struct read {
   const visit *by;
   pattern uri;
-  std::string mark;                         // without the URI: where its keys come from
-  std::vector<const scope_entry *> sources; // of its keys
+  std::string mark;                         // where the keys come from
+  std::vector<const scope_entry *> sources; // the entries in scope that give the keys
 };
 
 std::optional<read> keyed_read(const visit &visit) {
@@ -29,7 +30,8 @@ std::optional<read> keyed_read(const visit &visit) {
     const scope_entry *source = entry_for(visit.in, key);
     if (source == nullptr) return std::nullopt;
     made.sources.push_back(source);
-    // The same collection gives the same records; a place or a group's member depends on who pushed it.
+    // A collection gives the same records to all who read it; a location or a group member depends on the
+    // node that pushed it.
     made.mark += " " + source->uri;
     if (source->what != kind::record) made.mark += "@" + source->by->id;
   }
@@ -41,7 +43,7 @@ bool is_on(const step *way, const record *at) {
   return way != nullptr;
 }
 
-// Whether a condition may let the render come to one of the two places only.
+// True when a condition may keep the render from one of the two places.
 bool one_excludes_other(const step *one, const step *other) {
   const auto guarded = [](const step *way, const step *common) {
     for (; way != nullptr && !is_on(common, way->at); way = way->above) {
@@ -58,7 +60,7 @@ std::string place(const record &record) {
 
 } // namespace
 
-// The second read of a record finds nothing.
+// Finds the second read of a record, which finds nothing.
 void find_second_reads(const subject &subject, const teller &tell) {
   std::map<std::string, read> seen;
   for (const visit &visit : subject.ways.visits) {
@@ -74,7 +76,7 @@ void find_second_reads(const subject &subject, const teller &tell) {
   }
 }
 
-// A read that is the same for every record of a list around it.
+// Finds reads that are the same for every record of a list around them.
 void find_reads_per_instance(const subject &subject, const teller &tell) {
   std::set<const record *> told;
   for (const visit &visit : subject.ways.visits) {
@@ -86,7 +88,7 @@ void find_reads_per_instance(const subject &subject, const teller &tell) {
       const bool gives_key = std::any_of(read->sources.begin(), read->sources.end(),
                                          [at](const scope_entry *source) { return source->by == at; });
       if (gives_key) continue;
-      // The records of a group are those of the iteration below it.
+      // The iteration below a group goes through the group's records.
       if (at->find(word::group) != nullptr) continue;
       told.insert(visit.at);
       tell(*visit.at, word::uri,
@@ -97,14 +99,14 @@ void find_reads_per_instance(const subject &subject, const teller &tell) {
   }
 }
 
-// A record that is read before its list hides the list.
+// Finds records that are read before their list: the list then seems to be empty.
 void find_hidden_lists(const subject &subject, const teller &tell) {
-  std::map<std::string, const visit *> lists; // that a single read asked for
+  std::map<std::string, const visit *> lists; // the lists of which a record was read alone
   for (const visit &visit : subject.ways.visits) {
     const auto read = keyed_read(visit);
     if (!read) continue;
     if (visit.at->is("get_one")) {
-      // The record's own key is not one of its list's.
+      // A key of the record itself is not a key of its list.
       const auto list = list_of(read->uri);
       const auto keys = look_ups_of(*uri_of(*visit.at));
       const bool own_key = keys && !keys->empty() && read->uri.ends_with(any_value);

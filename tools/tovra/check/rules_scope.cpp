@@ -1,4 +1,4 @@
-// Rules about what is in scope where a node stands, on all ways that lead to it.
+// Rules about the records that are in scope at a node, on all ways that lead to it.
 #include <algorithm>
 #include <map>
 
@@ -15,7 +15,7 @@ bool is_data(const record &record) {
   return record.is("get_collection") || record.is("get_one");
 }
 
-// The first key that no record in scope gives, or none.
+// The first key that no record in scope gives, or null.
 const key_look_up *missing_key(const scope &in, const std::vector<key_look_up> &keys) {
   const auto found = std::find_if(keys.begin(), keys.end(),
                                   [&in](const key_look_up &key) { return entry_for(in, key) == nullptr; });
@@ -33,7 +33,7 @@ std::string who(const scope_entry &entry) {
   return "'" + entry.by->id + "'";
 }
 
-// Why a key finds no record, and what would.
+// Explains why a key finds no record, and what would give it.
 std::string advice(const scope &in, const key_look_up &key) {
   const std::string name = key.segment + ";" + key.key + "=";
   if (!key.wanted) {
@@ -63,7 +63,7 @@ enum class there { yes, perhaps, no_key, no_record };
 
 struct item_state {
   there state;
-  std::string advice; // what is missing
+  std::string advice; // explains what is missing
 };
 
 item_state look_at(const scope &in, const zu_tvr_uri &uri) {
@@ -79,7 +79,7 @@ item_state look_at(const scope &in, const zu_tvr_uri &uri) {
   return {entry->what == kind::group_member ? there::perhaps : there::yes, ""};
 }
 
-// What a print record's items look like on one way to it.
+// The state of each item of a print record, on one way to the record.
 std::vector<item_state> look_at_items(const scope &in, const zu_tvr_props_map &map) {
   std::vector<item_state> states;
   for (const zu_tvr_uri_item *item = map.uri_items; item != nullptr; item = item->next) {
@@ -92,7 +92,8 @@ bool is_missing(const item_state &item) {
   return item.state == there::no_key || item.state == there::no_record;
 }
 
-// All ways to each print record with properties; none of a record that is also reached on an unknown way.
+// All ways to each print record with properties. A record is left out when the scope is unknown on one of its
+// ways.
 std::map<const record *, std::vector<std::vector<item_state>>> print_ways(const walks &ways) {
   std::map<const record *, std::vector<std::vector<item_state>>> all;
   std::set<const record *> unknown;
@@ -106,20 +107,20 @@ std::map<const record *, std::vector<std::vector<item_state>>> print_ways(const 
   return all;
 }
 
-// Whether an item is missing on all ways.
+// True when the item is missing on all ways.
 bool always_missing(const std::vector<std::vector<item_state>> &ways, size_t item) {
   return std::all_of(ways.begin(), ways.end(),
                      [item](const std::vector<item_state> &states) { return is_missing(states[item]); });
 }
 
-// What comes of a missing item.
+// What happens because an item is missing.
 std::string consequence(const std::vector<item_state> &states) {
   const bool others =
       std::any_of(states.begin(), states.end(), [](const item_state &item) { return !is_missing(item); });
   return others ? "the line fails with error 10000" : "nothing is printed here";
 }
 
-// Tells the items of print records that are missing on all ways, for the reason that is asked for.
+// Reports the items of print records that are missing on all ways for that reason.
 void tell_missing_items(const subject &subject, const teller &tell, there reason) {
   if (!subject.ways.complete) return;
   for (const auto &[record, ways] : print_ways(subject.ways)) {
@@ -133,7 +134,7 @@ void tell_missing_items(const subject &subject, const teller &tell, there reason
 
 } // namespace
 
-// A key of a URI that no record in scope gives.
+// Finds keys of URIs that no record in scope gives.
 void find_keys_without_record(const subject &subject, const teller &tell) {
   for (const visit &visit : subject.ways.visits) {
     const zu_tvr_uri *uri = visit.in.known && is_data(*visit.at) ? uri_of(*visit.at) : nullptr;
@@ -148,21 +149,21 @@ void find_keys_without_record(const subject &subject, const teller &tell) {
   tell_missing_items(subject, tell, there::no_key);
 }
 
-// A record that no node above reads.
+// Finds lines whose record no node above reads.
 void find_records_out_of_scope(const subject &subject, const teller &tell) {
   tell_missing_items(subject, tell, there::no_record);
 }
 
 namespace {
 
-// Tells the items that are `missing` on some way on which another item of the line is there.
+// Reports items that are `missing` on a way on which another item of the line is present.
 void tell_lines_with_gaps(const subject &subject, const teller &tell, const auto &missing,
                           const char *message) {
   if (!subject.ways.complete) return;
   for (const auto &[record, ways] : print_ways(subject.ways)) {
     const auto lines = record->property_lines();
     for (size_t item = 0; item < lines.size(); ++item) {
-      if (always_missing(ways, item)) continue; // told as such
+      if (always_missing(ways, item)) continue; // reported by another rule
       const bool fails = std::any_of(ways.begin(), ways.end(), [&](const std::vector<item_state> &states) {
         const bool other = std::any_of(states.begin(), states.end(),
                                        [](const item_state &state) { return state.state == there::yes; });
@@ -175,7 +176,7 @@ void tell_lines_with_gaps(const subject &subject, const teller &tell, const auto
 
 } // namespace
 
-// A line of several records, of which one is not in scope wherever the others are.
+// Finds lines of several records, one of which is missing on some way on which another one is in scope.
 void find_incomplete_lines(const subject &subject, const teller &tell) {
   tell_lines_with_gaps(
       subject, tell, is_missing,
@@ -183,7 +184,7 @@ void find_incomplete_lines(const subject &subject, const teller &tell) {
       "fails with error 10000 (Property cache is incomplete); print the two on lines of their own");
 }
 
-// A line of several records, of which one is that of an outer group, where there is one.
+// Finds lines of several records where one belongs to an outer group, which may not have it.
 void find_optional_records(const subject &subject, const teller &tell) {
   tell_lines_with_gaps(
       subject, tell, [](const item_state &item) { return item.state == there::perhaps; },
@@ -192,7 +193,7 @@ void find_optional_records(const subject &subject, const teller &tell) {
       "the line fails with error 10000 (Property cache is incomplete); print the two on lines of their own");
 }
 
-// A list's records are named with '?' or by a key.
+// Finds records of lists that are named by a plain path: they need '?' or a key.
 void find_plain_paths_of_lists(const subject &subject, const teller &tell) {
   for (const visit &visit : subject.ways.visits) {
     const zu_tvr_props_map *map = visit.in.known ? map_of(*visit.at) : nullptr;

@@ -1,4 +1,4 @@
-// Rules about URIs, one by one.
+// Rules about single URIs.
 #include <algorithm>
 
 #include "rules.hpp"
@@ -25,7 +25,7 @@ std::vector<uri_line> uris_of(const record &record) {
   return uris;
 }
 
-// The keys of one segment that stand before the one that the walk fills in: the library drops them.
+// The keys of a segment that come before the key that the walk fills in: the library drops them.
 std::string keys_before_separator(std::string_view segment) {
   const size_t separator = segment.find_last_of("$!#");
   const size_t first = segment.find(';');
@@ -47,7 +47,7 @@ void for_segments(std::string_view uri, Look look) {
 
 } // namespace
 
-// The store refuses a list below a key that is named by its path.
+// Finds lists below a key that are named by a plain path: the store refuses them.
 void find_plain_paths(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (!record.is("get_collection")) continue;
@@ -63,7 +63,7 @@ void find_plain_paths(const subject &subject, const teller &tell) {
   }
 }
 
-// A record is read by its own URI.
+// Finds single reads of lists: a record is read by its own URI.
 void find_single_reads_of_lists(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     if (!record.is("get_one")) continue;
@@ -77,7 +77,7 @@ void find_single_reads_of_lists(const subject &subject, const teller &tell) {
   }
 }
 
-// Of the keys of a segment only the one that is filled in, and what follows it, is kept.
+// Finds keys that get lost: of a segment, only the key that the walk fills in and the text after it are kept.
 void find_lost_keys(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     for (const uri_line &uri : uris_of(record)) {
@@ -94,7 +94,7 @@ void find_lost_keys(const subject &subject, const teller &tell) {
   }
 }
 
-// Queries are made of arguments of the render, under the arguments' names.
+// Finds bad queries: a query is made from arguments of the render, under their names.
 void find_bad_queries(const subject &subject, const teller &tell) {
   for (const record &record : subject.templates.records) {
     for (const line &line : record.lines) {

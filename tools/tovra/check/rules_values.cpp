@@ -1,4 +1,4 @@
-// Rules about the values of a data file, and about templates that take them for what they are not.
+// Rules about the values of a data file, and about templates that expect other values.
 #include "placed.hpp"
 #include "rules.hpp"
 
@@ -11,7 +11,7 @@ void for_paths(const subject &subject, const auto &look) {
   for (const auto &[path, about] : subject.data->paths) look(path, about);
 }
 
-// The kind that a property should have: that of its default, or of most records.
+// The kind that a property should have: the kind of its default, or of the values of most records.
 value_kind main_kind(const property_data &property, bool by_default) {
   if (by_default) return *kind_of(property.said["default"]);
   value_kind most = value_kind::number;
@@ -27,9 +27,9 @@ std::string records(size_t count) {
 
 } // namespace
 
-// Values of a property that are of another kind than its default, or than those of most records.
+// Finds values of another kind than the default, or than the values of most records.
 void find_mixed_kinds(const subject &subject, const teller &tell) {
-  if (subject.data != nullptr && subject.data->has_modules) return; // their types were held to
+  if (subject.data != nullptr && subject.data->has_modules) return; // which checked the types
   for_paths(subject, [&](const std::string &path, const path_data &about) {
     for (const auto &[name, property] : about.properties) {
       if (property.said_kind() || name.starts_with('_')) continue;
@@ -52,7 +52,7 @@ void find_mixed_kinds(const subject &subject, const teller &tell) {
   });
 }
 
-// Records of one path whose last segments have different keys.
+// Finds records of one path whose last segments have different keys.
 void find_other_keys(const subject &subject, const teller &tell) {
   const auto listed = [](const std::vector<std::string> &names) {
     std::string text;
@@ -68,7 +68,7 @@ void find_other_keys(const subject &subject, const teller &tell) {
   });
 }
 
-// Records below one that is not there, though others of its path are.
+// Finds records whose parent is missing, though other records of the path have one.
 void find_records_without_parent(const subject &subject, const teller &tell) {
   for_paths(subject, [&](const std::string &, const path_data &about) {
     const some_records &lost = about.without_above;
@@ -79,7 +79,7 @@ void find_records_without_parent(const subject &subject, const teller &tell) {
   });
 }
 
-// Numbers that are texts are in the order of texts.
+// Finds numbers that are texts in ordered lists: they are sorted as texts.
 void find_ordered_texts(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
   for (const record &record : subject.templates.records) {
@@ -98,7 +98,7 @@ void find_ordered_texts(const subject &subject, const teller &tell) {
   }
 }
 
-// Layouts of arrays for a property that is none.
+// Finds layouts for arrays on properties that are not arrays.
 void find_scalars_as_arrays(const subject &subject, const teller &tell) {
   if (subject.data == nullptr) return;
   for (const record &record : subject.templates.records) {

@@ -1,4 +1,4 @@
-// Cutting a template text into lines and records, by the loader's rules.
+// Splits a template text into lines and records, by the loader's rules.
 #include "source.hpp"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ line read_line(int number, std::string_view text) {
   return {number, found, std::string(text.substr(from)), false};
 }
 
-// A trimmed value; one of blanks alone is the default, one that is not there at all is empty.
+// The trimmed value of a line. A value of blanks alone means the default, a missing one is empty.
 std::string value_of(const line &line) {
   const std::string text = trimmed(line.value);
   return text.empty() && !line.value.empty() ? tvr::keyword_of(line.keyword).when_blank : text;

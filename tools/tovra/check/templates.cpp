@@ -1,4 +1,4 @@
-// Finding the template files and loading them, record by record.
+// Finds the template files and loads them, record by record.
 #include "templates.hpp"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Its template files, by the bytes of their names.
+// The template files of a directory, in the byte order of their names.
 std::vector<std::string> files_in(const std::string &directory, const text_source &texts, findings &found) {
   std::vector<std::string> files;
   std::error_code failure;
@@ -34,7 +34,7 @@ std::string text_of(const std::string &file, const text_source &texts, findings 
   std::string text;
   std::error_code failure;
   const auto status = fs::status(file, failure);
-  if (!failure && !fs::is_regular_file(status)) { // opening a pipe would wait for its writer
+  if (!failure && !fs::is_regular_file(status)) { // opening a pipe would wait for a writer
     found.add({file, 0, severity::error, "refused", "not a regular file"});
   } else if (const int number = texts.read(file, text); number != 0) {
     found.add({file, 0, severity::error, "refused",
@@ -46,7 +46,7 @@ std::string text_of(const std::string &file, const text_source &texts, findings 
   return text;
 }
 
-// The text up to its first NUL, which ends it for the loader.
+// The text up to its first NUL byte, where it ends for the loader.
 std::string_view up_to_nul(const std::string &file, std::string_view text, findings &found) {
   const size_t nul = text.find('\0');
   if (nul == text.npos) return text;
@@ -56,7 +56,7 @@ std::string_view up_to_nul(const std::string &file, std::string_view text, findi
   return text.substr(0, nul);
 }
 
-// The records of one file while the library's loader reads its text.
+// The records of one file, for the faults that the library's loader reports while it reads the text.
 struct file_load {
   std::vector<record *> records;
   findings &found;
@@ -70,7 +70,7 @@ struct file_load {
   }
 };
 
-// What is wrong with the URI of a refused line, as far as it is the URI.
+// What is wrong with the URI of a refused line; empty when something else is wrong.
 std::string about_uri(const record &record, int number) {
   for (const line &line : record.lines) {
     if (line.number != number) continue;
@@ -99,13 +99,15 @@ zu_tvr_node *node_of(const template_set &set, const record &record) {
   return static_cast<zu_tvr_node *>(g_hash_table_lookup(set.tree->nodes, record.id.c_str()));
 }
 
-// The second record of an id is not linked: the tree refused it, or dropped it.
+// Adds the record to the tree of a check. A second record with the same id is left out, as the library has
+// refused or dropped it.
 void link(template_set &set, const record &record) {
   if (record.id.empty() || !set.named.try_emplace(record.id, &record).second) return;
   set.children[record.parent.empty() ? "ROOT" : record.parent].push_back(&record);
 }
 
-// A node belongs to the record whose place it has: a second "config" or "interface" is taken and dropped.
+// A node belongs to the record on whose line it was made: a second "config" or "interface" is accepted, but
+// dropped.
 void load_file(template_set &set, const std::string &file, const std::string &text, findings &found) {
   file_load load{.records = {}, .found = found};
   const size_t first = set.records.size();

@@ -1,4 +1,5 @@
-// All templates of a check: loaded as the library loads them, but on past what it refuses.
+// All templates of a check. They are loaded as the library loads them, but loading continues after a refused
+// line, so that one check reports all faults.
 #pragma once
 
 #include <deque>
@@ -17,16 +18,16 @@ struct template_set {
   std::deque<record> records;
   tree_handle tree;
 
-  // Without the root; of several with one id the first.
+  // Of several records with one id, the first; null for the root.
   const record *by_id(const std::string &id) const;
   const std::vector<const record *> &children_of(const std::string &id) const; // in the order of the walk
   std::set<std::string> ids() const;
 
   std::map<std::string, const record *> named;
-  std::map<std::string, std::vector<const record *>> children; // of the root under "ROOT"
+  std::map<std::string, std::vector<const record *>> children; // children of the root are under "ROOT"
 };
 
-// Where the texts of template files come from: here the disk. An editor has texts that are not saved.
+// Gives the texts of template files. This one reads the disk; an editor has texts that are not saved yet.
 class text_source {
 public:
   text_source() = default;
@@ -34,13 +35,14 @@ public:
   text_source(const text_source &) = delete;
   text_source &operator=(const text_source &) = delete;
 
-  // The names of the files of a directory, in any order.
+  // The names of the files in a directory, in any order.
   virtual std::set<std::string> names_in(const std::string &directory, std::error_code &failure) const;
-  // 0, or the system's error number.
+  // Returns 0, or the system's error number.
   virtual int read(const std::string &file, std::string &text) const;
 };
 
-// Loads every file of the directories. What is refused, and what the loader would not even read, is found.
+// Loads all files of the directories. What the loader refuses, and files that it would not even read, become
+// findings.
 template_set load_all(const std::string &directories, findings &found, const text_source &texts = {});
 
 } // namespace tovra::check

@@ -1,4 +1,4 @@
-// Reading URI templates: each is followed from its outermost segment in, as the library resolves it.
+// Reads URI templates. Each is followed from its outermost segment inwards, as the library resolves it.
 #include "uri_text.hpp"
 
 #include <algorithm>
@@ -20,13 +20,14 @@ std::optional<std::string> canonical(const std::string &text) {
   return made;
 }
 
-// The separator that the library begins with, searched from the end; the first character is never one.
+// The separator at which the library begins: it searches from the end, and the first character never counts.
 size_t last_separator(std::string_view uri) {
   const size_t at = uri.find_last_of(separators);
   return at == 0 ? uri.npos : at;
 }
 
-// Follows a template as the library does, with `any_value` for each key, and collects its look-ups.
+// Follows a template as the library does, with `any_value` for every key, and collects the keys that are
+// looked up.
 class any_source {
 public:
   explicit any_source(bool relative) : relative_(relative) {}
@@ -130,7 +131,7 @@ std::string path_of(const pattern &uri) {
   std::string_view rest = std::string_view(uri).substr(absolute ? 2 : 1);
   const size_t query = rest.find('?');
   std::string_view name = query == rest.npos ? std::string_view() : rest.substr(query + 1);
-  if (name.find('=') != name.npos) name = {}; // records of the path itself
+  if (name.find('=') != name.npos) name = {}; // a query: records of the path itself
   rest = rest.substr(0, query);
   bool first = true;
   while (!rest.empty()) {

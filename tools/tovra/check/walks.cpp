@@ -1,4 +1,5 @@
-// Following the templates as the walk engine does: depth first, through jumps, with a stack of records.
+// Follows the templates as the render does: depth first, through jumps, with a stack of records. No data is
+// needed: what is in scope at a node depends only on the nodes above it.
 #include "walks.hpp"
 
 #include <algorithm>
@@ -54,10 +55,10 @@ private:
     stack = &walks_.frames.back();
   }
 
-  // What the node's children have in scope.
+  // Adds what the node's children have in scope.
   void enter(const record &at, scope &in) {
     if (at.node == nullptr && !at.sound) {
-      in.known = false; // it was refused, with whatever it was to put in scope
+      in.known = false; // what it would have put in scope is not known
       return;
     }
     if (at.is("get_collection") || at.is("get_one")) {
@@ -75,7 +76,7 @@ private:
       }
     } else if (at.is("iter")) {
       if (in.groups == nullptr) {
-        in.known = false; // it walks nothing
+        in.known = false; // it would walk nothing
         return;
       }
       const scope_entry &group = in.groups->entry;
@@ -149,7 +150,7 @@ const scope_entry *entry_for(const scope &in, const zu_tvr_uri &uri, const patte
     return found != nullptr ? &found->entry : nullptr;
   }
   const std::string path = path_of(text);
-  const scope_entry *perhaps = nullptr; // the innermost that may hold it
+  const scope_entry *perhaps = nullptr; // the innermost entry that may have the record
   for (const frame *at = in.records; at != nullptr; at = at->below) {
     const scope_entry &entry = at->entry;
     const bool holds = entry.what == kind::single ? can_match(entry.uri, text) : entry.path == path;

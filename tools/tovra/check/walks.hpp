@@ -1,4 +1,6 @@
-// Every way on which a render comes to a node, with the records that are in scope there.
+// All ways on which a render can come to a node, with the records that are in scope there. A node in a
+// submode may be reached by several jumps, and is right on one way and wrong on another; so rules look at
+// each way.
 #pragma once
 
 #include <deque>
@@ -9,19 +11,19 @@
 
 namespace tovra::check {
 
-// What a node above puts in scope.
+// An entry that a node above has put in scope.
 struct scope_entry {
   enum class kind {
-    record,       // of a collection, or of a group that is iterated
-    single,       // read one by one: it has no collection, so no key can be taken from it
-    location,     // the place of a record, pushed with it
-    group_member, // pushed with a record of the same place, where there is one
-    group         // the records of a group, for '#' and iterations
+    record,       // of a collection, or of the group that an iteration walks
+    single,       // a record that was read alone: without a collection, so it gives no keys
+    location,     // the location of a record, pushed together with it
+    group_member, // pushed with a record of the same location, if there is one
+    group         // all records of a group, for '#' and for iterations
   };
   const record *by;
   kind what;
-  pattern uri;      // single: the record's own; else its collection's
-  std::string path; // of the record; empty for a place
+  pattern uri;      // of a single record its own; otherwise that of the collection
+  std::string path; // of the record; empty for a location
 };
 
 struct frame {
@@ -32,7 +34,7 @@ struct frame {
 struct scope {
   const frame *records = nullptr;
   const frame *groups = nullptr;
-  bool known = true; // false: something above could not be told
+  bool known = true; // false: the scope depends on something above that could not be read
 };
 
 struct step {
@@ -43,27 +45,27 @@ struct step {
 struct visit {
   const record *at;
   scope in;
-  const step *way; // ends in the record itself
+  const step *way; // from the start to the record itself
 };
 
 struct walks {
   std::deque<visit> visits; // in the order of the walk
-  bool complete = true;     // false: there are too many ways to follow them all
-  std::vector<std::pair<const record *, const record *>> loops; // a jump, and the node that is open there
+  bool complete = true;     // false: there are too many ways, and some were not followed
+  std::vector<std::pair<const record *, const record *>> loops; // a jump, and the open node to which it leads
 
   std::deque<frame> frames;
   std::deque<step> steps;
 };
 
-// Of a render of the whole configuration; without a node "config", of every node at the top.
+// Follows a render of the whole configuration. Without a node "config", follows all nodes at the top.
 walks follow(const template_set &set);
 
-// The templates of a record: of its "Uri:" line, or none.
+// The URI template of the record's "Uri:" line, or null.
 const zu_tvr_uri *uri_of(const record &record);
 std::optional<std::string> path_read_by(const record &record);
 
-// The entry that a key is taken from, or that holds the record that a print node's URI names; or none. A
-// collection may hold a record: whether it does is not known here.
+// The entry that gives a key, or that has the record which a print node's URI names; null when there is none.
+// For a collection it is not known here whether it has the record.
 const scope_entry *entry_for(const scope &in, const key_look_up &look_up);
 const scope_entry *entry_for(const scope &in, const zu_tvr_uri &uri, const pattern &text);
 
