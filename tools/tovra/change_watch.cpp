@@ -1,4 +1,5 @@
-// Waiting for changes: inotify tells when to look at files, and stamps what is new; servers tell themselves.
+// Waiting for changes. inotify says only when to look at the files again; their stamps say what has changed.
+// A Redis server sends its changes itself.
 #include "change_watch.hpp"
 
 #include <algorithm>
@@ -27,7 +28,7 @@ using clock = std::chrono::steady_clock;
 
 constexpr auto forever = clock::time_point::max();
 constexpr int quiet_milliseconds = 40;
-constexpr auto longest_gathering = std::chrono::seconds(1); // for files that never rest
+constexpr auto longest_gathering = std::chrono::seconds(1); // for files that are written all the time
 constexpr uint32_t watched_events = IN_CREATE | IN_DELETE | IN_MODIFY | IN_ATTRIB | IN_MOVED_FROM |
                                     IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
@@ -57,7 +58,7 @@ fs::path folder_of(const fs::path &file) {
   return folder.empty() ? "." : folder;
 }
 
-// Reads events away; what they tell is seen in the files.
+// Takes the events away unread: what has changed is found by looking at the files.
 void drain(int events) {
   char some[4096];
   while (read(events, some, sizeof some) > 0) {
@@ -96,7 +97,8 @@ template_stamp change_watch::look() const {
   return now;
 }
 
-// What has happened, or nothing. Why it cannot be watched is said.
+// Returns what has happened, in words; empty for nothing. Why a device cannot be watched is written to
+// standard error.
 std::string change_watch::look_at(const device &one) {
   const auto news = one.watch->look();
   if (!news.words.empty() && !end_is_asked()) say("-- " + one.name + ": " + news.words);
@@ -111,9 +113,9 @@ bool change_watch::watch_folder(const std::string &folder) {
   return true;
 }
 
-// The folders of all files, of what links lead to, and those above, which may be put in the place of others;
-// of a folder that is not there, the nearest one that is. Done again after each change, which may have
-// brought new ones.
+// Watches the folders of all files, the folders to which links lead, and the folders above, since a whole
+// folder may be replaced. For a folder that does not exist, the nearest existing one above it is watched.
+// This is done again after each change, which may have created folders.
 void change_watch::watch_folders() {
   std::set<fs::path> folders;
   const auto add = [&folders](const fs::path &folder) {

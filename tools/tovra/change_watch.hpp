@@ -1,4 +1,4 @@
-// Waiting until what a render reads has changed.
+// Waits until something that a render reads has changed.
 #pragma once
 
 #include <chrono>
@@ -17,11 +17,12 @@ struct watched_sources {
   std::string templates; // directories, separated by ':'
   std::vector<std::string> files;
   std::vector<std::string> modules; // folders of YANG modules, which are also found below
-  std::vector<std::pair<std::string, zu_redis::place>> devices; // in servers, and how messages name them
+  std::vector<std::pair<std::string, zu_redis::place>> devices; // in servers, each with its name for messages
 };
 
-// Templates and data, from when this is made. The folders of files are watched, for editors put new files in
-// the place of old ones; the files' stamps say whether one of them is meant.
+// Compares templates and data with their state when this object was made, and after each change with the
+// state since then. The folders of files are watched instead of the files, because editors replace a file by
+// a new one; the stamps of the files then show whether one of ours has changed.
 class change_watch {
 public:
   explicit change_watch(watched_sources all);
@@ -29,10 +30,11 @@ public:
   change_watch(const change_watch &) = delete;
   change_watch &operator=(const change_watch &) = delete;
 
-  bool good() const { return events_ >= 0; } // false: nothing can be watched, which was said
-  // Waits until something is another than before, and no file has changed for a moment: what has happened, in
-  // words. None when the program shall end (SIGINT, SIGTERM), when nobody reads standard output any more, or
-  // good() no longer. Empty when nothing has happened for as long as that.
+  bool good() const { return events_ >= 0; } // false: nothing can be watched, and why has been said
+  // Waits until something has changed, and then until files have been quiet for a moment, so that saving
+  // several files is one change. Returns what has happened, in words; the empty text after `longest` without
+  // a change. Nullopt when the program shall end (SIGINT, SIGTERM), when standard output has no reader left,
+  // or when good() is false.
   std::optional<std::string> next(std::optional<std::chrono::seconds> longest);
 
 private:
@@ -42,13 +44,13 @@ private:
   };
   struct woken {
     bool to_end, by_files, by_time;
-    std::vector<const device *> by; // which are to be looked at
+    std::vector<const device *> by; // the devices that need a look
   };
 
   void watch_folders();
   bool watch_folder(const std::string &folder);
-  woken wait(zu_redis::device_watch::time until); // for whichever comes first
-  void gather();                                  // the events that follow
+  woken wait(zu_redis::device_watch::time until); // returns at whichever comes first
+  void gather();                                  // waits for the events that follow shortly
   template_stamp look() const;
   static std::string look_at(const device &one);
 
@@ -58,7 +60,8 @@ private:
   std::vector<device> devices_;
 };
 
-// Whether SIGINT or SIGTERM came, which end the program no longer by themselves once this has been called.
+// True when SIGINT or SIGTERM came. The first call installs a handler, so the first signal no longer ends the
+// program.
 bool end_is_asked();
 
 } // namespace tovra

@@ -1,4 +1,4 @@
-// The commands' options. The parser behind them is included by two files only: it takes seconds to compile.
+// The commands' options. Only two files include the parser behind them, as it takes seconds to compile.
 #pragma once
 
 #include <functional>
@@ -14,20 +14,20 @@ class Option;
 
 namespace tovra {
 
-// An option as it was added; all functions return it again.
+// An option that was added; all its functions return the option again, so that calls can be chained.
 class option {
 public:
   explicit option(CLI::Option *of) : of_(of) {}
 
-  option &type(const char *name); // of the value, for the help
+  option &type(const char *name); // the type of the value, for the help
   option &required();
-  option &not_empty();  // an empty name, as of a shell's variable that is not set, would be none
-  option &repeatable(); // a value each time
-  option &separated();  // values behind one option, by commas
+  option &not_empty();  // the empty text, as from an unset shell variable, is wrong usage
+  option &repeatable(); // may be given several times, with a value each time
+  option &separated();  // takes several values in one argument, with commas between them
   option &among(const std::vector<std::string> &values);
   template <class Number>
   option &between(Number least, Number most);
-  // `fault` says what is wrong with a value; nothing when it is right.
+  // `fault` returns what is wrong with a value, or the empty text.
   option &check(const std::function<std::string(const std::string &)> &fault);
   option &needs(const option &other);
   option &excludes(const option &other);
@@ -44,14 +44,15 @@ public:
 
   void footer(const char *text);
   command group(const char *name, const char *help); // one of its options must be given
-  // An option with a value, or with several; without "--" a value by its place.
+  // Adds an option with one value or, for a vector, with several. A name without "--" is a positional
+  // argument.
   template <class Value>
   option add(const char *name, Value &into, const std::string &help);
   option flag(const char *name, bool &into, const char *help);
   option flag(const char *name, const std::function<void()> &seen, const char *help);
-  // A flag that can be told more: NAME=VALUE; "NAME{VALUE}" says what it is without.
+  // Adds a flag that may have a value: NAME=VALUE; "NAME{VALUE}" gives the value that it has without one.
   option flag(const char *name, std::vector<std::string> &into, const char *help);
-  // Hands out each value.
+  // Adds an option whose values are handed to `take`, one by one.
   option each(const char *name, const std::function<void(const std::string &)> &take, const char *help);
 
 private:
@@ -63,16 +64,16 @@ private:
 
 void add_templates(command &to, options &asked);
 void add_data(command &to, options &asked);
-// The modules of YANG data, for all that the process reads.
+// Adds the options for the modules of YANG data, which hold for all data that the process reads.
 void add_yang(command &to);
-// These too.
+// Adds these too, with the files of classes.
 option add_classes(command &to, std::vector<std::string> &files);
-// What says what is rendered: NODE, templates, data, configurations, arguments, flags.
-// With `several`, data files are taken there, as many as are given.
+// Adds all options that say what is rendered: NODE, templates, data, configurations, arguments, flags. When
+// `several` is given, data files are added to it, as many as the user names.
 void add_render_options(command &to, options &asked, std::vector<std::string> *several = nullptr);
-// Of these what goes for any data: arguments and flags.
+// Adds only those of these options that do not depend on the data: arguments and flags.
 void add_walk_options(command &to, options &asked);
-// What says the same again, for a process of its own.
+// The command line that asks for the same render, to run it in another process.
 std::vector<std::string> render_arguments(const options &asked);
 option add_format(command &to, bool &json, const char *help);
 

@@ -1,4 +1,4 @@
-// The commands of the host program, and what is asked of each.
+// The commands of the host program, and their options.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ inline constexpr int wrong_usage = 2;
 using named_text = std::pair<std::string, std::string>; // NAME=TEXT, split
 
 struct options {
-  std::optional<std::string> templates; // directories; none: the library's own rule
+  std::optional<std::string> templates; // directories; nullopt: where the library itself looks
   std::string data;                     // "-" and "yaml:-": standard input
   std::vector<std::string> classes;     // files of classes for all data
   // render
@@ -32,18 +32,18 @@ struct options {
   std::optional<uint32_t> fetch_count;
   int trace = 0;
   bool stats = false;
-  std::optional<std::string> output; // a file; none: standard output
+  std::optional<std::string> output; // a file; nullopt: standard output
   bool watch = false;
   // tree
   bool raw = false;
   // get
-  std::string uri; // empty: what paths there are
-  // check; its data is empty when the templates are checked alone
+  std::string uri; // empty: the paths of the data are listed
+  // check; `data` is empty when the templates are checked alone
   bool strict = false;
   bool json = false;
 };
 
-// Each gives the exit status. Text goes to standard output, everything else to standard error.
+// Each returns the exit status. Text goes to standard output, everything else to standard error.
 int render(const options &asked);
 int render_watched(const options &asked);
 int show_tree(const options &asked);

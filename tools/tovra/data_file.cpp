@@ -1,4 +1,4 @@
-// Data files as the program reads them.
+// Reads data files for the program.
 #include "data_file.hpp"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ namespace tovra {
 
 namespace {
 
-// A device or a pipe may have no end: it gives at most this much.
+// A device or a pipe may never end: reading stops at this size.
 constexpr size_t most_from_a_stream = size_t{1} << 30;
 
 bool is_standard_input(const std::string &path) {
@@ -37,7 +37,7 @@ bool is_yaml(const std::string &path) {
   return path == "yaml:-" || path.ends_with(".yaml") || path.ends_with(".yml");
 }
 
-// A text of the platform's, which is freed; none when it has none.
+// Copies a text that the platform allocated, and frees it; nullopt for null.
 std::optional<std::string> taken(char *text) {
   const std::unique_ptr<char, void (*)(void *)> held(text, qfree_named);
   return held ? std::optional<std::string>(held.get()) : std::nullopt;
@@ -76,7 +76,7 @@ bool read_all(const std::string &path, int file, size_t most, std::string &text)
     if (length < 0 && errno == EINTR) continue;
     if (length < 0) return say_system(path, errno);
     text.append(part, static_cast<size_t>(length));
-    // No data file holds a NUL: where one is, reading on finds no end, as in a device of zeros.
+    // No data file contains a NUL byte. Reading stops at one, since a device of zeros would never end.
     if (memchr(part, 0, static_cast<size_t>(length)) != nullptr) return true;
     if (text.size() > most) return say_failure(path, "more than 1 GiB that is not from a regular file");
   }
@@ -94,7 +94,7 @@ data_handle or_said(zu_data_ifc *data, zu_do_error *error) {
   return data_handle(data);
 }
 
-// A whole file as one text; none after a failure, which is said.
+// Reads a whole file; nullopt after a failure, which has been reported.
 std::optional<std::string> read_text(const std::string &path) {
   const file_number file(path);
   struct stat about = {};
@@ -111,7 +111,7 @@ std::optional<std::string> read_text(const std::string &path) {
 
 struct given_text {
   std::string path;
-  std::optional<std::string> text; // none: the store reads the file
+  std::optional<std::string> text; // nullopt: the store reads the file itself
 };
 
 std::vector<const char *> as_strings(const std::vector<std::string> &texts) {
@@ -121,7 +121,8 @@ std::vector<const char *> as_strings(const std::vector<std::string> &texts) {
   return strings;
 }
 
-// YANG data as a data file; without a text the classes alone. None after a failure, which is said.
+// Converts YANG data to the text of a data file; without data, only the classes of the modules. Nullopt after
+// a failure, which has been reported.
 std::optional<std::string> json_of_yang(const std::string &name, const std::optional<std::string> &text) {
   const auto directories = as_strings(yang().directories);
   const auto modules = as_strings(yang().names);
@@ -142,7 +143,7 @@ std::optional<std::string> read_yang(const std::string &path) {
   return text ? json_of_yang(is_file ? file : data_name(path), text) : std::nullopt;
 }
 
-// Its text, whatever it is; none after a failure, which is said.
+// The text of data in any of the forms; nullopt after a failure, which has been reported.
 std::optional<std::string> text_of(const std::string &path) {
   if (is_yang(path)) return read_yang(path);
   if (!is_database(path)) return read_text(path);
@@ -152,7 +153,7 @@ std::optional<std::string> text_of(const std::string &path) {
   return text;
 }
 
-// Adds the classes of YANG modules beside other data than theirs. False after a failure, which is said.
+// Adds the classes of YANG modules to data of another form. False after a failure, which has been reported.
 bool add_modules(std::vector<given_text> &given) {
   if (yang().names.empty() || is_yang(given.front().path)) return true;
   given.push_back({"YANG modules", json_of_yang("YANG modules", std::nullopt)});
@@ -268,7 +269,7 @@ void say_fault(zu_data_ifc *data) {
 
 std::optional<std::vector<std::string>> read_good_data(const std::string &path,
                                                        const std::vector<std::string> &classes) {
-  // Once, for the store and for who asks: they may be pipes.
+  // Each file is read once, for the store and for the caller: it may be a pipe.
   std::vector<given_text> given;
   given.push_back({path, path.empty() ? std::string(R"({"records": {}})") : text_of(path)});
   for (const std::string &each : classes) given.push_back({each, text_of(each)});

@@ -1,6 +1,6 @@
-// Data as the program reads it: files, of which those that are not regular have a bound; "-" is standard
-// input ("yaml:-" when that is YAML), "yang:FILE" YANG data, "sqlite:FILE?device=NAME" and
-// "redis://HOST/DB?prefix=P&device=NAME" a device of a database.
+// The forms of data that the program reads: a file; "-" for standard input ("yaml:-" when that is YAML);
+// "yang:FILE" for YANG data; "sqlite:FILE?device=NAME" and "redis://HOST/DB?prefix=P&device=NAME" for a
+// device of a database. Files that are not regular have a greatest size.
 #pragma once
 
 #include <functional>
@@ -21,15 +21,15 @@ using data_handle = std::unique_ptr<zu_data_ifc, data_deleter>;
 
 class output;
 
-// The modules of YANG data, which are the same for all that the process reads. Without such data they count
-// as a file of classes.
+// The modules of YANG data, the same for all data that the process reads. Data of another form takes them
+// like a file of classes.
 struct yang_modules {
   std::vector<std::string> directories, names, secrets;
 };
 yang_modules &yang();
-// Whether there are some that load; false after a failure, which is said.
+// True when there are modules and they load; false also after a failure, which has been reported.
 bool has_good_modules();
-// What says the same again, for a process of its own.
+// The command-line arguments that name the same modules, for another process.
 std::vector<std::string> yang_arguments();
 
 inline constexpr std::string_view yang_scheme = "yang:";
@@ -37,16 +37,16 @@ inline bool is_yang(const std::string &path) {
   return path.starts_with(yang_scheme);
 }
 
-// How messages name it: standard input has no path.
+// The name that messages have for the data: standard input has no path.
 std::string data_name(const std::string &path);
-// The name of a device in a database; empty: the database's own.
+// The data name of a device in a database; the name of the database itself when no device is given.
 std::string device_in(const std::string &database, const std::string &device);
-// The files that it is read from; of what cannot be looked at again, none.
+// The files from which the data is read; standard input and servers have none.
 std::vector<std::string> data_files(const std::string &path);
-// Its records, with what files of classes say too: a device of a database is then read whole. None after a
-// failure, which is said.
+// Loads data, combined with files of classes; with them, a device of a database is read whole. Null after a
+// failure, which has been reported.
 data_handle load_data(const std::string &path, const std::vector<std::string> &classes = {});
-// Data that can be loaded again.
+// Data that can be loaded again after others have changed it.
 struct loaded_data {
   std::string name;
   const std::vector<std::string> &classes;
@@ -54,14 +54,16 @@ struct loaded_data {
 
   bool load() { return (data = load_data(name, classes)) != nullptr; }
 };
-// Runs a step that reads the data, and once more, on the data as it is then, each time that others changed it
-// meanwhile: what the step wrote to `out` (or none) and said is dropped then. No text remains of data that
-// could not be read. The step's exit status.
+// Runs a step that reads the data. A render reads a database in many requests, and others may write to it
+// meanwhile: then the data is loaded again and the step runs once more, and what it wrote to `out` (which may
+// be null) and reported before is dropped. So no text mixes two states of the data, or comes from data that
+// could not be read. Returns the exit status of the step.
 int in_one_state(std::vector<loaded_data> &all, output *out, const std::function<int()> &step);
-// Says why reading failed, if it did and more is known than a code.
+// Reports why reading failed, if it did and the store knows more than an error code.
 void say_fault(zu_data_ifc *data);
-// The texts of a data file (empty: none is asked for) and of files of classes that load, as JSON, their
-// tokens on the lines of the files; of a device, as it is exported. None after a failure, which is said.
+// The texts of a data file (an empty path: of an empty one) and of files of classes, once they are known to
+// load: as JSON, each token on its line of the file; a device as the file to which it is exported. Nullopt
+// after a failure, which has been reported.
 std::optional<std::vector<std::string>> read_good_data(const std::string &path,
                                                        const std::vector<std::string> &classes = {});
 

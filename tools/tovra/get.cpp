@@ -1,4 +1,4 @@
-// `tovra get`: the records that a URI names, one JSON object a line.
+// `tovra get`: the records that a URI names, one JSON object per line.
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -20,15 +20,16 @@ bool show(output &out, zu_do_ntlist *columns, zu_do_vlist *row) {
   auto &members = record.get_ref<ordered_json::object_t &>();
   for (size_t i = 0; i < zu_do_ntlist_get_len(columns); ++i) {
     zu_do_value *value = zu_do_vlist_get_value(row, i);
-    if (zu_do_value_get_type(value) == ZU_DO_TYPE_NONE) continue; // a record shows what it has
-    // No two columns have one name: looking for it would cost the square of a record's width.
+    if (zu_do_value_get_type(value) == ZU_DO_TYPE_NONE) continue; // only what the record itself has
+    // The names of columns are unique, so members are added without a search: that would cost the square of a
+    // record's width.
     members.emplace_back(zu_do_name_get_unqualified(zu_do_ntcolumn_get_name(zu_do_ntlist_get(columns, i))),
                          value_json(value));
   }
   return out.write(json_text(record));
 }
 
-// Reads every instance into the table: 0 or the store's code.
+// Reads all instances into the table; returns 0 or the store's error code.
 int read_all(zu_data_ifc *data, zu_do_uri *uri, zu_do_vtable *table) {
   zu_coll_ifc *collections = nullptr;
   if (const int rc = data->ops->get_coll_ifc(data, &collections); rc != 0) return rc;
@@ -60,7 +61,7 @@ int show_all(zu_data_ifc *data, zu_do_uri *uri, output &out) {
   return out.flush() ? done : failed;
 }
 
-// What can be asked for: each path of the data, and how many records it has.
+// Lists each path of the data with the number of its records.
 int show_paths(zu_data_ifc *data, output &out) {
   std::map<std::string, size_t> counts;
   const auto take = [](void *into, const char *path, size_t length, zu_do_vtable *records) {

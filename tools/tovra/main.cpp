@@ -87,7 +87,7 @@ int misused(const std::string &why) {
   return tovra::wrong_usage;
 }
 
-// The first word, when it is no command: what is told of it. Empty when it is one, or none is there.
+// The message for a first word that is not a command; empty when it is one, or when there is none.
 std::string unknown_command(const CLI::App &app, int argc, char **argv) {
   if (argc < 2 || argv[1][0] == '-') return "";
   const std::string word = argv[1];
@@ -97,7 +97,7 @@ std::string unknown_command(const CLI::App &app, int argc, char **argv) {
   return "there is no command '" + word + "'" + tovra::check::did_you_mean(word, names);
 }
 
-// The first option that the command does not have: what is told of it. Empty when there is none.
+// The message for the first option that the command does not have; empty when there is none.
 std::string unknown_option(const CLI::App &app) {
   const auto commands = app.get_subcommands();
   const CLI::App &command = commands.empty() ? app : *commands.front();
@@ -113,8 +113,8 @@ std::string unknown_option(const CLI::App &app) {
   return "";
 }
 
-// Memory that the program asks for is never given back to ask again: where it ends, so does the program,
-// also in the middle of a call from the library, which no exception may leave.
+// The program cannot go on when memory ends. It ends at once, even in the middle of a call from the library,
+// because no exception may pass through the library.
 void end_without_memory() {
   constexpr std::string_view message = "tovra: out of memory\n";
   tovra::drop_output_files();
@@ -122,7 +122,7 @@ void end_without_memory() {
   _exit(tovra::failed);
 }
 
-// GLib ends the process where its memory ends: not without a word of ours.
+// GLib ends the process when its memory ends; this reports it in our own words first.
 void end_with_glib(const char *domain, GLogLevelFlags level, const char *message, void *) {
   const std::string_view told = message != nullptr ? message : "";
   if (told.find("failed to allocate") != told.npos) end_without_memory();
@@ -161,7 +161,8 @@ int run(int argc, char **argv) {
   } catch (const CLI::CallForVersion &version) {
     return print(std::string(version.what()) + "\n");
   } catch (const CLI::ParseError &wrong) {
-    const std::string why = unknown_option(app); // what is missing may be what it was meant for
+    // A required option may be missing because it was misspelled: a misspelled one is reported first.
+    const std::string why = unknown_option(app);
     return misused(why.empty() ? wrong.what() : why);
   }
   if (help->parsed()) {

@@ -26,8 +26,8 @@ void clear_status() {
   status_shown = false;
 }
 
-// How many bytes a character of UTF-8 takes at the beginning of a text: 0 when none is there, or one that
-// controls a terminal.
+// The length in bytes of the UTF-8 character at the beginning of a text; 0 when there is none, or when it is
+// one that controls a terminal.
 size_t shown_length(std::string_view text) {
   const auto at = [text](size_t i) -> unsigned { return static_cast<unsigned char>(text[i]); };
   const unsigned lead = at(0);
@@ -40,7 +40,7 @@ size_t shown_length(std::string_view text) {
   return lead == 0xc2 && at(1) < 0xa0 ? 0 : length;
 }
 
-// The word at the beginning of a line that says what kind of line it is.
+// Colours the word at the beginning of a line that says how severe the message is.
 std::string painted_line(std::string line) {
   const size_t end = line.find(": ");
   const std::string_view word = std::string_view(line).substr(0, end == line.npos ? 0 : end + 1);
@@ -87,7 +87,7 @@ bool output::flush() {
   if (held_) return true;
   if (!broken_ && !write_all(file_, buffer_)) {
     broken_ = true;
-    // A reader that has seen enough is no failure worth a word.
+    // The reader has closed the pipe, as `head` does: the program ends without a message.
     if (errno == EPIPE) std::_Exit(failed);
     say("tovra: " + name_ + " cannot be written");
   }
@@ -118,7 +118,7 @@ std::string visible(std::string_view text) {
     const auto byte = static_cast<unsigned char>(character);
     shown += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
   };
-  size_t from = 0; // of the part that is shown as it stands
+  size_t from = 0; // start of the part that is shown unchanged
   for (size_t at = 0, length = 0; at < text.size(); at += std::max<size_t>(length, 1)) {
     length = shown_length(text.substr(at));
     if (length != 0) continue;

@@ -8,17 +8,17 @@
 
 namespace tovra {
 
-// Text on its way to standard output or a file: buffered, a line at a time on a terminal. The newline that a
-// rendered line begins with would leave an empty line at the top, so the first one is left out and one ends
-// the text.
+// Text on its way to standard output or a file: buffered, but written at once to a terminal. Every rendered
+// line begins with its newline. That would put an empty line at the top of the text, so the first newline is
+// left out and one is added at the end.
 class output {
 public:
   explicit output(int file = STDOUT_FILENO, std::string name = "standard output"); // borrows the file
-  bool write(std::string_view text); // false: it is taken no longer
+  bool write(std::string_view text); // false: writing has failed, and no more is taken
   bool flush();
   bool finish(); // ends the text and flushes
 
-  // Keeps all text back until it is released, for who may have to drop it and begin again.
+  // Keeps all text back until it is released, for callers that may have to drop it and begin again.
   void hold() { held_ = true; }
   void drop();
   bool release(); // and flushes
@@ -40,18 +40,19 @@ private:
   uint64_t bytes_ = 0;
 };
 
-// Writes all of a text, waiting where the file does not: false with `errno` set when it is not taken.
+// Writes a whole text, and waits when the file is not ready. False with `errno` set after a failure.
 bool write_all(int file, std::string_view text);
 
-// A text with its control characters shown as \xHH: those of ASCII, those of Latin-1 (as UTF-8), and bytes
-// that are no UTF-8.
+// A text with its control characters shown as \xHH: those of ASCII and of Latin-1 (as UTF-8), and bytes that
+// are not UTF-8. Data is shown this way so that it cannot control the terminal.
 std::string visible(std::string_view text);
-std::string visible_lines(std::string_view text); // the ends of its lines stay
+std::string visible_lines(std::string_view text); // keeps the line ends
 // Writes one line to standard error, made visible.
 void say(std::string_view line);
-void say_lines(std::string_view text, const std::string &before = ""); // a line each
+void say_lines(std::string_view text, const std::string &before = ""); // one line each
 
-// What its thread says while it lives, for who tells it in another way: it does not go to standard error.
+// While it lives, keeps what its thread says, instead of writing it to standard error: for callers that
+// report it in another way.
 class kept_lines {
 public:
   kept_lines();
@@ -67,13 +68,14 @@ private:
 };
 
 enum class color { automatic, always, never };
-// Automatic colours a terminal, unless the environment has NO_COLOR or a dumb terminal.
+// `automatic` colours a terminal, unless the environment has NO_COLOR or the terminal is a dumb one.
 void set_color(color when);
 bool is_colored(int file);
-// A text in a colour of the terminal (31 red, 33 yellow, ...) for a file that takes colours.
+// The text in a colour (31 red, 33 yellow, ...), if output to the file is coloured.
 std::string painted(int file, int code, std::string_view text);
 
-// What stands on the last line of the terminal while nothing else is said; empty: nothing. Any thread.
+// Shows a text on the last line of the terminal, until a message takes its place; an empty text removes it.
+// May be called on any thread.
 void show_status(std::string_view text);
 
 } // namespace tovra

@@ -1,4 +1,4 @@
-// A file that is written whole or not at all.
+// Writes a file whole or not at all.
 #include "output_file.hpp"
 
 #include <atomic>
@@ -20,7 +20,8 @@ namespace tovra {
 
 namespace {
 
-// The paths of new files, here so that a signal handler can remove them. An empty one is free.
+// The paths of unfinished files, in static memory so that a signal handler can remove them. An empty path is
+// a free place.
 char unfinished[output_file::most_at_once][PATH_MAX];
 std::mutex taking;
 
@@ -30,7 +31,8 @@ void end_by_signal(int number) {
   raise(number);
 }
 
-// A signal that the program ignores or handles otherwise is left alone.
+// Removes unfinished files at signals that would end the program. A signal that the program ignores or
+// handles itself is left alone.
 void remove_at_signals() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction now = {};
@@ -40,7 +42,7 @@ void remove_at_signals() {
   }
 }
 
-// A free place with that path in it; none when there is none.
+// Puts the path into a free place and returns it; null when all are taken.
 char *take_place(const std::string &path) {
   const std::lock_guard alone(taking);
   for (char *place : unfinished) {
@@ -61,7 +63,7 @@ std::string folder_of(const std::string &path) {
   return slash == path.npos ? "." : path.substr(0, slash + 1);
 }
 
-// So that a crash of the machine does not lose the new name.
+// Writes the folder to disk too, so that the new name survives a crash of the machine.
 void settle_folder(const std::string &path) {
   const int folder = ::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder < 0) return;
@@ -69,7 +71,8 @@ void settle_folder(const std::string &path) {
   close(folder);
 }
 
-// The rights of a new file. The mask can only be read by setting it, which reaches all threads: once.
+// The permissions of a new file. The umask can only be read by setting it, which affects all threads: so it
+// is read once.
 mode_t new_mode() {
   static const mode_t mask = [] {
     const mode_t now = umask(0);

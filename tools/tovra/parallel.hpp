@@ -12,7 +12,8 @@ inline unsigned processors() {
   return std::max(1U, std::thread::hardware_concurrency());
 }
 
-// Calls `work` with every number below `count`, on at most that many threads.
+// Calls `work` with every number below `count`, on at most `threads` threads. Each thread takes the next
+// number when it is free, because some devices take much longer than others.
 template <class Work>
 void in_parallel(size_t count, unsigned threads, Work &&work) {
   std::atomic<size_t> next = 0;

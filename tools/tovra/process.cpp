@@ -1,5 +1,5 @@
-// Starting this program again. What it writes is gathered in files of memory, so that nothing waits for a
-// reader.
+// Starts this program again. Its output goes to files in memory instead of pipes: a pipe would stop the
+// process whenever nobody reads.
 #include "process.hpp"
 
 #include <algorithm>
@@ -68,7 +68,7 @@ std::vector<std::string> environment_with(const process_request &asked) {
   return all;
 }
 
-// 0, or the system's error number.
+// Returns 0, or the system's error number.
 int start(const process_request &asked, const file &output, const file &error, pid_t &process) {
   posix_spawn_file_actions_t actions;
   posix_spawnattr_t attributes;
@@ -141,7 +141,7 @@ int running_process::milliseconds_left() const {
 
 namespace {
 
-// Whether a process has ended, or does within that time.
+// True when the process has ended, or ends within that time.
 bool ends_within(int handle, int milliseconds) {
   pollfd waited{handle, POLLIN, 0};
   int ready = -1;

@@ -1,5 +1,5 @@
-// This program, run again as a process of its own: one render does not reach into another, and several of
-// them share the processors.
+// Runs this program again in a process of its own. The library has one set of templates per process, so
+// renders by other templates would get in each other's way; and several processes use several processors.
 #pragma once
 
 #include <chrono>
@@ -11,22 +11,22 @@
 namespace tovra {
 
 struct process_request {
-  std::vector<std::string> arguments;                           // without the program's name
-  std::string folder;                                           // where it runs; empty: here
-  std::vector<std::pair<std::string, std::string>> environment; // set beyond what this process has
-  bool own_input = false; // standard input is this process's; else empty
-  int seconds = 0;        // after which it is ended; 0: it may take its time
+  std::vector<std::string> arguments; // without the program's name
+  std::string folder;                 // the working directory; empty: that of this process
+  std::vector<std::pair<std::string, std::string>> environment; // added to the environment of this process
+  bool own_input = false; // standard input is that of this process; otherwise it is empty
+  int seconds = 0;        // after which the process is ended; 0: never
 };
 
 struct process_outcome {
-  bool started = false; // else `error` says why not
+  bool started = false; // if false, `error` says why
   bool timed_out = false;
-  int status = 0;     // of the exit, or 128 and the number of the signal that ended it
+  int status = 0;     // the exit status, or 128 and the number of the signal that ended it
   std::string output; // of standard output
   std::string error;  // of standard error
 };
 
-// One that is waited for by the way. Its end is that of the process, if not before.
+// A process that runs while its owner does other things. The destructor ends it.
 class running_process {
 public:
   explicit running_process(const process_request &asked);
@@ -34,10 +34,10 @@ public:
   running_process(const running_process &) = delete;
   running_process &operator=(const running_process &) = delete;
 
-  int handle() const;            // for poll: to be read once it has ended; -1: it was not started
-  int milliseconds_left() const; // -1: as many as it takes
-  bool has_ended() const;        // or has no time left
-  process_outcome end();         // waits until then; once
+  int handle() const;            // for poll: readable when the process has ended; -1: not started
+  int milliseconds_left() const; // -1: no limit
+  bool has_ended() const;        // also true when its time is over
+  process_outcome end();         // waits for that; called once
 
 private:
   struct parts;

@@ -10,7 +10,7 @@
 
 namespace tovra {
 
-static std::atomic<bool> shown = false; // one at a time
+static std::atomic<bool> shown = false; // only one at a time is shown
 
 progress::progress(std::string doing) : progress([doing = std::move(doing)] { return doing; }) {}
 
@@ -19,7 +19,7 @@ progress::progress(std::function<std::string()> doing) : doing_(std::move(doing)
   try {
     thread_ = std::thread([this] { run(); });
   } catch (const std::system_error &) {
-    shown = false; // without a thread the work goes on unseen
+    shown = false; // if no thread can be started, nothing is shown
   }
 }
 

@@ -9,12 +9,12 @@
 
 namespace tovra {
 
-// Shows what is being done, and for how long, once it has taken a second: on standard error, when that is a
-// terminal. Ends with its scope. One that begins while another lives shows nothing.
+// Shows on standard error, when that is a terminal, what is being done and for how long, after the first
+// second. Ends with its scope. While one is shown, another one shows nothing.
 class progress {
 public:
   explicit progress(std::string doing);
-  explicit progress(std::function<std::string()> doing); // asked again each second, on another thread
+  explicit progress(std::function<std::string()> doing); // called each second, on another thread
   ~progress();
   progress(const progress &) = delete;
   progress &operator=(const progress &) = delete;

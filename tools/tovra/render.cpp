@@ -12,7 +12,7 @@ namespace tovra {
 
 namespace {
 
-// Text goes on as it comes, errors to standard error behind it.
+// Writes text as it comes, and errors to standard error after the text before them.
 class written : public receiver {
 public:
   explicit written(output &to) : text_(to) {}
@@ -44,7 +44,7 @@ void say_stats(const output &text, zu_store_wrapper *wrapper, const request::tim
 } // namespace
 
 int render(const options &asked) {
-  output_file file; // opened first: one that cannot be written is told before anything is read
+  output_file file; // opened first, so that nothing is read for a file that cannot be written
   const auto refuse = [&file] {
     say("tovra: --output " + file.why());
     return failed;

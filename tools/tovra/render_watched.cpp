@@ -18,7 +18,7 @@ public:
   bool take_text(std::string_view piece) override { return !end_is_asked() && gathered::take_text(piece); }
 };
 
-// None after a failure, which is said.
+// Nullopt after a failure, which has been reported.
 std::optional<std::string> render_once(const options &asked) {
   request made(asked);
   if (made.load() != done) return std::nullopt;
@@ -29,12 +29,13 @@ std::optional<std::string> render_once(const options &asked) {
 
 bool tell(const std::string &text) {
   if (write_all(STDOUT_FILENO, text)) return true;
-  // A reader that has seen enough is no failure worth a word.
+  // The reader has closed the pipe: no message.
   if (errno != EPIPE) say("tovra: standard output cannot be written");
   return false;
 }
 
-// What a render reads beside the templates; none when something cannot be watched, which is said.
+// What a render reads besides the templates; nullopt when something cannot be watched, which has been
+// reported.
 std::optional<watched_sources> sources_of(const options &asked) {
   std::vector<std::string> sources = asked.classes;
   sources.push_back(asked.data);
@@ -65,14 +66,14 @@ public:
   explicit watched_render(const options &asked) : asked_(asked) {}
 
   bool rendered() const { return rendered_; }
-  bool whole() const { return rendered_ && written_; } // the last text, also in its file
-  // These are false when standard output is taken no longer.
+  bool whole() const { return rendered_ && written_; } // the last text is complete, in its file too
+  // These return false when standard output takes no more text.
   bool render_first() { return render(false); }
   bool render_again(const std::string &happened) {
     say("-- " + happened);
     return render(false);
   }
-  // What failed, once more: what was said of it is not said again.
+  // Renders again after a failure. A message that was shown for it is not shown again.
   bool try_again() { return render(true); }
 
 private:
@@ -112,7 +113,7 @@ private:
   }
 
   const options &asked_;
-  std::optional<std::string> last_; // the last whole text
+  std::optional<std::string> last_; // the last complete text
   std::string said_;
   bool rendered_ = false;
   bool written_ = true;
@@ -131,7 +132,7 @@ int render_watched(const options &asked) {
   change_watch watch(std::move(*sources));
   watched_render made(asked);
   bool told = watch.good() && made.render_first();
-  // A server may fail one render and answer the next one.
+  // A render may fail because a server is down for a while: it is tried again after a pause, which grows.
   constexpr std::chrono::seconds first_pause(1), longest_pause(60);
   std::chrono::seconds pause = first_pause;
   while (told && !end_is_asked()) {

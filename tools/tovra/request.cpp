@@ -1,4 +1,4 @@
-// One render as the host makes it.
+// Loads what a render needs, and runs it.
 #include "request.hpp"
 
 #include <cstdlib>
@@ -22,7 +22,7 @@ double seconds_since(clock::time_point start) {
   return std::chrono::duration<double>(clock::now() - start).count();
 }
 
-// Below a node that repeats its children, a partial render narrows the first instance only.
+// Warns about a partial render below a node that repeats its children: it gives only the first instance.
 void warn_below_repeating(const zu_tvr_tree &tree, const std::string &id) {
   const zu_tvr_node *node = find_node(tree, id);
   if (node == nullptr) return;
@@ -34,7 +34,7 @@ void warn_below_repeating(const zu_tvr_tree &tree, const std::string &id) {
   }
 }
 
-// The names of the arguments that search the records of a list at which a render begins.
+// The names of the arguments that select records of the list at which a render begins.
 std::set<std::string> query_arguments(const zu_tvr_node *node) {
   std::set<std::string> names;
   if (node == nullptr || node->type != TVR_NODE_COLL) return names;
@@ -50,7 +50,7 @@ std::set<std::string> query_arguments(const zu_tvr_node *node) {
   return names;
 }
 
-// Only the list at which a render begins is searched.
+// Warns about arguments without effect: only the list at which a render begins uses them.
 void warn_unused_arguments(const zu_tvr_tree &tree, const options &asked) {
   const auto used = query_arguments(find_node(tree, asked.node));
   constexpr size_t most_told = 3;
@@ -221,7 +221,7 @@ zu_data_ifc *request::store() const {
   zu_data_ifc *found = asked_.config ? nullptr : all_data_.front().data.get();
   for (size_t i = 0; i < asked_.named.size(); ++i) {
     if (asked_.config == asked_.named[i].first)
-      found = all_data_[i + 1].data.get(); // the last of a name counts
+      found = all_data_[i + 1].data.get(); // of several with one name, the last one counts
   }
   return found;
 }

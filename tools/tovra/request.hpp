@@ -1,4 +1,4 @@
-// One render as the host makes it: what it needs, loaded and checked, and where its text and errors go.
+// A request to render: it loads and checks what the render needs, and hands out text and errors.
 #pragma once
 
 #include <chrono>
@@ -16,49 +16,51 @@
 
 namespace tovra {
 
-// What a render hands out, on its thread.
+// Takes what a render hands out, on the thread of the render.
 class receiver {
 public:
   virtual ~receiver() = default;
-  virtual bool take_text(std::string_view piece) = 0; // false: no more is wanted
+  virtual bool take_text(std::string_view piece) = 0; // false: stop
   virtual void take_error(const zu_tovra::error &error) = 0;
 };
 
-// The whole text as `render` writes it. What is wrong is said.
+// Collects the whole text as `tovra render` writes it. Errors are reported.
 class gathered : public receiver {
 public:
   bool take_text(std::string_view piece) override;
   void take_error(const zu_tovra::error &error) override;
-  std::string take(); // once the render is over; the next one may follow
+  std::string take(); // called after the render; another render may follow
 
 private:
   std::string text_;
   bool any_ = false;
 };
 
-// Why no render can begin at a node of that id (empty: at "config"): the nearest id is named. Empty when one
-// can.
+// Why no render can begin at the node of that id (empty: at "config"), with the nearest id that exists. Empty
+// when one can.
 std::string unknown_node(const zu_tvr_tree &tree, const std::string &id);
 
-// Says an error of a render, and on a line below it where it was found.
+// Reports an error of a render, and on a second line where it happened.
 void say_error(const zu_tovra::error &error);
 
-// What does not depend on the data: the templates, checked, and the arguments.
+// The part of a request that does not depend on the data: the templates, checked, and the arguments. A fleet
+// makes it once for all its devices.
 class preparation {
 public:
   explicit preparation(const options &asked) : asked_(asked) {}
   preparation(const preparation &) = delete;
   preparation &operator=(const preparation &) = delete;
 
-  // Done, or the exit status; what is wrong has been said, and what is odd is said too.
+  // Returns `done` or the exit status. Errors and warnings have been reported.
   int load();
-  // Lets the library load the templates, in the place of what it has: to the same tree, or it is said.
+  // Makes the library load the templates, replacing those that it has. False when the result is not the tree
+  // that was checked, which has been reported.
   bool put_in_use();
 
   const zu_tvr_tree &tree() const { return *tree_; }
   void drop_tree() { tree_.reset(); }
   const std::string &no_node() const { return no_node_; } // why the node cannot be rendered, or empty
-  properties_handle arguments() const;                    // none after wrong usage, which is said
+  properties_handle arguments() const;                    // null after wrong usage, which has been reported
   double seconds() const { return seconds_; }
 
 private:
@@ -66,40 +68,43 @@ private:
 
   const options &asked_;
   std::optional<std::string> directories_;
-  std::optional<template_stamp> checked_; // what the tree was loaded from
+  std::optional<template_stamp> checked_; // of what the tree was loaded from
   tree_handle tree_;
   std::string no_node_;
   double seconds_ = 0;
 };
 
-// Any number may follow one another, each with the templates as they are then. On several threads at once
-// they share one preparation.
+// Several requests may follow one another, and each loads the templates as they are then. Requests that run
+// on several threads at once share one preparation.
 class request {
 public:
+  // Has a preparation of its own.
   explicit request(const options &asked) : asked_(asked), own_(std::in_place, asked), prepared_(*own_) {}
-  // Renders by templates that are in use.
+  // Uses templates that the library has loaded already.
   request(const options &asked, preparation &prepared) : asked_(asked), prepared_(prepared) {}
   request(const request &) = delete;
   request &operator=(const request &) = delete;
 
-  // Loads templates, data and arguments. Done, or the exit status; what is wrong has been said, and what is
-  // odd is said too.
+  // Loads templates, data and arguments. Returns `done` or the exit status. Errors and warnings have been
+  // reported.
   int load();
-  // Runs a step that renders, on data of one state (see data_file.hpp).
+  // Runs a step that renders, on one state of the data (see in_one_state in data_file.hpp).
   int attempt(output *out, const std::function<int()> &step);
-  // In such a step. False after a failure, of which at least one error was told, or when text was refused.
+  // Called in such a step. False after a failure, for which at least one error was handed out, or when text
+  // was refused.
   bool render(receiver &to, const zu_tvr_observer *observer = nullptr);
 
-  // Such a step for the text alone; none after a failure.
+  // Runs such a step to get only the text; nullopt after a failure.
   std::optional<std::string> whole_text(gathered &into);
 
-  // The templates as they were checked, for who asks before the render; the library has its own.
+  // The templates as they were checked, for callers that look at them before the render. The library has a
+  // tree of its own.
   const zu_tvr_tree &tree() const { return prepared_.tree(); }
   void drop_tree() { prepared_.drop_tree(); }
-  // The store that is rendered: of the data file, or of the configuration that was asked for; none when there
-  // is none of its name.
+  // The store that is rendered: of the data file, or of the configuration that was asked for; null when no
+  // configuration has that name.
   zu_data_ifc *store() const;
-  zu_store_wrapper *wrapper() const { return wrapper_.get(); } // with options::stats; else none
+  zu_store_wrapper *wrapper() const { return wrapper_.get(); } // with options::stats, otherwise null
 
   struct timings {
     double data = 0; // seconds
@@ -116,7 +121,7 @@ private:
   std::optional<preparation> own_;
   preparation &prepared_;
   properties_handle arguments_;
-  std::vector<loaded_data> all_data_; // the default first, then the named configurations
+  std::vector<loaded_data> all_data_; // the default data, then the named configurations
   wrapper_handle wrapper_;
   std::optional<zu_tovra::renderer> renderer_;
   timings took_;

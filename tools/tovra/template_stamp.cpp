@@ -38,7 +38,7 @@ void for_each_entry(const std::string &folder, Take &&take) {
 
 std::vector<std::string> folders_below(const std::string &folder) {
   std::vector<std::string> all = {folder};
-  std::set<fs::path> seen; // links may lead in circles
+  std::set<fs::path> seen; // links may form a circle
   for (size_t i = 0; i < all.size(); ++i) {
     std::error_code none;
     if (!seen.insert(fs::canonical(all[i], none)).second) continue;
@@ -79,7 +79,7 @@ void template_stamp::add_modules(const std::string &folder) {
 
 void template_stamp::add(const std::string &path) {
   const file now = look_at(path, false);
-  files_[path] = now.size > 0 ? now : file(); // an empty one says no more than none
+  files_[path] = now.size > 0 ? now : file(); // an empty file is the same as no file
 }
 
 std::vector<std::string> template_stamp::paths() const {

@@ -1,4 +1,4 @@
-// What template files hold at one time, so that two readings of them can be held to each other.
+// The state of template files at one time, so that two readings of them can be compared.
 #pragma once
 
 #include <cstdint>
@@ -8,15 +8,16 @@
 
 namespace tovra {
 
-// The library reads the templates itself: what it renders is what was checked before only when nothing has
-// changed in between. A change that was undone shows in the times of the file.
+// The library reads the template files itself, a second time. It renders what was checked only if no file has
+// changed between the two readings; this is how we know. The times of a file show even a change that was
+// undone.
 class template_stamp {
 public:
   explicit template_stamp(const std::string &directories); // separated by ':'
-  void add(const std::string &path);                       // another file, by its size and times
-  void add_modules(const std::string &folder);             // the YANG modules that are in it
+  void add(const std::string &path);                       // adds another file, by its size and times
+  void add_modules(const std::string &folder);             // adds the YANG modules in the folder
   std::vector<std::string> paths() const;
-  // A file of which the other one says something else; empty: none.
+  // A file that differs between the two; empty when there is none.
   std::string difference(const template_stamp &other) const;
 
 private:
@@ -30,7 +31,7 @@ private:
   std::map<std::string, file> files_;
 };
 
-// A folder and those below, also behind links.
+// The folder and all folders below it, also through links.
 std::vector<std::string> folders_below(const std::string &folder);
 
 } // namespace tovra

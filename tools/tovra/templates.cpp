@@ -1,4 +1,4 @@
-// Loading the templates, with the place of what is wrong in them.
+// Loads the templates, and reports where they are wrong.
 #include "templates.hpp"
 
 #include <glib.h>
@@ -20,7 +20,7 @@ bool is_irregular(const char *path) {
   return stat(path, &about) == 0 && !S_ISREG(about.st_mode);
 }
 
-// What the library's own rule finds; none with the reason in `why`.
+// The directories that the library itself would use; nullopt, with the reason in `why`, when there are none.
 std::optional<std::string> default_directories(std::string &why) {
   zu_do_error *error = nullptr;
   char *found = zu_tvr_template_directories(&error);
@@ -35,7 +35,7 @@ std::optional<std::string> default_directories(std::string &why) {
   return directories;
 }
 
-// Keeps the first fault of a load, which ends it.
+// Keeps the first fault of a load; returning false ends the load.
 bool keep_first(void *into, const zu_tvr_diagnostic *fault) {
   *static_cast<std::string *>(into) = place_of(*fault) + words_of(*fault);
   return false;
@@ -45,7 +45,7 @@ bool keep_first(void *into, const zu_tvr_diagnostic *fault) {
 
 bool start_library() {
   struct stops_at_end {
-    ~stops_at_end() { zu_tovra_stop(); } // which cannot be started again
+    ~stops_at_end() { zu_tovra_stop(); } // it cannot be started again, so only at exit
   };
   static const stops_at_end running;
   if (zu_tovra_init() && zu_tovra_trace_init() == 0) return true;

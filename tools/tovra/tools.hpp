@@ -10,7 +10,7 @@ namespace tovra {
 
 struct tool {
   const CLI::App *command;
-  std::function<int()> run; // once its options are parsed: the exit status
+  std::function<int()> run; // called after parsing; returns the exit status
 };
 
 tool add_diff(CLI::App &app);

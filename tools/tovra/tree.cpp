@@ -1,4 +1,4 @@
-// `tovra tree`: the template tree as the loader linked it.
+// `tovra tree`: the template tree as the loader has linked it.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -13,7 +13,7 @@ namespace tovra {
 
 namespace {
 
-// What tells a node from its siblings: its destination, URI or format.
+// What makes the node different from its siblings: its destination, URI or format.
 std::string detail(const zu_tvr_node &node) {
   switch (node.type) {
   case TVR_NODE_JUMP: {
@@ -31,7 +31,8 @@ std::string detail(const zu_tvr_node &node) {
   }
 }
 
-// Deeper than any walk goes, indentation would only make the text grow with the square of the depth.
+// Indentation stops at this depth. Beyond it, indentation would only make the text grow with the square of
+// the depth, and no walk goes so deep.
 constexpr size_t deepest_shown = 1000;
 
 bool show(output &out, const zu_tvr_node &node, size_t depth,
@@ -41,7 +42,7 @@ bool show(output &out, const zu_tvr_node &node, size_t depth,
   return out.write(std::string(2 * std::min(depth, deepest_shown), ' ') + visible(line) + "\n");
 }
 
-// The library writes its dump to a stream: it is taken from there to be made visible.
+// The library writes its dump to a stream. We collect it there, to make control characters visible.
 bool show_raw(output &out, zu_tvr_tree &tree) {
   char *text = nullptr;
   size_t length = 0;
@@ -50,7 +51,7 @@ bool show_raw(output &out, zu_tvr_tree &tree) {
   zu_tvr_tree_print(stream, 0, &tree);
   if (std::fclose(stream) != 0) throw std::bad_alloc();
   const std::unique_ptr<char, decltype(&std::free)> owned(text, std::free);
-  std::string shown = "\n"; // the newline that the output leaves out
+  std::string shown = "\n"; // the output leaves out the first newline
   for (std::string_view rest(text, length); !rest.empty();) {
     const size_t end = std::min(rest.find('\n'), rest.size());
     const size_t tabs = std::min(rest.find_first_not_of('\t'), end); // its indentation
@@ -71,7 +72,7 @@ int show_tree(const options &asked) {
   const auto ids = node_ids(*tree);
   size_t depth = 0;
   const zu_tvr_node *node = tree->root;
-  while (node != nullptr) { // depth first without recursion: a tree may be as deep as its author likes
+  while (node != nullptr) { // depth first without recursion, as a tree may be very deep
     if (!show(out, *node, depth, ids)) return failed;
     if (node->first_child != nullptr) {
       node = node->first_child;

@@ -7,14 +7,15 @@
 
 namespace tovra {
 
-// As in a data file, without typedefs; a password is "<removed>".
+// The value as in a data file, without typedefs. A password becomes "<removed>".
 nlohmann::ordered_json value_json(zu_do_value *value);
 
-// As it is written, with the end of its line; on one line, or indented by so many blanks. Bytes that are no
-// UTF-8 are replaced, and control characters of Latin-1, which JSON leaves as they are, become \u00HH.
+// The text of a value, with a line end: on one line, or indented by that many blanks. Bytes that are not
+// UTF-8 are replaced. Control characters of Latin-1, which JSON allows, become \u00HH, since they could
+// control a terminal.
 std::string json_text(const nlohmann::ordered_json &value, int indentation = -1);
 
-// For writing: bytes that are no UTF-8 do not fail it.
+// For dump(): bytes that are not UTF-8 are replaced instead of failing it.
 inline constexpr auto replace_bad_utf8 = nlohmann::ordered_json::error_handler_t::replace;
 
 } // namespace tovra
