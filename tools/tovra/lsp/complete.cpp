@@ -1,4 +1,4 @@
-// What can be written at a place: keywords, ops, ids, paths and properties.
+// What may be written at a place: keywords, ops, ids, paths and properties.
 #include "complete.hpp"
 
 #include <algorithm>
@@ -20,13 +20,13 @@ enum item_kind {
   kind_operator = 24
 };
 
-// The place that is completed.
+// The place where something is completed.
 struct place {
   const workspace &in;
   const text &of;
   keyword_line line;
-  const record *at;   // or none
-  std::string before; // of the value, up to the place
+  const record *at;   // or null
+  std::string before; // the part of the value before the place
   size_t offset;
 };
 
@@ -53,14 +53,14 @@ private:
   json made_ = json::array();
 };
 
-// The path of what a URI names, or empty.
+// The path that a URI names, or the empty text.
 std::string path_of(const std::string &uri) {
   const handle<zu_tvr_uri, zu_tvr_uri_delete> made(uri.empty() ? nullptr : zu_tvr_uri_new(uri.c_str()));
   const auto pattern = made ? check::pattern_of(*made) : std::nullopt;
   return pattern ? check::path_of(*pattern) : "";
 }
 
-// What the data says of a path, or none.
+// What is known from the data about a path, or null.
 const check::path_data *data_of(const workspace &in, const std::string &path) {
   if (in.data() == nullptr) return nullptr;
   const auto found = in.data()->paths.find(path);
@@ -74,7 +74,7 @@ std::set<std::string> properties_of(const workspace &in, const std::string &uri)
 
 void add_keywords(const place &at, items &into) {
   const std::string op = at.at != nullptr ? at.at->op : "";
-  for (const bool fitting : {true, false}) { // those that the record's op reads come first
+  for (const bool fitting : {true, false}) { // keywords that the record's op reads come first
     for (size_t i = 0; i < std::size(tvr::keywords); ++i) {
       const auto keyword = static_cast<word>(i);
       if (reads(op, keyword) != fitting) continue;
@@ -92,7 +92,8 @@ void add_ids(const place &at, items &into) {
   }
 }
 
-// The URIs that read a record as the data has it: each key's value is taken from what is in scope.
+// Adds the URIs with which a template reads the records of the data: each key's value is taken from what is
+// in scope.
 void add_data_uris(const place &at, items &into) {
   if (at.in.data() == nullptr) return;
   for (const auto &[path, data] : at.in.data()->paths) {
@@ -104,7 +105,7 @@ void add_data_uris(const place &at, items &into) {
     for (size_t key = uri.find(';'); key != uri.npos; key = uri.find(';', key + 1)) {
       const size_t value = uri.find('=', key) + 1;
       const size_t end = std::min(uri.find('/', value), uri.size());
-      uri.replace(value, end - value, "$"); // the first key of a segment is taken from a record
+      uri.replace(value, end - value, "$"); // the walk fills in the first key of a segment
       key = uri.find('/', value);
       if (key == uri.npos) break;
     }
@@ -115,12 +116,12 @@ void add_data_uris(const place &at, items &into) {
   }
 }
 
-// How a line names the record that an entry of the scope has; empty when that is not known.
+// The URI by which a line names the record of an entry in scope; empty when it is not known.
 std::string name_of(const workspace &in, const check::scope_entry &entry) {
   if (entry.what == in_scope::location) return entry.uri;
   const check::line *line = entry.by->find(word::uri);
   std::string uri = line != nullptr ? check::trimmed(line->value) : "";
-  if (uri.empty()) uri = entry.uri; // of an iteration
+  if (uri.empty()) uri = entry.uri; // an iteration has no URI of its own
   if (entry.what == in_scope::single || uri.find('?') != uri.npos) return uri;
   const check::path_data *data = data_of(in, entry.path);
   if (data == nullptr) return "";
@@ -143,7 +144,7 @@ void add_scope(const place &at, items &into) {
   }
 }
 
-// The lowest number that no property of the record has.
+// The lowest slot number that no property of the record has.
 int free_slot(const record *of) {
   std::set<int> taken;
   if (of == nullptr) return 0;
@@ -182,7 +183,7 @@ void add_place_parts(size_t word, const std::string &uri, const place &at, items
 void add_condition(const place &at, std::string_view word, items &into) {
   if (word.starts_with('$') && at.at != nullptr) {
     for (const check::line *line : at.at->property_lines()) {
-      // NAME:N names it $tvrN.
+      // NAME:N gives the property the name $tvrN.
       const std::string &value = line->value;
       for (size_t colon = value.find(':'); colon != value.npos; colon = value.find(':', colon + 1)) {
         const size_t begin = value.find_last_of(" \t", colon) + 1;
@@ -211,12 +212,12 @@ void add_condition(const place &at, std::string_view word, items &into) {
   for (const auto &[name, about] : operations) into.add(name, kind_operator, about);
 }
 
-// The part of the text before the place that is completed, of the value of that keyword.
+// The word that is completed: the part of the value that the completion replaces.
 span completed_word(const place &at) {
   static constexpr std::string_view blanks = " \t";
   std::string_view ends = blanks;
   if (at.line.keyword == word::cond) ends = " \t()\"";
-  const bool whole = at.at != nullptr && names_id(*at.at, at.line.keyword); // ids may have blanks
+  const bool whole = at.at != nullptr && names_id(*at.at, at.line.keyword); // an id may contain blanks
   const std::string &value = at.before;
   const size_t begin = whole ? value.find_first_not_of(blanks) : value.find_last_of(ends) + 1;
   return {at.offset - value.size() + std::min(begin, value.size()), at.offset};

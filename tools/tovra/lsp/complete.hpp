@@ -1,4 +1,4 @@
-// What can be written at a place.
+// What may be written at a place.
 #pragma once
 
 #include "json.hpp"
@@ -6,7 +6,7 @@
 
 namespace tovra::lsp {
 
-// A list of items, each of which replaces the word that stands there.
+// A list of items; each of them replaces the word at the place.
 json completions_at(const workspace &in, const std::string &path, size_t offset);
 
 } // namespace tovra::lsp

@@ -1,4 +1,5 @@
-// The files of the workspace: open documents as the editor has them, the others as the disk has them.
+// The files of a workspace. The text of an open document comes from the editor, which has changes that are
+// not saved; the texts of other files come from the disk.
 #pragma once
 
 #include <cstdint>
@@ -11,15 +12,15 @@
 
 namespace tovra::lsp {
 
-// How a file is named, whichever way leads to its folder. A link to a file is a file of its own, as it is for
-// the loader.
+// The path by which a file is known, whichever links lead to its folder. A link to a file is a file of its
+// own, as the loader sees it.
 std::string plain_path(const std::string &path);
 
-// The path of a "file:" URI; none of another.
+// The path of a "file:" URI; nullopt for other URIs.
 std::optional<std::string> path_of_uri(const std::string &uri);
 std::string uri_of_path(const std::string &path);
 
-// What shows that a file has changed. None of one that is not there.
+// Shows that a file has changed without reading it. A file that does not exist has the default stamp.
 struct file_stamp {
   int64_t size = -1;
   int64_t written = 0;
@@ -33,23 +34,24 @@ struct document {
   std::string uri; // as the client wrote it
   std::optional<int64_t> version;
   lsp::text text;
-  uint64_t revision; // of all documents, when this one changed last
+  uint64_t revision; // the value of the counter for all documents at its last change
 };
 
 class files : public check::text_source {
 public:
   void open(const std::string &path, document opened);
   void close(const std::string &path);
-  // None when it is not open. Who changes the text says so.
+  // Null when it is not open. After changing its text, call changed().
   document *find(const std::string &path);
   void changed(document &of) { of.revision = ++revision_; }
   const std::map<std::string, document> &documents() const { return documents_; }
 
-  // The URI of an open document as the client writes it.
+  // The URI of a file; for an open document, as the client writes it.
   std::string uri_of(const std::string &path) const;
-  // A file's text, open or not; empty when it cannot be read.
+  // The text of a file, open or not; empty when it cannot be read.
   std::shared_ptr<const text> text_of(const std::string &path) const;
-  // What a check of these directories reads: it is the same as long as that is.
+  // The versions of all files that a check of these directories reads. While it is the same, nothing has to
+  // be checked again.
   using state = std::map<std::string, std::pair<uint64_t, file_stamp>>;
   state state_of(const std::string &directories) const;
 
@@ -57,6 +59,8 @@ public:
   int read(const std::string &file, std::string &text) const override;
 
 private:
+  // A text as it was read from the disk. Every change in the editor leads to a check of all files; those that
+  // are not open are only read again when their stamp has changed.
   struct kept {
     file_stamp stamp;
     std::shared_ptr<const text> read;
@@ -66,7 +70,7 @@ private:
 
   std::map<std::string, document> documents_; // by path
   uint64_t revision_ = 0;
-  mutable std::map<std::string, kept> disk_; // of files that are not open, held to their stamps
+  mutable std::map<std::string, kept> disk_; // texts of files that are not open
 };
 
 } // namespace tovra::lsp

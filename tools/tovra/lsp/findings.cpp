@@ -1,4 +1,4 @@
-// Telling a client what is found, and what is found no longer.
+// Tells the client what has been found, and what is no longer found.
 #include <algorithm>
 
 #include "../output.hpp"
@@ -17,7 +17,7 @@ json diagnostic(const check::finding &found, const range &where) {
           {"message", visible(found.message)}};
 }
 
-// The text of a line, without the blanks around it.
+// The range of a line, without the blanks around its text.
 range line_range(const text &of, int number) {
   const span line = of.loader_line(std::max(number, 1));
   const auto words = words_of(of, line);

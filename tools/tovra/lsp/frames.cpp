@@ -1,4 +1,4 @@
-// Cutting a stream of bytes into messages.
+// Splits a stream of bytes into messages.
 #include "frames.hpp"
 
 #include <algorithm>

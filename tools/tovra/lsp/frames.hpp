@@ -1,4 +1,4 @@
-// Cutting a stream of bytes into messages: header lines, an empty line, and as many bytes as they say.
+// Splits a stream of bytes into messages: header lines, an empty line, and as many bytes as the header says.
 #pragma once
 
 #include <cstdint>
@@ -7,20 +7,20 @@
 
 namespace tovra::lsp {
 
-// A client that says more is answered with an error, and the bytes are left out, not kept.
+// A longer message is answered with an error, and its bytes are skipped, so that they need no memory.
 inline constexpr uint64_t longest_message = uint64_t{64} << 20;
 
 enum class frame_kind {
   none,     // more bytes are needed
-  message,  // whole
-  too_long, // left out
-  broken    // no header of the protocol: where the next message begins is not known
+  message,  // a whole message
+  too_long, // a message that was skipped
+  broken    // no header of the protocol: the start of the next message is not known
 };
 
 class frame_reader {
 public:
   void feed(std::string_view bytes) { bytes_.append(bytes); }
-  // The next message, once it is there.
+  // Gives the next message, if all of it has come.
   frame_kind next(std::string &message);
 
 private:
@@ -30,11 +30,11 @@ private:
   frame_kind leave_out();
 
   std::string bytes_;
-  uint64_t wanted_ = 0; // of the message
+  uint64_t wanted_ = 0; // length of the message
   place at_ = place::header;
 };
 
-// A message as it is sent.
+// The message with its header, as it is sent.
 std::string framed(std::string_view message);
 
 } // namespace tovra::lsp

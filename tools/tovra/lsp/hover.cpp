@@ -1,4 +1,4 @@
-// What an editor shows of a place: meanings, what is in scope, and what a render with the data makes of it.
+// What an editor shows about a place: meanings, what is in scope, and what a render with the data does there.
 #include "hover.hpp"
 
 #include <algorithm>
@@ -12,17 +12,17 @@ namespace {
 
 using kind = check::scope_entry::kind;
 
-constexpr size_t most_shown = explained::most_lines; // also of records, properties
+constexpr size_t most_shown = explained::most_lines; // of lines, and of records and properties too
 
-// Text as Markdown.
+// Collects Markdown.
 class marked {
 public:
-  // A paragraph.
+  // Adds a paragraph.
   void say(const std::string &words) {
     if (!words.empty()) text_ += (text_.empty() ? "" : "\n\n") + words;
   }
   void item(const std::string &words) { text_ += (text_.empty() ? "- " : "\n- ") + words; }
-  // As it stands.
+  // Adds lines that are shown unchanged.
   void show(const std::string &lines) {
     std::string fence = "```";
     while (lines.find(fence) != lines.npos) fence += '`';
@@ -52,7 +52,7 @@ void say_keyword(marked &out, word keyword) {
   out.item("Read in: " + std::string(about.ops));
 }
 
-// How an entry of a scope is called, and who brings it.
+// How an entry in scope is described, with the node that brought it.
 std::string words_of(const check::scope_entry &entry) {
   const check::line *uri = entry.by->find(word::uri);
   const std::string read = uri != nullptr ? check::trimmed(uri->value) : entry.uri;

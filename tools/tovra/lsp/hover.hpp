@@ -1,4 +1,4 @@
-// What an editor shows of the place under the pointer.
+// What an editor shows about the place under the pointer.
 #pragma once
 
 #include "json.hpp"
@@ -6,7 +6,7 @@
 
 namespace tovra::lsp {
 
-// Null when there is nothing to say.
+// Null when there is nothing to show.
 json hover_at(workspace &in, const std::string &path, size_t offset);
 
 } // namespace tovra::lsp

@@ -1,4 +1,4 @@
-// Places as the protocol writes them.
+// Converts places to the protocol's JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -20,7 +20,7 @@ namespace {
 
 using lsp::frame_kind;
 
-// A render for an editor that waits is given up after that.
+// A render is stopped after this time: the person at the editor waits for it.
 constexpr int render_seconds = 10;
 
 process_request explain_node(const std::string &id, const std::string &directories, const std::string &data,
@@ -38,6 +38,8 @@ void write_message(const lsp::json &message) {
   write_all(STDOUT_FILENO, lsp::framed(message.dump(-1, ' ', false, replace_bad_utf8)));
 }
 
+// Reads messages and answers them, one by one on one thread. What may take seconds, a render, runs in another
+// process: the stream waits for it and for the next message at the same time.
 class stream {
 public:
   explicit stream(lsp::server &server) : server_(server) {}
@@ -52,7 +54,8 @@ public:
         }
         if (at_end_) break;
       }
-      // What has come is read first: a later message may cancel an earlier one.
+      // All input that has come is read before a message is answered: a later message may cancel an earlier
+      // one.
       if (!at_end_ && (waiting_.empty() || has_input())) read_some();
       if (waiting_.empty()) continue;
       const std::string message = std::move(waiting_.front());
@@ -68,7 +71,7 @@ private:
     return poll(&input, 1, 0) > 0;
   }
 
-  // True: a render that a request waits for has ended, before there was input.
+  // Waits for input, or for the end of a render that a request needs. True when the render has ended first.
   bool wait_for_render() {
     if (!server_.has_deferred()) return false;
     std::vector<pollfd> all = {{at_end_ ? -1 : STDIN_FILENO, POLLIN, 0}};

@@ -1,4 +1,4 @@
-// What keywords and ops mean.
+// The meanings of keywords and ops.
 #include "meanings.hpp"
 
 #include <iterator>
@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char *every_op = "every record";
 
-// In the order of the keywords.
+// In the order of `word`.
 constexpr keyword_meaning keywords[] = {
     {"Begins a record.", "the id of its node", every_op},
     {"Hangs the node below another one; without it the node stands at the top.", "the id of that node",
@@ -37,7 +37,7 @@ constexpr keyword_meaning keywords[] = {
 };
 static_assert(std::size(keywords) == static_cast<size_t>(tvr::word::none));
 
-// In the order of the ops.
+// In the order of `tvr::ops`.
 constexpr const char *ops[] = {
     "Does nothing: holds an outline together. Its children are walked once.",
     "Walks another node, the one that `Dest:` names, one level deeper. It has no children.",

@@ -1,4 +1,4 @@
-// What keywords and ops mean, in a sentence each.
+// The meanings of keywords and ops, in one sentence each.
 #pragma once
 
 #include <string_view>
@@ -9,12 +9,12 @@ namespace tovra::lsp {
 
 struct keyword_meaning {
   const char *what;
-  const char *value; // what stands behind the keyword
-  const char *ops;   // of the records that read it
+  const char *value; // what comes after the keyword
+  const char *ops;   // the ops of records that read it
 };
 
-const keyword_meaning &meaning_of(tvr::word keyword); // not none
-const char *meaning_of_op(std::string_view op);       // none of what is no op
+const keyword_meaning &meaning_of(tvr::word keyword); // not for `none`
+const char *meaning_of_op(std::string_view op);       // null when it is not an op
 bool reads(std::string_view op, tvr::word keyword);
 
 } // namespace tovra::lsp

@@ -1,4 +1,4 @@
-// Going from one place of the templates to another.
+// Finds the way from one place of the templates to another.
 #include "navigate.hpp"
 
 #include <algorithm>
@@ -22,14 +22,14 @@ symbol_kind kind_of(const record &record) {
   return record.is("print_if") ? kind_function : kind_namespace;
 }
 
-// What tells a node apart: what it prints, reads or walks.
+// What makes a node different from others: what it prints, reads or walks.
 std::string detail_of(const record &record) {
   const check::line *uri = record.find(word::uri);
   if (record.is("print_if") || record.is("push_mode")) return record.op + " " + record.format;
   return uri != nullptr ? record.op + " " + check::trimmed(uri->value) : record.op;
 }
 
-// Its "Cmd:" value, in the file.
+// The range of its "Cmd:" value in the file.
 span name_of(const workspace &in, const record &record) {
   const auto of = in.files().text_of(record.file);
   const auto words = words_of(*of, keyword_line_at(*of, record.number).value);
@@ -40,7 +40,7 @@ json place_of(const workspace &in, const record &record) {
   return location_json(in.files(), record.file, name_of(in, record));
 }
 
-// Nodes below nodes below nodes: editors show no more of them.
+// Editors show no outline that is nested more deeply.
 constexpr size_t deepest = 40;
 
 struct outline_node {
@@ -113,7 +113,7 @@ json outline_of(const workspace &in, const std::string &path) {
   const auto &records = in.records_of(path);
   std::vector<outline_node> nodes;
   std::vector<size_t> tops;
-  std::map<std::string, size_t> known; // a parent stands above: so none is its own ancestor
+  std::map<std::string, size_t> known; // only nodes above: so none is its own ancestor
   for (const record *record : records) {
     if (record->id.empty()) continue;
     outline_node node{record, {}, {of->loader_line(record->number).begin, 0}, 0};
@@ -125,7 +125,7 @@ json outline_of(const workspace &in, const std::string &path) {
     known.emplace(record->id, nodes.size());
     nodes.push_back(std::move(node));
   }
-  for (size_t at = nodes.size(); at-- > 0;) { // what is nested lies in the range of what it is nested in
+  for (size_t at = nodes.size(); at-- > 0;) { // the range of a node includes those of the nodes below it
     for (const size_t child : nodes[at].below) {
       nodes[at].whole.end = std::max(nodes[at].whole.end, nodes[child].whole.end);
     }

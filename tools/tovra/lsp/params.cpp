@@ -1,4 +1,4 @@
-// What requests are about.
+// Reads the parameters of requests.
 #include "params.hpp"
 
 namespace tovra::lsp {

@@ -1,4 +1,4 @@
-// What requests are about, read from their parameters; what is wrong with those is answered with an error.
+// Reads the parameters of requests. Wrong parameters are answered with an error.
 #pragma once
 
 #include <stdexcept>
@@ -18,14 +18,14 @@ enum error_code {
   request_failed = -32803
 };
 
-// A request that is answered with an error.
+// Thrown to answer a request with an error.
 struct refusal : std::runtime_error {
   refusal(error_code why, const std::string &message) : std::runtime_error(message), code(why) {}
   error_code code;
 };
 
 position position_in(const json &at);
-std::string uri_in(const json &params); // of their document
+std::string uri_in(const json &params); // of the document
 std::string path_in(const json &params);
 std::optional<int64_t> version_in(const json &document);
 

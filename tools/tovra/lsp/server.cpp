@@ -1,4 +1,4 @@
-// The language server's side of the protocol.
+// The protocol, as the language server speaks it.
 #include "server.hpp"
 
 #include <utility>
@@ -16,7 +16,7 @@ bool is_id(const json &id) {
 json capabilities() {
   return {
       {"positionEncoding", "utf-16"},
-      {"textDocumentSync", {{"openClose", true}, {"change", 2}, {"save", true}}}, // 2: by ranges
+      {"textDocumentSync", {{"openClose", true}, {"change", 2}, {"save", true}}}, // 2: changes come as ranges
       {"completionProvider", {{"triggerCharacters", {" ", "$", "("}}}},
       {"hoverProvider", true},
       {"definitionProvider", true},
@@ -58,7 +58,7 @@ void server::take(const std::string &message) {
   const json id = parsed.value("id", json()), method = parsed.value("method", json());
   const bool is_answer =
       !parsed.contains("method") && (parsed.contains("result") || parsed.contains("error"));
-  if (is_answer) return; // nothing is asked of clients
+  if (is_answer) return; // the server asks clients nothing, so it needs no answers
   if (!method.is_string() || (parsed.contains("id") && !is_id(id))) {
     return send_error(is_id(id) ? id : json(), invalid_request, "the message is no request");
   }
@@ -113,10 +113,10 @@ void server::take_notification(const std::string &method, const json &params) {
     state_ = state::ended;
   } else if (method == "$/cancelRequest") {
     const json id = params.is_object() ? params.value("id", json()) : json();
-    canceled_.erase(id); // what it canceled stood before it
+    canceled_.erase(id); // the request came before this message, so the id may be used again
     const auto of_it = [&id](const request &each) { return each.id == id; };
     if (std::erase_if(deferred_, of_it) == 0) return;
-    session_.end_renders(); // others that wait begin theirs again
+    session_.end_renders(); // other requests that wait begin their renders again
     send_error(id, request_canceled, "canceled");
   } else if (state_ == state::running) {
     if (method.find("/did") != method.npos) drop_deferred(content_modified, "the templates have changed");

@@ -1,4 +1,4 @@
-// The language server's side of the protocol: requests and notifications in their order, from the first
+// The protocol, as the language server speaks it: requests and notifications in their order, from the first
 // message to the exit.
 #pragma once
 
@@ -11,13 +11,16 @@ public:
   server(const settings &given, sender send, explainer explain)
       : send_(send), session_(given, std::move(send), std::move(explain)) {}
 
-  // A message as the stream has it. Those that still wait are looked at before, for what they cancel.
+  // Answers a message. note_waiting() is called earlier, when a message has just come: it may cancel one that
+  // is still waiting.
   void take(const std::string &message);
   void note_waiting(const std::string &message);
-  void refuse(const char *why); // a message that was not even read
-  // Nothing waits: what has been found since the last time is told.
+  void refuse(const char *why); // answers a message that could not be read
+  // Called when no message is waiting: then findings are sent that the client does not have yet. While
+  // someone types, messages wait, and a check in between would be out of date at once.
   void rest();
-  // Requests that wait for a render do not hold up others: they are answered once it has ended.
+  // A request may need a render, which takes seconds. It is set aside so that others are answered meanwhile,
+  // and resume() asks again when the render has ended.
   bool has_deferred() const { return !deferred_.empty(); }
   std::vector<const running_process *> running() const { return session_.running(); }
   void resume();
@@ -43,7 +46,7 @@ private:
   const sender send_;
   session session_;
   state state_ = state::fresh;
-  int status_ = failed; // of an end without a shutdown
+  int status_ = failed; // the exit status of an end without a shutdown request
   std::set<json> canceled_;
   std::vector<request> deferred_;
 };

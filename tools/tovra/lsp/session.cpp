@@ -1,4 +1,4 @@
-// What a client has opened and set, and the answers to what it asks.
+// The documents and settings of a client, and the answers to its requests.
 #include "session.hpp"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ std::string folder_of(const std::string &path) {
   return fs::path(path).parent_path().string();
 }
 
-// Each part with what is done to it; the same separator.
+// Applies `made` to each part, and joins the results with the same separator.
 template <class Do>
 std::string each_directory(const std::string &directories, const Do &made) {
   std::string all;
@@ -32,7 +32,7 @@ std::string each_directory(const std::string &directories, const Do &made) {
   return all;
 }
 
-// The directories as a text, however the client writes them.
+// The directories as one text; clients may also send an array.
 std::string directories_in(const json &given) {
   if (!given.is_array()) return given.get<std::string>();
   std::string all;
@@ -97,7 +97,7 @@ void session::set_up() {
   groups_.clear();
   std::optional<std::string> directories = asked_.templates ? asked_.templates : given_.templates;
   if (!directories) {
-    const kept_lines said; // that there are none: each file is then checked with those of its folder
+    const kept_lines said; // no directories: each file is then checked with its own folder
     directories = template_directories(std::nullopt);
   }
   configured_ =
@@ -106,8 +106,8 @@ void session::set_up() {
   for (const auto &[path, document] : files_.documents()) group_of(path);
 }
 
-// Of a file of the configured directories, or of no file, the configured ones; of another those of its
-// folder.
+// The group of a file. Files of the configured directories (and the empty path) belong to their group;
+// another file belongs to the group of its own folder.
 session::group &session::group_of(const std::string &path) {
   const std::string folder = folder_of(path);
   const bool is_configured =
@@ -150,7 +150,7 @@ void session::take(const std::string &method, const json &params) {
       if (!given.is_object() || !given.contains("tovra")) return;
       take_settings(given["tovra"]);
       set_up();
-    } // others tell what a look at the files finds out
+    } // other notifications are not needed: changed files are found by their stamps
   } catch (const refusal &wrong) {
     show(weight_error, "tovra: " + method + ": " + wrong.what());
   } catch (const json::exception &wrong) {
@@ -181,7 +181,7 @@ void session::change(const json &params) {
   files_.changed(*open);
 }
 
-// A folder that was checked for its open files alone is checked no longer without one.
+// When the last open file of such a folder is closed, the folder is no longer checked.
 void session::close(const json &params) {
   const std::string path = path_in(params);
   files_.close(path);

@@ -1,4 +1,4 @@
-// What a client has opened and set, and the answers to what it asks.
+// The documents and settings of a client, and the answers to its requests.
 #pragma once
 
 #include <functional>
@@ -14,29 +14,31 @@ using sender = std::function<void(const json &message)>;
 
 enum message_weight { weight_error = 1, weight_warning = 2 };
 
-// What is checked. Paths that are not absolute begin at the client's root.
+// The templates and data that are checked. Relative paths start at the client's root.
 struct settings {
   std::optional<std::string> templates; // directories, separated by ':'
   std::string data;
   std::vector<std::string> classes = {}; // files
 };
 
+// All that is known of one client. Its files belong to groups: the configured directories are a group, and so
+// is the folder of any other open file, since a template can only be checked together with its whole tree.
 class session {
 public:
   session(settings given, sender send, explainer explain)
       : given_(std::move(given)), send_(std::move(send)), explain_(std::move(explain)) {}
 
-  void begin(const json &params); // of the client's "initialize"
+  void begin(const json &params); // parameters of the client's "initialize"
   json answer(const std::string &method, const json &params);
-  void take(const std::string &method, const json &params); // a notification
-  // Checks what has changed, and tells the findings that the client does not have.
+  void take(const std::string &method, const json &params); // takes a notification
+  // Checks what has changed, and sends the findings that the client does not have.
   void publish();
-  // The renders that requests wait for, and their end when none does any more.
+  // The renders for which requests wait. They are ended when no request waits any more.
   std::vector<const running_process *> running() const;
   void end_renders();
 
 private:
-  // What the client has of a file.
+  // What the client was told about a file.
   struct published {
     std::vector<json> diagnostics;
     std::optional<int64_t> version;
@@ -44,8 +46,8 @@ private:
   };
   struct group {
     std::unique_ptr<workspace> of;
-    std::map<std::string, published> findings; // as of its last check, by path
-    std::set<std::string> remarks;             // on no file
+    std::map<std::string, published> findings; // by path, as of the last check
+    std::set<std::string> remarks;             // about no file of the group
   };
   struct place {
     workspace &in;
@@ -78,13 +80,13 @@ private:
   json nodes(const json &params);
   json formatted(const json &params);
 
-  const settings given_; // on the command line
+  const settings given_; // from the command line
   const sender send_;
   const explainer explain_;
   std::string root_;
-  settings asked_; // by the client, which goes before
+  settings asked_; // from the client: they are used before the others
   files files_;
-  std::string configured_;              // the directories that are set, or empty
+  std::string configured_;              // the configured directories, or empty
   std::map<std::string, group> groups_; // by their directories
   std::map<std::string, published> published_;
   std::set<std::string> shown_;

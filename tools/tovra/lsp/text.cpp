@@ -1,4 +1,4 @@
-// A text as the protocol counts it.
+// A text with the protocol's positions.
 #include "text.hpp"
 
 #include <algorithm>
@@ -7,7 +7,8 @@ namespace tovra::lsp {
 
 namespace {
 
-// The bytes of the character at the start of a text, which is not empty; a byte that begins none is one.
+// The length in bytes of the first character of a text that is not empty; 1 for a byte that begins no
+// character.
 size_t length_of(std::string_view at) {
   const auto lead = static_cast<unsigned char>(at[0]);
   const size_t wanted = lead < 0xc2 ? 1 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : lead < 0xf5 ? 4 : 1;
@@ -95,7 +96,7 @@ std::optional<change> change_between(const text &before, const std::string &afte
   const auto middle = old.begin() + static_cast<std::ptrdiff_t>(most);
   auto begin = static_cast<size_t>(std::mismatch(old.begin(), middle, after.begin()).first - old.begin());
   begin = begin == 0 ? 0 : old.rfind('\n', begin - 1) + 1;
-  size_t same = 0; // at the end
+  size_t same = 0; // number of equal bytes at the end
   while (same < most - begin && old[old.size() - same - 1] == after[after.size() - same - 1]) ++same;
   const size_t line = old.find('\n', old.size() - same);
   const size_t kept = same == 0 || line == old.npos ? 0 : old.size() - line - 1;

@@ -1,4 +1,4 @@
-// A text as the protocol counts it: lines from 0, and in a line units of UTF-16.
+// A text with the protocol's positions: lines from 0, and in a line units of UTF-16.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ struct range {
   position end;
 };
 
-// Bytes of a text.
+// A part of a text, in bytes.
 struct span {
   size_t begin = 0;
   size_t end = 0;
@@ -31,13 +31,13 @@ public:
   explicit text(std::string bytes);
 
   const std::string &bytes() const { return bytes_; }
-  // What is beyond a line is its end, and what is beyond the text is that of the text.
+  // A position beyond the end of a line is the end of the line; one beyond the text is its end.
   size_t offset_of(position at) const;
   position position_of(size_t offset) const;
   range range_of(span bytes) const { return {position_of(bytes.begin), position_of(bytes.end)}; }
   void replace(const range &where, std::string_view with);
 
-  // The lines as the loader counts them: from 1, ended by LF alone. The span is without the line's end.
+  // A line as the loader counts: from 1, and only LF ends a line. The span does not contain the line end.
   span loader_line(int number) const;
   int loader_line_at(size_t offset) const;
 
@@ -45,11 +45,11 @@ private:
   void find_lines();
 
   std::string bytes_;
-  std::vector<size_t> starts_;        // of lines, which end with LF, CR LF or CR
+  std::vector<size_t> starts_;        // of lines that end with LF, CR LF or CR
   std::vector<size_t> loader_starts_; // of lines that end with LF
 };
 
-// One change of whole lines that makes a text of another; none when they are the same.
+// The change of whole lines that makes one text from the other; nullopt when they are equal.
 struct change {
   range where;
   std::string with;

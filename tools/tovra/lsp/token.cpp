@@ -1,4 +1,4 @@
-// What stands at a place of a template file, and what else has to do with it.
+// Finds the token at a place of a template file, and the places that have to do with it.
 #include "token.hpp"
 
 #include <algorithm>
@@ -23,7 +23,7 @@ bool covers(span part, size_t offset) {
   return part.begin <= offset && offset <= part.end;
 }
 
-// The token of a line of properties: its URI, or the name of a property.
+// Takes the token of a line of properties: its URI, or the name of a property.
 void take_property_token(token &made, const text &of, span value, size_t offset) {
   const auto words = words_of(of, value);
   for (size_t i = 0; i < words.size(); ++i) {

@@ -1,4 +1,4 @@
-// What stands at a place of a template file.
+// The token at a place of a template file.
 #pragma once
 
 #include "../handles.hpp"
@@ -17,27 +17,27 @@ enum class token_kind {
 
 struct token {
   token_kind kind = token_kind::other;
-  std::string text; // of the property its name alone
+  std::string text; // of a property only its name
   span where;       // of the text, in the file
   word keyword = word::none;
-  std::string value;          // of the line, as it stands
-  const record *in = nullptr; // the record that the line belongs to
+  std::string value;          // the whole value of the line
+  const record *in = nullptr; // the record of the line
 };
 
-// The keyword of a line of a text, and where its value begins.
+// A line of a text, split into keyword and value.
 struct keyword_line {
   word keyword = word::none;
-  span name;  // the keyword; without one the line's first word
+  span name;  // the keyword, or the first word of a line without one
   span value; // to the end of the line
 };
 keyword_line keyword_line_at(const text &of, int line);
 
-// The words of a part of a text, parted by blanks.
+// The words of a part of a text, separated by blanks.
 std::vector<span> words_of(const text &of, span part);
 
 token token_at(const workspace &in, const std::string &path, size_t offset);
 
-// Whether a line of a record names a node with its value.
+// True when the value of that keyword is the id of a node.
 bool names_id(const record &record, word keyword);
 
 struct occurrence {
@@ -46,10 +46,10 @@ struct occurrence {
   const record *in;
   bool definition;
 };
-// Where an id is defined and named, file by file.
+// All places where an id is defined or named, file by file.
 std::vector<occurrence> occurrences_of(const workspace &in, const std::string &id);
 
-// The records that put what a URI names into scope for a node, on any way to it.
+// The records that put the record of a URI into scope for a node, on any way to the node.
 std::vector<const record *> readers_of(const workspace &in, const record &node, const std::string &uri);
 
 } // namespace tovra::lsp

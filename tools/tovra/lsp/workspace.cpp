@@ -1,4 +1,4 @@
-// Templates that belong together.
+// Checks and renders templates that belong together.
 #include "workspace.hpp"
 
 #include <algorithm>
@@ -27,11 +27,12 @@ namespace {
 
 bool is_saved(const std::string &path, const std::string &text) {
   std::error_code failure;
-  std::string saved; // of a pipe nothing is read
+  std::string saved; // a pipe is not read
   return fs::is_regular_file(path, failure) && check::text_source().read(path, saved) == 0 && saved == text;
 }
 
-// The templates as the editor has them: folders with links to the files, and the texts of those that differ.
+// A render reads files, so unsaved texts are written to a temporary folder, with links to all other files.
+// When everything is saved, the real directories are used.
 class unsaved_templates {
 public:
   unsaved_templates(const std::string &directories, const files &all) : given_(directories) {
@@ -91,7 +92,7 @@ private:
 
 } // namespace
 
-// A render that runs, and what it reads.
+// A render that is running, and the files that it reads.
 struct workspace::render {
   render(const workspace &of, std::string node)
       : id(std::move(node)), templates(of.directories_, of.files_),
@@ -118,7 +119,7 @@ std::vector<file_stamp> workspace::stamps_of_data() const {
 }
 
 void workspace::read_data() {
-  const kept_lines said; // why it cannot be read
+  const kept_lines said; // reasons why it cannot be read
   data_fault_.clear();
   std::error_code failure;
   if (fs::exists(data_path_, failure) && !fs::is_regular_file(data_path_, failure)) {
@@ -163,7 +164,8 @@ const record *workspace::record_at(const std::string &file, int line) const {
   return after != all.begin() ? after[-1] : nullptr;
 }
 
-// A text with the files of the directories called by their names alone: a folder may be one of unsaved texts.
+// Removes the directories from the paths in a text: they may be temporary ones, which mean nothing to the
+// user.
 static std::string with_plain_names(std::string text, const std::string &directories) {
   std::istringstream list(directories);
   for (std::string folder; std::getline(list, folder, ':');) {
@@ -197,7 +199,7 @@ void workspace::end_render() {
   running_.reset();
 }
 
-// Of the render that has ended what it gave.
+// Takes the results of a render that has ended.
 void workspace::take_render() {
   const std::unique_ptr<render> ended = std::move(running_);
   process_outcome got = ended->process.end();
@@ -209,7 +211,7 @@ void workspace::take_render() {
   const std::string directories = ended->templates.directories();
   made.failure = with_plain_names(std::move(got.error), directories);
   std::istringstream lines(got.output);
-  for (std::string line; std::getline(lines, line);) { // a JSON object each
+  for (std::string line; std::getline(lines, line);) { // each line is a JSON object
     const json visit = json::parse(line, nullptr, false);
     if (visit.is_object()) take_visit(visit, directories, made);
   }
