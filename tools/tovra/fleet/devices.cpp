@@ -1,4 +1,4 @@
-// The devices of a source.
+// Lists the devices of a source.
 #include "devices.hpp"
 
 #include <algorithm>
@@ -48,7 +48,7 @@ bool is_among(const fs::path &file, const std::vector<std::string> &files) {
                      [&](const std::string &other) { return fs::equivalent(file, other, none); });
 }
 
-// What the name of a device's file ends with.
+// The endings of names of device files.
 std::vector<std::string> endings_of(const std::string &source) {
   return is_yang(source) ? std::vector<std::string>{".json", ".xml"}
                          : std::vector<std::string>{".json", ".yaml", ".yml"};
@@ -58,7 +58,7 @@ std::string folder_of(const std::string &source) {
   return is_yang(source) ? source.substr(yang_scheme.size()) : source;
 }
 
-// Files that are hidden belong to editors.
+// Hidden files are left out: they belong to editors.
 std::optional<std::vector<device>> of_folder(const std::string &source,
                                              const std::vector<std::string> &classes) {
   std::vector<device> found;

@@ -1,4 +1,4 @@
-// The devices of a source.
+// Lists the devices of a source.
 #pragma once
 
 #include <optional>
@@ -9,11 +9,11 @@ namespace tovra::fleet {
 
 struct device {
   std::string name;
-  std::string data; // what `--data` of its render is
+  std::string data; // the value of `--data` for its render
 };
 
-// By name: of a database of devices, or of a folder with a data file each, but for those files of classes.
-// None after a failure, which is said; no two have one name.
+// The devices by name: of a database, or of a folder that has a data file for each (files of classes are left
+// out). Nullopt after a failure, which has been reported; names are unique.
 std::optional<std::vector<device>> devices_of(const std::string &source,
                                               const std::vector<std::string> &classes);
 

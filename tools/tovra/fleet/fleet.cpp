@@ -1,4 +1,4 @@
-// `tovra fleet`: all devices of a source, rendered on several threads.
+// `tovra fleet`: renders all devices of a source, on several threads.
 #include <algorithm>
 #include <atomic>
 #include <fnmatch.h>
@@ -31,14 +31,14 @@ using fleet::device;
 using fleet::outcome;
 
 struct fleet_options {
-  options render; // of each device, but for its data
+  options render; // for each device, without its data
   std::string out;
-  std::vector<std::string> patterns; // of the devices that are rendered; none: all
+  std::vector<std::string> patterns; // of the devices to render; empty: all of them
   unsigned jobs = 0;
   bool remove = false;
   bool json = false;
-  std::string queue; // empty: all work is this program's
-  int idle = 60;     // seconds after which a worker of the queue is taken for dead
+  std::string queue; // empty: this program does all the work
+  int idle = 60;     // seconds after which a silent worker of the queue is taken for dead
 };
 
 bool is_asked(const std::string &name, const std::vector<std::string> &patterns) {
@@ -47,7 +47,7 @@ bool is_asked(const std::string &name, const std::vector<std::string> &patterns)
          });
 }
 
-// Those that are asked for; none when a pattern fits no device, which is said.
+// The devices that are asked for; nullopt when a pattern matches none, which has been reported.
 std::optional<std::vector<device>> asked_of(const std::vector<device> &all, const fleet_options &asked) {
   for (const std::string &pattern : asked.patterns) {
     std::set<std::string> names;
@@ -67,9 +67,9 @@ std::optional<std::vector<device>> asked_of(const std::vector<device> &all, cons
 struct report {
   size_t devices = 0, unchanged = 0;
   std::vector<std::string> changed, failed;
-  std::vector<std::string> gone; // have a text, and are in the source no longer
-  bool removed = false;          // so that they have none any more
-  bool part = false;             // of a run that another worker ended
+  std::vector<std::string> gone; // devices that have a text, but are not in the source any more
+  bool removed = false;          // the texts of those were removed
+  bool part = false;             // another worker ended the run, so this is only a part of it
 
   void add(const std::string &device, outcome made) {
     ++devices;
@@ -99,7 +99,8 @@ report render_all(const std::vector<device> &devices, const fleet_options &asked
   return made;
 }
 
-// A worker of a queue: takes devices from it until the run is over, on each thread.
+// A worker of a queue. One machine may be too slow for a large network, so several programs share a run: on
+// each thread, this one takes devices from the queue until the run is over.
 class shared_work {
 public:
   shared_work(const std::vector<device> &devices, const fleet_options &asked, preparation &prepared,
@@ -112,7 +113,7 @@ public:
     for (const device &one : devices) devices_.emplace(one.name, one);
   }
 
-  // None after a failure of the queue, which is said.
+  // Nullopt after a failure of the queue, which has been reported.
   std::optional<report> render() {
     std::string id;
     const bool begun = fleet::reported(about(), [&] {
@@ -173,7 +174,7 @@ private:
     return made;
   }
 
-  static constexpr std::string_view words[] = {"changed", "unchanged", "failed"}; // as outcome has them
+  static constexpr std::string_view words[] = {"changed", "unchanged", "failed"}; // in the order of `outcome`
 
   const fleet_options &asked_;
   preparation &prepared_;
@@ -181,12 +182,12 @@ private:
   std::string run_;
   std::map<std::string, device> devices_;
   std::mutex lock_;
-  report made_;                              // by this worker
-  std::optional<fleet::queue::results> all_; // when it did the last one
+  report made_;                              // of this worker
+  std::optional<fleet::queue::results> all_; // of all workers, if this one did the last device
 };
 
-// Those of devices that are asked for, and which the source does not have. None after a failure, which is
-// said.
+// The devices that are asked for, have a text, and are not in the source. Nullopt after a failure, which has
+// been reported.
 std::optional<std::vector<std::string>> find_gone(const std::vector<device> &all, const fleet_options &asked,
                                                   fleet::texts &in) {
   std::set<std::string> names;

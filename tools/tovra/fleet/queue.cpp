@@ -1,4 +1,4 @@
-// The work of a fleet in Redis: what the server does by itself is left to it.
+// The work of a fleet in Redis. The server hands out entries and keeps account of them; we only ask it to.
 #include "queue.hpp"
 
 #include <utility>
@@ -9,11 +9,12 @@ namespace tovra::fleet {
 
 namespace {
 
-constexpr char wait_for_work[] = "200"; // milliseconds, after which what others left is looked for
-// A run on which nobody works goes away after this time, so that the next one begins anew.
+constexpr char wait_for_work[] = "200"; // milliseconds; then we look for work that others left
+// A run without any activity is deleted after this time, so that the next one starts from the beginning.
 constexpr char forgotten_after[] = "3600"; // seconds
 
-// Scripts, as the server runs each alone. KEYS: the stream, the results, the run that ended last.
+// The server runs a script without interruption, so no worker sees a half-begun or half-ended run. KEYS: the
+// stream, the results, the run that ended last.
 constexpr char begin_script[] = R"(
 if redis.call('EXISTS', KEYS[1]) == 0 then
   for i = 2, #ARGV do redis.call('XADD', KEYS[1], '*', 'device', ARGV[i]) end
@@ -22,8 +23,9 @@ if redis.call('EXISTS', KEYS[1]) == 0 then
   redis.call('EXPIRE', KEYS[1], ARGV[1])
 end
 return redis.call('XRANGE', KEYS[1], '-', '+', 'COUNT', 1)[1][1])";
-// The results of a run that is at its end with this one, or the next entry: a round trip costs what a small
-// device does. An entry that another worker acknowledged before, maybe in a run that is over, has its result.
+// Returns the results of the run if this was its last device, otherwise the next entry: one round trip fewer,
+// which takes as long as rendering a small device. If another worker has acknowledged the entry before,
+// perhaps even in an earlier run, its result counts and this one is dropped.
 constexpr char finish_script[] = R"(
 local function next_entry()
   local found = redis.pcall('XREADGROUP', 'GROUP', 'fleet', ARGV[5], 'COUNT', 1, 'STREAMS', KEYS[1], '>')
@@ -48,7 +50,7 @@ zu_redis::address address_of(const std::string &place) {
   return zu_redis::read_place(place).at;
 }
 
-// Of `[[id, [field, value]]]`.
+// Reads `[[id, [field, value]]]`.
 std::optional<queue::task> first_task(zu_redis::value entries) {
   if (entries.size() == 0 || entries[0].size() != 2 || entries[0][1].size() != 2) return std::nullopt;
   return queue::task{std::string(entries[0][0].text()), std::string(entries[0][1][1].text())};
@@ -62,7 +64,8 @@ queue::queue(const std::string &place, const std::string &run, std::chrono::seco
       worker_(std::move(worker)) {}
 
 std::string queue::begin(const std::vector<std::string> &devices) {
-  // A server that wants a password calls a long command garbled.
+  // The short command comes first: a server that wants a password answers it clearly, but a long command with
+  // nonsense.
   std::vector<zu_redis::command> asked = {
       {"EXISTS", work_}, {"EVAL", begin_script, "3", work_, results_, ended_, forgotten_after}};
   asked[1].insert(asked[1].end(), devices.begin(), devices.end());
@@ -72,7 +75,7 @@ std::string queue::begin(const std::vector<std::string> &devices) {
   return std::string(told[1].text());
 }
 
-// Whether it came to its end; throws when it is gone without that.
+// True when the run has come to its end. Throws when it has disappeared before that.
 bool queue::is_over(const std::string &run) {
   if (to_.ask({"EXISTS", work_}).number() != 0) return false;
   if (to_.ask({"GET", ended_}).text() == run) return true;
@@ -89,7 +92,7 @@ std::optional<queue::task> queue::take(const std::string &run) {
       const auto told = to_.ask_all({*asked});
       const zu_redis::value answer = told.front();
       if (answer.is(zu_redis::value::kind::error)) {
-        if (is_over(run)) return std::nullopt; // there is no such stream
+        if (is_over(run)) return std::nullopt; // the stream is gone
         throw store::source_failure{ZU_FAILED, std::string(answer.text())};
       }
       auto found = asked == &left      ? first_task(answer[1])

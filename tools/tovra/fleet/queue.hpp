@@ -1,4 +1,4 @@
-// The work of a fleet, shared by programs on any machine.
+// The work of a fleet, shared by programs on any number of machines.
 #pragma once
 
 #include <chrono>
@@ -11,10 +11,11 @@
 
 namespace tovra::fleet {
 
-// A run is a stream in Redis with an entry a device, and its consumer group hands the entries out: each to
-// one worker, again to another one when that worker says nothing for too long, until it is acknowledged.
-// Results stand in a hash beside it. The run begins with the stream and ends with it, once all has a result.
-// Each thread has a queue of its own. All functions throw store::source_failure or std::bad_alloc.
+// A worker may die in the middle of a device, and its work must not be lost. A run is a stream in Redis with
+// an entry for each device. The stream's consumer group gives each entry to one worker, and to another one
+// when that worker has been silent for too long, until somebody acknowledges it. Results are in a hash beside
+// the stream. The run begins with the stream and ends with it, when every device has a result. Each thread
+// has a queue object of its own. All functions throw store::source_failure or std::bad_alloc.
 class queue {
 public:
   struct task {
@@ -23,15 +24,15 @@ public:
   };
   using results = std::map<std::string, std::string>; // by device
 
-  // Runs of other commands have another `run`.
+  // Other commands have another `run`, so that their work is not mixed with ours.
   queue(const std::string &place, const std::string &run, std::chrono::seconds idle, std::string worker);
 
-  // Begins a run with these devices, unless one is going on, which is joined: the id of the run.
+  // Begins a run with these devices, or joins the one that is going on. Returns the id of the run.
   std::string begin(const std::vector<std::string> &devices);
-  // Waits for a device; none: the run is over.
+  // Waits for a device; nullopt: the run is over.
   std::optional<task> take(const std::string &run);
-  // Acknowledges it, and asks for the next, which take() gives: the results of the whole run, when this was
-  // the last one.
+  // Acknowledges a device, and asks for the next one, which take() then returns. Returns the results of the
+  // whole run if this was the last device.
   std::optional<results> finish(const task &of, std::string_view result);
 
 private:

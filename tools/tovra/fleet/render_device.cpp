@@ -1,4 +1,4 @@
-// One device of a fleet: rendered, and its text put where it belongs.
+// Renders one device of a fleet and stores its text.
 #include "render_device.hpp"
 
 #include <mutex>
@@ -28,7 +28,7 @@ outcome render_device(const device &one, const options &asked, preparation &prep
     made = render(one, asked, prepared, to);
     told = said.text();
   }
-  static std::mutex telling; // lines of one device stand together
+  static std::mutex telling; // keeps the lines of one device together
   const std::lock_guard alone(telling);
   say_lines(told, one.name + ": ");
   return made;

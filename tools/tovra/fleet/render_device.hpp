@@ -1,4 +1,4 @@
-// One device of a fleet: rendered, and its text put where it belongs.
+// Renders one device of a fleet and stores its text.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace tovra::fleet {
 
-// Renders a device by templates that are in use, and puts its text where it belongs. A failure is said, each
-// line behind the device's name. Any thread.
+// Renders a device with templates that are already in use, and stores its text. A failure is reported, with
+// the device's name before each line. May be called on any thread.
 outcome render_device(const device &one, const options &asked, preparation &prepared, texts &to);
 
 } // namespace tovra::fleet

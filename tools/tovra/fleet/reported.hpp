@@ -1,4 +1,4 @@
-// Steps of a fleet that a server may fail.
+// Runs steps of a fleet that may fail because of a server.
 #pragma once
 
 #include <new>
@@ -9,7 +9,7 @@
 
 namespace tovra::fleet {
 
-// Runs a step; false after a failure, which is said behind `about`.
+// Runs a step. False after a failure, which is reported with `about` before it.
 template <class Step>
 bool reported(const std::string &about, Step &&step) {
   try {

@@ -1,4 +1,4 @@
-// The texts of a fleet: files of a folder, or keys in Redis.
+// The texts of a fleet: files in a folder, or keys in Redis.
 #include "texts.hpp"
 
 #include <algorithm>
@@ -27,8 +27,8 @@ bool is_escaped(std::string_view name, size_t at) {
   return byte < 0x20 || byte == 0x7f || byte == '/' || byte == '%' || (byte == '.' && at == 0);
 }
 
-// The name of a device's file, which no other name gives: what could lead out of the folder, hide the file or
-// break a line is written as %HH.
+// The file name for a device; no other device gets the same one. Characters that could lead out of the
+// folder, hide the file or break a line are written as %HH.
 std::string file_name_of(const std::string &device) {
   static constexpr char digits[] = "0123456789ABCDEF";
   std::string name;
@@ -48,7 +48,7 @@ int digit_value(char digit) {
   return at == std::string_view::npos ? -1 : static_cast<int>(at);
 }
 
-// The name of which that is the file; none when no name gives it.
+// The device whose file has that name; nullopt when no device can have it.
 std::optional<std::string> device_of_file(std::string_view file) {
   if (!file.ends_with(text_suffix)) return std::nullopt;
   const std::string_view coded = file.substr(0, file.size() - text_suffix.size());
@@ -124,9 +124,10 @@ private:
   std::string folder_;
 };
 
-// A key with the text for each device, and a set of the devices that have one, as the keys of a cluster
-// cannot be listed. They are on several nodes, so a device is in the set before it has a text, and as long:
-// one that has none does not count.
+// For each device a key with its text, and beside them a set with the names of these devices, because the
+// keys of a cluster cannot be listed. The keys are on several nodes, so set and text cannot change together.
+// Therefore a device is in the set from before its text is written until after it is removed, and a member
+// without a text does not count.
 class redis_texts : public texts {
 public:
   explicit redis_texts(const std::string &place) : name_(place), at_(zu_redis::read_place(place)) {
@@ -136,7 +137,8 @@ public:
 
   bool prepare(const std::vector<std::string> &devices) override {
     return reached(about_all(), [&](zu_redis::connection &to) {
-      // A server that wants a password calls a long command garbled.
+      // The short command comes first: a server that wants a password answers it clearly, but a long command
+      // with nonsense.
       std::vector<zu_redis::command> asked = {{"SCARD", set_key()}, {"SADD", set_key()}};
       asked[1].insert(asked[1].end(), devices.begin(), devices.end());
       const std::vector<zu_redis::reply> told = to.ask_all(asked);
@@ -169,7 +171,7 @@ public:
   }
 
   std::vector<std::string> remove(const std::vector<std::string> &devices) override {
-    // What is no text is not taken for one.
+    // Only a text is removed; a key of another type is not ours.
     static constexpr char script[] = R"(
 local length = redis.pcall('STRLEN', KEYS[1])
 return type(length) == 'table' and length or redis.call('UNLINK', KEYS[1]))";
@@ -195,12 +197,13 @@ private:
   using kind = zu_redis::value::kind;
 
   std::string set_key() const { return at_.prefix + ":texts"; }
-  // In the slot of what the device has under that prefix.
+  // The braces put the text into the same slot of a cluster as the device's other keys with that prefix.
   std::string text_key(const std::string &device) const { return set_key() + ":{" + device + "}"; }
   static const char *about_all() { return "tovra: --out "; }
 
-  // Runs a step over a connection that no other thread uses. One that failed is not used again, so that the
-  // next device does not fail of a server that was restarted. False after a failure, which is said.
+  // Runs a step over a connection that no other thread is using. After a failure the connection is dropped,
+  // so that a server that was restarted does not fail the next device too. False after a failure, which is
+  // reported.
   template <class Step>
   bool reached(const char *before, Step &&step) {
     return reported(before + data_name(name_), [&] {

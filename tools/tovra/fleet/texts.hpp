@@ -1,4 +1,4 @@
-// Where the texts of a fleet stand.
+// The places for the texts of a fleet.
 #pragma once
 
 #include <memory>
@@ -10,22 +10,21 @@ namespace tovra::fleet {
 
 enum class outcome { changed, unchanged, failed };
 
-// The texts of devices, each whole or not there. What is wrong is said.
+// The texts of devices. Each is there whole or not at all. Errors are reported.
 class texts {
 public:
   virtual ~texts() = default;
-  // Makes room for those of these devices.
+  // Prepares the place for the texts of these devices.
   virtual bool prepare(const std::vector<std::string> &devices) = 0;
-  // Puts a text into its place, unless it is there already. Any thread.
+  // Stores a text, unless it is there already. May be called on any thread.
   virtual outcome put(const std::string &device, const std::string &text) = 0;
-  // The devices that have one, sorted; none after a failure.
+  // The devices that have a text, sorted; nullopt after a failure.
   virtual std::optional<std::vector<std::string>> devices() = 0;
-  // Those that have been removed, which are fewer after a failure.
+  // Returns the devices whose texts were removed: not all of them after a failure.
   virtual std::vector<std::string> remove(const std::vector<std::string> &devices) = 0;
 };
 
-// Files of a folder, or keys of a server whose name is redis://HOST:PORT/DB?prefix=P. None: it is no good
-// name.
+// A folder, or keys of a server, named redis://HOST:PORT/DB?prefix=P. Null when the name is wrong.
 std::unique_ptr<texts> texts_at(const std::string &place);
 
 } // namespace tovra::fleet
