@@ -1,4 +1,4 @@
-// `tovra coverage`: what renders of data files leave out, of the templates and of the data.
+// `tovra coverage`: the parts of the templates and of the data that renders leave out.
 #include <memory>
 
 #include "../data_file.hpp"
@@ -19,11 +19,11 @@ struct coverage_options {
   coverage::limits limits;
 };
 
-// What is rendered: the data file, or the configuration that was asked for.
+// The file that is rendered: the data file, or the configuration that was asked for.
 std::string rendered_file(const options &asked) {
   std::string found = asked.data;
   for (const auto &[name, file] : asked.named) {
-    if (asked.config == name) found = file; // the last of a name counts
+    if (asked.config == name) found = file; // of several with one name, the last one counts
   }
   return found;
 }
@@ -43,11 +43,11 @@ process_outcome cover_apart(options asked, const std::string &data) {
   made.arguments = render_arguments(asked);
   made.arguments.insert(made.arguments.begin(), "coverage");
   made.arguments.emplace_back("--format=json");
-  made.own_input = true; // for who names it as the data file
+  made.own_input = true; // standard input may be named as the data file
   return run_self(made);
 }
 
-// Each in a process of its own, so that none reaches into another.
+// Renders each data file in a process of its own, so that one render cannot affect another.
 int cover_all(const coverage_options &asked, coverage::report &into) {
   std::vector<process_outcome> outcomes(asked.data.size());
   in_parallel(outcomes.size(), processors(),

@@ -1,4 +1,4 @@
-// Which properties of a data file a render brought into its text.
+// Finds which properties of a data file came into the text of a render.
 #include "data_account.hpp"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ std::string_view uri_of(zu_do_vlist *row) {
   return zu_do_uri_get_uri_str(zu_do_value_get_mr_uri(zu_do_vlist_get_value(row, 0), nullptr));
 }
 
-// Whether the last segment of a record's URI has a key of that name.
+// True when the last segment of the record's URI has a key with that name.
 bool is_key(std::string_view uri, std::string_view name) {
   std::string_view segment = uri.substr(uri.rfind('/') + 1);
   for (size_t at = segment.find(';'); at != segment.npos; at = segment.find(';')) {
@@ -24,7 +24,7 @@ bool is_key(std::string_view uri, std::string_view name) {
   return false;
 }
 
-// Null, an empty text and an empty array: no line can show them.
+// True for null, an empty text and an empty array: no line can show them.
 bool says_nothing(zu_do_value *value) {
   switch (zu_do_value_get_type(value)) {
   case ZU_DO_TYPE_NONE:
@@ -39,14 +39,14 @@ bool says_nothing(zu_do_value *value) {
   }
 }
 
-// The part of an absolute URI behind its location, or nothing.
+// The part of an absolute URI after its location; empty for a relative URI.
 std::string_view relative_part(std::string_view uri) {
   const size_t end = uri.starts_with("//") ? uri.find('/', 2) : uri.npos;
   return end != uri.npos ? uri.substr(end) : std::string_view();
 }
 
-// What brings a place into scope has no URI, only that of its collection: that of the place's own record, if
-// the value is its key. Empty for other values.
+// A location that was put into scope is observed with the URI of its collection, without one of its own. If
+// the value is its key, the URI of its own record can be made here. Empty for other values.
 std::string place_uri(const zu_tvr_observed_value &value) {
   constexpr std::string_view collection = "//?";
   const std::string_view record = value.record;
@@ -95,7 +95,8 @@ void data_account::take_record(zu_do_vlist *row) {
   }
 }
 
-// A record read by a URI without location has that URI, wherever it lives.
+// Looks for the relative URI too: a record that is read without a location has it, in whatever location it
+// is.
 const data_account::record_account *data_account::find(const char *uri) {
   if (last_ != nullptr && last_uri_ == uri) return last_;
   for (const auto *table : {&by_uri_, &by_relative_uri_}) {
@@ -179,7 +180,7 @@ gap data_account::gap_of(size_t cell, const std::string &property) const {
   return made;
 }
 
-// A key is shown with the first line that shows anything of its record, which it names.
+// A key counts as shown as soon as a line shows anything of its record, whose name it is.
 record_gaps data_account::gaps_of(const record_account &record) const {
   const path_account &path = paths_[record.path];
   record_gaps made{std::string(uri_of(record.row)), record.shown, {}};

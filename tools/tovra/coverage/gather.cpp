@@ -1,4 +1,4 @@
-// What one render covers, and limits of what it should.
+// Finds what one render covers, and compares coverage with limits.
 #include "gather.hpp"
 
 #include <cstdio>

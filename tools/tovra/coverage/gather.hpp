@@ -1,4 +1,4 @@
-// What one render covers, and limits of what it should.
+// Finds what one render covers, and compares coverage with limits.
 #pragma once
 
 #include <optional>
@@ -9,15 +9,16 @@
 
 namespace tovra::coverage {
 
-// Renders, and adds what that covered. As request::render; `data` names the data file.
+// Renders, and adds what the render covered. The result is that of request::render; `data` is the name of the
+// data file.
 bool gather(request &made, const std::string &data, report &into);
 
-// In percent; none: whatever is covered is enough.
+// In percent; nullopt: no limit.
 struct limits {
   std::optional<double> nodes, properties;
 };
 std::vector<option> add_limits(command &to, limits &asked);
-// False when less is covered, which is said.
+// False when less is covered, which has been reported.
 bool is_enough(const report &told, const limits &asked);
 
 } // namespace tovra::coverage

@@ -1,4 +1,4 @@
-// Coverage as JSON: for tools, and for adding up what several processes covered.
+// Coverage as JSON: for other tools, and to add up the coverage of several processes.
 #include <nlohmann/json.hpp>
 
 #include "../value_json.hpp"

@@ -1,5 +1,5 @@
-// The form that coverage viewers read: a node is a function, its "Cmd:" line the line that counts, and its
-// condition a branch that is taken when the line is written.
+// The format that coverage viewers read. A node is a function; its "Cmd:" line is the line that counts; its
+// condition is a branch, taken when the line is written.
 #include <algorithm>
 
 #include "report.hpp"

@@ -1,4 +1,4 @@
-// Adding up what renders covered.
+// Adds up what renders have covered.
 #include "report.hpp"
 
 #include <algorithm>
@@ -25,7 +25,7 @@ std::string share::percent() const {
 
 namespace {
 
-// Of two reasons not to be walked what the data lacks says more than where a render ended.
+// Of two reasons why a node was not walked, missing data says more than that a render ended earlier.
 void add_node(node_cover &to, node_cover &other) {
   if (to.walks == 0 && other.walks == 0 && other.for_lack_of_data && !to.for_lack_of_data) {
     to.never = std::move(other.never);
@@ -38,7 +38,7 @@ void add_node(node_cover &to, node_cover &other) {
   for (const auto &[why, times] : other.withheld) to.withheld[why] += times;
 }
 
-// What neither of them shows. False: there is nothing left.
+// Keeps in `to` what neither of the two shows. False: there is no gap left.
 bool keep_common(gap &to, const gap &other) {
   if (to.how == seen::partly && other.how == seen::partly) {
     std::vector<uint64_t> left;

@@ -1,4 +1,4 @@
-// What renders covered: of the templates each node, of the data each property.
+// What renders have covered: each node of the templates, and each property of the data.
 #pragma once
 
 #include <cstdint>
@@ -14,39 +14,40 @@ struct node_cover {
   std::string op;
   uint64_t walks = 0, lines = 0, records = 0, errors = 0;
   bool conditional = false;                 // it has a condition
-  std::map<std::string, uint64_t> withheld; // lines, by why they were not written
-  std::string never;                        // why it was not walked, place first
-  bool for_lack_of_data = false;            // that is why; else a render ended before, or went elsewhere
+  std::map<std::string, uint64_t> withheld; // lines that were not written, by reason
+  std::string never;                        // why it was not walked; begins with a place
+  bool for_lack_of_data = false;            // no data led there; else a render ended or went elsewhere
 
   bool writes() const { return op == "print_if"; }
-  // How often it did what it is there for: a node that writes wrote a line, another one was walked.
+  // How often it did its work: for a node that prints, the lines that it wrote; for another one, its walks.
   uint64_t hits() const { return writes() ? lines : walks; }
 };
 
 // How far a property came that is not whole in the text.
 enum class seen {
   nowhere,
-  withheld,  // in a line that was not written, for its condition was false
-  condition, // in the condition of a line that was written: it counts as shown
-  partly,    // some elements of an array are in lines
+  withheld,  // in a line that was not written because its condition was false
+  condition, // in the condition of a line that was written; this counts as shown
+  partly,    // some elements of an array are in lines, but not all
 };
 
 struct gap {
   std::string property;
   seen how = seen::nowhere;
-  std::string by;                 // withheld: the place of the node
-  std::vector<uint64_t> elements; // partly: those that no line shows
+  std::string by;                 // withheld: place of the node
+  std::vector<uint64_t> elements; // partly: the elements that no line shows
 };
 
 // A record that is not whole in the text.
+// Only gaps are listed: most properties are shown.
 struct record_gaps {
   std::string uri;
-  bool shown = false; // a line shows something of it
+  bool shown = false; // a line shows some part of it
   std::vector<gap> gaps;
 };
 
 struct path_cover {
-  uint64_t records = 0, properties = 0; // that have something to show
+  uint64_t records = 0, properties = 0; // that can be shown
   std::vector<record_gaps> gaps;        // in the order of the file
 };
 
@@ -55,7 +56,7 @@ struct share {
 
   share &operator+=(const share &other);
   bool is_under(double percent) const;
-  std::string percent() const; // never rounded up
+  std::string percent() const; // rounded down: only full coverage is 100 %
 };
 
 using place = std::pair<uint32_t, std::string>; // line and id of a node
@@ -66,9 +67,9 @@ struct report {
   std::map<std::string, file_cover> templates; // by file
   std::map<std::string, data_cover> data;
 
-  // What either of them covers is covered.
+  // Adds another report: what one of the two covers is covered.
   void add(report &&other);
-  // Gives every file another name.
+  // Replaces the names of all files.
   void rename(const std::function<std::string(const std::string &)> &name);
   share nodes() const;
   share properties() const;
@@ -84,7 +85,7 @@ std::string as_text(const report &told, form how);
 std::string as_words(const report &told);
 std::string as_json(const report &told);
 std::string as_lcov(const report &told);
-// Of what as_json() gives. Throws nlohmann::json::exception.
+// Reads what as_json() wrote. Throws nlohmann::json::exception.
 report from_json(const std::string &text);
 
 } // namespace tovra::coverage

@@ -1,4 +1,4 @@
-// Coverage in words: what is left out, by template file and by path.
+// Coverage in words: what is left out, by template file and by data path.
 #include <algorithm>
 #include <unordered_map>
 
@@ -30,10 +30,10 @@ std::string reasons(const node_cover &node) {
   return text;
 }
 
-// Nodes that follow each other in a file, and that one reason kept from being walked.
+// Nodes that follow each other in a file and were not walked for the same reason: they are reported together.
 class unwalked {
 public:
-  // What there is to be told before the next node, if that has another reason.
+  // The text about the nodes so far, before a node with another reason.
   std::string end() {
     std::string text = why_ == nullptr ? "" : first_;
     if (count_ > most_nodes_named) text += " and " + std::to_string(count_ - most_nodes_named) + " more";
@@ -72,7 +72,7 @@ std::string words_of(const file_cover &nodes) {
   return text + below.end();
 }
 
-// Records that have the same to be told of them.
+// Records about which the same text is reported: they are listed together.
 struct heap {
   std::string told;
   std::vector<std::string> first;

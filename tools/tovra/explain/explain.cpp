@@ -1,4 +1,4 @@
-// `tovra explain`: which node wrote a line and from what, or what became of a node.
+// `tovra explain`: which node wrote a line and from which values, or what happened at a node.
 #include <limits>
 #include <memory>
 
@@ -47,7 +47,7 @@ int explain_node(const explain_options &asked, request &made, output &out) {
     return failed;
   }
   std::string record;
-  if (!asked.record.empty()) { // as records are called: a URI has several spellings
+  if (!asked.record.empty()) { // several spellings name one record: take the usual one
     const uri_handle uri(zu_do_uri_new(asked.record.c_str()));
     if (!uri) {
       say("tovra: --record " + asked.record + ": not the URI of a record");

@@ -1,4 +1,4 @@
-// Explaining lines of the text.
+// Explains lines of the text.
 #include "lines.hpp"
 
 #include "../follow/reasons.hpp"
@@ -33,7 +33,7 @@ void line_watch::line(const zu_tvr_event &event, const written_piece &piece) {
 
 namespace {
 
-// It says nothing.
+// The root is left out of explanations: it does nothing.
 bool is_root(const zu_tvr_node &node) {
   return node.parent == nullptr && zu_tvr_node_file(&node) == nullptr;
 }

@@ -1,4 +1,5 @@
-// Explaining lines of the text: which node writes a line, from what, and below which nodes.
+// Explains lines of the text: the node that wrote a line, the values that it read, and the nodes above it. It
+// follows the events of a render, because only a render knows from which record a value came.
 #pragma once
 
 #include <functional>
@@ -8,9 +9,9 @@
 
 namespace tovra::explain {
 
-// What wrote a line, or a part of it.
+// The node that wrote a line, or a part of it.
 struct source {
-  std::vector<follow::step> steps; // from the start of the walk to the node that wrote
+  std::vector<follow::step> steps; // from the start of the walk to that node
   std::vector<shown_value> values;
 };
 
@@ -20,15 +21,16 @@ struct explained_line {
   std::vector<source> sources;
 };
 
-// Hands over each line when it is complete.
+// Hands over each line when it is complete: several nodes may write parts of one line.
 class line_watch : public follow::watch {
 public:
-  // `wanted` says by its number whether a line may be asked for: others are not handed over.
+  // `wanted` returns whether the line with that number may be asked for. Other lines are not handed over, and
+  // nothing is kept of them.
   line_watch(std::function<bool(uint64_t)> wanted, std::function<void(const explained_line &)> take)
       : wanted_(std::move(wanted)), take_(std::move(take)) {}
-  // After the render.
+  // Called after the render.
   void end() { complete(); }
-  uint64_t lines() const { return current_.number; } // of the text
+  uint64_t lines() const { return current_.number; } // number of lines in the text
 
 private:
   void line(const zu_tvr_event &event, const written_piece &piece) override;

@@ -1,4 +1,4 @@
-// Explaining a node.
+// Explains a node.
 #include "visits.hpp"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Explaining a node: for each record in scope what became of it.
+// Explains a node: what happened at it for each record in scope.
 #pragma once
 
 #include <functional>
@@ -8,21 +8,21 @@
 
 namespace tovra::explain {
 
-// One thing that a walk of the node did.
+// One result of a walk of the node.
 struct outcome {
-  uint64_t number = 0; // of the line that it wrote, or 0
-  std::string told;    // the line, or what else it did
-  std::string reason;  // the short name of why there is no line, or empty
+  uint64_t number = 0; // of the line that it wrote; 0: none
+  std::string told;    // the line, or what happened instead
+  std::string reason;  // the short name of the reason for no line, or empty
   std::vector<shown_value> values;
 };
 
 struct visit {
-  std::string record; // the innermost in scope, or empty
+  std::string record; // the innermost record in scope, or empty
   std::vector<outcome> outcomes;
 };
 
-// Hands over each walk of a node with the given id. When a record is named, all that is told and counted is
-// what happens while it is in scope.
+// Hands over each walk of the node with the given id. If a record is named, only events while it is in scope
+// are reported and counted.
 class visit_watch : public follow::census_watch {
 public:
   visit_watch(std::string id, std::string record, std::function<void(const visit &)> take)
@@ -42,7 +42,7 @@ private:
   std::string id_;
   std::string record_;
   std::function<void(const visit &)> take_;
-  size_t depth_ = 0; // of the node's step; 0: it is not being walked
+  size_t depth_ = 0; // depth of the node's step; 0: it is not being walked
   visit visit_;
   uint64_t records_ = 0;
 };

@@ -1,4 +1,4 @@
-// What an explanation says of values.
+// The words in which an explanation describes values.
 #include "words.hpp"
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace tovra::explain {
 
 namespace {
 
-// Of an array the element that the line is for.
+// The value as JSON; of an array only the element for which the line was written.
 nlohmann::ordered_json json_of(const zu_tvr_observed_value &value) {
   zu_do_vlist *elements = value.element >= 0 ? zu_do_value_get_array(value.value, nullptr) : nullptr;
   return value_json(elements != nullptr ? zu_do_vlist_get_value(elements, static_cast<size_t>(value.element))

@@ -1,4 +1,4 @@
-// What an explanation says of values.
+// The words in which an explanation describes values.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,18 +9,18 @@
 
 namespace tovra::explain {
 
-// A property that a line read.
+// A property whose value a line used.
 struct shown_value {
-  std::string slot; // "%s" and its number, from 1, or "$tvrN"
+  std::string slot; // "%s" and its number from 1, or "$tvrN"
   std::string property;
-  std::string value; // as JSON; a password is not shown
+  std::string value; // as JSON; passwords are hidden
   std::string record;
   bool is_default;
 };
 
 std::vector<shown_value> values_of(const zu_tvr_event &event);
 
-// Values below each other, in columns, each line after `before`.
+// The values in columns, one per line, each line after `before`.
 std::string as_text(const std::vector<shown_value> &values, const std::string &before);
 nlohmann::ordered_json as_json(const std::vector<shown_value> &values);
 

@@ -1,4 +1,4 @@
-// What became of each node of the templates in a render.
+// Counts what happened at each node of the templates in a render.
 #include "census.hpp"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ census census_watch::counted() const {
 
 namespace {
 
-// A walk of it brought nothing that its children could be walked for.
+// True when no walk of the node brought anything for which its children could be walked.
 bool found_nothing(const zu_tvr_node &node, const node_account &account) {
   if (account.errors != 0) return false;
   return node.type == TVR_NODE_PRINT
@@ -68,7 +68,8 @@ std::string why_not_below(const zu_tvr_node &node, const node_account &account) 
 
 } // namespace
 
-// From all nodes that were walked at once, a step further each time. The root leads nowhere by itself.
+// A search from all walked nodes at the same time, one step further each time. It does not start from the
+// root, which leads everywhere.
 never_walked::never_walked(const zu_tvr_tree &tree, const census &all) : all_(all) {
   std::vector<const zu_tvr_node *> reached;
   for (const auto &[id, account] : all) {

@@ -1,4 +1,4 @@
-// What became of each node of the templates in a render.
+// Counts what happened at each node of the templates in a render.
 #pragma once
 
 #include <map>
@@ -12,18 +12,18 @@ namespace tovra::follow {
 struct node_account {
   uint64_t walks = 0;
   uint64_t lines = 0;
-  uint64_t records = 0; // brought into scope
+  uint64_t records = 0; // that it brought into scope
   uint64_t errors = 0;
   std::map<int32_t, uint64_t> withheld; // by ZU_TVR_WITHHELD_*
-  std::string asked;                    // the URI asked for last
-  std::string reason;                   // of the first line that was withheld
-  std::string error;                    // the first
+  std::string asked;                    // the URI that it asked for last
+  std::string reason;                   // for the first line that was withheld
+  std::string error;                    // the first one
 };
 
 // By the id of the node.
 using census = std::map<std::string, node_account>;
 
-// Counts while it watches.
+// Counts while it follows a render.
 class census_watch : public watch {
 public:
   census counted() const;
@@ -37,16 +37,16 @@ private:
   node_account &account_of(const zu_tvr_node *node);
 
   std::unordered_map<const zu_tvr_node *, node_account> accounts_;
-  const zu_tvr_node *last_ = nullptr; // asked for, and its account
+  const zu_tvr_node *last_ = nullptr; // the last node that was looked up, with its account
   node_account *last_account_ = nullptr;
 };
 
-// Why nodes were never walked: what became of the nearest node on the way there that was.
+// Explains why nodes were never walked: something went wrong at the nearest node before them that was walked.
 class never_walked {
 public:
   never_walked(const zu_tvr_tree &tree, const census &all);
   std::string why(const zu_tvr_node *node) const;
-  // Whether the data did not lead there; else the render ended before, or went elsewhere.
+  // True when data was missing there. Otherwise the render ended earlier, or went another way.
   bool for_lack_of_data(const zu_tvr_node *node) const;
 
 private:

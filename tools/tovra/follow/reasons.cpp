@@ -1,4 +1,4 @@
-// Why a line is not written, in words.
+// The reasons why a line is not written, in words.
 #include "reasons.hpp"
 
 #include <cstring>

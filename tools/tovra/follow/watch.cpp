@@ -1,4 +1,4 @@
-// Following a render.
+// Follows a render.
 #include "watch.hpp"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ const std::string &watch::record() const {
   return found != steps_.rend() ? found->record : none;
 }
 
-// The first newline of the text begins no line.
+// The first newline of the text is not printed, so it does not begin a line.
 watch::written_piece watch::place(const char *text) {
   std::string_view rest = text;
   if (!any_ && rest.starts_with('\n')) rest.remove_prefix(1);

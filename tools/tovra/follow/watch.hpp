@@ -1,5 +1,6 @@
-// Following a render: the nodes that are being walked with the records that they brought, and the number of
-// the line that each piece of text goes to.
+// Follows a render by the library's observer events. Explanations and coverage need more than one event
+// shows: the nodes that are being walked, with the records that they brought, and the number of the line to
+// which each piece of text goes. Both are kept here, once for all tools.
 #pragma once
 
 #include <string>
@@ -10,22 +11,23 @@
 
 namespace tovra::follow {
 
-// A node on the way from the start of the walk to the node at hand.
+// A node on the way from the start of the walk to the current node.
 struct step {
   const zu_tvr_node *node = nullptr; // of the library's tree, which lives as long as the request
-  std::string record;                // the URI of the one it brought last, or empty
+  std::string record;                // URI of the record that it brought last, or empty
 };
 
 class watch : public receiver {
 public:
-  // Says errors with their places, and calls the operations below. As request::render.
+  // Renders and calls the operations below; reports errors with their places. The result is that of
+  // request::render.
   bool follow(request &made);
 
 protected:
-  // What a piece of text is to its lines, numbered from 1 as an operator counts them.
+  // A piece of text, and the lines to which it belongs, counted from 1.
   struct written_piece {
     std::string_view text;
-    uint64_t first_line; // that it writes to
+    uint64_t first_line; // the first line to which it writes
     uint64_t last_line;
   };
 
@@ -35,7 +37,7 @@ protected:
   virtual void other(const zu_tvr_event &) {} // ASK, RECORD, WITHHELD, ERROR
 
   const std::vector<step> &steps() const { return steps_; }
-  // The innermost record in scope, or empty.
+  // The innermost record in scope, or the empty text.
   const std::string &record() const;
 
 private:
