@@ -1,4 +1,4 @@
-// `tovra diff`: how two configurations differ as text, or one of them through two sets of templates.
+// `tovra diff`: compares the text of two configurations, or of one configuration with two sets of templates.
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -22,7 +22,7 @@ constexpr int trouble = 2;
 
 struct diff_options {
   std::string old_name, new_name;
-  std::string data; // given: the two names are templates
+  std::string data; // if given, the two names are templates
   std::string templates;
   std::string node;
   std::vector<std::string> render; // further options of the render
@@ -42,8 +42,8 @@ process_request render_request(const diff_options &asked, const std::string &nam
   return made;
 }
 
-// Passes on what a render said. False: it gave no whole text, and a text with a hole is compared with
-// nothing.
+// Passes on the messages of a render. False when its text is not complete: a part of a text must not be
+// compared, as its gaps would look like changes.
 bool is_whole(const std::string &name, const process_outcome &rendered, const std::string &said_before) {
   const bool whole = rendered.started && rendered.status == done;
   if (!whole || rendered.error != said_before) say_lines(rendered.error);

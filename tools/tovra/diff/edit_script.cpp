@@ -1,7 +1,8 @@
-// Two steps, on ever smaller parts. Elements that occur once on each side are anchors, the longest row of
-// them that is in order on both sides is kept, and what lies between two of them is a part of its own: a
-// block that moved stays one block. A part without anchors goes to Myers' search in linear space ("An O(ND)
-// difference algorithm and its variations", 1986), from both ends to the middle.
+// The search has two steps, for ever smaller parts. First, elements that occur exactly once on each side are
+// anchors. The longest sequence of anchors with the same order on both sides is kept, and the text between
+// two of them is a part of its own. So a block that moved stays one block, where the shortest list of changes
+// could tear it apart. Second, a part without anchors is searched with Myers' method in linear space ("An
+// O(ND) difference algorithm and its variations", 1986), from both ends to the middle.
 #include "edit_script.hpp"
 
 #include <algorithm>
@@ -47,7 +48,8 @@ public:
   }
 
 private:
-  // Steps of one search for a middle. Two texts that have so little in common are not worth more.
+  // The limit for one search for a middle. When two parts have so little in common, a better result is not
+  // worth the time.
   static constexpr index most_steps = 400;
 
   void take_equal_ends(part &p) {
@@ -64,7 +66,7 @@ private:
     index old_at = 0;
   };
 
-  // In the order of the new side.
+  // The elements that occur once on each side, in the order of the new side.
   std::vector<point> once_on_both_sides(const part &p) const {
     std::unordered_map<uint32_t, places> seen;
     seen.reserve(p.old_end - p.old_begin);
@@ -86,9 +88,9 @@ private:
     return found;
   }
 
-  // The longest row of them that rises on the old side too, by patience sorting.
+  // The longest sequence of points that rises on the old side too, found by patience sorting.
   static std::vector<point> longest_rising(const std::vector<point> &points) {
-    std::vector<size_t> piles; // the point on top of each
+    std::vector<size_t> piles; // the top point of each pile
     std::vector<index> before(points.size(), -1);
     for (size_t i = 0; i < points.size(); ++i) {
       const auto less = [&](size_t top, index at) { return points[top].old_at < at; };
@@ -121,8 +123,8 @@ private:
     return true;
   }
 
-  // A point that a shortest way from corner to corner passes. forward_ and backward_ hold, for each diagonal
-  // (old index less new index), how far the ways from either corner have come on the old side.
+  // A point on a shortest way from corner to corner. For each diagonal (old index minus new index), forward_
+  // and backward_ have the farthest old index that the ways from either corner have reached.
   point find_middle(const part &p) {
     const index old_length = p.old_end - p.old_begin, new_length = p.new_end - p.new_begin;
     const index delta = old_length - new_length;
@@ -172,7 +174,7 @@ private:
 
   bool same(const point &at) const { return old_[at.old_at] == new_[at.new_at]; }
 
-  // The first of every other diagonal that is not below the least.
+  // The first diagonal, in steps of two, that is not below the least one.
   static index first_diagonal(index wanted, index least) {
     return wanted >= least ? wanted : least + (least - wanted) % 2;
   }
@@ -185,7 +187,7 @@ private:
   std::vector<index> forward_, backward_;
 };
 
-// What one side alone has needs no search: the indexes of the rest.
+// Elements that only one side has need no search: the indexes of all others.
 std::vector<index> shared_with(const row &one, const row &other) {
   const std::unordered_set<uint32_t> there(other.begin(), other.end());
   std::vector<index> shared;

@@ -1,4 +1,5 @@
-// Lines become numbers: the same number for the same text below the same section.
+// Gives lines numbers: lines get the same number when they have the same text and are below the same section.
+// So a line is never matched with an equal line of another section, and numbers are fast to compare.
 #include "lines.hpp"
 
 #include <unordered_map>
@@ -55,7 +56,7 @@ std::vector<line> read_lines(std::string_view text) {
     const std::string_view whole = text.substr(0, end);
     text.remove_prefix(std::min(end + 1, text.size()));
     const size_t indentation = whole.find_first_not_of(' ');
-    const bool empty = indentation == whole.npos; // such a line stands where it stands
+    const bool empty = indentation == whole.npos; // an empty line belongs to the section before it
     while (!empty && !open.empty() && open.back().indentation >= indentation) open.pop_back();
     lines.push_back({whole, open.empty() ? -1 : open.back().line});
     if (!empty) open.push_back({indentation, static_cast<int64_t>(lines.size()) - 1});

@@ -1,4 +1,4 @@
-// A text as lines, and which of two texts' lines are the same.
+// A text as lines, and the lines that two texts have in common.
 #pragma once
 
 #include <cstdint>
@@ -9,15 +9,15 @@ namespace tovra::diff {
 
 struct line {
   std::string_view text; // without its line feed
-  int64_t above = -1;    // the line of the section that it stands in, or -1
+  int64_t above = -1;    // index of the line of its section, or -1
 };
 
 std::vector<line> read_lines(std::string_view text);
 
 struct side {
   std::vector<line> lines;
-  std::vector<int64_t> partner; // the same line of the other side, or -1
-  std::vector<int64_t> section; // the nearest line above that has a partner, or -1
+  std::vector<int64_t> partner; // index of the same line on the other side, or -1
+  std::vector<int64_t> section; // index of the nearest section line above that has a partner, or -1
 };
 
 struct two_sides {

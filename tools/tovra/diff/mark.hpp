@@ -1,4 +1,4 @@
-// A line of a difference, in the colour of its mark.
+// A line of a difference, coloured by its mark.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// A difference told by sections: what changed, below the lines that it stands below.
+// A difference by sections: each change below the section lines in which it is.
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
@@ -26,7 +26,7 @@ std::vector<run> runs_of(const two_sides &both) {
     while (i < old_partner.size() && old_partner[i] < 0) ++i;
     while (j < new_partner.size() && new_partner[j] < 0) ++j;
     if (i > old_begin || j > new_begin) found.push_back({old_begin, i, new_begin, j});
-    ++i; // the line that both have
+    ++i; // the line that both sides have
     ++j;
   }
   return found;
@@ -39,11 +39,12 @@ std::vector<std::string_view> way_to(const side &of, int64_t section) {
   return way;
 }
 
-// Sections of a run are open before it, and both sides leave them from the innermost outwards.
+// Lists the changes of a run. Sections may be open before it; both sides leave them from the innermost
+// outwards.
 void tell_run(const two_sides &both, const run &lines, std::vector<change> &into) {
   size_t i = lines.old_begin, j = lines.new_begin;
   while (i < lines.old_end || j < lines.new_end) {
-    // A section as the line of the new side that it is.
+    // The section of a line of the old side, as a line of the new side.
     const auto of_old = [&](size_t at) {
       const int64_t section = both.old_side.section[at];
       return section < 0 ? section : both.old_side.partner[section];

@@ -1,4 +1,4 @@
-// The difference of two texts whose indentation makes sections: a configuration.
+// The difference of two texts in which indentation makes sections, as in a configuration.
 #pragma once
 
 #include <string>
@@ -7,27 +7,28 @@
 
 namespace tovra::diff {
 
-// Lines that stand together below the same lines of both texts.
+// Changed lines that are next to each other, in the same section of both texts.
 struct change {
-  std::vector<std::string_view> section; // the lines that it stands below, outermost first
-  size_t old_line = 0;                   // of the first one, from 1; where none is removed, of the next one
+  std::vector<std::string_view> section; // the lines of the sections around it, outermost first
+  size_t old_line = 0;                   // its first line, from 1; if none is removed, the next one
   size_t new_line = 0;
   std::vector<std::string_view> removed;
   std::vector<std::string_view> added;
 };
 
-// A line is the same only below the same lines: one of another section never takes its place.
+// Lines are only the same if they are in the same section: the same line in another section has another
+// meaning.
 std::vector<change> sections_changed(std::string_view old_text, std::string_view new_text);
 
 struct style {
   bool colour = false;
 };
 
-// Each change below its section: lines that both have after two blanks, others after "- " or "+ ".
+// Each change below its section. Lines of both texts begin with two blanks, others with "- " or "+ ".
 std::string by_section(const std::vector<change> &changes, style style);
-// One object a change.
+// One object for each change.
 std::string as_json(const std::vector<change> &changes);
-// As `patch` reads it; empty when the texts are equal.
+// In the format that `patch` reads; empty when the texts are equal.
 std::string unified(std::string_view old_text, std::string_view new_text, const std::string &old_name,
                     const std::string &new_name, style style);
 

@@ -1,4 +1,4 @@
-// A difference in the form that `patch` reads.
+// A difference in the format that `patch` reads.
 #include <algorithm>
 
 #include "lines.hpp"
@@ -32,7 +32,7 @@ bool is_cut(std::string_view text) {
   return !text.empty() && text.back() != '\n';
 }
 
-// A last line with a line feed is not the same as one without.
+// A last line with a line feed and one without it are different lines.
 void part_ends(two_sides &both) {
   side &old_side = both.old_side, &new_side = both.new_side;
   if (old_side.lines.empty() || new_side.lines.empty()) return;
@@ -61,7 +61,7 @@ std::string unified(std::string_view old_text, std::string_view new_text, const 
       continue;
     }
     const size_t begin = at - std::min(at, context);
-    size_t end = at + 1; // behind the last change of the hunk
+    size_t end = at + 1; // after the last change of the hunk
     for (size_t i = end; i < steps.size() && i - end <= 2 * context; ++i) {
       if (changed(i)) end = i + 1;
     }
