@@ -1,4 +1,4 @@
-// `tovra import` and `tovra export`: devices into a database of many, and out of it as data files.
+// `tovra import` and `tovra export`: put devices into a database of many, and write them back as data files.
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
@@ -45,7 +45,7 @@ int import(const import_options &asked) {
   return failed;
 }
 
-// A name as YAML: in quotes where it could be read as something else.
+// The name as YAML: in quotes where YAML would read a plain one as something else.
 std::string yaml_name(const std::string &name) {
   const auto plain = [](char c) {
     return (c >= 'a' && c <= 'z') || std::string_view("/;=-_.0123456789").find(c) != std::string_view::npos;
@@ -55,7 +55,8 @@ std::string yaml_name(const std::string &name) {
   return is_path ? name : ordered_json(name).dump();
 }
 
-// Members and records a line each, their properties too; what stands in a value is JSON, which is YAML.
+// The data file as YAML: one line for each member and record, and for each of their properties. Values are
+// written as JSON, which YAML includes.
 std::string as_yaml(const std::string &json) {
   std::string text;
   const auto data = ordered_json::parse(json);

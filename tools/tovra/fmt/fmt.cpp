@@ -1,4 +1,4 @@
-// `tovra fmt`: template files written one way.
+// `tovra fmt`: writes template files in one style.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -24,7 +24,7 @@ struct fmt_options {
   bool check = false;
 };
 
-// A text as it is to be written; none (said) when it does not load.
+// The formatted text; nullopt when the text does not load, which has been reported.
 std::optional<std::string> format(const std::string &name, const std::string &text) {
   std::string refusal;
   auto made = fmt::formatted_alike(text, refusal);
@@ -32,7 +32,7 @@ std::optional<std::string> format(const std::string &name, const std::string &te
   return made;
 }
 
-// The files of the paths, by name: a path itself, or the templates of a folder, however deep.
+// The files to format, by name: the given paths, and all templates in given folders, at any depth.
 std::set<fs::path> find_files(const std::vector<std::string> &paths) {
   std::set<fs::path> found;
   for (const fs::path path : paths) {
@@ -41,7 +41,7 @@ std::set<fs::path> find_files(const std::vector<std::string> &paths) {
       continue;
     }
     for (const auto &entry : fs::recursive_directory_iterator(path)) {
-      std::error_code none; // a link that leads nowhere is no file
+      std::error_code none; // a link to nothing is not a file
       if (entry.path().extension() == ".tvr" && entry.is_regular_file(none)) found.insert(entry.path());
     }
   }
@@ -105,7 +105,7 @@ int run_fmt(const fmt_options &asked) {
       const outcome got = format_file(file, asked.check);
       if (got == outcome::changed) {
         out.write(visible(file.string()) + (asked.check ? ": not formatted\n" : ": formatted\n"));
-        out.flush(); // before what is said of the next one
+        out.flush(); // flushed so that messages about the next file come after it
       }
       if (got == outcome::failed || (got == outcome::changed && asked.check)) status = failed;
     });

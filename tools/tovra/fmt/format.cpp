@@ -1,5 +1,6 @@
-// Records stand apart by an empty line, their keywords in one order, values after one blank. What the loader
-// takes as it stands is left so: conditions, blanks inside formats, blanks at the end of a URI or a query.
+// The style: an empty line between records, keywords in one order, one blank before a value. Whatever the
+// loader uses exactly as written stays unchanged: conditions, blanks inside formats, blanks at the end of a
+// URI or a query.
 #include "format.hpp"
 
 #include <algorithm>
@@ -25,8 +26,8 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-// The place of a keyword in its record. Lines of one rank stay in their order: one replaces another, or names
-// what another has put into a slot.
+// The place of a keyword in its record. Lines of the same rank keep their order, because a later one may
+// replace an earlier one, or may name what an earlier one put into a slot.
 int rank(word keyword) {
   switch (keyword) {
   case word::parent:
@@ -72,8 +73,8 @@ std::string joined(const std::vector<std::string_view> &tokens) {
   return made;
 }
 
-// Tokens of a property line, as its reader takes them apart; none when a token is not what it looks like: its
-// name goes over a blank, or it ends at a tab for one step of the reader and not for another.
+// Splits a line of properties as its reader does. Nullopt when this is not safe: a name may contain a blank,
+// or a token may end at a tab for one step of the reader and not for another.
 std::optional<std::vector<std::string_view>> property_tokens(std::string_view value) {
   std::vector<std::string_view> tokens;
   if (value.find_first_of("\t\v\f\r") != value.npos) return std::nullopt;
@@ -104,7 +105,7 @@ std::string value_text(word keyword, std::string_view value) {
   case word::op:
     return std::string(trimmed(value).empty() ? "no_op" : trimmed(value));
   case word::fmt:
-  case word::dest: // blanks alone are the default, nothing at all is the empty text
+  case word::dest: // blanks alone mean the default, no value at all is the empty text
     return std::string(trimmed(value).empty() && !value.empty() ? "%s" : trimmed(value));
   case word::uri:
   case word::query:
@@ -123,8 +124,8 @@ std::string value_text(word keyword, std::string_view value) {
 }
 
 struct line {
-  word keyword = word::none; // none: a comment, a line that no keyword begins, or an empty line
-  std::string text;          // as it is to be written
+  word keyword = word::none; // none: a comment, text without a keyword, or an empty line
+  std::string text;          // as it will be written
 };
 
 line read_line(std::string_view whole) {
@@ -134,7 +135,7 @@ line read_line(std::string_view whole) {
     const std::string_view name = tvr::keyword_of(keyword).text;
     if (!text.starts_with(name)) continue;
     const std::string_view value = text.substr(name.size());
-    // These are kept as they stand.
+    // These stay unchanged.
     if (keyword == word::cond || keyword == word::location_scheme) return {keyword, std::string(text)};
     const std::string made = value_text(keyword, value);
     line read{keyword, std::string(name)};
@@ -154,7 +155,7 @@ std::vector<line> read_lines(std::string_view text) {
   return lines;
 }
 
-// A keyword's line, under the comments that stand right above it.
+// The line of a keyword, with the comments directly above it.
 struct entry {
   word keyword;
   std::vector<std::string> lines;
@@ -164,7 +165,8 @@ class writer {
 public:
   std::string text;
 
-  // What stands between records, and after the last one: comments as they are, never two empty lines.
+  // Writes what is between records, and after the last one: comments unchanged, and never two empty lines in
+  // a row.
   void gap(const std::vector<std::string> &lines, bool at_end) {
     const bool parted = std::find(lines.begin(), lines.end(), "") != lines.end();
     bool empty = !parted && !at_end;
@@ -176,7 +178,7 @@ public:
   }
 
   void record(std::vector<entry> &entries) {
-    bool map = false, sorted = true; // a format behind the properties counts no slots for them
+    bool map = false, sorted = true; // a format after the properties does not count slots for them
     for (const entry &one : entries) {
       map = map || makes_map(one.keyword);
       if (one.keyword == word::fmt && map) sorted = false;
@@ -207,7 +209,7 @@ std::string formatted(std::string_view text) {
   const std::vector<line> lines = read_lines(text);
   writer out;
   std::vector<entry> record;
-  std::vector<std::string> loose; // since the last keyword: comments and empty lines
+  std::vector<std::string> loose; // comments and empty lines since the last keyword
   for (const line &one : lines) {
     if (one.keyword == word::none) {
       loose.push_back(one.text);
@@ -228,7 +230,7 @@ std::string formatted(std::string_view text) {
   }
   out.record(record);
   out.gap(loose, true);
-  if (out.text.empty() && !text.empty()) out.text.push_back('\n'); // a file without a byte does not load
+  if (out.text.empty() && !text.empty()) out.text.push_back('\n'); // an empty file would not load
   return std::move(out.text);
 }
 

@@ -1,4 +1,4 @@
-// One way to write a template file.
+// The style of template files.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace tovra::fmt {
 
-// The text of a file that loads, so written; it loads to the same nodes in the same order.
+// The formatted text of a file that loads. It loads to the same nodes, in the same order.
 std::string formatted(std::string_view text);
 
 } // namespace tovra::fmt

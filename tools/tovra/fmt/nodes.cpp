@@ -1,5 +1,6 @@
-// The loader hands each node to the tree's add_node with its ids: there it is written down whole, links
-// apart, which may lead to other files.
+// Writes down all nodes that a text loads to. The loader passes each node with its ids to the tree's add_node
+// operation, which is replaced here by one that writes the whole node as text. Links to other nodes are left
+// out, as they may lead to other files.
 #include "nodes.hpp"
 
 #include <algorithm>
@@ -123,7 +124,7 @@ void write_node(writer &out, const zu_tvr_node &node) {
   }
 }
 
-// The load that is being watched. The tree's operation has no place for it.
+// The load that is being watched. It is kept here because the tree's operation has no argument for it.
 struct watched_load {
   std::string *text;
   bool (*add_node)(zu_tvr_tree *, zu_tvr_node *, const char *, const char *);
@@ -137,7 +138,7 @@ bool take_node(zu_tvr_tree *tree, zu_tvr_node *node, const char *id, const char 
   return load.add_node(tree, node, id, parent_id);
 }
 
-// Keeps ":LINE: MESSAGE" of the first fault, which ends the load.
+// Keeps ":LINE: MESSAGE" of the first fault; returning false ends the load.
 bool keep_first(void *into, const zu_tvr_diagnostic *fault) {
   constexpr std::string_view nameless = " in file (null)";
   std::string said = words_of(*fault);

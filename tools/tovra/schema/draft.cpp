@@ -1,4 +1,4 @@
-// What goes into a first file of classes: kinds that all values have, and what all classes say.
+// What goes into a first file of classes: the kinds that all values have, and what all classes declare.
 #include "draft.hpp"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ bool is_secret(const json &said) {
   return said.dump().find("\"PasswordString\"") != std::string::npos;
 }
 
-// What both say. A default was read as of its type: without that one it is another.
+// What both declare. A default was read by its type, so it is only the same with the same type.
 json in_common(const json &one, const json &other) {
   json common = json::object();
   for (const auto &[member, value] : one.items()) {
@@ -30,7 +30,7 @@ void add_kind(std::set<value_kind> &kinds, const json &value) {
   if (const auto kind = check::kind_of(value)) kinds.insert(*kind);
 }
 
-// Kinds that values must be able to have so that no file is refused.
+// The kinds that a declaration must allow, so that no file is refused.
 std::set<value_kind> kinds_in(const check::property_data &all, bool may_number_texts) {
   std::set<value_kind> kinds;
   for (const value_kind kind : check::all_kinds) {

@@ -1,4 +1,4 @@
-// A first file of classes, drawn from data files.
+// A first file of classes, made from data files.
 #pragma once
 
 #include <map>
@@ -8,17 +8,18 @@
 
 namespace tovra::schema {
 
-// What several data files have in common: it refuses none of them, and changes nothing that they give.
+// Combines several data files. The file of classes that results refuses none of them, and changes nothing
+// that they give.
 class draft {
 public:
   void add(const check::data_set &data);
-  std::string text() const; // the file
+  std::string text() const; // of the file of classes
 
 private:
   struct drawn_property {
     check::property_data all; // what the records of all files give
-    nlohmann::json said;      // by the classes of every file that has the path
-    // Of any file: those of a kind and a default, and those of allowed values.
+    nlohmann::json said;      // declared by the classes of every file that has the path
+    // Over all files: the kinds of declarations with a kind and a default, and those with allowed values.
     std::set<check::value_kind> said_kinds, allowed_kinds;
   };
   struct drawn_path {

@@ -1,4 +1,4 @@
-// `tovra schema`: a first file of classes for the devices whose data files are given.
+// `tovra schema`: makes a first file of classes from the data files of some devices.
 #include <memory>
 
 #include "../commands.hpp"

@@ -1,4 +1,4 @@
-// Reading `args`: NAME[STATUS]: ARGUMENTS, with quotes as a shell has them.
+// Reads `args`: lines NAME[STATUS]: ARGUMENTS, with quotes as in a shell.
 #include "case_file.hpp"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ constexpr std::string_view blanks = " \t\r";
   throw bad_case(file.string() + ":" + std::to_string(number) + ": " + why);
 }
 
-// Words as a shell splits them, without expanding anything. False: a quote is open at the end.
+// Splits words as a shell does, but expands nothing. False when a quote is not closed.
 bool split(std::string_view text, std::vector<std::string> &words) {
   char quote = '\0';
   bool in_word = false;

@@ -1,4 +1,4 @@
-// What the renders of a case cover.
+// Finds what the renders of a case cover.
 #include "cover_case.hpp"
 
 #include "../process.hpp"
@@ -9,7 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The arguments without the options that only `render` has.
+// The arguments, without the options that only `render` has.
 std::vector<std::string> coverage_arguments(const std::vector<std::string> &render) {
   std::vector<std::string> made{"coverage", "--format=json"};
   for (size_t i = 1; i < render.size(); ++i) {
@@ -34,7 +34,7 @@ coverage::report cover(const golden_case &of, const case_run &run, int seconds) 
     throw std::runtime_error("coverage is not known: " +
                              (made.timed_out ? std::string("it takes too long") : made.error));
   }
-  if (made.output.empty()) return {}; // as it should: nothing is rendered
+  if (made.output.empty()) return {}; // nothing is rendered, as expected
   coverage::report covered = coverage::from_json(made.output);
   const fs::path here = fs::current_path();
   covered.rename([&](const std::string &name) {

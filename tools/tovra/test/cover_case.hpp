@@ -1,4 +1,4 @@
-// What the renders of a case cover.
+// Finds what the renders of a case cover.
 #pragma once
 
 #include "../coverage/gather.hpp"
@@ -6,8 +6,8 @@
 
 namespace tovra::test {
 
-// Makes a run once more, in a process of its own that is watched; nothing of runs that render nothing. Files
-// are named as from here. Throws std::exception.
+// Repeats a run in a process of its own, as `tovra coverage`. Empty for runs that render nothing. The names
+// of files are relative to this process's folder. Throws std::exception.
 coverage::report cover(const golden_case &of, const case_run &run, int seconds);
 
 } // namespace tovra::test

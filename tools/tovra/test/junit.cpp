@@ -1,4 +1,4 @@
-// JUnit's XML: a suite a folder, a case a run.
+// Results in JUnit's XML: a suite for each folder, a case for each run.
 #include "junit.hpp"
 
 #include <algorithm>
@@ -8,7 +8,7 @@ namespace tovra::test {
 
 namespace {
 
-// The length of the UTF-8 character that a text begins with, or 0.
+// The length of the UTF-8 character at the beginning of a text; 0 when there is none.
 size_t character_length(std::string_view text) {
   const auto byte = [text](size_t at) { return static_cast<unsigned char>(text[at]); };
   const size_t length = byte(0) < 0x80    ? 1
@@ -20,14 +20,14 @@ size_t character_length(std::string_view text) {
   for (size_t i = 1; i < length; ++i) {
     if ((byte(i) & 0xc0) != 0x80) return 0;
   }
-  // Surrogates, overlong forms, what is beyond Unicode, and what XML leaves out.
+  // Surrogates, too long forms, numbers beyond Unicode, and characters that XML does not allow.
   const bool wrong = (byte(0) == 0xe0 && byte(1) < 0xa0) || (byte(0) == 0xed && byte(1) > 0x9f) ||
                      (byte(0) == 0xf0 && byte(1) < 0x90) || (byte(0) == 0xf4 && byte(1) > 0x8f) ||
                      (byte(0) == 0xef && byte(1) == 0xbf && byte(2) >= 0xbe);
   return wrong ? 0 : length;
 }
 
-// Bytes that XML cannot hold as \xHH.
+// Writes bytes that XML cannot contain as \xHH.
 std::string escaped(std::string_view text) {
   std::string made;
   while (!text.empty()) {

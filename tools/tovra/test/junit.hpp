@@ -1,4 +1,4 @@
-// What a test run found, in the form that build servers read.
+// The results of a test run, in the format that build servers read.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// Standard output, standard error and exit status of a run, held to what is expected; and the variations,
-// which must change none of them.
+// Compares standard output, standard error and exit status of a run with the expected ones. Then makes the
+// variations, which must change none of them.
 #include "run_case.hpp"
 
 #include <algorithm>
@@ -53,7 +53,8 @@ std::string content(const fs::path &path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The lines of a difference, made visible: what failed may be any bytes.
+// Adds the lines of a difference with control characters made visible, as failed output may contain any
+// bytes.
 void add_difference(lines &faults, const char *what, const std::string &wanted, const std::string &got,
                     bool colour) {
   faults.push_back(std::string("  ") + what + ":");
@@ -79,7 +80,7 @@ lines compare(const outcome &wanted, const outcome &got, bool colour) {
   return faults;
 }
 
-// A text that is empty has no file.
+// An empty text has no file.
 void keep(const fs::path &path, const std::string &text) {
   if (text.empty()) {
     fs::remove(path);
@@ -97,7 +98,7 @@ public:
     const outcome got = make(run_.arguments);
     const fs::path output = of_.expected(run_, ".txt"), error = of_.expected(run_, ".err");
     lines &faults = made_.faults;
-    if (!faults.empty()) return std::move(made_); // it did not end, or not even begin
+    if (!faults.empty()) return std::move(made_); // it did not end, or could not be started
     const outcome wanted{run_.status, content(output), content(error)};
     faults = compare(wanted, got, asked_.colour);
     if (asked_.update && !faults.empty() && got.status == run_.status) {
@@ -158,7 +159,7 @@ private:
     }
   }
 
-  // The same run over other sources of the same data. A data file that is refused is left as it is.
+  // Repeats the run with the same data in another form. A data file that is refused is used unchanged.
   void vary_data(const outcome &plain, const std::string &kind) {
     const scratch_folder scratch;
     std::vector<std::string> arguments = run_.arguments;
@@ -175,11 +176,11 @@ private:
     }
     if (any) hold(plain, "data from " + kind, make(arguments));
   }
-  // What is made of a data file; `fresh` is the path of a file that is not there.
+  // The name of a data file in the other form; `fresh` is the path of a file that does not exist.
   static std::string place_of(const std::string &kind, const fs::path &fresh) {
     if (kind == "yaml") return fresh.string() + ".yaml";
     if (kind == "sqlite") return "sqlite:" + fresh.string();
-    const char *given = std::getenv(test_server); // which has been seen to be there
+    const char *given = std::getenv(test_server); // known to be set
     const std::string server = given != nullptr ? given : "";
     return server + (server.find('?') == server.npos ? "?" : "&") +
            "prefix=" + fresh.parent_path().filename().string() + "." + fresh.filename().string();
@@ -206,7 +207,7 @@ private:
     return got;
   }
 
-  // The same run over a copy of the templates whose files sort the other way round.
+  // Repeats the run with a copy of the templates whose file names sort in reverse order.
   void vary_order(const outcome &plain) {
     std::vector<std::string> arguments = run_.arguments;
     const auto option = std::find(arguments.begin(), arguments.end(), "--templates");
@@ -218,7 +219,7 @@ private:
       if (entry.path().extension() == ".tvr") files.insert(entry.path());
     }
     const std::string given = *option_value;
-    std::map<std::string, std::string> originals; // by the path of the copy
+    std::map<std::string, std::string> originals; // by path of the copy
     for (const fs::path &file : files) {
       const fs::path copy = scratch.path / (std::to_string(1000 + originals.size()) + ".tvr");
       fs::copy_file(file, copy);
@@ -226,7 +227,7 @@ private:
     }
     *option_value = scratch.path.string();
     outcome got = make(arguments);
-    for (const auto &[copy, original] : originals) { // the places of errors
+    for (const auto &[copy, original] : originals) { // in the places of errors
       for (size_t at = 0; (at = got.error.find(copy, at)) != got.error.npos;) {
         got.error.replace(at, copy.size(), original);
       }

@@ -1,23 +1,24 @@
-// One run of a case: made, compared with what is expected, and made again in other ways.
+// Makes one run of a case, compares it with the expected results, and repeats it in other ways.
 #pragma once
 
 #include "case_file.hpp"
 
 namespace tovra::test {
 
-// Of the environment: a server where devices are put to be rendered from there. They stay.
+// The environment variable with a server to which devices are written, to be rendered from there. They are
+// not removed.
 inline constexpr const char *test_server = "ZU_TVR_TEST_REDIS";
 
 struct how {
   std::set<std::string> vary; // names of variations
   bool update = false;
   bool colour = false;
-  int seconds = 0; // a run may take
+  int seconds = 0; // that a run may take
 };
 
 struct verdict {
-  std::vector<std::string> faults; // lines; none: passed
-  std::vector<std::string> notes;  // what was updated
+  std::vector<std::string> faults; // lines; empty: passed
+  std::vector<std::string> notes;  // about updated files
   double seconds = 0;
 };
 

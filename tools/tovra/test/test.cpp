@@ -1,4 +1,4 @@
-// `tovra test`: the golden cases of a template team.
+// `tovra test`: runs the golden cases of a template team.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -33,18 +33,18 @@ struct test_options {
 
 struct job {
   const test::golden_case *of;
-  const test::case_run *run; // none: the case itself is at fault
+  const test::case_run *run; // null: the case itself is wrong
   test::result result;
   coverage::report covered;
 };
 
-// Folders with a file `args`, below those that were given, by name. Throws filesystem_error.
+// Folders that have a file `args`, at any depth below the given ones, by name. Throws filesystem_error.
 std::set<fs::path> find_cases(const std::vector<std::string> &folders) {
   std::set<fs::path> found;
   for (const auto &folder : folders) {
     if (fs::is_regular_file(fs::path(folder) / "args")) found.insert(fs::path(folder).lexically_normal());
     for (const auto &entry : fs::recursive_directory_iterator(folder)) {
-      std::error_code none; // a link that leads nowhere is no file
+      std::error_code none; // a link to nothing is not a file
       if (entry.path().filename() == "args" && entry.is_regular_file(none)) {
         found.insert(entry.path().parent_path().lexically_normal());
       }
@@ -53,7 +53,7 @@ std::set<fs::path> find_cases(const std::vector<std::string> &folders) {
   return found;
 }
 
-// Expected texts of runs that there are no longer.
+// Finds files of expected texts whose run does not exist any more.
 std::vector<std::string> left_over(const test::golden_case &of) {
   std::vector<std::string> faults;
   std::error_code none;
@@ -68,7 +68,7 @@ std::vector<std::string> left_over(const test::golden_case &of) {
   return faults;
 }
 
-// Cases, and the runs that they make; a case that cannot be read is a job that has failed.
+// The cases, and the runs that they make. A case that cannot be read counts as a job that failed.
 class plan {
 public:
   explicit plan(const std::set<fs::path> &folders) {
@@ -113,7 +113,8 @@ void cover(job &one, int seconds) {
   }
 }
 
-// Runs all on several threads; each is told when all before it are.
+// Runs all jobs on several threads. Results are shown in the order of the jobs, each as soon as all before it
+// are shown.
 void run_all(std::vector<job> &jobs, const test_options &asked) {
   std::mutex telling;
   std::vector<bool> ended(jobs.size());
@@ -146,12 +147,13 @@ bool write_junit(const std::string &path, const std::vector<job> &jobs) {
   return write_text(path, test::as_junit(results));
 }
 
-// Each form goes to its file, or follows the results. False: it cannot be written, or too little is covered.
+// Writes each form of coverage to its file, or after the results. False: a file cannot be written, or too
+// little is covered.
 bool tell_coverage(std::vector<job> &jobs, const test_options &asked) {
   if (asked.coverage.empty()) return true;
   coverage::report all;
   for (job &one : jobs) all.add(std::move(one.covered));
-  std::fflush(stdout); // the results come before what may be said of files
+  std::fflush(stdout); // the results come before messages about files
   bool good = true;
   for (const std::string &way : asked.coverage) {
     const size_t colon = way.find(':');
@@ -166,14 +168,14 @@ bool tell_coverage(std::vector<job> &jobs, const test_options &asked) {
   return coverage::is_enough(all, asked.limits) && good;
 }
 
-// What is wrong with a FORMAT or FORMAT:FILE, or nothing.
+// Why a FORMAT or FORMAT:FILE is wrong; empty when it is right.
 std::string fault_of(const std::string &way) {
   const size_t colon = way.find(':');
   if (!coverage::forms().contains(way.substr(0, colon))) return "no format is '" + way.substr(0, colon) + "'";
   return colon == way.size() - 1 ? "it names no file" : "";
 }
 
-// Why a variation cannot be made, or nothing.
+// Why a variation cannot be made; empty when it can.
 std::string fault_of_variation(const std::string &name) {
   const bool is_source = name == "yaml" || name == "sqlite" || name == "redis";
   if (is_source && !zu_store_has(name.c_str())) return "this program was built without it";
@@ -183,7 +185,7 @@ std::string fault_of_variation(const std::string &name) {
 
 int run_tests(test_options &asked) {
   for (const auto &asked_for : asked.vary) {
-    const bool all = asked_for == "all"; // that can be made
+    const bool all = asked_for == "all"; // all that can be made
     for (const auto &name : all ? test::variation_names() : std::vector<std::string>{asked_for}) {
       const std::string fault = fault_of_variation(name);
       if (fault.empty()) {
