@@ -1,7 +1,7 @@
-// Renders through the exported functions, in process:
-// tovra_bench --templates DIR --data FILE --reps R [--out FILE] [--count] loads, renders once (writing to
-// FILE what `tovra render` prints), then R times; prints `load_ns T` and `render_ns T1 T2 ...`. With --count
-// it also renders to count: blocks allocated, print nodes walked, records read.
+// Measures renders through the exported functions, inside one process. tovra_bench --templates DIR --data
+// FILE --reps R [--out FILE] [--count] loads, renders once (writing to FILE what `tovra render` prints), then
+// renders R times; prints `load_ns T` and `render_ns T1 T2 ...`. With --count it renders once more to count
+// allocated blocks, walked print nodes and records read.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
@@ -55,7 +55,7 @@ int64_t blocks() {
   return qmalloc_count(ZU_TVR_AREA).total_blocks + qmalloc_count(ZU_DO_AREA).total_blocks;
 }
 
-// The trace says it once for every print node that is walked.
+// The trace has this message once for every print node that is walked.
 void take_trace(void *context, int, const char *message) {
   const std::string_view said = message;
   if (said.find("print node: attempting to render \"") != said.npos ||

@@ -1,4 +1,4 @@
-// Writes a workload's data file: tovra_bench_data WORKLOAD N > FILE.
+// Writes the data file of a workload: tovra_bench_data WORKLOAD N > FILE.
 #include "data.hpp"
 
 #include <cstdio>

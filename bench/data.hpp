@@ -8,7 +8,7 @@ namespace bench {
 
 void write(const router &router);
 
-// Key form: what the names here have to encode is the slash.
+// The text as a key in a URI. Of all characters that need encoding, the names here have only the slash.
 inline std::string key(const std::string &text) {
   std::string coded;
   for (const char byte : text) byte == '/' ? coded += "%2F" : coded += byte;

@@ -7,7 +7,7 @@ namespace bench::edge {
 
 namespace {
 
-// A record: its properties one by one, those that are not set left out.
+// Writes a record, one property after the other; properties that are not set are left out.
 class record {
 public:
   explicit record(const std::string &uri) { std::printf(",\n\"%s\":{", uri.c_str()); }

@@ -1,6 +1,6 @@
-// The second router that is measured: most of what it can have is optional, and says so either way. N ports,
-// N / 10 prefix lists, N / 50 BGP instances, two families each, five peers each. The same N gives the same
-// router everywhere. An empty text is a property that is not set.
+// The second router that is measured. Most of its settings are optional, and their lines are printed whether
+// they are set or not. It has N ports, N / 10 prefix lists, and N / 50 BGP instances with two families each
+// and five peers each. The same N always makes the same router. An empty text is a property that is not set.
 #pragma once
 
 #include <cstdint>
@@ -23,8 +23,8 @@ struct port {
   std::string ip;
   std::string mask;
   bool trunk;
-  std::vector<int64_t> vlans; // of a trunk
-  int64_t vlan;               // of all others
+  std::vector<int64_t> vlans; // of a trunk port
+  int64_t vlan;               // of any other port
   bool optics;
   std::vector<std::string> relays;
   std::string list;

@@ -1,4 +1,4 @@
-// What the programs measure of themselves.
+// What the programs measure about themselves.
 #pragma once
 
 #include <time.h>
@@ -8,14 +8,16 @@
 
 namespace bench {
 
-// Processor time of this program: nothing in it waits, and what else the machine does counts least this way.
+// The processor time of this program. It never waits, so this is its speed with the least influence of other
+// programs.
 inline long long nanoseconds() {
   timespec now = {};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
   return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
-// Peak memory of this program alone: what getrusage tells holds that of the process it was forked from too.
+// The peak memory of this program alone. getrusage would include that of the process from which it was
+// forked.
 inline long peak_kib() {
   long peak = 0;
   std::FILE *status = std::fopen("/proc/self/status", "r");

@@ -1,5 +1,5 @@
-// What loading is measured against: a data file read and parsed by the JSON parser into its own tree, and
-// nothing made of it. tovra_bench_parse FILE: prints `parse_ns T`. One file a run, as a host loads it.
+// The comparison for loading: the JSON parser reads a data file into its own tree, and nothing more is done.
+// tovra_bench_parse FILE: prints `parse_ns T`. One file per run, as a host loads it.
 #include <cstdio>
 #include <simdjson.h>
 

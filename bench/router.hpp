@@ -1,5 +1,5 @@
 // The router that is measured, as plain structs: N interfaces with nested addresses, N / 10 neighbours with
-// nested families, N / 2 static routes. The same N gives the same router everywhere.
+// nested families, N / 2 static routes. The same N always makes the same router.
 #pragma once
 
 #include <cstdint>

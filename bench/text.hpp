@@ -1,4 +1,5 @@
-// One growing text, written to in place: what the floor renders into, and where the library's lines go.
+// A text that grows and is written in place: the floor renders into it, and the library's lines are put into
+// it too.
 #pragma once
 
 #include <charconv>
@@ -26,14 +27,14 @@ public:
     end_ += part.size();
   }
 
-  // Literals, which hold the indentation too, values and numbers; then the end of the line.
+  // Adds a line: literals (which include the indentation), values and numbers, then the line end.
   template <class... Part>
   void line(const Part &...part) {
     make_room((most(part) + ... + 1));
     ((end_ = put(end_, part)), ...);
     *end_++ = '\n';
   }
-  // A line whose last part is numbers with a blank between them.
+  // Adds a line that ends with a list of numbers, separated by blanks.
   template <size_t N, class Numbers>
   void list(const char (&literal)[N], const Numbers &numbers) {
     make_room(N + numbers.size() * 21);
@@ -72,7 +73,7 @@ private:
   }
   static char *put(char *to, int64_t number) { return std::to_chars(to, to + 20, number).ptr; }
 
-  // A value as the CLI writes it: in double quotes when it holds a blank or begins with '!'.
+  // A value as the CLI writes it: in double quotes when it contains a blank or begins with '!'.
   static char *put(char *to, std::string_view value) {
     bool quoted = value.starts_with('!'), marks = false;
     for (const char byte : value) {
