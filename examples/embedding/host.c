@@ -1,4 +1,4 @@
-/* A host that embeds the library, step by step. It checks what it gets, and says nothing when all is well. */
+/* A host that embeds the library, step by step. It checks all results, and prints none of them. */
 #define _POSIX_C_SOURCE 200809L
 
 #include <pthread.h>
@@ -88,7 +88,7 @@ static void remove_directory(void) {
   CHECK(rmdir(directory) == 0);
 }
 
-/* Each fault with its place; true: go on, so that one look tells all. */
+/* Prints a fault with its place. Returns true to go on, so that all faults are shown at once. */
 static bool tell_fault(void *log, const zu_tvr_diagnostic *fault) {
   (void)fprintf(log, "%s:%u: %s\n", fault->file != NULL ? fault->file : "templates", fault->line,
                 fault->message);
@@ -106,7 +106,7 @@ static pthread_rwlock_t gate = PTHREAD_RWLOCK_INITIALIZER;
 static bool render_through_gate(request *asked) {
   CHECK(pthread_rwlock_rdlock(&gate) == 0);
   const bool rendered = request_render(asked, NULL, NULL);
-  request_clean_up(asked); /* before the gate opens: the request still holds on to the templates */
+  request_clean_up(asked); /* while the gate is held: the request still uses the templates */
   CHECK(pthread_rwlock_unlock(&gate) == 0);
   return rendered;
 }
@@ -192,7 +192,7 @@ static void cancel(zu_data_ifc *data) {
   request_close(&asked);
 }
 
-/* The host name is a default, e1's mtu has no value: both lines are left out. */
+/* The host name has its default and e1's mtu has no value: both lines are left out. */
 static void render_marked_values(void) {
   zu_data_ifc *marked = own_data_new(marked_records, COUNT(marked_records));
   request asked;
@@ -209,7 +209,7 @@ static void render_marked_values(void) {
   marked->ops->free(marked);
 }
 
-/* A fetch count is read with the templates; with any, the text is the same. */
+/* The fetch count is read together with the templates. The text is the same with every count. */
 static void fetch_in_batches(zu_data_ifc *data) {
   request asked;
   CHECK(request_open(&asked, data));
@@ -228,7 +228,7 @@ static void fetch_in_batches(zu_data_ifc *data) {
   CHECK(render_tovra_reload_func() == NULL);
 }
 
-/* What the data interface does not answer is an error of the request, not a wrong text. */
+/* When the data interface refuses a request, the host is told of an error; it never gets a wrong text. */
 static void ask_for_too_much(zu_data_ifc *data) {
   request asked;
   CHECK(request_open(&asked, data));
@@ -245,7 +245,7 @@ static void ask_for_too_much(zu_data_ifc *data) {
   CHECK(render_tovra_reload_func() == NULL);
 }
 
-/* What a sink of the host's own was told. */
+/* Counts the messages that a trace sink of the host gets. */
 typedef struct trace_log {
   unsigned messages;
   unsigned failures;
@@ -296,8 +296,8 @@ static void reload_until_it_succeeds(zu_data_ifc *data) {
   error = reload_through_gate();
   CHECK(error != NULL && strcmp(zu_do_error_get_msg(error), "Invalid Op in node: guess") == 0);
   zu_do_error_deref(error);
-  CHECK(render_through_gate(&asked)); /* what stood before the bad line stays in use ... */
-  CHECK(asked.length == 0);           /* ... and is not the configuration */
+  CHECK(render_through_gate(&asked)); /* the nodes before the bad line are in use ... */
+  CHECK(asked.length == 0);           /* ... and are not the whole configuration */
 
   write_templates(templates);
   CHECK(templates_are_good(stderr));

@@ -7,13 +7,13 @@
 
 #include <zuapi/zuapi.h>
 
-/* In the flags of a request whose answer comes whole, whatever the number of rows that a fetch asks for. */
+/* A flag of requests that want all rows in one answer, whatever number of rows a fetch asks for. */
 static const uint64_t for_caching = 0x10000000;
 
-/* A record as requests want it. Names, values and URIs never change, so threads may share them. */
+/* A record as requests need it. Names, values and URIs never change, so threads may share them. */
 typedef struct stored {
   zu_do_uri *uri;
-  zu_do_uri *collection; /* that it is listed in */
+  zu_do_uri *collection; /* in which it is listed */
   zu_do_name *names[OWN_FIELDS];
   zu_do_value *values[OWN_FIELDS];
   size_t fields;
@@ -40,9 +40,9 @@ typedef struct own_cursor {
   zu_cursor cursor;
   const own_data *data;
   zu_do_uri *collection;
-  zu_do_ntlist *columns; /* none until there is a row */
-  size_t next;           /* record to look at */
-  bool whole;            /* all rows in one fetch */
+  zu_do_ntlist *columns; /* null until there is a row */
+  size_t next;           /* the next record to look at */
+  bool whole;            /* give all rows in one fetch */
 } own_cursor;
 
 /* ---- Status: this data has nothing to clear ---- */
@@ -64,7 +64,7 @@ static const stored *peek(own_cursor *self) {
   return NULL;
 }
 
-/* The first column holds each row's own URI, without which a row cannot be used. */
+/* The first column has the URI of each row: the library cannot use a row without it. */
 static zu_do_ntlist *columns_of(const stored *record) {
   zu_do_ntlist *columns = zu_do_ntlist_new();
   zu_do_name *uri = zu_do_name_new(ZU_DO_NAME_URI);
@@ -126,7 +126,7 @@ static const zu_cursor_ops cursor_ops = {.free = cursor_free, .fetch = cursor_fe
 
 static int open_cursor(zu_coll_ifc *ifc, zu_do_uri *uri, zu_do_nlist *fields, zu_do_nvlist *query,
                        zu_do_nlist *order_by, uint64_t flags, zu_cursor **cursor) {
-  (void)fields; /* empty: all of them */
+  (void)fields; /* empty: all are wanted */
   const bool narrowed = zu_do_nvlist_get_len(query) > 0 || zu_do_nlist_get_len(order_by) > 0;
   if (narrowed || zu_do_uri_get_coll_type(uri) != 1) return ZU_REFUSED; /* rather than a wrong answer */
   own_cursor *self = calloc(1, sizeof *self);
@@ -220,7 +220,7 @@ static int get_crudx_ifc(zu_data_ifc *ifc, zu_crudx_ifc **crudx) {
 static const zu_data_ifc_ops data_ops = {
     .ref = data_ref, .free = data_free, .get_coll_ifc = get_coll_ifc, .get_crudx_ifc = get_crudx_ifc};
 
-/* ---- Taking in the table ---- */
+/* ---- Copying the table ---- */
 
 /* "/system/ifc;name=e0" is listed in "/system?ifc", and "/system" in "/?system". */
 static bool find_collection(stored *record) {

@@ -1,4 +1,4 @@
-/* Making a request, rendering it, cleaning up after it. */
+/* Makes a request, renders it, and cleans up after it. */
 #define _POSIX_C_SOURCE 200809L
 
 #include "request.h"
@@ -12,7 +12,7 @@ static bool take_text(zu_tovra_context *context, zu_cli_context *cli, const char
   if (asked->pieces == 0 && asked->meeting != NULL) pthread_barrier_wait(asked->meeting);
   const bool enough = asked->pieces_wanted != 0 && asked->pieces == asked->pieces_wanted;
   if (enough || length >= sizeof asked->text - asked->length) asked->refused = true;
-  if (asked->refused) return false; /* more may be offered: it would stand behind a gap */
+  if (asked->refused) return false; /* more text may come, but some before it is missing */
   memcpy(asked->text + asked->length, text, length + 1);
   asked->length += length;
   ++asked->pieces;
@@ -28,7 +28,7 @@ static void take_error(void *context, int32_t code, const char *message) {
 
 static void take_place(void *user, const zu_tvr_event *event) {
   request *asked = user;
-  if (event->node == NULL) return; /* the request failed before it walked */
+  if (event->node == NULL) return; /* the request failed before the walk began */
   const char *file = zu_tvr_node_file(event->node);
   snprintf(asked->place, sizeof asked->place, "%s:%u %s", file != NULL ? file : "",
            zu_tvr_node_line(event->node), event->uri != NULL ? event->uri : "");
@@ -65,7 +65,7 @@ bool request_render(request *asked, const char *node, const char *config) {
 }
 
 void request_clean_up(request *asked) {
-  if (asked->context.cleanup_fn == NULL) return; /* the render failed before it began to walk */
+  if (asked->context.cleanup_fn == NULL) return; /* the render failed before the walk began */
   asked->context.cleanup_fn(&asked->context);
   asked->context.cleanup_fn = NULL;
 }
