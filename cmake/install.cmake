@@ -25,7 +25,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/zu_tovra-config-version.cma
   COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/zu_tovra-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zu_tovra)
-# The prefix is found from where the file lies, so that an installation may be moved.
+# The .pc file finds the prefix relative to itself, so that an installation may be moved.
 file(RELATIVE_PATH pkgconfig_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/zu_tovra.pc.in ${CMAKE_BINARY_DIR}/zu_tovra.pc @ONLY)
@@ -39,7 +39,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "configuration records of a network device
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION " The library libzu_tovra, its headers, the platform that comes with it, and the program tovra, which\n renders, checks and shows templates.")
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON) # what the libraries need, as dpkg knows it
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON) # find the packages on which it depends
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
