@@ -47,9 +47,9 @@ bool is_whole_number(std::string_view text) {
                          text.find_first_not_of("0123456789") == text.npos);
 }
 
-// Finds the lines on which members stand, which JSON parsers do not report. Members that are asked for in the
-// order of the file cost one pass over it. After very many passes it gives up, so that a bad file cannot hold
-// up a check.
+// Finds the lines on which members stand, which the JSON parser does not report. Members that are asked for
+// in the order of the file cost one pass over it. After very many passes it gives up, so that a bad file
+// cannot hold up a check.
 class line_finder {
 public:
   explicit line_finder(const std::string &text) : text_(text) {}

@@ -1,5 +1,6 @@
 // Template files as their authors see them: lines with keywords and numbers, and the records made of them.
-// The loader keeps neither; the rules need both, to name the place of a mistake.
+// A node of the tree only knows where its record begins; the rules need every line, to say where a mistake
+// is.
 #pragma once
 
 #include <string>
