@@ -1,4 +1,4 @@
-"""What a keystroke and a hover take in `tovra lsp`, beside one whole `tovra check`, as tables."""
+"""Prints what a keystroke and a hover cost in `tovra lsp`, compared with one whole `tovra check`."""
 import json
 import os
 import resource
@@ -81,13 +81,13 @@ def child_time():
 
 
 def process_time(number):
-    """What a process has used of the processor, in milliseconds."""
+    """The processor time that a process has used, in milliseconds."""
     fields = Path(f"/proc/{number}/stat").read_text().rsplit(") ", 1)[1].split()
     return (int(fields[11]) + int(fields[12])) * 1000 / os.sysconf("SC_CLK_TCK")
 
 
 def check_time(program, templates, data):
-    """Of the processor, and by the clock."""
+    """Milliseconds of processor time, and of the clock."""
     def check():
         subprocess.run([program, "check", "--templates", templates, "--data", data], check=True, stdout=subprocess.DEVNULL)
     before = child_time()
