@@ -129,8 +129,9 @@ void end_with_glib(const char *domain, GLogLevelFlags level, const char *message
   g_log_default_handler(domain, level, message, nullptr);
 }
 
-// Else a file that is opened takes the number of a standard stream that is closed, and what is said to that
-// stream stands in the file. What is put there fails as the closed one does.
+// A file that the program opens gets the lowest free number, which is that of a standard stream if the caller
+// has closed it: then messages would be written into the file. So each closed stream gets a descriptor on
+// which reading or writing fails, as it does on a closed one.
 void keep_standard_streams_apart() {
   for (const int file : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(file, F_GETFD) < 0) open("/dev/null", file == STDIN_FILENO ? O_WRONLY : O_RDONLY);

@@ -118,7 +118,7 @@ bool all_are_sound(const template_set &set) {
 
 namespace {
 
-// A path in messages: that of the record "/" is empty.
+// The path as messages show it: the path of the record "/" is empty.
 std::string shown(const std::string &path) {
   return path.empty() ? "/" : path;
 }

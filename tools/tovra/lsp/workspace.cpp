@@ -181,7 +181,7 @@ static void take_visit(const json &visit, const std::string &directories, explai
   into.never = with_plain_names(visit.value("never", ""), directories);
   for (const json &outcome : visit.value("outcomes", json::array())) {
     std::string told = outcome.value("told", "");
-    if (outcome.contains("number")) { // a line, which may name such a directory itself
+    if (outcome.contains("number")) { // a line; its text may contain such a directory
       if (++into.lines <= explained::most_lines) into.shown += (into.shown.empty() ? "" : "\n") + told;
       continue;
     }
