@@ -94,6 +94,8 @@ public:
                 const std::string &text) override {
     if (is_key()) return put_name(mark, tag, anchor, text);
     const std::string type = type_of(mark, tag);
+    // A text without quotes that begins with a '!', a password perhaps, would be taken for a type, and lost.
+    if (!type.empty() && text.empty()) refuse(mark, "no text stands behind the tag");
     const bool plain = tag == "?" || (type.empty() && tag != "!" && !tag.ends_with(":str"));
     const std::string json = plain ? json_of_plain(text) : "";
     if (plain && json.empty() && tag != "?") refuse(mark, "the text does not fit its tag");

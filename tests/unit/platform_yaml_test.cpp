@@ -65,6 +65,7 @@ TEST(yaml, tokens_keep_their_lines_and_faults_their_places) {
            {"a: *b", "f:1:4: the referenced anchor is not defined"},
            {"a: &x [*x]", "f:1:8: an alias stands in what it stands for"},
            {"a: !!binary aGk=", "f:1:4: unknown tag"},
+           {"a: !b4ng", "f:1:4: no text stands behind the tag"},
            {"a: !!int x", "f:1:4: the text does not fit its tag"},
            {"<<: {a: 1}", "f:1:1: mappings are not merged"},
            {"[a]: 1", "f:1:1: a name must be a text"},
