@@ -294,6 +294,11 @@ class Checks:
                 self.expect(f"check tells of {prop} {path} {data}", all(each in got.stdout for each in words) and
                             ("reads / (1 record): top" in got.stdout) == (data != ()) and
                             (got.returncode == 1) == ("error" in words[0]), got)
+        self.write("case/args", "all: render --templates ../t --data yang:../f --yang-dir ../mods --yang-module m\n")
+        self.run("test", "case", "--update")
+        got = self.run("test", "case", "--coverage=json:covered")
+        files = [each["file"] for each in json.loads((self.folder / "covered").read_text())["data"]]
+        self.expect(f"coverage names the data {files}", files == ["yang:f"], got)
 
     def hostile(self):
         self.module(BODY)

@@ -8,19 +8,17 @@
 #include <fstream>
 #include <sstream>
 
+#include "../data_file.hpp"
 #include "../output.hpp"
 #include "json.hpp"
-#include "redis/open.hpp"
 
 namespace tovra::lsp {
 
 namespace fs = std::filesystem;
 
 std::string data_file_of(const std::string &name) {
-  if (zu_redis::is_place(name)) return "";
-  constexpr std::string_view scheme = "sqlite:", yang = "yang:";
-  if (name.starts_with(yang)) return name.substr(yang.size());
-  return name.starts_with(scheme) ? name.substr(scheme.size(), name.find('?') - scheme.size()) : name;
+  const std::vector<std::string> files = data_files(name);
+  return files.empty() ? "" : files.front();
 }
 
 namespace {

@@ -1,6 +1,7 @@
 // Finds what the renders of a case cover.
 #include "cover_case.hpp"
 
+#include "../data_file.hpp"
 #include "../process.hpp"
 
 namespace tovra::test {
@@ -38,10 +39,13 @@ coverage::report cover(const golden_case &of, const case_run &run, int seconds) 
   coverage::report covered = coverage::from_json(made.output);
   const fs::path here = fs::current_path();
   covered.rename([&](const std::string &name) {
-    const std::string kind = name.starts_with("sqlite:") ? "sqlite:" : "";
-    const fs::path whole = fs::weakly_canonical(of.folder / name.substr(kind.size()));
+    const std::vector<std::string> files = data_files(name);
+    if (files.empty()) return name;
+    const fs::path whole = fs::weakly_canonical(of.folder / files.front());
     const fs::path below = whole.lexically_relative(here);
-    return kind + (below.empty() || *below.begin() == ".." ? whole : below).string();
+    std::string shown = name;
+    return shown.replace(name.find(files.front()), files.front().size(),
+                         (below.empty() || *below.begin() == ".." ? whole : below).string());
   });
   return covered;
 }
