@@ -230,14 +230,14 @@ class Checks(devices.Checks):
                 self.put(1, server.name())
                 return act
 
-            for times, status in ((1, 0), (99, 1)):
+            for times, status in ((1, 0), (sys.maxsize, 1)):
                 with Between(server, change(times)) as between:
                     got = self.run(*arguments[:last], between.name("timeout=9000"))
                     text = got.stdout.replace(between.name("timeout=9000"), server.name())
                     good = text == wanted[2] if status == 0 else "others changed" in got.stderr
                     if status == 1 and command[0] in ("render", "get"):
                         good = good and text == ""
-                    self.expect(f"{command[0]}, changed {times} times", got.returncode == status and good, got)
+                    self.expect(f"{command[0]}, changed {times} times at most", got.returncode == status and good, got)
         # One change alone: a render that has begun goes on with what it began with.
         with Between(server, lambda n: self.put(2, server.name()) and None if n == 5 else None) as between:
             self.put(1, server.name())
